@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+
+/// The subset of CoreFoundation that the tool and its settings layer use. Create and Copy return one reference that the
+/// caller releases; constants are never freed. All operations may be called from any thread.
+struct CFObject;
+using CFTypeRef = const CFObject*;
+using CFPropertyListRef = CFTypeRef;
+using CFAllocatorRef = const void*;
+using CFTypeID = unsigned long;
+using CFIndex = long;
+using Boolean = unsigned char;
+
+struct CFString;
+struct CFBoolean;
+struct CFNumber;
+using CFStringRef = const CFString*;
+using CFBooleanRef = const CFBoolean*;
+using CFNumberRef = const CFNumber*;
+
+inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
+
+/// Parks the caller for good. Asynchronous replies and events of the manager's client library are received here.
+void CFRunLoopRun();
+
+CFTypeRef CFRetain(CFTypeRef object);
+void CFRelease(CFTypeRef object);
+CFTypeRef CFRetain(CFStringRef string);
+void CFRelease(CFStringRef string);
+void CFRelease(CFNumberRef number);
+CFTypeID CFGetTypeID(CFTypeRef object);
+
+using CFStringEncoding = std::uint32_t;
+inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
+CFTypeID CFStringGetTypeID();
+CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
+/// NUL-terminated, lives as long as the string.
+const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding);
+
+extern const CFBooleanRef kCFBooleanTrue;
+extern const CFBooleanRef kCFBooleanFalse;
+CFTypeID CFBooleanGetTypeID();
+Boolean CFBooleanGetValue(CFBooleanRef boolean);
+
+using CFNumberType = CFIndex;
+inline constexpr CFNumberType kCFNumberSInt32Type = 3;
+inline constexpr CFNumberType kCFNumberSInt64Type = 4;
+CFTypeID CFNumberGetTypeID();
+/// @param value points at an integer of `type`.
+CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
+/// @return whether the number fits `type`; the low bits are stored in either case.
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
+
+extern const CFStringRef kCFPreferencesAnyUser;
+extern const CFStringRef kCFPreferencesCurrentUser;
+extern const CFStringRef kCFPreferencesAnyHost;
+extern const CFStringRef kCFPreferencesCurrentHost;
+/// Stages `value` (a CFString, CFBoolean or CFNumber; nullptr removes the key); it is read back at once in this process
+/// and reaches the disk with CFPreferencesSynchronize.
+void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain, CFStringRef user, CFStringRef host);
+/// One reference, nullptr when the key is absent.
+CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user, CFStringRef host);
+/// Merges what is staged into the domain's file under its lock, atomically and synced, and reads what others wrote.
+/// @return false when the file could not be written; the old file is whole then and the staged values are kept.
+Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);
