@@ -1,0 +1,98 @@
+#include "config/TraceType.h"
+
+#include "platform/dispatch/dispatch.h"
+#include "platform/vsk/SorvexUtil.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <map>
+
+namespace ryn::trace {
+namespace {
+
+constexpr std::array kNames = {
+    "MobileAnalyzer", "Artemis", "CoreDump", "Mux",         "DIAG", "EURCoreDump", "IPCTrace", "USBTracerDump",
+    "Boot",           "CSILog",  "Dummy",    "BasebandIPC", "TEMS", "RYN",         "SYSLOG",   "KernelPCI",
+};
+
+std::string lowerCased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+    return text;
+}
+
+std::map<std::string, Type> typesByLowerCasedName() {
+    std::map<std::string, Type> types;
+    for (std::size_t value = 0; value < kNames.size(); ++value) {
+        types.emplace(lowerCased(kNames[value]), static_cast<Type>(value));
+    }
+    return types;
+}
+
+/// Radios below `first` wrap round to large numbers, so one comparison tests both ends.
+bool isRadioWithin(std::uint32_t first, std::uint32_t last) {
+    return SorvexRadiosGetRadio() - first <= last - first;
+}
+
+}  // namespace
+
+std::string typeAsString(Type type) {
+    const auto value = static_cast<std::size_t>(type);
+    return value < kNames.size() ? kNames[value] : "Unknown";
+}
+
+bool stringAsType(const std::string& name, Type& type) {
+    static const std::map<std::string, Type> kTypes = typesByLowerCasedName();
+    const auto found = kTypes.find(lowerCased(name));
+    if (found == kTypes.end()) {
+        return false;
+    }
+    type = found->second;
+    return true;
+}
+
+bool isAllowed() {
+    static dispatch_once_t once = 0;
+    static bool allowed = false;
+    dispatch_once(&once, [] { allowed = SorvexUtilTraceAllowed(); });
+    return allowed;
+}
+
+bool isSupported(Type type) {
+    switch (type) {
+        case Type::DIAG:
+        case Type::RYN:
+            return true;
+        case Type::EURCoreDump:
+            return SorvexCapabilitiesRadioCoreDumpGetPersonality() != 0;
+        case Type::IPCTrace:
+            return isAllowed();
+        case Type::BasebandIPC:
+            return isRadioWithin(7, 9) && isAllowed();
+        case Type::TEMS:
+            return isRadioWithin(6, 9) && (SorvexUtilIsInternalBuild() || SorvexUtilIsCarrierBuild());
+        case Type::SYSLOG:
+            return SorvexUtilIsInternalBuild() || SorvexUtilIsCarrierBuild() || SorvexUtilIsVendorBuild();
+        case Type::KernelPCI:
+            return isRadioWithin(9, 9) && isAllowed();
+        default:
+            return false;
+    }
+}
+
+bool isSupported(std::string name) {
+    Type type{};
+    return stringAsType(name, type) && isSupported(type);
+}
+
+bool isHelperSupported() {
+    return isRadioWithin(8, 9) && isAllowed();
+}
+
+bool isDumpLogIndicationSupported() {
+    return (SorvexUtilIsInternalBuild() || SorvexUtilIsCarrierBuild()) && isRadioWithin(7, 9);
+}
+
+}  // namespace ryn::trace
