@@ -1,0 +1,92 @@
+#pragma once
+
+#include "Client/wire/Packet.h"
+#include "platform/xpc/Object.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace support {
+
+/// A manager that answers as a test tells it, on a real socket, from a thread of its own.
+class ScriptedManager {
+public:
+    struct Request {
+        std::uint64_t id = 0;
+        std::string command;
+        std::string argument;  ///< rendered as JSON
+    };
+    /// One client's connection, to be used within a responder only.
+    class Connection {
+    public:
+        explicit Connection(int descriptor) : descriptor_(descriptor) {}
+        void reply(std::uint64_t id, std::int32_t result, const xpc::Object& object = {}) const;
+        void event(const std::string& name, const xpc::Object& payload = {}) const;
+        /// Any bytes, as one packet.
+        void raw(const std::vector<std::uint8_t>& packet) const;
+        /// Ends the connection after the responder.
+        void drop() { dropped_ = true; }
+        bool dropped() const { return dropped_; }
+
+    private:
+        int descriptor_;
+        bool dropped_ = false;
+    };
+    using Responder = std::function<void(Connection& connection, const Request& request)>;
+
+    /// Listens on `path` at once, in place of what is there.
+    ScriptedManager(std::string path, Responder responder);
+    ~ScriptedManager();
+    ScriptedManager(const ScriptedManager&) = delete;
+    ScriptedManager& operator=(const ScriptedManager&) = delete;
+
+    const std::string& path() const { return path_; }
+    /// Sends an event to every connection that has events on.
+    void broadcast(const std::string& name, const xpc::Object& payload = {});
+    /// Ends every connection; goes on listening.
+    void dropAll();
+
+    /// What has come so far, each as "Command argument-as-JSON".
+    std::vector<std::string> requests() const;
+    /// "hello NAME", "events on", "events off" and "Command argument", in the order of arrival over all connections.
+    std::vector<std::string> packets() const;
+    /// @return whether `packets` holds `count` of `text` before the test's patience is over.
+    bool waitForPacket(const std::string& text, std::size_t count = 1);
+
+private:
+    struct Client {
+        int descriptor;
+        bool eventsOn;
+    };
+
+    void serve();
+    void accept();
+    bool receive(Client& client);
+    void note(const std::string& packet);
+
+    std::string path_;
+    Responder responder_;
+    int listener_ = -1;
+    int wake_ = -1;
+    mutable std::mutex mutex_;
+    std::condition_variable noted_;
+    std::vector<std::string> packets_;
+    std::vector<std::string> requests_;
+    std::vector<Client> clients_;
+    bool dropAll_ = false;
+    bool stopping_ = false;
+    std::thread thread_;
+};
+
+/// {"key": value, ...} from alternating keys and values.
+xpc::Object dictionary(const std::vector<std::pair<std::string, xpc::Object>>& entries);
+xpc::Object text(const std::string& value);
+xpc::Object number(std::int64_t value);
+xpc::Object boolean(bool value);
+
+}  // namespace support
