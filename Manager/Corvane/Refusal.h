@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace corvane {
+
+/// Why the manager refuses a command. The numbers travel on the wire as signed 32-bit results.
+enum class ResultCode : std::uint32_t {
+    UnknownCommand = 0xE020E100,   ///< no such command
+    InvalidArgument = 0xE020E101,  ///< a key is missing, of a wrong type or out of its range
+    NotSupported = 0xE020E102,     ///< this device or baseband can't do it
+    WrongState = 0xE020E103,       ///< not in this boot state or operating mode
+    Busy = 0xE020E104,             ///< something that excludes it is under way
+    Blocked = 0xE020E105,          ///< resets are blocked by a preference
+    TimedOut = 0xE020E106,         ///< the baseband, or the caller's own KeyTimeout
+    Aborted = 0xE020E107,          ///< begun, and ended before its time
+    BasebandFailed = 0xE020E108,   ///< the baseband reported a failure
+    StorageFailed = 0xE020E109,    ///< the change could not be written to disk
+    LimitReached = 0xE020E10A,     ///< too many of something, or too full a disk
+};
+
+/// A refusal is a value: nothing in the manager throws.
+struct Refusal {
+    ResultCode code;
+    std::string sentence;  ///< one sentence for the user: what was wrong and what would be accepted
+
+    /// As it travels, and as it stands under KeyErrorCode.
+    std::int32_t result() const { return static_cast<std::int32_t>(code); }
+};
+
+}  // namespace corvane
