@@ -1,0 +1,141 @@
+#include "Client/wire/Cbor.h"
+#include "Client/wire/Packet.h"
+#include "Client/wire/Utf8.h"
+
+namespace ryn::wire {
+namespace {
+
+/// Appends CBOR items to a buffer. Once an item has been refused, or the buffer is over kMaxPacketSize, ok() stays false.
+class Encoder {
+public:
+    explicit Encoder(std::vector<std::uint8_t>& buffer) : buffer_(buffer) { buffer_.clear(); }
+
+    bool ok() const { return valid_ && buffer_.size() <= kMaxPacketSize; }
+
+    void packet(const Hello& hello) {
+        begin(3, Kind::Hello);
+        head(Major::Unsigned, hello.version);
+        string(hello.clientName);
+    }
+    void packet(const Request& request) {
+        begin(4, Kind::Request);
+        head(Major::Unsigned, request.id);
+        string(request.command);
+        value(request.argument.get(), 1);
+    }
+    void packet(const Reply& reply) {
+        begin(reply.object ? 4 : 3, Kind::Reply);
+        head(Major::Unsigned, reply.id);
+        integer(reply.result);
+        if (reply.object) {
+            value(reply.object.get(), 1);
+        }
+    }
+    void packet(const Events& events) {
+        begin(2, Kind::Events);
+        buffer_.push_back(events.on ? kTrue : kFalse);
+    }
+    void packet(const Event& event) {
+        begin(event.payload ? 3 : 2, Kind::Event);
+        string(event.name);
+        if (event.payload) {
+            value(event.payload.get(), 1);
+        }
+    }
+
+private:
+    void begin(std::uint64_t items, Kind kind) {
+        head(Major::Array, items);
+        head(Major::Unsigned, static_cast<std::uint64_t>(kind));
+    }
+
+    /// The initial byte and its argument in the shortest form.
+    void head(Major major, std::uint64_t argument) {
+        const auto type = static_cast<std::uint8_t>(static_cast<unsigned>(major) << 5U);
+        if (argument <= kLargestInline) {
+            buffer_.push_back(static_cast<std::uint8_t>(type | argument));
+            return;
+        }
+        unsigned sizeBits = 0;  // the argument takes 2^sizeBits bytes
+        while (sizeBits < 3 && (argument >> (8U << sizeBits)) != 0) {
+            ++sizeBits;
+        }
+        buffer_.push_back(static_cast<std::uint8_t>(type | (kOneByte + sizeBits)));
+        for (unsigned bits = 8U << sizeBits; bits > 0;) {
+            bits -= 8;
+            buffer_.push_back(static_cast<std::uint8_t>(argument >> bits));
+        }
+    }
+
+    void integer(std::int64_t number) {
+        if (number >= 0) {
+            head(Major::Unsigned, static_cast<std::uint64_t>(number));
+        } else {
+            head(Major::Negative, ~static_cast<std::uint64_t>(number));
+        }
+    }
+
+    void bytes(Major major, std::string_view content) {
+        if (content.size() > kMaxPacketSize) {
+            valid_ = false;
+            return;
+        }
+        head(major, content.size());
+        buffer_.insert(buffer_.end(), content.begin(), content.end());
+    }
+
+    void string(std::string_view content) { bytes(isUtf8(content) ? Major::Text : Major::Bytes, content); }
+
+    void value(xpc_object_t object, unsigned depth) {
+        const xpc_type_t type = xpc_get_type(object);
+        if (type == nullptr || type == XPC_TYPE_NULL) {
+            buffer_.push_back(kNull);
+        } else if (type == XPC_TYPE_STRING) {
+            string({xpc_string_get_string_ptr(object), xpc_string_get_length(object)});
+        } else if (type == XPC_TYPE_INT64) {
+            integer(xpc_int64_get_value(object));
+        } else if (type == XPC_TYPE_BOOL) {
+            buffer_.push_back(xpc_bool_get_value(object) ? kTrue : kFalse);
+        } else if (depth > kMaxNesting) {
+            valid_ = false;
+        } else if (type == XPC_TYPE_ARRAY) {
+            array(object, depth);
+        } else {
+            dictionary(object, depth);
+        }
+    }
+
+    // Both stop at the first refusal: what is shared many times within itself would otherwise be walked without end.
+    void array(xpc_object_t object, unsigned depth) {
+        const std::size_t count = xpc_array_get_count(object);
+        head(Major::Array, count);
+        for (std::size_t index = 0; index < count && ok(); ++index) {
+            value(xpc_array_get_value(object, index), depth + 1);
+        }
+    }
+    void dictionary(xpc_object_t object, unsigned depth) {
+        head(Major::Map, xpc_dictionary_get_count(object));
+        xpc_dictionary_apply(object, [this, depth](const char* key, xpc_object_t entry) {
+            const std::string_view name = key;
+            valid_ = valid_ && isUtf8(name);
+            bytes(Major::Text, name);
+            if (ok()) {
+                value(entry, depth + 1);
+            }
+            return ok();
+        });
+    }
+
+    std::vector<std::uint8_t>& buffer_;
+    bool valid_ = true;
+};
+
+}  // namespace
+
+bool encode(const Packet& packet, std::vector<std::uint8_t>& buffer) {
+    Encoder encoder(buffer);
+    std::visit([&](const auto& content) { encoder.packet(content); }, packet);
+    return encoder.ok();
+}
+
+}  // namespace ryn::wire
