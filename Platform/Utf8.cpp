@@ -1,0 +1,66 @@
+#include "Platform/Utf8.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace platform {
+namespace {
+
+/// RFC 3629, section 4: the second byte's range depends on the first; the others are 80 to BF.
+struct LeadRange {
+    unsigned char first, last;
+    std::size_t length;
+    unsigned char secondLow, secondHigh;
+};
+constexpr LeadRange kLeadRanges[] = {
+    {0xC2, 0xDF, 2, 0x80, 0xBF}, {0xE0, 0xE0, 3, 0xA0, 0xBF}, {0xE1, 0xEC, 3, 0x80, 0xBF}, {0xED, 0xED, 3, 0x80, 0x9F},
+    {0xEE, 0xEF, 3, 0x80, 0xBF}, {0xF0, 0xF0, 4, 0x90, 0xBF}, {0xF1, 0xF3, 4, 0x80, 0xBF}, {0xF4, 0xF4, 4, 0x80, 0x8F},
+};
+
+Utf8Piece multiBytePiece(const LeadRange& range, std::string_view text) {
+    for (std::size_t i = 1; i < range.length; ++i) {
+        const auto low = i == 1 ? range.secondLow : static_cast<unsigned char>(0x80);
+        const auto high = i == 1 ? range.secondHigh : static_cast<unsigned char>(0xBF);
+        if (i == text.size() || static_cast<unsigned char>(text[i]) < low || static_cast<unsigned char>(text[i]) > high) {
+            return {i, false};
+        }
+    }
+    return {range.length, true};
+}
+
+}  // namespace
+
+Utf8Piece firstUtf8Piece(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text.front());
+    if (lead < 0x80) {
+        return {1, true};
+    }
+    for (const auto& range : kLeadRanges) {
+        if (lead >= range.first && lead <= range.last) {
+            return multiBytePiece(range, text);
+        }
+    }
+    return {1, false};
+}
+
+bool isUtf8(std::string_view text) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    while (!text.empty()) {
+        std::uint64_t block = kHighBits;
+        if (text.size() >= sizeof block) {
+            std::memcpy(&block, text.data(), sizeof block);
+        }
+        if ((block & kHighBits) == 0) {
+            text.remove_prefix(sizeof block);
+            continue;
+        }
+        const auto piece = firstUtf8Piece(text);
+        if (!piece.valid) {
+            return false;
+        }
+        text.remove_prefix(piece.length);
+    }
+    return true;
+}
+
+}  // namespace platform
