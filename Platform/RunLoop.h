@@ -25,11 +25,12 @@ public:
     virtual void serve(short events) = 0;
 };
 
-/// The run loop keeps a weak reference. It takes notice within its first look-round (kFirstLook after it was parked) or at
-/// the next wakeRunLoop; neither operation costs a thread, and adding costs no system call.
+/// The run loop keeps a weak reference. It takes notice within kFirstLook of being parked, or else at the next wakeRunLoop;
+/// adding costs no system call, and neither operation costs a thread or needs a parked thread.
 void addToRunLoop(const std::weak_ptr<RunLoopSource>& source);
 
-/// Asks every source for its interest again, at once. Free of system calls unless the parked thread is asleep.
+/// Asks every source for its interest again, at once. Free of system calls unless the parked thread is asleep. Call it
+/// when an interest has changed and after a watched descriptor was closed: a sleep keeps the closed file open.
 void wakeRunLoop();
 
 /// A run that is over before this never wakes its parked thread.

@@ -77,9 +77,7 @@ struct Frame {
     std::size_t next = 0;
 
     bool isDictionary() const { return container->kind == Kind::Dictionary; }
-    std::size_t count() const {
-        return isDictionary() ? xpc_dictionary_get_count(container) : xpc_array_get_count(container);
-    }
+    std::size_t count() const { return isDictionary() ? xpc_dictionary_get_count(container) : xpc_array_get_count(container); }
 };
 
 xpc_object_t appendPrefixAndAdvance(std::string& out, Frame& frame) {
