@@ -1,0 +1,115 @@
+#include "Platform/CoreFoundation/Object.h"
+
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace {
+
+constinit const CFBoolean trueObject{true};
+constinit const CFBoolean falseObject{false};
+
+constexpr CFTypeID typeId(CFObject::Kind kind) {
+    return static_cast<CFTypeID>(kind) + 1;
+}
+
+void destroy(const CFObject* object) {
+    if (object->kind == CFObject::Kind::Number) {
+        delete static_cast<const CFNumber*>(object);
+        return;
+    }
+    const auto* string = static_cast<const CFString*>(object);
+    string->~CFString();
+    ::operator delete(const_cast<CFString*>(string));
+}
+
+}  // namespace
+
+const CFBooleanRef kCFBooleanTrue = &trueObject;
+const CFBooleanRef kCFBooleanFalse = &falseObject;
+
+CFTypeRef CFRetain(CFTypeRef object) {
+    if (object->lifetime == CFObject::Lifetime::Counted) {
+        object->references.fetch_add(1, std::memory_order_relaxed);
+    }
+    return object;
+}
+
+void CFRelease(CFTypeRef object) {
+    if (object->lifetime == CFObject::Lifetime::Counted && object->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        destroy(object);
+    }
+}
+
+CFTypeRef CFRetain(CFStringRef string) {
+    return CFRetain(static_cast<CFTypeRef>(string));
+}
+
+void CFRelease(CFStringRef string) {
+    CFRelease(static_cast<CFTypeRef>(string));
+}
+
+void CFRelease(CFNumberRef number) {
+    CFRelease(static_cast<CFTypeRef>(number));
+}
+
+CFTypeID CFGetTypeID(CFTypeRef object) {
+    return typeId(object->kind);
+}
+
+CFTypeID CFStringGetTypeID() {
+    return typeId(CFObject::Kind::String);
+}
+
+CFTypeID CFBooleanGetTypeID() {
+    return typeId(CFObject::Kind::Boolean);
+}
+
+CFTypeID CFNumberGetTypeID() {
+    return typeId(CFObject::Kind::Number);
+}
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* text, CFStringEncoding encoding) {
+    if (text == nullptr || encoding != kCFStringEncodingUTF8) {
+        return nullptr;
+    }
+    const std::size_t length = std::strlen(text);
+    void* memory = ::operator new(sizeof(CFString) + length + 1, std::nothrow);
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    auto* bytes = static_cast<char*>(memory) + sizeof(CFString);
+    std::memcpy(bytes, text, length + 1);
+    return new (memory) CFString({bytes, length}, CFObject::Lifetime::Counted);
+}
+
+const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding) {
+    return encoding == kCFStringEncodingUTF8 ? string->text.data() : nullptr;
+}
+
+Boolean CFBooleanGetValue(CFBooleanRef boolean) {
+    return boolean->value ? 1 : 0;
+}
+
+CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
+    if (value == nullptr) {
+        return nullptr;
+    }
+    if (type == kCFNumberSInt32Type) {
+        return new (std::nothrow) CFNumber(*static_cast<const std::int32_t*>(value));
+    }
+    return type == kCFNumberSInt64Type ? new (std::nothrow) CFNumber(*static_cast<const std::int64_t*>(value)) : nullptr;
+}
+
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
+    if (type == kCFNumberSInt64Type) {
+        *static_cast<std::int64_t*>(value) = number->value;
+        return 1;
+    }
+    if (type != kCFNumberSInt32Type) {
+        return 0;
+    }
+    *static_cast<std::int32_t*>(value) = static_cast<std::int32_t>(number->value);
+    return std::in_range<std::int32_t>(number->value) ? 1 : 0;
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/CoreFoundation/CoreFoundation.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// What stands behind the CoreFoundation references.
+struct CFObject {
+    enum class Kind : std::uint8_t { String, Boolean, Number };
+    enum class Lifetime : std::uint8_t { Counted, Immortal };
+
+    constexpr CFObject(Kind objectKind, Lifetime objectLifetime) : kind(objectKind), lifetime(objectLifetime) {}
+
+    mutable std::atomic<std::uint32_t> references{1};
+    const Kind kind;
+    const Lifetime lifetime;
+};
+
+/// A counted string's bytes follow the object in the same allocation; a constant's are its literal.
+struct CFString : CFObject {
+    constexpr CFString(std::string_view bytes, Lifetime objectLifetime) : CFObject(Kind::String, objectLifetime), text(bytes) {}
+    const std::string_view text;  ///< with a NUL behind its end
+};
+
+struct CFBoolean : CFObject {
+    constexpr explicit CFBoolean(bool truth) : CFObject(Kind::Boolean, Lifetime::Immortal), value(truth) {}
+    const bool value;
+};
+
+struct CFNumber : CFObject {
+    explicit CFNumber(std::int64_t number) : CFObject(Kind::Number, Lifetime::Counted), value(number) {}
+    const std::int64_t value;
+};
