@@ -63,7 +63,7 @@ CFTypeID CFStringGetTypeID() {
 }
 
 CFTypeID CFBooleanGetTypeID() {
-    return typeId(CFObject::Kind::Boolean);
+    return typeId(CFObject::Kind::Bool);
 }
 
 CFTypeID CFNumberGetTypeID() {

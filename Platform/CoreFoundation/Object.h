@@ -9,7 +9,7 @@
 
 /// What stands behind the CoreFoundation references.
 struct CFObject {
-    enum class Kind : std::uint8_t { String, Boolean, Number };
+    enum class Kind : std::uint8_t { String, Bool, Number };
     enum class Lifetime : std::uint8_t { Counted, Immortal };
 
     constexpr CFObject(Kind objectKind, Lifetime objectLifetime) : kind(objectKind), lifetime(objectLifetime) {}
@@ -26,7 +26,7 @@ struct CFString : CFObject {
 };
 
 struct CFBoolean : CFObject {
-    constexpr explicit CFBoolean(bool truth) : CFObject(Kind::Boolean, Lifetime::Immortal), value(truth) {}
+    constexpr explicit CFBoolean(bool truth) : CFObject(Kind::Bool, Lifetime::Immortal), value(truth) {}
     const bool value;
 };
 
