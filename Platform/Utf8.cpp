@@ -1,8 +1,5 @@
 #include "Platform/Utf8.h"
 
-#include <cstdint>
-#include <cstring>
-
 namespace platform {
 namespace {
 
@@ -41,26 +38,6 @@ Utf8Piece firstUtf8Piece(std::string_view text) {
         }
     }
     return {1, false};
-}
-
-bool isUtf8(std::string_view text) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    while (!text.empty()) {
-        std::uint64_t block = kHighBits;
-        if (text.size() >= sizeof block) {
-            std::memcpy(&block, text.data(), sizeof block);
-        }
-        if ((block & kHighBits) == 0) {
-            text.remove_prefix(sizeof block);
-            continue;
-        }
-        const auto piece = firstUtf8Piece(text);
-        if (!piece.valid) {
-            return false;
-        }
-        text.remove_prefix(piece.length);
-    }
-    return true;
 }
 
 }  // namespace platform

@@ -15,7 +15,4 @@ struct Utf8Piece {
 /// @param text not empty
 Utf8Piece firstUtf8Piece(std::string_view text);
 
-/// Whether all of `text` is well-formed: no overlong form, no surrogate, nothing above U+10FFFF, nothing cut short.
-bool isUtf8(std::string_view text);
-
 }  // namespace platform

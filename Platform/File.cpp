@@ -1,0 +1,97 @@
+#include "Platform/File.h"
+
+#include "Platform/FileDescriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace platform {
+namespace {
+
+std::error_code lastError() {
+    return {errno, std::generic_category()};
+}
+
+std::error_code writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            return written == 0 ? std::make_error_code(std::errc::io_error) : lastError();
+        }
+    }
+    return {};
+}
+
+std::error_code writeNewFile(const std::string& path, std::string_view bytes, mode_t mode, Durability durability) {
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
+    if (!file) {
+        return lastError();
+    }
+    if (const auto error = writeAll(file.get(), bytes)) {
+        return error;
+    }
+    return durability == Durability::Synced && ::fsync(file.get()) != 0 ? lastError() : std::error_code();
+}
+
+std::error_code syncFolderOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    const auto folderPath = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const FileDescriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return !folder || ::fsync(folder.get()) != 0 ? lastError() : std::error_code();
+}
+
+}  // namespace
+
+FileContent readFile(const std::string& path, std::size_t limit) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file) {
+        return errno == ENOENT ? FileContent{{}, {}, true} : FileContent{{}, lastError()};
+    }
+    FileContent content;
+    char block[4096];
+    for (;;) {
+        const auto got = ::read(file.get(), block, sizeof block);
+        if (got == 0) {
+            return content;
+        }
+        if (got < 0 && errno != EINTR) {
+            return {{}, lastError()};
+        }
+        content.bytes.append(block, got > 0 ? static_cast<std::size_t>(got) : 0);
+        if (content.bytes.size() > limit) {
+            return {{}, std::make_error_code(std::errc::file_too_large)};
+        }
+    }
+}
+
+std::error_code replaceFile(const std::string& path, const std::string& temporary, std::string_view bytes, mode_t mode,
+                            Durability durability) {
+    if (const auto error = writeNewFile(temporary, bytes, mode, durability)) {
+        ::unlink(temporary.c_str());
+        return error;
+    }
+    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+        const auto error = lastError();
+        ::unlink(temporary.c_str());
+        return error;
+    }
+    return durability == Durability::Synced ? syncFolderOf(path) : std::error_code();
+}
+
+std::error_code makeFolders(const std::string& path, mode_t mode) {
+    for (auto slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+        if (::mkdir(path.substr(0, slash).c_str(), mode) != 0 && errno != EEXIST) {
+            return lastError();
+        }
+        if (slash == std::string::npos) {
+            return {};
+        }
+    }
+}
+
+}  // namespace platform
