@@ -1,5 +1,7 @@
 #include "platform/ryn/constants.h"
 
+#include "Platform/CoreFoundation/ConstantString.h"
+
 namespace ryn {
 
 const char* const kCommandGetCorvaneInfo = "GetCorvaneInfoCommand";
@@ -61,3 +63,25 @@ const char* const kBasebandResetSubTypeUserTriggered = "UserTriggered";
 const char* const kBasebandNVDataErase = "Erase";
 
 }  // namespace ryn
+
+namespace {
+
+using platform::ConstantString;
+
+constinit const ConstantString npaPowerLog("NPA");
+constinit const ConstantString f3PowerLog("F3");
+constinit const ConstantString actionEnable("Enable");
+constinit const ConstantString actionDisable("Disable");
+constinit const ConstantString actionDumpLog("DumpLog");
+constinit const ConstantString commandLogCollection("LogCollectionCommand");
+constinit const ConstantString keyLogCollectionAction("KeyLogCollectionAction");
+
+}  // namespace
+
+const CFStringRef kNPAPowerLog = &npaPowerLog;
+const CFStringRef kF3PowerLog = &f3PowerLog;
+const CFStringRef kActionEnable = &actionEnable;
+const CFStringRef kActionDisable = &actionDisable;
+const CFStringRef kActionDumpLog = &actionDumpLog;
+const CFStringRef kCommandLogCollection = &commandLogCollection;
+const CFStringRef kKeyLogCollectionAction = &keyLogCollectionAction;

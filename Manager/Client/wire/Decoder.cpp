@@ -2,11 +2,14 @@
 #include "Client/wire/Packet.h"
 #include "Client/wire/Utf8.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace ryn::wire {
 namespace {
 
+/// Up to here a dictionary is filled as its entries come.
+constexpr std::uint64_t kFewEntries = 32;
 constexpr std::uint64_t kLargestInteger = std::numeric_limits<std::int64_t>::max();
 
 /// Reads CBOR items from the front of a packet. Every reader gives nullopt, or an empty object, when the next item is not what
@@ -154,28 +157,58 @@ private:
         return array;
     }
 
+    struct Entry {
+        std::string_view key;
+        xpc::Object value;
+    };
+
+    /// An entry without a value is refused.
+    Entry entry(unsigned depth) {
+        const std::optional<Head> head = nextHead();
+        const auto key = head && head->major == Major::Text ? string(*head) : std::nullopt;
+        return key && key->find('\0') == std::string_view::npos ? Entry{*key, value(depth + 1)} : Entry{};
+    }
+
+    /// @return false when the dictionary has the key already. @param entries how many it has
+    bool add(xpc_object_t dictionary, const Entry& entry, std::size_t entries) {
+        key_.assign(entry.key);
+        xpc_dictionary_set_value(dictionary, key_.c_str(), entry.value.get());
+        return xpc_dictionary_get_count(dictionary) == entries + 1;
+    }
+
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {
         if (count > rest_.size() / 2) {
             return {};
         }
         auto dictionary = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-        for (std::size_t entries = 1; entries <= count; ++entries) {
-            const std::optional<Head> head = nextHead();
-            const auto key = head && head->major == Major::Text ? string(*head) : std::nullopt;
-            if (!key || key->find('\0') != std::string_view::npos) {
-                return {};
-            }
-            const xpc::Object entry = value(depth + 1);
-            if (!entry) {
-                return {};
-            }
-            key_.assign(*key);
-            xpc_dictionary_set_value(dictionary.get(), key_.c_str(), entry.get());
-            if (xpc_dictionary_get_count(dictionary.get()) != entries) {  // the key was there before
+        if (count > kFewEntries) {
+            return addSorted(dictionary.get(), count, depth) ? dictionary : xpc::Object();
+        }
+        for (std::size_t entries = 0; entries < count; ++entries) {
+            const Entry next = entry(depth);
+            if (!next.value || !add(dictionary.get(), next, entries)) {
                 return {};
             }
         }
         return dictionary;
+    }
+
+    /// A dictionary takes a key in constant time only behind its last one: many keys in the wrong order would be quadratic.
+    bool addSorted(xpc_object_t dictionary, std::uint64_t count, unsigned depth) {
+        std::vector<Entry> sorted;
+        for (; count > 0; --count) {
+            sorted.push_back(entry(depth));
+            if (!sorted.back().value) {
+                return false;
+            }
+        }
+        std::sort(sorted.begin(), sorted.end(), [](const Entry& left, const Entry& right) { return left.key < right.key; });
+        for (std::size_t entries = 0; entries < sorted.size(); ++entries) {
+            if (!add(dictionary, sorted[entries], entries)) {
+                return false;
+            }
+        }
+        return true;
     }
 
     std::span<const std::uint8_t> rest_;
