@@ -1,0 +1,164 @@
+#include "shell/CommandShell.h"
+
+#include "shell/Output.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iostream>
+#include <utility>
+
+namespace {
+
+/// White space of the "C" locale, the only one that the tool runs in.
+constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+
+}  // namespace
+
+Words CommandShell::tokenize(std::string_view line) {
+    Words words;
+    std::size_t start = line.find_first_not_of(kWhiteSpace);
+    while (start != std::string_view::npos) {
+        const std::size_t end = std::min(line.find_first_of(kWhiteSpace, start), line.size());
+        words.emplace_back(line.substr(start, end - start));
+        start = line.find_first_not_of(kWhiteSpace, end);
+    }
+    return words;
+}
+
+std::vector<Words> CommandShell::splitCommands(const Words& words) {
+    std::vector<Words> commands;
+    Words pending;
+    const auto close = [&] {
+        if (!pending.empty()) {
+            commands.push_back(std::exchange(pending, {}));
+        }
+    };
+    for (const std::string& word : words) {
+        if (word == "--") {
+            close();
+        } else {
+            pending.push_back(word);
+        }
+    }
+    close();
+    return commands;
+}
+
+std::vector<std::string> CommandShell::splitPath(std::string text, char separator) {
+    std::replace(text.begin(), text.end(), separator, ' ');
+    return tokenize(text);
+}
+
+bool CommandShell::changeNode(const Words& arguments) {
+    if (arguments.size() != 1) {
+        return false;
+    }
+    for (const std::string& component : splitPath(arguments.front(), '/')) {
+        if (auto child = current_->getSubCommand(component)) {
+            current_ = std::move(child);
+        } else if (component != "..") {
+            return false;
+        } else if (auto parent = current_->getParent().lock()) {
+            current_ = std::move(parent);
+        }
+    }
+    if (isInteractive()) {
+        location_ = current_;
+    }
+    return true;
+}
+
+bool CommandShell::run(Words words) {
+    root_ = createRootCommand(words);
+    if (!root_) {
+        return false;
+    }
+    current_ = root_;
+    if (!words.empty()) {
+        words.erase(words.begin());
+    }
+    if (words.empty()) {
+        location_ = root_;
+    }
+
+    std::vector<Words> commands = splitCommands(words);
+    // Never set back: after a failure, a line runs no further than its first command.
+    bool ok = true;
+    for (;;) {
+        for (const Words& command : commands) {
+            const Result result = runCommand(command);
+            if (result == Result::Quit) {
+                return true;
+            }
+            current_ = isInteractive() ? location_ : root_;
+            ok = ok && result == Result::Succeeded;
+            if (!ok) {
+                break;
+            }
+        }
+        if (!isInteractive()) {
+            return ok;
+        }
+        std::string line;
+        if (!readLine(line)) {
+            return false;
+        }
+        commands = splitCommands(tokenize(line));
+    }
+}
+
+bool CommandShell::readLine(std::string& line) const {
+    output::print(std::cout, {"(", location_->getPath(), ")>> "});
+    std::cout.flush();
+    return static_cast<bool>(std::getline(std::cin, line));
+}
+
+CommandShell::Result CommandShell::runCommand(const Words& command) {
+    for (auto word = command.begin(); word != command.end(); ++word) {
+        const bool isLastWord = word + 1 == command.end();
+        if (*word == "cd") {
+            if (changeNode({word + 1, command.end()})) {
+                return Result::Succeeded;
+            }
+            current_->printHelp();
+            return Result::Failed;
+        }
+        if (current_->hasCommand(*word)) {
+            return current_->runCommand(*word, {word + 1, command.end()}) ? Result::Succeeded : Result::Failed;
+        }
+        auto child = current_->getSubCommand(*word);
+        if (!child) {
+            return runBuiltIn(*word, isLastWord, command.size() == 1);
+        }
+        current_ = std::move(child);
+    }
+    // A node named with nothing under it: its help, and a failure.
+    current_->printHelp();
+    return Result::Failed;
+}
+
+CommandShell::Result CommandShell::runBuiltIn(const std::string& word, bool isLastWord, bool isOnlyWord) {
+    if (word == "help" && isLastWord) {
+        current_->printHelp();
+        return Result::Succeeded;
+    }
+    if (!isOnlyWord) {
+        return refuse(word);
+    }
+    if (word == "back") {
+        if (auto parent = isInteractive() ? location_->getParent().lock() : nullptr) {
+            location_ = std::move(parent);
+        }
+        return Result::Succeeded;
+    }
+    return word == "quit" || word == "exit" ? Result::Quit : refuse(word);
+}
+
+CommandShell::Result CommandShell::refuse(const std::string& word) {
+    const auto lock = output::hold();
+    output::printLine(std::cout, {});
+    // The help page starts with the end of this line.
+    output::print(std::cout, {"Invalid command option '", word, "'"});
+    current_->printHelp();
+    return Result::Failed;
+}
