@@ -82,6 +82,7 @@ bool isSupported(Type type) {
     }
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes the name by value
 bool isSupported(std::string name) {
     Type type{};
     return stringAsType(name, type) && isSupported(type);

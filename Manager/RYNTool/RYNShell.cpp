@@ -1,0 +1,52 @@
+#include "RYNShell.h"
+
+#include "commands/RYNCommand.h"
+#include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/dispatch/dispatch.h"
+#include "platform/ryn/client.h"
+#include "platform/vsk/SorvexUtil.h"
+#include "shell/Output.h"
+
+#include <pthread.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
+// The check below holds in every build.
+#undef NDEBUG
+#include <cassert>
+
+std::shared_ptr<CommandBase> RYNShell::createRootCommand(const Words& /*words*/) {
+    const dispatch_queue_t queue = dispatch_queue_create("ryntool.queue", nullptr);
+    auto root =
+        createNode<RYNCommand>("ryntool", std::weak_ptr<CommandBase>{}, ryn::client::CreateManager("ryntool", queue), queue);
+    dispatch_release(queue);
+    return root;
+}
+
+namespace {
+
+/// The worker: runs the shell and ends the process with its verdict.
+void* runShell(void* argument) {
+    const Words words = *static_cast<const Words*>(argument);
+    const auto shell = std::make_shared<RYNShell>();
+    std::exit(shell->run(words) ? 0 : 1);
+}
+
+}  // namespace
+
+int main(int argumentCount, char* arguments[]) {
+    Words words(arguments, arguments + argumentCount);
+    if (!vsk::isProcessRunning("Pellcore")) {
+        output::printLine(std::cout, {"Pellcore process is not running. Please run/load Pellcore and try again."});
+        return -1;
+    }
+    pthread_t worker{};
+    const int ret = pthread_create(&worker, nullptr, runShell, &words);
+    if (ret != 0) {
+        __assert_fail("ret == 0", "Manager/RYNTool/RYNShell", 89, "main");
+    }
+    CFRunLoopRun();
+    return 0;
+}

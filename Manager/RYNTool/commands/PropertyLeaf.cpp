@@ -1,0 +1,34 @@
+#include "commands/PropertyLeaf.h"
+
+#include "commands/TraceProperty.h"
+#include "shell/Output.h"
+
+#include <iostream>
+#include <string>
+
+bool runPropertyLeaf(const PropertyLeaf& leaf, const ryn::client::ManagerPtr& manager, const char* trace, const Words& words) {
+    std::ostream& failures = leaf.failures == Stream::Error ? std::cerr : std::cout;
+    if (leaf.access == Access::ReadOnly && !words.empty()) {
+        output::printLine(failures, {"Denied: Can't modify '", leaf.label, "'"});
+        return false;
+    }
+    if (words.size() > 1) {
+        output::printLine(failures, {"Invalid value(s) passed for '", leaf.label, "'"});
+        return false;
+    }
+    std::string value;
+    if (words.empty()) {
+        if (getTraceProperty(manager, trace, leaf.property, value, 0) != 0) {
+            output::printLine(failures, {"Failed to get '", leaf.label, "'", leaf.getSuffix});
+            return false;
+        }
+    } else {
+        value = words.front();
+        if (setTraceProperty(manager, trace, leaf.property, value, 0) != 0) {
+            output::printLine(failures, {"Failed to set '", leaf.label, "' to '", value, "'", leaf.unit});
+            return false;
+        }
+    }
+    output::printLine(std::cout, {leaf.label, ": ", value, leaf.unit});
+    return true;
+}
