@@ -40,4 +40,15 @@ Utf8Piece firstUtf8Piece(std::string_view text) {
     return {1, false};
 }
 
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const auto piece = firstUtf8Piece(text);
+        if (!piece.valid) {
+            return false;
+        }
+        text.remove_prefix(piece.length);
+    }
+    return true;
+}
+
 }  // namespace platform

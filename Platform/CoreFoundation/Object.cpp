@@ -1,5 +1,7 @@
 #include "Platform/CoreFoundation/Object.h"
 
+#include "Platform/Utf8.h"
+
 #include <cstring>
 #include <limits>
 #include <new>
@@ -71,7 +73,7 @@ CFTypeID CFNumberGetTypeID() {
 }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* text, CFStringEncoding encoding) {
-    if (text == nullptr || encoding != kCFStringEncodingUTF8) {
+    if (text == nullptr || encoding != kCFStringEncodingUTF8 || !platform::isUtf8(text)) {
         return nullptr;
     }
     const std::size_t length = std::strlen(text);

@@ -34,6 +34,7 @@ CFTypeID CFGetTypeID(CFTypeRef object);
 using CFStringEncoding = std::uint32_t;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
 CFTypeID CFStringGetTypeID();
+/// nullptr when the bytes are not UTF-8.
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
 /// NUL-terminated, lives as long as the string.
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding);
@@ -59,8 +60,8 @@ extern const CFStringRef kCFPreferencesCurrentHost;
 /// Stages `value` (a CFString, CFBoolean or CFNumber; nullptr removes the key); it is read back at once in this process
 /// and reaches the disk with CFPreferencesSynchronize.
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain, CFStringRef user, CFStringRef host);
-/// One reference, nullptr when the key is absent.
+/// What is staged in this process, else what stands in the file now. One reference, nullptr when the key is absent.
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user, CFStringRef host);
-/// Merges what is staged into the domain's file under its lock, atomically and synced, and reads what others wrote.
+/// Merges what is staged into the domain's file under its lock, atomically and synced; touches nothing when nothing is.
 /// @return false when the file could not be written; the old file is whole then and the staged values are kept.
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);

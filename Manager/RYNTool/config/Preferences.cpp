@@ -1,0 +1,36 @@
+#include "config/Preferences.h"
+
+#include <memory>
+
+namespace {
+
+struct Release {
+    void operator()(CFTypeRef object) const { CFRelease(object); }
+    void operator()(CFStringRef string) const { CFRelease(string); }
+};
+
+std::unique_ptr<const CFString, Release> domain() {
+    return std::unique_ptr<const CFString, Release>(
+        CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8));
+}
+
+template <typename Value>
+Value valueOr(const vsk::cf::plist_adapter& adapter, const std::string& key, Value value) {
+    const std::unique_ptr<const CFObject, Release> stored(adapter.copy(key));
+    vsk::cf::assign(value, stored.get());
+    return value;
+}
+
+}  // namespace
+
+Preferences::Preferences() : adapter_(domain().get(), kCFPreferencesCurrentUser) {}
+
+Preferences::~Preferences() = default;
+
+bool Preferences::read(const std::string& key, bool fallback) const {
+    return valueOr(adapter_, key, fallback);
+}
+
+std::uint32_t Preferences::read(const std::string& key, std::uint32_t fallback) const {
+    return valueOr(adapter_, key, fallback);
+}

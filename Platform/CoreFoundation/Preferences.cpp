@@ -1,0 +1,129 @@
+#include "Platform/CoreFoundation/ConstantString.h"
+#include "Platform/CoreFoundation/PreferencesFile.h"
+
+#include <nlohmann/json.hpp>
+
+#include <limits>
+#include <map>
+#include <mutex>
+#include <tuple>
+
+namespace {
+
+using Json = nlohmann::json;
+
+// The file lies in the current user's folder on the current host, so neither needs another name in it.
+constinit const platform::ConstantString anyUser("AnyUser");
+constinit const platform::ConstantString currentUser("CurrentUser");
+constinit const platform::ConstantString anyHost("AnyHost");
+constinit const platform::ConstantString currentHost("CurrentHost");
+
+std::string text(CFStringRef string) {
+    return std::string(string->text);
+}
+
+/// Domain, user and host.
+using Scope = std::tuple<std::string, std::string, std::string>;
+
+Scope scopeOf(CFStringRef domain, CFStringRef user, CFStringRef host) {
+    return {text(domain), text(user), text(host)};
+}
+
+/// What was set and is not on disk yet; a null value removes its key.
+struct Staged {
+    std::mutex mutex;
+    std::map<Scope, std::map<std::string, Json>> changes;
+};
+
+Staged& staged() {
+    static Staged instance;
+    return instance;
+}
+
+Json toJson(CFPropertyListRef value) {
+    if (value == nullptr) {
+        return nullptr;
+    }
+    switch (value->kind) {
+        case CFObject::Kind::String:
+            return text(static_cast<CFStringRef>(value));
+        case CFObject::Kind::Bool:
+            return static_cast<CFBooleanRef>(value)->value;
+        case CFObject::Kind::Number:
+            return static_cast<CFNumberRef>(value)->value;
+    }
+    return nullptr;
+}
+
+/// One reference; nullptr for what none of the three types can hold.
+CFPropertyListRef fromJson(const Json& value) {
+    if (value.is_boolean()) {
+        return value.get<bool>() ? kCFBooleanTrue : kCFBooleanFalse;
+    }
+    if (value.is_string()) {
+        return CFStringCreateWithCString(kCFAllocatorDefault, value.get_ref<const std::string&>().c_str(), kCFStringEncodingUTF8);
+    }
+    const bool tooLarge = value.is_number_unsigned() && value.get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max();
+    if (!value.is_number_integer() || tooLarge) {
+        return nullptr;
+    }
+    const auto number = value.get<std::int64_t>();
+    return CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number);
+}
+
+void merge(const std::map<std::string, Json>& changes, Json& values) {
+    for (const auto& [key, value] : changes) {
+        if (value.is_null()) {
+            values.erase(key);
+        } else {
+            values[key] = value;
+        }
+    }
+}
+
+Json storedValue(const Scope& scope, const std::string& key) {
+    const auto& [domain, user, host] = scope;
+    const auto file = platform::PreferencesFile::ofDomain(domain);
+    if (!file) {
+        return nullptr;
+    }
+    return file->read().value(user, Json::object()).value(host, Json::object()).value(key, Json());
+}
+
+}  // namespace
+
+const CFStringRef kCFPreferencesAnyUser = &anyUser;
+const CFStringRef kCFPreferencesCurrentUser = &currentUser;
+const CFStringRef kCFPreferencesAnyHost = &anyHost;
+const CFStringRef kCFPreferencesCurrentHost = &currentHost;
+
+void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain, CFStringRef user, CFStringRef host) {
+    const std::lock_guard lock(staged().mutex);
+    staged().changes[scopeOf(domain, user, host)][text(key)] = toJson(value);
+}
+
+CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user, CFStringRef host) {
+    const auto scope = scopeOf(domain, user, host);
+    const std::lock_guard lock(staged().mutex);
+    if (const auto changes = staged().changes.find(scope); changes != staged().changes.end()) {
+        if (const auto change = changes->second.find(text(key)); change != changes->second.end()) {
+            return fromJson(change->second);
+        }
+    }
+    return fromJson(storedValue(scope, text(key)));
+}
+
+Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
+    const auto scope = scopeOf(domain, user, host);
+    const std::lock_guard lock(staged().mutex);
+    const auto changes = staged().changes.find(scope);
+    if (changes == staged().changes.end()) {
+        return 1;
+    }
+    const auto file = platform::PreferencesFile::ofDomain(text(domain));
+    if (!file || !file->update([&](Json& tree) { merge(changes->second, tree[text(user)][text(host)]); })) {
+        return 0;
+    }
+    staged().changes.erase(changes);
+    return 1;
+}

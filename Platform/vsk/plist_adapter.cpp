@@ -1,0 +1,86 @@
+#include "platform/vsk/plist_adapter.h"
+
+#include "Platform/CoreFoundation/Object.h"
+
+#include <memory>
+
+namespace vsk::cf {
+namespace {
+
+struct Release {
+    void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+using Owned = std::unique_ptr<const CFObject, Release>;
+
+CFStringRef retained(CFStringRef string) {
+    CFRetain(string);
+    return string;
+}
+
+/// The string as a key; nullptr when it is not UTF-8.
+Owned makeKey(const std::string& key) {
+    return Owned(CFStringCreateWithCString(kCFAllocatorDefault, key.c_str(), kCFStringEncodingUTF8));
+}
+
+CFStringRef asString(const Owned& object) {
+    return static_cast<CFStringRef>(object.get());
+}
+
+}  // namespace
+
+plist_adapter::plist_adapter(CFStringRef domain, CFStringRef user) : domain_(retained(domain)), user_(retained(user)) {}
+
+plist_adapter::~plist_adapter() {
+    CFRelease(user_);
+    CFRelease(domain_);
+}
+
+bool plist_adapter::store(const std::string& key, CFPropertyListRef value, bool synchronise) const {
+    const auto keyString = makeKey(key);
+    if (!keyString || value == nullptr) {
+        return false;
+    }
+    CFPreferencesSetValue(asString(keyString), value, domain_, user_, kCFPreferencesCurrentHost);
+    return !synchronise || CFPreferencesSynchronize(domain_, user_, kCFPreferencesCurrentHost) != 0;
+}
+
+template <>
+bool plist_adapter::set<bool>(const std::optional<bool>& value, const std::string& key, bool synchronise) const {
+    return value && store(key, *value ? kCFBooleanTrue : kCFBooleanFalse, synchronise);
+}
+
+template <>
+bool plist_adapter::set<unsigned long>(const std::optional<unsigned long>& value, const std::string& key,
+                                       bool synchronise) const {
+    if (!value) {
+        return false;
+    }
+    const auto number = static_cast<std::int64_t>(*value);
+    const Owned object(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
+    return store(key, object.get(), synchronise);
+}
+
+CFPropertyListRef plist_adapter::copy(const std::string& key) const {
+    const auto keyString = makeKey(key);
+    return keyString ? CFPreferencesCopyValue(asString(keyString), domain_, user_, kCFPreferencesCurrentHost) : nullptr;
+}
+
+bool assign(bool& out, CFPropertyListRef value) {
+    if (value == nullptr || CFGetTypeID(value) != CFBooleanGetTypeID()) {
+        return false;
+    }
+    out = CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
+    return true;
+}
+
+bool assign(std::uint32_t& out, CFPropertyListRef value) {
+    if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID()) {
+        return false;
+    }
+    std::int64_t number = 0;
+    CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
+    out = static_cast<std::uint32_t>(number);
+    return true;
+}
+
+}  // namespace vsk::cf
