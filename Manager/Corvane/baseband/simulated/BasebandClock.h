@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace corvane::simulated {
+
+/// The baseband's own clock. It runs by itself, so that setting the host's clock doesn't move it, until it is set again: from
+/// the host when the baseband boots, from the network when it goes online.
+class BasebandClock {
+public:
+    BasebandClock() { set(); }
+    /// Takes over the true time.
+    void set();
+
+    /// UTC with milliseconds as ISO 8601 has it: "2026-11-01T12:34:56.789Z".
+    std::string text() const;
+
+private:
+    std::chrono::system_clock::time_point setTo_;
+    std::chrono::nanoseconds setAt_{};  ///< of CLOCK_BOOTTIME, which goes on while the host is suspended
+};
+
+}  // namespace corvane::simulated

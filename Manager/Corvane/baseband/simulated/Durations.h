@@ -1,0 +1,17 @@
+#pragma once
+
+#include <chrono>
+
+namespace corvane::simulated {
+
+/// How long what takes time takes; tests shorten them.
+struct Durations {
+    std::chrono::milliseconds softReset{80};
+    std::chrono::milliseconds hardReset{160};  ///< a power cycle
+    std::chrono::milliseconds boot{140};
+    std::chrono::milliseconds shutdown{100};
+    std::chrono::milliseconds fileSystemSync{40};
+    std::chrono::milliseconds selfTest{2000};
+};
+
+}  // namespace corvane::simulated

@@ -1,0 +1,31 @@
+#include "Corvane/baseband/simulated/NVData.h"
+
+#include <random>
+
+namespace corvane::simulated {
+
+NVData::NVData(BasebandStorage& storage) : record_(storage, "baseband.nv") {
+    if (record_.number(kSerialNumber) == 0) {
+        std::random_device random;
+        record_.replace(factoryValues(1 + static_cast<std::int64_t>(random()), 1));
+    }
+}
+
+bool NVData::erase() {
+    return record_.replace(factoryValues(record_.number(kSerialNumber), record_.number(kCalibrationRun) + 1));
+}
+
+std::uint64_t NVData::calibrationSeed() const {
+    const auto serialNumber = static_cast<std::uint64_t>(record_.number(kSerialNumber));
+    return serialNumber << 16 ^ static_cast<std::uint64_t>(record_.number(kCalibrationRun));
+}
+
+StoredRecord::Values NVData::factoryValues(std::int64_t serialNumber, std::int64_t calibrationRun) {
+    return {{kSerialNumber, serialNumber},
+            {kCalibrationRun, calibrationRun},
+            {kPersistentLowPower, std::int64_t{0}},
+            {keyOf(PowerLog::NPA), std::int64_t{0}},
+            {keyOf(PowerLog::F3), std::int64_t{0}}};
+}
+
+}  // namespace corvane::simulated

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/simulated/StoredRecord.h"
+
+namespace corvane::simulated {
+
+/// The baseband's non-volatile data. Each change is on disk before it returns; false means that it could not be written and
+/// that nothing has changed.
+class NVData {
+public:
+    /// What has never been written gets the factory's values: a serial number of its own, a first RF calibration, all else off.
+    explicit NVData(BasebandStorage& storage);
+
+    /// Back to the factory's values. The serial number stays; the RF front end is calibrated anew.
+    bool erase();
+
+    /// Whether the baseband boots into persistent low power (6) in place of low power (1).
+    bool persistentLowPower() const { return record_.number(kPersistentLowPower) != 0; }
+    bool setPersistentLowPower(bool on) { return record_.set({{kPersistentLowPower, std::int64_t{on}}}); }
+
+    bool powerLogEnabled(PowerLog log) const { return record_.number(keyOf(log)) != 0; }
+    bool setPowerLogEnabled(PowerLog log, bool on) { return record_.set({{keyOf(log), std::int64_t{on}}}); }
+
+    /// @param time when the remote filesystem was last written out.
+    bool recordSync(const std::string& time) { return record_.set({{kLastSync, time}}); }
+
+    /// What the deviations of this unit's RF front end follow from, until it is calibrated anew.
+    std::uint64_t calibrationSeed() const;
+
+    xpc::Object toDictionary() const { return record_.toDictionary(); }
+
+private:
+    static constexpr const char* kSerialNumber = "SerialNumber";
+    static constexpr const char* kCalibrationRun = "CalibrationRun";
+    static constexpr const char* kPersistentLowPower = "PersistentLowPower";
+    static constexpr const char* kLastSync = "LastFileSystemSync";
+
+    static const char* keyOf(PowerLog log) { return log == PowerLog::NPA ? "PowerLogNPA" : "PowerLogF3"; }
+    static StoredRecord::Values factoryValues(std::int64_t serialNumber, std::int64_t calibrationRun);
+
+    StoredRecord record_;
+};
+
+}  // namespace corvane::simulated

@@ -1,0 +1,33 @@
+#include "Corvane/baseband/simulated/PendingAnswer.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace corvane::simulated {
+namespace {
+
+/// Keeps an absurd time-out from overflowing the clock.
+constexpr std::chrono::seconds kLongestTimeout = std::chrono::hours(24 * 365);
+
+}  // namespace
+
+PendingAnswer::PendingAnswer(Completion completion, sd_event& loop, std::chrono::seconds timeout, std::string sentence)
+    : PendingAnswer(std::move(completion)) {
+    if (timeout > std::chrono::seconds::zero()) {
+        timeout_ = std::make_unique<Timer>(loop);
+        timeout_->set(std::min(timeout, kLongestTimeout),
+                      [this, said = std::move(sentence)] { refuse(ResultCode::TimedOut, said); });
+    }
+}
+
+void PendingAnswer::answer(Answer answer) {
+    if (answered()) {
+        return;
+    }
+    if (timeout_) {
+        timeout_->cancel();
+    }
+    std::exchange(completion_, nullptr)(std::move(answer));
+}
+
+}  // namespace corvane::simulated

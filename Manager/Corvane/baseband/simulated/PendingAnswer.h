@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/simulated/Timer.h"
+
+#include <memory>
+
+namespace corvane::simulated {
+
+/// A completion that is still to run, within a time-out if its caller has set one.
+class PendingAnswer {
+public:
+    explicit PendingAnswer(Completion completion) : completion_(std::move(completion)) {}
+    /// Answers TimedOut with `sentence` if nothing else has answered within `timeout`; 0 or less: no time-out.
+    PendingAnswer(Completion completion, sd_event& loop, std::chrono::seconds timeout, std::string sentence);
+
+    bool answered() const { return !completion_; }
+    /// Runs the completion unless it has run.
+    void answer(Answer answer);
+    void succeed() { answer({}); }
+    void refuse(ResultCode code, std::string sentence) { answer({Refusal{code, std::move(sentence)}, {}}); }
+
+private:
+    Completion completion_;
+    std::unique_ptr<Timer> timeout_;
+};
+
+using PendingAnswerPtr = std::shared_ptr<PendingAnswer>;
+
+}  // namespace corvane::simulated

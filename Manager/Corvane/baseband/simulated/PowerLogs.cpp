@@ -1,0 +1,120 @@
+#include "Corvane/baseband/simulated/PowerLogs.h"
+
+namespace corvane::simulated {
+namespace {
+
+/// Entries a log; with the longest entry some 40 KB.
+constexpr std::size_t kMostEntries = 400;
+
+struct LogNames {
+    const char* name;
+    const char* dump;  ///< where the last dump is stored
+    const char* file;  ///< in a snapshot
+};
+constexpr LogNames kLogs[] = {
+    {"NPA", "baseband.powerlog.npa", "power-log-npa.txt"},
+    {"F3", "baseband.powerlog.f3", "power-log-f3.txt"},
+};
+
+const LogNames& namesOf(PowerLog log) {
+    return kLogs[static_cast<std::size_t>(log)];
+}
+
+/// What the modem's processor asks for, at the index of the boot state.
+constexpr const char* kProcessorRequests[] = {"off", "turbo", "nominal", "retention"};
+
+/// What the radio asks for, at the index of the operating mode.
+constexpr const char* kRadioRequests[] = {"receive+transmit", "off", "receive+transmit", "off", "off", "off", "off", "off"};
+
+std::string request(const char* resource, const char* client, const char* level) {
+    return std::string(resource) + " client=" + client + " request=" + level;
+}
+
+}  // namespace
+
+std::optional<Refusal> PowerLogs::control(PowerLog log, PowerLogAction action) {
+    if (action == PowerLogAction::Dump) {
+        return dump(log);
+    }
+    const bool enable = action == PowerLogAction::Enable;
+    if (enable == nvData_.powerLogEnabled(log)) {
+        return std::nullopt;
+    }
+    if (!enable) {
+        record(log, "collection ends");
+    }
+    if (!nvData_.setPowerLogEnabled(log, enable)) {
+        return Refusal{ResultCode::StorageFailed,
+                       "The switch could not be written to the non-volatile data; nothing has changed."};
+    }
+    record(log, "collection begins");
+    return std::nullopt;
+}
+
+std::optional<Refusal> PowerLogs::dump(PowerLog log) {
+    if (entriesOf(log).empty()) {
+        const std::string name = namesOf(log).name;
+        return Refusal{ResultCode::WrongState, "The " + name + " power log has no entries; it collects them once it is enabled."};
+    }
+    const std::string title = "Dumped at " + clock_.text() + "\n";
+    if (!storage_.put(namesOf(log).dump, title + recorded(log))) {
+        return Refusal{ResultCode::StorageFailed, "The dump could not be written to disk; the power log goes on."};
+    }
+    entriesOf(log).clear();
+    return std::nullopt;
+}
+
+void PowerLogs::bootStateChanged(BootState state) {
+    record(PowerLog::NPA, request("/cpu/modem", "boot", kProcessorRequests[static_cast<std::size_t>(state)]));
+    record(PowerLog::F3, std::string("boot: ") + nameOf(state));
+}
+
+void PowerLogs::operatingModeChanged(OperatingMode mode) {
+    record(PowerLog::NPA, request("/rf/transceiver", "mode", kRadioRequests[static_cast<std::size_t>(mode)]));
+    record(PowerLog::F3, "mode: " + describe(mode));
+}
+
+void PowerLogs::powerNotification(const char* what) {
+    record(PowerLog::NPA, request("/xo/crystal", "application-processor", what));
+    record(PowerLog::F3, std::string("application processor: ") + what);
+}
+
+void PowerLogs::selfTest(const char* what, bool transmitting) {
+    record(PowerLog::NPA, request("/rf/amplifier", "self-test", transmitting ? "on" : "off"));
+    record(PowerLog::F3, std::string("self-test: ") + what);
+}
+
+void PowerLogs::forget() {
+    entries_ = {};
+}
+
+void PowerLogs::record(PowerLog log, const std::string& entry) {
+    if (!nvData_.powerLogEnabled(log)) {
+        return;
+    }
+    std::deque<std::string>& entries = entriesOf(log);
+    if (entries.size() == kMostEntries) {
+        entries.pop_front();
+    }
+    entries.push_back(clock_.text() + " " + entry + "\n");
+}
+
+std::string PowerLogs::recorded(PowerLog log) const {
+    std::string all;
+    for (const std::string& entry : entries_[static_cast<std::size_t>(log)]) {
+        all += entry;
+    }
+    return all;
+}
+
+SnapshotFile PowerLogs::file(PowerLog log) const {
+    const LogNames& names = namesOf(log);
+    std::string content =
+        std::string(names.name) + " power log, " + (nvData_.powerLogEnabled(log) ? "enabled" : "disabled") + "\n\n";
+    content += storage_.get(names.dump).value_or("Never dumped\n");
+    const std::string since = recorded(log);
+    content += since.empty() ? "\nNothing recorded since\n" : "\nRecorded since\n" + since;
+    return {names.file, content};
+}
+
+}  // namespace corvane::simulated

@@ -1,0 +1,66 @@
+#include "Corvane/baseband/simulated/Statistics.h"
+
+#include "Corvane/Values.h"
+
+#include <string>
+
+namespace corvane::simulated {
+namespace {
+
+/// At the index of their enumerators.
+constexpr const char* kCounts[] = {"ModeChanges",    "Shutdowns",       "WakesByBaseband", "PowerNotifications",
+                                   "NVDataErasures", "FileSystemSyncs", "PowerLogDumps"};
+constexpr const char* kSelfTests[] = {"SelfTestsPassed", "SelfTestsFailed", "SelfTestsAborted"};
+
+constexpr const char* kBoots = "Boots";
+constexpr const char* kLastBoot = "LastBootMilliseconds";
+constexpr const char* kResets[] = {"SoftResets", "HardResets"};
+constexpr const char* kLastResets[] = {"LastSoftReset", "LastHardReset"};
+
+}  // namespace
+
+void Statistics::count(Count what) {
+    increment(kCounts[static_cast<std::size_t>(what)]);
+}
+
+void Statistics::countSelfTest(RFSelfTest::Outcome outcome) {
+    increment(kSelfTests[static_cast<std::size_t>(outcome)]);
+}
+
+void Statistics::countReset(const ResetRequest& request, const std::string& time) {
+    const auto type = static_cast<std::size_t>(request.type);
+    const std::string last = kLastResets[type];
+    record_.set({{kResets[type], record_.number(kResets[type]) + 1},
+                 {last + "Reason", request.reason},
+                 {last + "SubType", request.subType},
+                 {last + "Time", time}});
+}
+
+void Statistics::countBoot(std::chrono::milliseconds duration) {
+    record_.set({{kBoots, record_.number(kBoots) + 1}, {kLastBoot, std::int64_t{duration.count()}}});
+}
+
+void Statistics::increment(const char* key) {
+    record_.set({{key, record_.number(key) + 1}});
+}
+
+xpc::Object Statistics::toDictionary() const {
+    auto made = record_.toDictionary();
+    const auto fill = [&](const char* key) {
+        const auto count = number(record_.number(key));
+        xpc_dictionary_set_value(made.get(), key, count.get());
+    };
+    fill(kBoots);
+    for (const char* key : kCounts) {
+        fill(key);
+    }
+    for (const char* key : kSelfTests) {
+        fill(key);
+    }
+    for (const char* key : kResets) {
+        fill(key);
+    }
+    return made;
+}
+
+}  // namespace corvane::simulated

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/simulated/RFSelfTest.h"
+#include "Corvane/baseband/simulated/StoredRecord.h"
+
+namespace corvane::simulated {
+
+/// What has happened to the baseband since the manager was first started: counts, and the last reset of each type.
+///
+/// Counting never refuses a command: what could not be written is missing in the figures.
+class Statistics {
+public:
+    explicit Statistics(BasebandStorage& storage) : record_(storage, "baseband.statistics") {}
+
+    enum class Count { ModeChanges, Shutdowns, Wakes, PowerNotifications, NVDataErasures, FileSystemSyncs, PowerLogDumps };
+    void count(Count what);
+    void countSelfTest(RFSelfTest::Outcome outcome);
+    /// @param time the baseband's own.
+    void countReset(const ResetRequest& request, const std::string& time);
+    void countBoot(std::chrono::milliseconds duration);
+
+    xpc::Object toDictionary() const;
+
+private:
+    void increment(const char* key);
+
+    StoredRecord record_;
+};
+
+}  // namespace corvane::simulated

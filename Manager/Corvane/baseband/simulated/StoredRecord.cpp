@@ -1,0 +1,90 @@
+#include "Corvane/baseband/simulated/StoredRecord.h"
+
+#include "Corvane/Values.h"
+
+#include <nlohmann/json.hpp>
+
+#include <utility>
+
+namespace corvane::simulated {
+namespace {
+
+using Json = nlohmann::json;
+
+StoredRecord::Values parse(const std::string& stored) {
+    StoredRecord::Values values;
+    const Json json = Json::parse(stored, nullptr, false);
+    if (!json.is_object()) {
+        return values;
+    }
+    for (const auto& [key, value] : json.items()) {
+        if (value.is_number_integer()) {
+            values[key] = value.get<std::int64_t>();
+        } else if (value.is_string()) {
+            values[key] = value.get<std::string>();
+        }
+    }
+    return values;
+}
+
+std::string format(const StoredRecord::Values& values) {
+    Json json = Json::object();
+    for (const auto& [key, value] : values) {
+        std::visit([&json, &name = key](const auto& held) { json[name] = held; }, value);
+    }
+    // A reason typed by a user may hold any bytes.
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+xpc::Object toObject(std::int64_t value) {
+    return corvane::number(value);
+}
+
+xpc::Object toObject(const std::string& value) {
+    return corvane::text(value);
+}
+
+}  // namespace
+
+StoredRecord::StoredRecord(BasebandStorage& storage, std::string name) : storage_(storage), name_(std::move(name)) {
+    if (const auto stored = storage_.get(name_)) {
+        values_ = parse(*stored);
+    }
+}
+
+std::int64_t StoredRecord::number(const std::string& key) const {
+    const auto found = values_.find(key);
+    const auto* held = found == values_.end() ? nullptr : std::get_if<std::int64_t>(&found->second);
+    return held == nullptr ? 0 : *held;
+}
+
+std::string StoredRecord::text(const std::string& key) const {
+    const auto found = values_.find(key);
+    const auto* held = found == values_.end() ? nullptr : std::get_if<std::string>(&found->second);
+    return held == nullptr ? std::string() : *held;
+}
+
+bool StoredRecord::set(const Values& changes) {
+    Values values = changes;
+    values.insert(values_.begin(), values_.end());
+    return replace(std::move(values));
+}
+
+bool StoredRecord::replace(Values values) {
+    if (!storage_.put(name_, format(values))) {
+        return false;
+    }
+    values_ = std::move(values);
+    return true;
+}
+
+xpc::Object StoredRecord::toDictionary() const {
+    auto made = dictionary({});
+    for (const auto& [key, value] : values_) {
+        const auto object = std::visit([](const auto& held) { return toObject(held); }, value);
+        xpc_dictionary_set_value(made.get(), key.c_str(), object.get());
+    }
+    return made;
+}
+
+}  // namespace corvane::simulated

@@ -1,0 +1,115 @@
+#include "Corvane/baseband/simulated/WakeReasons.h"
+
+#include "Corvane/Values.h"
+#include "platform/ryn/constants.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace corvane::simulated {
+namespace {
+
+struct Notification {
+    std::uint32_t message;
+    bool wakes;
+    std::int64_t channel;  ///< of a wake; 0: not the baseband's doing
+    const char* meaning;
+};
+constexpr Notification kNotifications[] = {
+    {0x10, false, 0, "about to sleep"}, {0x20, true, 0, "woken by itself"},
+    {0x21, true, 1, "voice call"},      {0x22, true, 2, "short message"},
+    {0x23, true, 3, "packet data"},     {0x24, true, 4, "network registration"},
+    {0x25, true, 5, "positioning"},     {0x26, true, 6, "SIM"},
+};
+constexpr std::int64_t kResetChannel = 7;
+
+/// What is stored of the last wake.
+constexpr const char* kChannel = "Channel";
+constexpr const char* kReason = "Reason";
+constexpr const char* kTime = "Time";
+constexpr const char* kWakes = "Wakes";
+constexpr const char* kSlept = "SleptMilliseconds";
+constexpr std::int64_t kUnknownSleep = -1;
+
+std::string hexadecimal(std::uint32_t message) {
+    std::array<char, 16> digits{};
+    std::snprintf(digits.data(), digits.size(), "0x%x", message);
+    return digits.data();
+}
+
+Refusal unknown(std::uint32_t message) {
+    std::string sentence = hexadecimal(message) + " is no power notification; ";
+    for (const Notification& known : kNotifications) {
+        sentence += (&known == kNotifications ? "" : ", ") + hexadecimal(known.message) + " (" + known.meaning + ")";
+    }
+    return {ResultCode::InvalidArgument, sentence + " are accepted."};
+}
+
+const Notification* find(std::uint32_t message) {
+    for (const Notification& known : kNotifications) {
+        if (known.message == message) {
+            return &known;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::variant<WakeReasons::Notified, Refusal> WakeReasons::notify(std::uint32_t message, bool basebandIsOff) {
+    const Notification* known = find(message);
+    if (known == nullptr) {
+        return unknown(message);
+    }
+    if (basebandIsOff && known->channel != 0) {
+        return Refusal{ResultCode::WrongState,
+                       "The baseband is off and can't have woken the application processor; a reset boots it."};
+    }
+    if (!known->wakes) {
+        asleepSince_ = std::chrono::steady_clock::now();
+    } else if (!recordWake(known->channel, known->meaning)) {
+        return Refusal{ResultCode::StorageFailed, "The wake could not be written to disk; nothing has changed."};
+    }
+    return Notified{known->meaning, known->channel != 0};
+}
+
+bool WakeReasons::resetBegins() {
+    return asleepSince_ && recordWake(kResetChannel, "baseband reset");
+}
+
+bool WakeReasons::recordWake(std::int64_t channel, const char* reason) {
+    std::int64_t slept = kUnknownSleep;
+    if (asleepSince_) {
+        const auto asleep = std::chrono::steady_clock::now() - *asleepSince_;
+        slept = std::chrono::duration_cast<std::chrono::milliseconds>(asleep).count();
+    }
+    const std::int64_t wakes = record_.number(kWakes) + (channel == 0 ? 0 : 1);
+    const StoredRecord::Values wake{
+        {kChannel, channel}, {kReason, std::string(reason)}, {kTime, clock_.text()}, {kWakes, wakes}, {kSlept, slept}};
+    if (!record_.set(wake)) {
+        return false;
+    }
+    asleepSince_.reset();
+    return true;
+}
+
+xpc::Object WakeReasons::toDictionary() const {
+    const std::int64_t channel = record_.number(kChannel);
+    auto made = dictionary({{ryn::kKeyBasebandWakeChannel, number(channel)}});
+    if (channel == 0) {
+        return made;
+    }
+    const auto add = [&made](const char* key, const xpc::Object& value) {
+        xpc_dictionary_set_value(made.get(), key, value.get());
+    };
+    add("KeyBasebandWakeReason", text(record_.text(kReason)));
+    add("KeyBasebandWakeTime", text(record_.text(kTime)));
+    add("KeyBasebandWakeCount", number(record_.number(kWakes)));
+    if (record_.number(kSlept) != kUnknownSleep) {
+        add("KeyBasebandWakeSleptMilliseconds", number(record_.number(kSlept)));
+    }
+    return made;
+}
+
+}  // namespace corvane::simulated
