@@ -13,6 +13,9 @@ inline constexpr const char* kAddTraceFilter = "AddTraceFilterCommand";
 inline constexpr const char* kRemoveTraceFilter = "RemoveTraceFilterCommand";
 inline constexpr const char* kGetTraceFilters = "GetTraceFiltersCommand";
 
+/// Works for minutes, as the collection does, so both wait longer than others.
+inline constexpr const char* kBasebandDiagnostics = "BasebandDiagnosticsCommand";
+
 inline constexpr const char* kKeyTraceLogsReason = "KeyTraceLogsReason";
 inline constexpr const char* kKeyTraceFilterName = "KeyTraceFilterName";
 inline constexpr const char* kKeyTraceFilterValue = "KeyTraceFilterValue";

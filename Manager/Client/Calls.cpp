@@ -1,0 +1,48 @@
+#include "Client/Calls.h"
+
+#include <algorithm>
+
+namespace ryn::client {
+
+std::optional<Clock::time_point> Calls::nextDeadline() const {
+    const auto earliest = std::min_element(asynchronous_.begin(), asynchronous_.end(), [](const auto& left, const auto& right) {
+        return left.second.deadline < right.second.deadline;
+    });
+    return earliest == asynchronous_.end() ? std::nullopt : std::optional(earliest->second.deadline);
+}
+
+void Calls::answer(std::uint64_t id, Answer answer) {
+    const auto waiter = std::find_if(waiters_.begin(), waiters_.end(), [id](const Waiter* one) { return one->id == id; });
+    if (waiter != waiters_.end()) {
+        (*waiter)->answer = std::move(answer);
+        waiters_.erase(waiter);
+        return;
+    }
+    if (auto call = asynchronous_.extract(id)) {
+        delivery_.complete(std::move(call.mapped().completion), std::move(answer));
+    }
+}
+
+void Calls::answerAll(const Answer& answer) {
+    for (Waiter* const waiter : waiters_) {
+        waiter->answer = answer;
+    }
+    waiters_.clear();
+    for (auto& [id, call] : asynchronous_) {
+        delivery_.complete(std::move(call.completion), answer);
+    }
+    asynchronous_.clear();
+}
+
+std::optional<Calls::Asynchronous> Calls::takeExpired(Clock::time_point now) {
+    const auto expired =
+        std::find_if(asynchronous_.begin(), asynchronous_.end(), [now](const auto& call) { return call.second.deadline <= now; });
+    if (expired == asynchronous_.end()) {
+        return std::nullopt;
+    }
+    Asynchronous call = std::move(expired->second);
+    asynchronous_.erase(expired);
+    return call;
+}
+
+}  // namespace ryn::client

@@ -1,0 +1,76 @@
+#include "platform/ryn/client.h"
+#include "Client/Manager.h"
+#include "Client/Requests.h"
+#include "Client/Timeout.h"
+
+#include <initializer_list>
+#include <utility>
+
+namespace ryn::client {
+namespace {
+
+xpc::Object text(const std::string& value) {
+    return xpc::Object::adopt(xpc_string_create_with_length(value.data(), value.size()));
+}
+
+xpc::Object dictionary(std::initializer_list<std::pair<const char*, xpc::Object>> entries) {
+    auto result = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
+    for (const auto& [key, value] : entries) {
+        xpc_dictionary_set_value(result.get(), key, value.get());
+    }
+    return result;
+}
+
+int perform(Manager& manager, const char* command, const xpc::Object& argument) {
+    xpc::Object ignored;
+    return manager.perform(command, argument, ignored, timeoutOf(command, argument));
+}
+
+}  // namespace
+
+ManagerPtr CreateManager(const std::string& clientName, dispatch_queue_t queue) {
+    auto manager = std::make_shared<Manager>(clientName, queue);
+    platform::addToRunLoop(manager);
+    return manager;
+}
+
+int PerformCommand(ManagerPtr manager, const std::string& command, const xpc::Object& argument, xpc::Object& reply) {
+    return manager->perform(command, argument, reply, timeoutOf(command, argument));
+}
+
+void PerformCommand(ManagerPtr manager, const std::string& command, Completion completion, const xpc::Object& argument) {
+    manager->perform(command, argument, std::move(completion), timeoutOf(command, argument));
+}
+
+void RegisterEventHandler(ManagerPtr manager, const std::string& event, EventHandler handler) {
+    manager->addEventHandler(event, std::move(handler));
+}
+
+void EventsOn(ManagerPtr manager) {
+    manager->setEvents(true);
+}
+
+void EventsOff(ManagerPtr manager) {
+    manager->setEvents(false);
+}
+
+void CollectTraceLogs(ManagerPtr manager, const std::string& reason, Completion completion) {
+    PerformCommand(std::move(manager), request::kCollectTraceLogs, std::move(completion),
+                   dictionary({{request::kKeyTraceLogsReason, text(reason)}}));
+}
+
+int AddTraceFilter(ManagerPtr manager, const std::string& filter, const xpc::Object& value) {
+    const xpc::Object given = value ? value : xpc::Object::adopt(xpc_null_create());
+    return perform(*manager, request::kAddTraceFilter,
+                   dictionary({{request::kKeyTraceFilterName, text(filter)}, {request::kKeyTraceFilterValue, given}}));
+}
+
+int RemoveTraceFilter(ManagerPtr manager, const std::string& filter) {
+    return perform(*manager, request::kRemoveTraceFilter, dictionary({{request::kKeyTraceFilterName, text(filter)}}));
+}
+
+int GetTraceFilters(ManagerPtr manager, xpc::Object& filters) {
+    return PerformCommand(std::move(manager), request::kGetTraceFilters, xpc::Object::adopt(xpc_null_create()), filters);
+}
+
+}  // namespace ryn::client

@@ -1,0 +1,78 @@
+#include "Client/Failure.h"
+
+#include "Client/Results.h"
+#include "Client/wire/Packet.h"
+#include "platform/ryn/constants.h"
+
+#include <sys/un.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace ryn::client {
+namespace {
+
+std::string whyNotConnected(const std::string& path, int error) {
+    switch (error) {
+        case ENOENT:
+            return "There is no manager socket " + path + "; is Corvane running?";
+        case ECONNREFUSED:
+            return "Nothing listens on " + path + "; is Corvane running?";
+        case EACCES:
+        case EPERM:
+            return "No permission to use " + path + "; add yourself to group corvane and log in again";
+        case ENAMETOOLONG:
+            return "The socket path " + path + " is too long: at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
+                   " bytes can be used";
+        case EAGAIN:
+            return "The manager at " + path + " took no new connection in time; it may be overloaded or stopped";
+        case EPROTOTYPE:
+            return path + " is not a manager's socket; set CORVANE_SOCKET to the one that Corvane listens on";
+        default:
+            return "Can't connect to " + path + ": " + std::generic_category().message(error);
+    }
+}
+
+/// Seconds, with tenths when there are any.
+std::string inSeconds(std::chrono::milliseconds duration) {
+    const auto tenths = duration.count() / 100;
+    return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
+}
+
+}  // namespace
+
+xpc::Object Failure::toReply() const {
+    const auto code = xpc::Object::adopt(xpc_int64_create(result));
+    const auto text = xpc::Object::adopt(xpc_string_create_with_length(sentence.data(), sentence.size()));
+    auto reply = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
+    xpc_dictionary_set_value(reply.get(), kKeyErrorCode, code.get());
+    xpc_dictionary_set_value(reply.get(), kKeyErrorString, text.get());
+    return reply;
+}
+
+Failure notConnected(const std::string& path, int error) {
+    return {kResultNotConnected, whyNotConnected(path, error)};
+}
+
+Failure connectionLost(const std::string& path, bool heard) {
+    // A manager closes the connection of someone that it doesn't serve without a word.
+    return {kResultConnectionLost, "The manager at " + path + " closed the connection before it answered; " +
+                                       (heard ? "was Corvane stopped?" : "is Corvane running, and are you in group corvane?")};
+}
+
+Failure timedOut(const std::string& path, std::chrono::milliseconds timeout) {
+    return {kResultTimedOut, "The manager at " + path + " did not answer within " + inSeconds(timeout)};
+}
+
+Failure malformedReply(const std::string& path) {
+    return {kResultMalformedReply,
+            "The manager at " + path + " sent what the protocol does not allow, so the connection was closed"};
+}
+
+Failure tooLarge(std::string_view command) {
+    return {kResultTooLarge, std::string(command.substr(0, 80)) + " can't be sent: its argument must fit " +
+                                 std::to_string(wire::kMaxPacketSize) + " bytes, be nested at most " +
+                                 std::to_string(wire::kMaxNesting) + " deep and have keys in UTF-8"};
+}
+
+}  // namespace ryn::client

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "Client/Calls.h"
+#include "Client/Delivery.h"
+#include "Client/Failure.h"
+#include "Client/Link.h"
+#include "Client/wire/Packet.h"
+#include "Platform/RunLoop.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ryn::client {
+
+/// One client's connection to the manager, the commands that wait on it and the handlers of its events.
+///
+/// Nobody's thread is set apart for receiving. The caller of a synchronous command reads the socket itself and hands what
+/// it meets for others to them; while no such caller reads, the thread that is parked in the run loop does. Who reads holds the
+/// token `reading_`, and the receive buffer with it; everything else is guarded by `mutex_`, which is never held while waiting.
+class Manager final : public platform::RunLoopSource {
+public:
+    Manager(const std::string& clientName, dispatch_queue_t queue, SocketPath path = SocketPath());
+    ~Manager() override;
+    Manager(const Manager&) = delete;
+    Manager& operator=(const Manager&) = delete;
+
+    /// Sends, waits and returns the result; see ryn::client::PerformCommand.
+    int perform(std::string_view command, const xpc::Object& argument, xpc::Object& reply, Clock::duration timeout);
+    void perform(std::string_view command, const xpc::Object& argument, Completion completion, Clock::duration timeout);
+    void addEventHandler(const std::string& event, EventHandler handler);
+    void setEvents(bool on);
+
+    Interest interest() override;
+    void serve(short events) override;
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+    struct Deadline {
+        explicit Deadline(Clock::duration patience) : time(Clock::now() + patience), timeout(patience) {}
+        Clock::time_point time;
+        Clock::duration timeout;
+    };
+    struct Sent {
+        std::uint64_t id;
+        std::optional<Failure> failure;  ///< absent: the request is on its way
+    };
+    Sent send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline);
+    Link::Outcome transmit(Bytes packet, std::uint64_t firstId);
+    /// Lets a moment pass, in which what has come is received. @return false when the deadline is over
+    bool pause(Lock& lock, Clock::time_point deadline);
+
+    /// Takes the token, receives one packet and handles it. @return whether there was anything, the connection's end included
+    bool receive(Lock& lock, Clock::duration patience);
+    // Whether the protocol allows the packet here.
+    bool handle(wire::Reply& reply);
+    bool handle(wire::Event& event);
+    template <typename Unexpected>
+    bool handle(Unexpected&) {
+        return false;
+    }
+    void disconnect(const Failure& failure);
+    /// Connects in the background and tells the manager whether events are wanted, when either is due.
+    void tend(Clock::time_point now);
+
+    std::mutex mutex_;
+    std::condition_variable changed_;  ///< an answer has come, or the token is free
+    Delivery delivery_;
+    Link link_;
+    Backoff backoff_;
+    Calls calls_{delivery_};
+    std::multimap<std::string, std::shared_ptr<const EventHandler>, std::less<>> handlers_;
+    std::vector<std::uint8_t> request_;  ///< encoded
+    std::uint64_t nextId_ = 1;
+    std::uint64_t firstId_ = 1;  ///< of the present connection
+
+    bool reading_ = false;
+    std::unique_ptr<std::uint8_t[]> buffer_;  ///< of kMaxPacketSize bytes, belongs to who reads
+
+    // So that the parked thread is not woken by each reply while synchronous commands follow one another:
+    std::uint64_t commands_ = 0;
+    std::uint64_t commandsSeen_ = 0;  ///< when the run loop asked last
+    bool parked_ = false;             ///< whether it ever asked
+};
+
+}  // namespace ryn::client
