@@ -1,0 +1,244 @@
+#include "shell/CommandBase.h"
+#include "shell/CommandShell.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+namespace {
+
+using testing::ElementsAre;
+
+/// Replaces the characters of a standard stream for a while.
+class Redirection {
+public:
+    Redirection(std::ios& stream, std::streambuf* characters) : stream_(stream), old_(stream.rdbuf(characters)) {}
+    ~Redirection() {
+        stream_.rdbuf(old_);
+        stream_.clear();
+    }
+    Redirection(const Redirection&) = delete;
+    Redirection& operator=(const Redirection&) = delete;
+
+private:
+    std::ios& stream_;
+    std::streambuf* old_;
+};
+
+/// A node whose leaves and children a test chooses.
+class Node : public CommandBase {
+public:
+    using Register = std::function<void(Node&)>;
+    Node(const std::string& name, std::weak_ptr<CommandBase> parent, Register registerAll)
+        : CommandBase(name, std::move(parent)), registerAll_(std::move(registerAll)) {}
+
+    /// A leaf that prints its words and fails when one is "fail".
+    void leaf(const std::string& word, const std::string& helpText = "") {
+        registerCommand(
+            word,
+            [word](const auto&, const Words& words) {
+                std::cout << word;
+                for (const std::string& argument : words) {
+                    std::cout << " <" << argument << ">";
+                }
+                std::cout << std::endl;
+                return std::find(words.begin(), words.end(), "fail") == words.end();
+            },
+            helpText);
+    }
+    void child(const std::string& word, const Register& registerAll) {
+        registerSubCommand(word, createNode<Node>(word, weak_from_this(), registerAll));
+    }
+
+protected:
+    void registerCommands() override { registerAll_(*this); }
+
+private:
+    Register registerAll_;
+};
+
+class Shell : public CommandShell {
+public:
+    explicit Shell(Node::Register registerAll) : registerAll_(std::move(registerAll)) {}
+    std::shared_ptr<CommandBase> createRootCommand(const Words&) override {
+        return createNode<Node>("tool", std::weak_ptr<CommandBase>{}, registerAll_);
+    }
+
+private:
+    Node::Register registerAll_;
+};
+
+void registerTree(Node& root) {
+    root.leaf("set");
+    root.leaf("get", "get a property");
+    root.child("trace", [](Node& trace) {
+        trace.leaf("dump");
+        trace.child("filter", [](Node& filter) {
+            filter.leaf("status");
+            filter.leaf("add");
+        });
+    });
+    root.child("childless", [](Node&) {});
+    root.child("leafless", [](Node& leafless) {
+        leafless.child("deep", [](Node& deep) {
+            deep.leaf("run");
+            deep.child("deeper", [](Node& deeper) { deeper.leaf("go"); });
+        });
+    });
+    root.leaf("a-word-of-20-letters", "runs into its help");
+}
+
+const std::string kBuiltIns =
+    "\tcd                <sub-command>\n\thelp              \n\tback              \n\tquit              \n\n";
+const std::string kFilterHelp =
+    "\nOptions for command 'filter':\n\n\tadd               ...\n\tstatus            ...\n\n" + kBuiltIns;
+const std::string kTraceHelp =
+    "\nOptions for command 'trace':\n\n\tdump              ...\n\n\tfilter            [add|status]\n\n" + kBuiltIns;
+const std::string kRootHelp =
+    "\nOptions for command 'tool':\n\n\ta-word-of-20-lettersruns into its help\n\tget               get a property\n"
+    "\tset               ...\n\n\n"
+    "\t                  <deep>            [run]\n"
+    "\t                                    <deeper>          [go]\n\n"
+    "\ttrace             [dump]\n\t                  <filter>          [add|status]\n\n" +
+    kBuiltIns;
+const std::string kRoot = "(/tool)>> ";
+const std::string kTrace = "(/tool/trace)>> ";
+
+std::string invalid(const std::string& word, const std::string& help) {
+    return "\nInvalid command option '" + word + "'" + help;
+}
+
+struct Case {
+    Words words;
+    const char* input;
+    std::string output;
+    bool ok;
+};
+
+const Case kCases[] = {
+    // Words of the program: run once.
+    {{"get", "x", "y"}, "", "get <x> <y>\n", true},
+    {{"--", "get", "--", "--", "trace", "filter", "add", "1", "--"}, "", "get\nadd <1>\n", true},
+    {{"--"}, "", "", true},
+    {{"get", "fail", "--", "set"}, "", "get <fail>\n", false},
+    {{"help"}, "", kRootHelp, true},
+    {{"trace", "help"}, "", kTraceHelp, true},
+    {{"trace"}, "", kTraceHelp, false},
+    {{"trace", "filter"}, "", kFilterHelp, false},
+    {{"help", "me"}, "", invalid("help", kRootHelp), false},
+    {{"trace", "back"}, "", invalid("back", kTraceHelp), false},
+    {{"quit", "now"}, "", invalid("quit", kRootHelp), false},
+    {{"Get"}, "", invalid("Get", kRootHelp), false},
+    {{""}, "", invalid("", kRootHelp), false},
+    {{"quit", "--", "get"}, "", "", true},
+    {{"exit"}, "", "", true},
+    {{"back", "--", "cd", "trace", "--", "get"}, "", "get\n", true},
+    {{"cd"}, "", kRootHelp, false},
+    {{"cd", "trace", "filter"}, "", kRootHelp, false},
+    {{"cd", "trace/get"}, "", kTraceHelp, false},
+    {{"trace", "cd", "filter"}, "", "", true},
+    // Lines at the prompt.
+    {{}, "", kRoot, false},
+    {{}, "quit", kRoot, true},
+    {{}, "\n \t \nexit\nget\n", kRoot + kRoot + kRoot, true},
+    {{}, "trace\nget x\n", kRoot + kTraceHelp + kRoot + "get <x>\n" + kRoot, false},
+    {{},
+     "cd trace/filter\nback\ncd ..\ncd ..\nback\nquit\n",
+     kRoot + "(/tool/trace/filter)>> " + kTrace + kRoot + kRoot + kRoot,
+     true},
+    {{}, "cd //trace/\ncd ../trace/filter/..\ndump\n", kRoot + kTrace + kTrace + "dump\n" + kTrace, false},
+    {{}, "cd trace/bogus\nget\n", kRoot + kTraceHelp + kRoot + "get\n" + kRoot, false},
+    {{}, "trace cd filter\nadd\n", kRoot + "(/tool/trace/filter)>> add\n(/tool/trace/filter)>> ", false},
+    {{},
+     "get -- set\nget fail -- set\nget -- set\n",
+     kRoot + "get\nset\n" + kRoot + "get <fail>\n" + kRoot + "get\n" + kRoot,
+     false},
+    {{}, "back me\nget -- quit\n", kRoot + invalid("back", kRootHelp) + kRoot + "get\n" + kRoot, false},
+    {{},
+     "trace\x0b"
+     "filter add \"a b\" \xff\n",
+     kRoot + "add <\"a> <b\"> <\xff>\n" + kRoot,
+     false},
+};
+
+TEST(CommandShellTest, RunsWordsAndLines) {
+    for (const Case& row : kCases) {
+        SCOPED_TRACE(testing::PrintToString(row.words) + " " + row.input);
+        std::stringbuf output;
+        std::stringbuf input(row.input);
+        Words words = row.words;
+        words.insert(words.begin(), "tool");
+        bool ok = false;
+        {
+            const Redirection out(std::cout, &output);
+            const Redirection in(std::cin, &input);
+            ok = Shell(registerTree).run(words);
+        }
+        EXPECT_EQ(output.str(), row.output);
+        EXPECT_EQ(ok, row.ok);
+    }
+}
+
+TEST(CommandShellTest, FailsSilentlyWithoutARoot) {
+    class Rootless : public CommandShell {
+        std::shared_ptr<CommandBase> createRootCommand(const Words&) override { return nullptr; }
+    };
+    EXPECT_FALSE(Rootless().run({"tool", "help"}));
+}
+
+TEST(CommandBaseTest, LaterRegistrationReplacesButForEmptyParts) {
+    const auto node = createNode<Node>("node", std::weak_ptr<CommandBase>{}, [](Node& self) {
+        self.leaf("both", "first help");
+        self.registerCommand(
+            "both", [](const auto&, const Words&) { return false; }, "");
+        self.registerCommand("none", nullptr, "help of nothing");
+        self.child("both", [](Node&) {});
+    });
+    EXPECT_EQ(node->getPath(), "/node");
+    EXPECT_FALSE(node->runCommand("both", {}));
+    EXPECT_FALSE(node->hasCommand("none"));
+    EXPECT_EQ(node->getSubCommand("both")->getPath(), "/node/both");
+    EXPECT_EQ(node->getSubCommand("none"), nullptr);
+    std::stringbuf output;
+    {
+        const Redirection out(std::cout, &output);
+        node->printHelp();
+    }
+    EXPECT_EQ(output.str(), "\nOptions for command 'node':\n\n\tboth              first help\n\n\n" + kBuiltIns);
+}
+
+TEST(CommandBaseTest, WaitsForWorkThatOutlivesItsHandler) {
+    std::thread worker;
+    bool finished = false;
+    const auto node = createNode<Node>("node", std::weak_ptr<CommandBase>{}, [&](Node& self) {
+        self.registerCommand(
+            "start",
+            [&](const dispatch::group& group, const Words&) {
+                worker = std::thread([&, entered = dispatch::EnteredGroup(group)]() mutable {
+                    const dispatch::EnteredGroup copy(entered);
+                    const auto moved = std::move(entered);
+                    finished = true;
+                });
+                return true;
+            },
+            "");
+    });
+    EXPECT_TRUE(node->runCommand("start", {}));
+    EXPECT_TRUE(finished);
+    worker.join();
+}
+
+TEST(CommandShellTest, SplitsLinesAndPaths) {
+    EXPECT_THAT(CommandShell::tokenize(" a\t\v\f\r\nb \"c d\" "), ElementsAre("a", "b", "\"c", "d\""));
+    EXPECT_THAT(CommandShell::tokenize(" \t"), ElementsAre());
+    EXPECT_THAT(CommandShell::splitPath("/a//b/", '/'), ElementsAre("a", "b"));
+    EXPECT_THAT(CommandShell::splitPath("a b", '/'), ElementsAre("a", "b"));
+    EXPECT_THAT(CommandShell::splitCommands({"--", "a", "b", "--", "--", "c", "--"}),
+                ElementsAre(ElementsAre("a", "b"), ElementsAre("c")));
+}
+
+}  // namespace
