@@ -12,10 +12,10 @@
 namespace corvane {
 namespace {
 
+using simulated::BasebandStatistics;
 using simulated::BootState;
 using simulated::PendingAnswerPtr;
 using simulated::RFSelfTest;
-using simulated::Statistics;
 
 constexpr const char* kFirmwareVersion = "Simulated-1.0.0";
 /// Where the last event of the last self-test is stored.
@@ -89,13 +89,13 @@ void SimulatedBaseband::eraseNVData(Completion completion) {
         completion(refused(ResultCode::StorageFailed, "The non-volatile data could not be erased on disk; nothing has changed."));
         return;
     }
-    statistics_.count(Statistics::Count::NVDataErasures);
+    statistics_.count(BasebandStatistics::Count::NVDataErasures);
     completion({});
 }
 
 void SimulatedBaseband::syncFileSystem(bool waitForCompletion, Completion completion) {
     stateMachine_.whenReady(std::move(completion), [this, waitForCompletion](const PendingAnswerPtr& answer) {
-        statistics_.count(Statistics::Count::FileSystemSyncs);
+        statistics_.count(BasebandStatistics::Count::FileSystemSyncs);
         fileSystemSync_.begin(waitForCompletion, answer);
     });
 }
@@ -103,7 +103,7 @@ void SimulatedBaseband::syncFileSystem(bool waitForCompletion, Completion comple
 void SimulatedBaseband::controlPowerLog(PowerLog log, PowerLogAction action, Completion completion) {
     auto refusal = powerLogs_.control(log, action);
     if (!refusal && action == PowerLogAction::Dump) {
-        statistics_.count(Statistics::Count::PowerLogDumps);
+        statistics_.count(BasebandStatistics::Count::PowerLogDumps);
     }
     completion({std::move(refusal), {}});
 }
@@ -115,9 +115,9 @@ void SimulatedBaseband::simulatePowerNotification(std::uint32_t message, Complet
         return;
     }
     const auto& notified = std::get<simulated::WakeReasons::Notified>(outcome);
-    statistics_.count(Statistics::Count::PowerNotifications);
+    statistics_.count(BasebandStatistics::Count::PowerNotifications);
     if (notified.wokenByBaseband) {
-        statistics_.count(Statistics::Count::Wakes);
+        statistics_.count(BasebandStatistics::Count::Wakes);
     }
     powerLogs_.powerNotification(notified.meaning);
     completion({});
@@ -192,7 +192,7 @@ void SimulatedBaseband::resetBegins(const ResetRequest& request) {
     fileSystemSync_.interrupt(why);
     statistics_.countReset(request, clock_.text());
     if (wakeReasons_.resetBegins()) {
-        statistics_.count(Statistics::Count::Wakes);
+        statistics_.count(BasebandStatistics::Count::Wakes);
     }
     if (request.type == ResetType::Hard) {
         powerLogs_.forget();
@@ -211,7 +211,7 @@ void SimulatedBaseband::bootStateChanged(BootState state) {
         statistics_.countBoot(stateMachine_.lastBootDuration());
     }
     if (state == BootState::Off) {
-        statistics_.count(Statistics::Count::Shutdowns);
+        statistics_.count(BasebandStatistics::Count::Shutdowns);
         powerLogs_.forget();
     }
     const auto payload = dictionary({{ryn::kKeyBasebandBootState, text(simulated::nameOf(state))}});
@@ -225,7 +225,7 @@ void SimulatedBaseband::operatingModeChanged(OperatingMode mode) {
         if (mode == OperatingMode::ShuttingDown) {
             fileSystemSync_.interrupt(why);
         }
-        statistics_.count(Statistics::Count::ModeChanges);
+        statistics_.count(BasebandStatistics::Count::ModeChanges);
     }
     if (mode == OperatingMode::Online) {
         clock_.set();

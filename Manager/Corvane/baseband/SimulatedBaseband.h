@@ -2,11 +2,11 @@
 
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/simulated/BasebandClock.h"
+#include "Corvane/baseband/simulated/BasebandStatistics.h"
 #include "Corvane/baseband/simulated/FileSystemSync.h"
 #include "Corvane/baseband/simulated/PowerLogs.h"
 #include "Corvane/baseband/simulated/RFSelfTest.h"
 #include "Corvane/baseband/simulated/StateMachine.h"
-#include "Corvane/baseband/simulated/Statistics.h"
 #include "Corvane/baseband/simulated/WakeReasons.h"
 
 namespace corvane {
@@ -55,7 +55,7 @@ private:
 
     simulated::NVData nvData_;
     simulated::BasebandClock clock_;
-    simulated::Statistics statistics_;
+    simulated::BasebandStatistics statistics_;
     simulated::WakeReasons wakeReasons_;
     simulated::PowerLogs powerLogs_;
     simulated::RFSelfTest selfTest_;

@@ -9,9 +9,9 @@ namespace corvane::simulated {
 /// What has happened to the baseband since the manager was first started: counts, and the last reset of each type.
 ///
 /// Counting never refuses a command: what could not be written is missing in the figures.
-class Statistics {
+class BasebandStatistics {
 public:
-    explicit Statistics(BasebandStorage& storage) : record_(storage, "baseband.statistics") {}
+    explicit BasebandStatistics(BasebandStorage& storage) : record_(storage, "baseband.statistics") {}
 
     enum class Count { ModeChanges, Shutdowns, Wakes, PowerNotifications, NVDataErasures, FileSystemSyncs, PowerLogDumps };
     void count(Count what);

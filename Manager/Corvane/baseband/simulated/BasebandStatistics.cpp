@@ -1,4 +1,4 @@
-#include "Corvane/baseband/simulated/Statistics.h"
+#include "Corvane/baseband/simulated/BasebandStatistics.h"
 
 #include "Corvane/Values.h"
 
@@ -19,15 +19,15 @@ constexpr const char* kLastResets[] = {"LastSoftReset", "LastHardReset"};
 
 }  // namespace
 
-void Statistics::count(Count what) {
+void BasebandStatistics::count(Count what) {
     increment(kCounts[static_cast<std::size_t>(what)]);
 }
 
-void Statistics::countSelfTest(RFSelfTest::Outcome outcome) {
+void BasebandStatistics::countSelfTest(RFSelfTest::Outcome outcome) {
     increment(kSelfTests[static_cast<std::size_t>(outcome)]);
 }
 
-void Statistics::countReset(const ResetRequest& request, const std::string& time) {
+void BasebandStatistics::countReset(const ResetRequest& request, const std::string& time) {
     const auto type = static_cast<std::size_t>(request.type);
     const std::string last = kLastResets[type];
     record_.set({{kResets[type], record_.number(kResets[type]) + 1},
@@ -36,15 +36,15 @@ void Statistics::countReset(const ResetRequest& request, const std::string& time
                  {last + "Time", time}});
 }
 
-void Statistics::countBoot(std::chrono::milliseconds duration) {
+void BasebandStatistics::countBoot(std::chrono::milliseconds duration) {
     record_.set({{kBoots, record_.number(kBoots) + 1}, {kLastBoot, std::int64_t{duration.count()}}});
 }
 
-void Statistics::increment(const char* key) {
+void BasebandStatistics::increment(const char* key) {
     record_.set({{key, record_.number(key) + 1}});
 }
 
-xpc::Object Statistics::toDictionary() const {
+xpc::Object BasebandStatistics::toDictionary() const {
     auto made = record_.toDictionary();
     const auto fill = [&](const char* key) {
         const auto count = number(record_.number(key));
