@@ -1,4 +1,5 @@
 #include "platform/ryn/client.h"
+#include "Client/ConnectionHandler.h"
 #include "Client/Manager.h"
 #include "Client/Requests.h"
 #include "Client/Timeout.h"
@@ -44,6 +45,10 @@ void PerformCommand(ManagerPtr manager, const std::string& command, Completion c
 
 void RegisterEventHandler(ManagerPtr manager, const std::string& event, EventHandler handler) {
     manager->addEventHandler(event, std::move(handler));
+}
+
+void RegisterConnectionHandler(ManagerPtr manager, std::function<void()> handler) {
+    manager->addConnectionHandler([handler = std::move(handler)](const xpc::Object&) { handler(); });
 }
 
 void EventsOn(ManagerPtr manager) {

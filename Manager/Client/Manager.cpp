@@ -86,6 +86,11 @@ void Manager::addEventHandler(const std::string& event, EventHandler handler) {
     handlers_.emplace(event, std::make_shared<const EventHandler>(std::move(handler)));
 }
 
+void Manager::addConnectionHandler(EventHandler handler) {
+    const Lock lock(mutex_);
+    connectionHandlers_.push_back(std::make_shared<const EventHandler>(std::move(handler)));
+}
+
 void Manager::setEvents(bool on) {
     {
         const Lock lock(mutex_);
@@ -179,6 +184,9 @@ Link::Outcome Manager::transmit(Bytes packet, std::uint64_t firstId) {
     const Link::Outcome outcome = link_.send(packet);
     if (link_.serial() != connections) {
         firstId_ = firstId;
+        for (const auto& handler : connectionHandlers_) {
+            delivery_.event(handler, {});
+        }
     }
     return outcome;
 }

@@ -34,6 +34,8 @@ public:
     int perform(std::string_view command, const xpc::Object& argument, xpc::Object& reply, Clock::duration timeout);
     void perform(std::string_view command, const xpc::Object& argument, Completion completion, Clock::duration timeout);
     void addEventHandler(const std::string& event, EventHandler handler);
+    /// Runs, without a payload, each time that a connection has been made.
+    void addConnectionHandler(EventHandler handler);
     void setEvents(bool on);
 
     Interest interest() override;
@@ -75,6 +77,7 @@ private:
     Backoff backoff_;
     Calls calls_{delivery_};
     std::multimap<std::string, std::shared_ptr<const EventHandler>, std::less<>> handlers_;
+    std::vector<std::shared_ptr<const EventHandler>> connectionHandlers_;
     std::vector<std::uint8_t> request_;  ///< encoded
     std::uint64_t nextId_ = 1;
     std::uint64_t firstId_ = 1;  ///< of the present connection

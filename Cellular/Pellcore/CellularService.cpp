@@ -1,0 +1,105 @@
+#include "Pellcore/CellularService.h"
+
+#include "Client/ConnectionHandler.h"
+#include "Pellcore/Log.h"
+#include "platform/ryn/constants.h"
+
+#include <utility>
+
+namespace pellcore {
+namespace {
+
+constexpr const char* kBootStateReady = "Ready";
+constexpr std::int64_t kOperatingModeOnline = 0;
+
+/// "" when the dictionary has no such string.
+std::string textOf(const xpc::Object& dictionary, const char* key) {
+    const char* const text = xpc_string_get_string_ptr(xpc_dictionary_get_value(dictionary.get(), key));
+    return text == nullptr ? "" : text;
+}
+
+}  // namespace
+
+CellularService::CellularService()
+    : queue_(dispatch_queue_create("pellcore.queue", nullptr)), manager_(ryn::client::CreateManager("Pellcore", queue_)) {}
+
+CellularService::~CellularService() {
+    dispatch_release(queue_);
+}
+
+void CellularService::start() {
+    const auto self = weak_from_this();
+    const auto ask = [self] {
+        if (const auto service = self.lock()) {
+            service->askBootState();
+        }
+    };
+    ryn::client::RegisterEventHandler(manager_, ryn::kEventBasebandBootStateChange, [self](const xpc::Object& payload) {
+        if (const auto service = self.lock()) {
+            service->bootStateIs(payload);
+        }
+    });
+    // A new connection means that the manager has started, and events may have been missed.
+    ryn::client::RegisterConnectionHandler(manager_, ask);
+    ryn::client::EventsOn(manager_);
+    dispatch_async(queue_, ask);
+}
+
+void CellularService::askBootState() {
+    if (std::exchange(asking_, true)) {
+        return;
+    }
+    bootState_.clear();
+    const auto answered = [self = weak_from_this()](int result, const xpc::Object& reply) {
+        const auto service = self.lock();
+        if (!service) {
+            return;
+        }
+        service->asking_ = false;
+        if (result == 0) {
+            service->bootStateIs(reply);
+        } else {
+            service->report("can't ask for the boot state: ", reply);
+        }
+    };
+    ryn::client::PerformCommand(manager_, ryn::kCommandGetBasebandBootState, answered, xpc::Object::adopt(xpc_null_create()));
+}
+
+void CellularService::bootStateIs(const xpc::Object& payload) {
+    std::string state = textOf(payload, ryn::kKeyBasebandBootState);
+    if (state == bootState_) {
+        return;
+    }
+    bootState_ = std::move(state);
+    lastProblem_.clear();
+    log("the baseband's boot state is " + (bootState_.empty() ? ryn::kUnknown : bootState_));
+    if (bootState_ == kBootStateReady) {
+        bringOnline();
+    }
+}
+
+void CellularService::bringOnline() {
+    const auto mode = xpc::Object::adopt(xpc_int64_create(kOperatingModeOnline));
+    const auto argument = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
+    xpc_dictionary_set_value(argument.get(), ryn::kKeyBasebandOperatingMode, mode.get());
+    const auto answered = [self = weak_from_this()](int result, const xpc::Object& reply) {
+        const auto service = self.lock();
+        if (service && result == 0) {
+            log("brought the baseband online");
+        } else if (service) {
+            service->report("can't bring the baseband online: ", reply);
+        }
+    };
+    ryn::client::PerformCommand(manager_, ryn::kCommandSetBasebandOperatingMode, answered, argument);
+}
+
+void CellularService::report(const std::string& what, const xpc::Object& reply) {
+    const std::string why = textOf(reply, ryn::kKeyErrorString);
+    std::string problem = what + (why.empty() ? "the manager refused and did not say why" : why);
+    if (problem != lastProblem_) {
+        log(problem);
+        lastProblem_ = std::move(problem);
+    }
+}
+
+}  // namespace pellcore

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/dispatch/dispatch.h"
+#include "platform/ryn/client.h"
+
+#include <memory>
+#include <string>
+
+namespace pellcore {
+
+/// Brings the baseband online each time that it becomes ready: when the service or the manager has started, and when the
+/// baseband has booted or was reset. A mode that somebody sets afterwards is left alone.
+///
+/// All its work is done on its own queue; the thread that is parked in the run loop receives for it.
+class CellularService : public std::enable_shared_from_this<CellularService> {
+public:
+    CellularService();
+    ~CellularService();
+    CellularService(const CellularService&) = delete;
+    CellularService& operator=(const CellularService&) = delete;
+
+    /// Once, when a shared pointer owns the service.
+    void start();
+
+private:
+    void askBootState();
+    void bootStateIs(const xpc::Object& payload);
+    void bringOnline();
+    void report(const std::string& what, const xpc::Object& reply);
+
+    const dispatch_queue_t queue_;
+    const ryn::client::ManagerPtr manager_;
+    bool asking_ = false;
+    std::string bootState_;
+    std::string lastProblem_;  ///< said once, not at each attempt
+};
+
+}  // namespace pellcore
