@@ -1,0 +1,184 @@
+#include "Corvane/baseband/modemmanager/ModemFollower.h"
+
+#include "Corvane/Values.h"
+
+namespace corvane::modemmanager {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kRoot = "/org/freedesktop/ModemManager1";
+constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
+constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
+constexpr std::chrono::seconds kAnswerLimit = 25s;
+constexpr std::chrono::seconds kReloadPause = 5s;
+
+const std::vector<std::string> kMatches = {
+    "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.freedesktop.ModemManager1'",
+    "type='signal',sender='org.freedesktop.ModemManager1',path_namespace='/org/freedesktop/ModemManager1'",
+};
+
+xpc::Object argument(const BusSignal& signal, std::size_t index) {
+    return xpc::Object::share(xpc_array_get_value(signal.arguments.get(), index));
+}
+
+std::string textArgument(const BusSignal& signal, std::size_t index) {
+    const char* value = xpc_string_get_string_ptr(xpc_array_get_value(signal.arguments.get(), index));
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+}  // namespace
+
+ModemFollower::ModemFollower(sd_event& loop, std::string name, Changed changed, ModemChoice::Log log)
+    : changed_(std::move(changed)),
+      log_(log),
+      choice_(std::move(name), std::move(log)),
+      reload_(loop),
+      bus_(loop, kMatches, *this) {}
+
+void ModemFollower::stop() {
+    ++generation_;
+    reload_.cancel();
+    bus_.stop();
+    forget();
+    modem_ = nullptr;
+}
+
+Refusal ModemFollower::absence() const {
+    if (!connected_) {
+        return {ResultCode::WrongState,
+                "The system bus can't be reached, so neither can a modem; it is tried again every few seconds."};
+    }
+    if (!managerRuns_) {
+        return {ResultCode::WrongState, "ModemManager isn't running; \"systemctl start ModemManager\" starts it."};
+    }
+    return {ResultCode::WrongState, choice_.describeAbsence(objects_.modems())};
+}
+
+void ModemFollower::note(const std::string& path, const char* interface, const char* property, const xpc::Object& value) {
+    objects_.change(path, interface, dictionary({{property, value}}), {});
+    update();
+}
+
+void ModemFollower::busConnected() {
+    connected_ = true;
+    load();
+}
+
+void ModemFollower::busLost(const std::string& why) {
+    if (!complained_) {
+        complained_ = true;
+        log_("The system bus can't be reached (" + why + "); it is tried again.");
+    }
+    connected_ = false;
+    ++generation_;
+    reload_.cancel();
+    forget();
+    update();
+}
+
+void ModemFollower::busSignal(const BusSignal& signal) {
+    struct Rule {
+        std::string_view interface;
+        std::string_view member;
+        void (ModemFollower::*take)(const BusSignal& signal);
+    };
+    static constexpr Rule kRules[] = {
+        {"org.freedesktop.DBus", "NameOwnerChanged", &ModemFollower::ownerChanged},
+        {kObjectManager, "InterfacesAdded", &ModemFollower::interfacesAdded},
+        {kObjectManager, "InterfacesRemoved", &ModemFollower::interfacesRemoved},
+        {kProperties, "PropertiesChanged", &ModemFollower::propertiesChanged},
+        {kModemInterface, "StateChanged", &ModemFollower::stateChanged},
+    };
+    for (const Rule& rule : kRules) {
+        if (rule.interface == signal.interface && rule.member == signal.member) {
+            (this->*rule.take)(signal);
+            update();
+            return;
+        }
+    }
+}
+
+void ModemFollower::ownerChanged(const BusSignal& signal) {
+    ++generation_;
+    forget();
+    const bool owned = !textArgument(signal, 2).empty();
+    if (owned) {
+        load();
+    } else {
+        reload_.cancel();
+        log_("ModemManager has left the bus.");
+    }
+}
+
+void ModemFollower::interfacesAdded(const BusSignal& signal) {
+    objects_.add(textArgument(signal, 0), argument(signal, 1));
+}
+
+void ModemFollower::interfacesRemoved(const BusSignal& signal) {
+    objects_.remove(textArgument(signal, 0), argument(signal, 1));
+}
+
+void ModemFollower::propertiesChanged(const BusSignal& signal) {
+    objects_.change(signal.path, textArgument(signal, 0), argument(signal, 1), argument(signal, 2));
+}
+
+/// Comes before the reply to what caused it; PropertiesChanged may come after.
+void ModemFollower::stateChanged(const BusSignal& signal) {
+    objects_.change(signal.path, kModemInterface, dictionary({{"State", argument(signal, 1)}}), {});
+}
+
+/// Signals that come before the answer tell of nothing that the answer doesn't hold.
+void ModemFollower::load() {
+    const std::uint64_t asked = ++generation_;
+    callObject(kRoot, kObjectManager, "GetManagedObjects", kAnswerLimit, [this, asked](const BusReply& reply) {
+        if (asked == generation_) {
+            loaded(reply);
+        }
+    });
+    callObject(
+        kRoot, kProperties, "Get", kAnswerLimit,
+        [this, asked](const BusReply& reply) {
+            if (asked == generation_ && reply.argument(0).is(XPC_TYPE_STRING)) {
+                version_ = xpc_string_get_string_ptr(reply.argument(0).get());
+                log_("ModemManager " + version_ + " is running.");
+            }
+        },
+        "ss", kService, "Version");
+}
+
+void ModemFollower::loaded(const BusReply& reply) {
+    if (!reply.error) {
+        complained_ = false;
+        managerRuns_ = true;
+        objects_.load(reply.argument(0));
+        update();
+        if (modem_ == nullptr) {
+            log_(absence().sentence);
+        }
+        return;
+    }
+    if (reply.error->cause == BusError::Cause::Aborted) {
+        return;  // what took its answerer away is told, and brings it back, by itself
+    }
+    if (reply.error->name == SD_BUS_ERROR_SERVICE_UNKNOWN || reply.error->name == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
+        complained_ = false;
+        log_("ModemManager isn't running; the manager waits for it.");
+        return;
+    }
+    log_("ModemManager doesn't tell its modems (" + reply.error->message + "); it is asked again.");
+    reload_.set(kReloadPause, [this] { load(); });
+}
+
+void ModemFollower::forget() {
+    managerRuns_ = false;
+    version_.clear();
+    objects_.clear();
+}
+
+void ModemFollower::update() {
+    modem_ = choice_.choose(objects_.modems());
+    changed_();
+}
+
+}  // namespace corvane::modemmanager

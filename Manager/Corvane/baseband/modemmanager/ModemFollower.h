@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Corvane/Refusal.h"
+#include "Corvane/baseband/modemmanager/ModemChoice.h"
+#include "Corvane/baseband/modemmanager/ModemObjects.h"
+#include "Corvane/baseband/modemmanager/SystemBus.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace corvane::modemmanager {
+
+/// Knows the chosen modem while it is there, through every coming and going of the bus, of ModemManager and of the modem itself.
+class ModemFollower final : BusListener {
+public:
+    using Changed = std::function<void()>;
+
+    /// @param name see ModemChoice. @param changed runs after whatever may concern the chosen modem.
+    ModemFollower(sd_event& loop, std::string name, Changed changed, ModemChoice::Log log);
+
+    void start() { bus_.start(); }
+    /// Answers every outstanding call with an error of cause Aborted; `changed` doesn't run any more.
+    void stop();
+
+    /// nullptr while it isn't there. Valid until the loop goes on.
+    const Modem* modem() const { return modem_; }
+    /// Why there is no modem.
+    Refusal absence() const;
+    /// "1.20.4", or "" while ModemManager isn't running.
+    const std::string& managerVersion() const { return version_; }
+
+    /// Calls a method of the chosen modem, which must be there; see SystemBus::call.
+    template <typename... Arguments>
+    void call(const char* interface, const char* member, std::chrono::seconds limit, SystemBus::Handler handler,
+              const char* signature = "", Arguments... arguments) {
+        callObject(modem_->path, interface, member, limit, std::move(handler), signature, arguments...);
+    }
+    template <typename... Arguments>
+    void callObject(const std::string& path, const char* interface, const char* member, std::chrono::seconds limit,
+                    SystemBus::Handler handler, const char* signature = "", Arguments... arguments) {
+        bus_.call({kService, path, interface, member}, limit, std::move(handler), signature, arguments...);
+    }
+    /// Notes a property's value that a reply implies, ahead of the signal that announces it.
+    void note(const std::string& path, const char* interface, const char* property, const xpc::Object& value);
+
+private:
+    static constexpr const char* kService = "org.freedesktop.ModemManager1";
+
+    void busConnected() override;
+    void busLost(const std::string& why) override;
+    void busSignal(const BusSignal& signal) override;
+
+    void ownerChanged(const BusSignal& signal);
+    void interfacesAdded(const BusSignal& signal);
+    void interfacesRemoved(const BusSignal& signal);
+    void propertiesChanged(const BusSignal& signal);
+    void stateChanged(const BusSignal& signal);
+
+    void load();
+    void loaded(const BusReply& reply);
+    void forget();
+    void update();
+
+    const Changed changed_;
+    const ModemChoice::Log log_;
+    ModemObjects objects_;
+    ModemChoice choice_;
+    const Modem* modem_ = nullptr;
+    std::string version_;
+    bool connected_ = false;
+    bool managerRuns_ = false;
+    bool complained_ = false;       ///< that there is no bus, since there was one
+    std::uint64_t generation_ = 0;  ///< answers to the questions of an earlier one are out of date
+    Timer reload_;
+    SystemBus bus_;
+};
+
+}  // namespace corvane::modemmanager

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/modemmanager/ModemFollower.h"
+#include "Corvane/baseband/modemmanager/ModemReset.h"
+#include "Corvane/baseband/modemmanager/ModemStates.h"
+#include "Corvane/baseband/simulated/PendingAnswer.h"
+
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace corvane {
+
+/// The modem that ModemManager manages, over the system bus.
+///
+/// There need be no bus, no ModemManager and no modem: it is "Off" then, and commands are refused with what is missing. A modem
+/// that failed is "Off" with ModemManager's reason in parentheses: "Off (sim-missing)".
+class ModemManagerBaseband final : public Baseband {
+public:
+    /// @param loop outlives it. @param modem see modemmanager::ModemChoice; empty: the first.
+    ModemManagerBaseband(sd_event& loop, std::string modem);
+
+    void start(BasebandListener& listener) override;
+    void stop() override;
+
+    void getVersion(Completion completion) override;
+    void getBootState(Completion completion) override;
+    void getOperatingMode(Completion completion) override;
+    void setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion) override;
+    void getTime(Completion completion) override;
+    void getWakeReason(Completion completion) override;
+    void reset(const ResetRequest& request, Completion completion) override;
+    void eraseNVData(Completion completion) override;
+    void syncFileSystem(bool waitForCompletion, Completion completion) override;
+    void controlPowerLog(PowerLog log, PowerLogAction action, Completion completion) override;
+    void simulatePowerNotification(std::uint32_t message, Completion completion) override;
+    void runDiagnostics(const std::string& type, const xpc::Object& options, Completion completion) override;
+    void abortDiagnostics(Completion completion) override;
+    void getStatistics(Completion completion) override;
+    void collectSnapshot(SnapshotCompletion completion) override;
+
+private:
+    struct ModeChange {
+        OperatingMode mode;
+        simulated::PendingAnswerPtr answer;
+    };
+
+    std::string bootState() const;
+    void modemChanged();
+    void announce();
+    void log(const std::string& sentence);
+
+    void changeModes();
+    void enable(bool on, std::function<void()> then);
+    void setPowerState(modemmanager::PowerState state);
+    void endModeChange(Answer answer);
+    Answer refused(const modemmanager::BusError& error, std::string_view action) const;
+
+    sd_event& loop_;
+    BasebandListener* listener_ = nullptr;
+    modemmanager::ModemFollower follower_;
+    modemmanager::ModemReset reset_;
+    std::deque<ModeChange> waitingChanges_;  ///< in the order in which they were asked for
+    std::optional<ModeChange> change_;       ///< under way
+
+    std::string announcedBootState_;
+    std::optional<OperatingMode> announcedMode_;
+    std::int64_t boots_ = 0;
+    std::int64_t softResets_ = 0;
+    std::int64_t modeChanges_ = 0;
+};
+
+}  // namespace corvane

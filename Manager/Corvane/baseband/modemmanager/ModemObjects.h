@@ -1,0 +1,59 @@
+#pragma once
+
+#include "platform/xpc/Object.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace corvane::modemmanager {
+
+inline constexpr const char* kModemInterface = "org.freedesktop.ModemManager1.Modem";
+inline constexpr const char* kThreeGppInterface = "org.freedesktop.ModemManager1.Modem.Modem3gpp";
+inline constexpr const char* kTimeInterface = "org.freedesktop.ModemManager1.Modem.Time";
+
+using Properties = std::map<std::string, xpc::Object, std::less<>>;
+using Interfaces = std::map<std::string, Properties, std::less<>>;
+
+/// One modem as ModemManager shows it: the properties of its interfaces, which come and go with its state.
+struct Modem {
+    std::string path;
+    Interfaces interfaces;
+
+    /// The last part of the path: what mmcli(1) calls a modem by. It is another one each time the modem is plugged in.
+    std::string index() const;
+    bool has(std::string_view interface) const { return interfaces.find(interface) != interfaces.end(); }
+    /// None when there is no such property.
+    xpc::Object property(std::string_view interface, std::string_view name) const;
+    /// Of the interface Modem; "" or 0 when there is no such property, or it is of another type.
+    std::string text(std::string_view name) const;
+    std::int64_t number(std::string_view name) const;
+
+    /// "/org/.../Modem/0 (Acme Modem 1, IMEI 123456789012347)"
+    std::string describe() const;
+};
+
+/// Mirrors the objects that ModemManager's ObjectManager shows, by their paths.
+class ModemObjects {
+public:
+    /// Takes what GetManagedObjects returned (a dictionary of paths) in place of what was there.
+    void load(const xpc::Object& objects);
+    void clear() { modems_.clear(); }
+    /// What InterfacesAdded carries: a dictionary of interfaces.
+    void add(const std::string& path, const xpc::Object& interfaces);
+    /// What InterfacesRemoved carries: an array of interface names. An object without interfaces is gone.
+    void remove(const std::string& path, const xpc::Object& interfaces);
+    /// What PropertiesChanged carries: a dictionary of new values and an array of names whose values are no longer known.
+    /// Changes to objects and interfaces that aren't there are left out.
+    void change(const std::string& path, std::string_view interface, const xpc::Object& values, const xpc::Object& forgotten);
+
+    /// Those that have the interface Modem, in ascending order of their indexes. Valid until the next change.
+    std::map<std::int64_t, const Modem*> modems() const;
+
+private:
+    std::map<std::string, Modem, std::less<>> modems_;
+};
+
+}  // namespace corvane::modemmanager

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/modemmanager/ModemFollower.h"
+
+namespace corvane::modemmanager {
+
+/// The modem's state, lock, power, signal, access technologies and registration in ModemManager's words: {"State": "registered",
+/// "SignalQualityPercentage": 64, ...}. What isn't known is left out.
+xpc::Object modemStatistics(const Modem& modem);
+
+/// All that ModemManager shows of the modem and of its bearers: "modem.json" and "bearers.json". Without a modem: no file.
+void collectModemSnapshot(ModemFollower& follower, SnapshotCompletion completion);
+
+}  // namespace corvane::modemmanager

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/modemmanager/ModemObjects.h"
+#include "Corvane/baseband/modemmanager/SystemBus.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace corvane::modemmanager {
+
+/// A reset from the request until the modem is back: it leaves the bus and comes again as another object.
+class ModemReset {
+public:
+    explicit ModemReset(sd_event& loop) : leave_(loop), return_(loop) {}
+
+    /// @param ended runs once, when nothing is under way any more.
+    void begin(const std::string& path, Completion ended);
+    /// What became of the request. @param failure absent: accepted. @param mayHaveLeft whether it may have been accepted all the
+    /// same.
+    void replied(std::optional<Refusal> failure, bool mayHaveLeft);
+    void modemChanged(const Modem* modem);
+    void stop();
+
+    bool underWay() const { return static_cast<bool>(ended_); }
+    /// Whether the modem is away, or about to go.
+    bool resetting() const { return underWay() && (accepted_ || left_); }
+
+private:
+    void end(std::optional<Refusal> refusal);
+
+    std::string path_;
+    Completion ended_;
+    bool accepted_ = false;
+    bool left_ = false;
+    std::optional<Refusal> failure_;  ///< holds if the modem doesn't leave
+    Timer leave_;
+    Timer return_;
+};
+
+}  // namespace corvane::modemmanager
