@@ -1,0 +1,271 @@
+#include "Conversation.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using support::boolean;
+using support::dictionary;
+using support::number;
+using support::text;
+
+/// A success that carries one value.
+Answer carrying(const std::string& key, const xpc::Object& value) {
+    return {0, dictionary({{key, value}}), {}};
+}
+
+Answer emptyDictionary() {
+    return {0, dictionary({}), {}};
+}
+
+std::string resetRequest(const std::string& type, const std::string& reason) {
+    return R"(ResetBasebandCommand {"KeyBasebandResetReason":"[ryntool] )" + reason +
+           R"(","KeyBasebandResetSubType":"UserTriggered","KeyBasebandResetType":")" + type + "\"}";
+}
+
+TEST(RYNCommandTest, Info) {
+    const Answer versions{0, dictionary({{"KeyCorvaneVersion", text("Corvane-1")}, {"KeyBasebandVersion", text("1.2.3")}}), {}};
+    const std::string asked = "GetCorvaneInfoCommand null";
+    const std::string tool = "Tool version: Corvane-699\n";
+    const std::string failed = "Query to get Daemon and Baseband version failed.\nError data : ";
+    expectConversations({
+        {"info extra words", {versions}, {asked}, tool + "Daemon version: Corvane-1\nBaseband version: 1.2.3\n", "", 0},
+        {"info",
+         {carrying("KeyBasebandVersion", number(1))},
+         {asked},
+         tool + "Daemon version: Unknown\nBaseband version: Unknown\n",
+         "",
+         0},
+        {"info", {refusal()}, {asked}, tool, failed + kRefusal + "\n", 1},
+        {"info", {{1, text("no dictionary"), {}}}, {asked}, tool, failed + "null\n", 1},
+    });
+}
+
+TEST(ModemCommandTest, State) {
+    const std::string bootState = "GetBasebandBootStateCommand null";
+    const std::string mode = "GetBasebandOperatingModeCommand null";
+    const Answer ready = textAnswer("KeyBasebandBootState", "Ready");
+    const auto setMode = [](const std::string& argument) { return "SetBasebandOperatingModeCommand " + argument; };
+    expectConversations({
+        {"baseband state",
+         {ready, carrying("KeyBasebandOperatingMode", number(3))},
+         {bootState, mode},
+         "Boot state: Ready\nOperating mode: 3\n",
+         "",
+         0},
+        {"baseband state",
+         {emptyDictionary(), emptyDictionary()},
+         {bootState, mode},
+         "Boot state: Unknown\nOperating mode: -1\n",
+         "",
+         0},
+        {"baseband state",
+         {refusal(), carrying("KeyBasebandOperatingMode", number(0))},
+         {bootState, mode},
+         "Boot state: Unknown\nOperating mode: 0\n",
+         "",
+         1},
+        {"baseband state", {ready, {}}, {bootState, mode}, "Boot state: Ready\nOperating mode: Unknown\n", "", 0},
+        {"baseband state", {ready, refusal()}, {bootState, mode}, "Boot state: Ready\nOperating mode: Unknown\n", "", 1},
+        {"baseband state 3", {}, {setMode(R"({"KeyBasebandOperatingMode":3})")}, "Success\n", "", 0},
+        {"baseband state 3 10 x", {refusal()}, {setMode(R"({"KeyBasebandOperatingMode":3,"KeyTimeout":10})")}, "Failed\n", "", 0},
+        {"baseband state abc", {}, {setMode(R"({"KeyBasebandOperatingMode":0})")}, "Success\n", "", 0},
+        {"baseband state Watch -- baseband state -2",
+         {},
+         {setMode(R"({"KeyBasebandOperatingMode":0})"), setMode(R"({"KeyBasebandOperatingMode":-2})")},
+         "Success\nSuccess\n",
+         "",
+         0},
+    });
+}
+
+TEST(ModemCommandTest, TimeAndWake) {
+    const std::string time = "GetBasebandTimeCommand null";
+    const std::string wake = "GetBasebandWakeReasonCommand null";
+    const std::string failed = "Failed to get wake reason\n";
+    expectConversations({
+        {"baseband time x", {textAnswer("KeyBasebandTimeAsString", "noon")}, {time}, "Baseband time: noon\n", "", 0},
+        {"baseband time", {emptyDictionary()}, {time}, "Baseband time: Unknown\n", "", 0},
+        {"baseband time", {{}}, {time}, "Baseband time: Unknown\n", "", 0},
+        {"baseband time", {refusal()}, {time}, "Baseband time: Unknown\n", "", 1},
+        {"baseband wake x", {carrying("KeyBasebandWakeChannel", number(0))}, {wake}, "Baseband did not wake the AP\n", "", 0},
+        {"baseband wake", {carrying("KeyBasebandWakeChannel", text("7"))}, {wake}, "Baseband did not wake the AP\n", "", 0},
+        {"baseband wake",
+         {carrying("KeyBasebandWakeChannel", number(7))},
+         {wake},
+         "Baseband woke the AP due to:\n{\"KeyBasebandWakeChannel\":7}\n",
+         "",
+         0},
+        {"baseband wake", {{}}, {wake}, "", failed, 0},
+        {"baseband wake", {refusal()}, {wake}, "", failed, 1},
+    });
+}
+
+TEST(ResetCommandTest, Resets) {
+    expectConversations({
+        {"baseband reset soft", {}, {resetRequest("Soft reset", "User triggered")}, "Soft reset baseband: Success\n", "", 0},
+        {"baseband reset hard crash",
+         {refusal()},
+         {resetRequest("Hard reset", "crash")},
+         "Hard reset baseband: Failed\n",
+         kRefusal + "\n",
+         1},
+        {"baseband reset hard",
+         {{1, {}, {}}},
+         {resetRequest("Hard reset", "User triggered")},
+         "Hard reset baseband: Failed\n",
+         "",
+         1},
+        {"baseband reset soft two words", {}, {}, kResetHelp, "", 1},
+        {"baseband reset unblock now", {}, {"UnblockBasebandResetCommand null"}, "Reset unblock: Success\n", "", 0},
+        {"baseband reset unblock", {refusal()}, {"UnblockBasebandResetCommand null"}, "Reset unblock: Failed\n", "", 1},
+    });
+}
+
+TEST(DiagnosticsCommandTest, SelfTest) {
+    const auto list = [](const std::string& value) {
+        std::string text = "[" + value;
+        for (int count = 1; count < 32; ++count) {
+            text += "," + value;
+        }
+        return text + "]";
+    };
+    const std::string runRequest = R"(BasebandDiagnosticsCommand {"KeyBasebandDiagnosticsAction":"BasebandDiagnosticsActionRun",)"
+                                   R"("KeyBasebandDiagnosticsOptions":{"KeyRFSelfTestForwardPowerLimitHighList":)" +
+                                   list("255") + R"(,"KeyRFSelfTestForwardPowerLimitLowList":)" + list("0") +
+                                   R"(,"KeyRFSelfTestPowerRatioLimitHighList":)" + list("255") +
+                                   R"(,"KeyRFSelfTestPowerRatioLimitLowList":)" + list("0") +
+                                   R"(,"KeyRFSelfTestTargetTxPower2G":230,"KeyRFSelfTestTargetTxPower3G4G":200},)"
+                                   R"("KeyBasebandDiagnosticsType":"BasebandDiagnosticsTypeRFSelfTest"})";
+    const std::string abortRequest =
+        R"(BasebandDiagnosticsCommand {"KeyBasebandDiagnosticsAction":"BasebandDiagnosticsActionAbort"})";
+    const std::string event = "BasebandDiagnosticsNotification";
+    const std::string ofRun = "command BasebandDiagnosticsActionRun to test BasebandDiagnosticsTypeRFSelfTest";
+    const std::string ofAbort = "command BasebandDiagnosticsActionAbort to test ";
+    const std::string invalid = "Invalid test type [] passed.\n";
+    expectConversations({
+        {"baseband diagnostics run rftest",
+         {{0,
+           {},
+           {{event, dictionary({{"a", number(1)}})}, {"OtherNotification", dictionary({})}, {event, text("x")}, {event, {}}}}},
+         {runRequest},
+         "Sent " + ofRun + "\nEvent : " + event + "\nEvent data : {\"a\":1}\nEvent : " + event +
+             "\nEvent data : null\nEvent : " + event + "\nEvent data : null\nCallback for " + ofRun + " : Success\n",
+         "",
+         0},
+        {"baseband diagnostics run rftest",
+         {refusal()},
+         {runRequest},
+         "Sent " + ofRun + "\nCallback for " + ofRun + " : Failed\n",
+         kRefusal + "\n",
+         0},
+        {"baseband diagnostics abort it",
+         {{1, text("x"), {}}},
+         {abortRequest},
+         "Sent " + ofAbort + "\nCallback for " + ofAbort + " : Failed\n",
+         "",
+         0},
+        {"baseband diagnostics run", {}, {}, kDiagnosticsHelp, invalid, 1},
+        {"baseband diagnostics run rftest x", {}, {}, kDiagnosticsHelp, invalid, 1},
+        {"baseband diagnostics run RFTEST", {}, {}, kDiagnosticsHelp, invalid, 1},
+    });
+}
+
+TEST(PowerCommandTest, LogsAndNotifications) {
+    const auto log = [](const std::string& action, const std::string& name) {
+        return R"(LogCollectionCommand {"KeyLogCollectionAction":")" + action + R"(","KeyTracePropertyName":")" + name + "\"}";
+    };
+    const auto simulate = [](const std::string& number) {
+        return R"(SimulatePowerNotificationCommand {"KeyPowerNotificationMessage":)" + number + "}";
+    };
+    const std::string invalid = "Invalid power log option. Pass [npa|f3]\n";
+    const std::string simulated = "Simulated power notification 0x";
+    expectConversations({
+        {"power enable npa", {}, {log("Enable", "NPA")}, "Sent command to Enable NPA\n", "", 0},
+        {"power disable f3", {}, {log("Disable", "F3")}, "Sent command to Disable F3\n", "", 0},
+        {"power dump f3", {refusal()}, {log("DumpLog", "F3")}, "Sent command to DumpLog F3\n", "", 1},
+        {"power enable", {}, {}, "", invalid, 1},
+        {"power enable NPA", {}, {}, "", invalid, 1},
+        {"power enable npa f3", {}, {}, "", invalid, 1},
+        {"power simulate", {}, {}, "Invalid power command usage\n", "", 1},
+        {"power simulate 0x1f more", {}, {simulate("31")}, simulated + "1f accepted\n", "", 0},
+        {"power simulate 1Fg", {refusal()}, {simulate("31")}, simulated + "1f", " rejected\n", 1},
+        {"power simulate 123456789", {}, {simulate("591751049")}, simulated + "23456789 accepted\n", "", 0},
+        {"power simulate zz", {}, {simulate("0")}, simulated + "0 accepted\n", "", 0},
+        {"power simulate -1", {}, {simulate("4294967295")}, simulated + "ffffffff accepted\n", "", 0},
+        // Standard output stays hexadecimal.
+        {"power simulate 1 -- baseband state -- trace filter status",
+         {{}, {}, carrying("KeyBasebandOperatingMode", number(-1)), carrying("FreeSpacePercentage", number(20))},
+         {simulate("1"), "GetBasebandBootStateCommand null", "GetBasebandOperatingModeCommand null",
+          "GetTraceFiltersCommand null"},
+         simulated + "1 accepted\nBoot state: Unknown\nOperating mode: ffffffff\nFree-space filter: 14 % \n",
+         "",
+         0},
+    });
+}
+
+TEST(RemoteFSCommandTest, SyncAndErase) {
+    const auto sync = [](const std::string& wait) {
+        return R"(BasebandSyncFSCommand {"KeyFSSyncWaitForCompletion":)" + wait + "}";
+    };
+    const std::string erase = R"(BasebandNVDataCommand {"KeyBasebandNVDataAction":"Erase"})";
+    const std::string reset = resetRequest("Soft reset", "Remote filesystem erased by user");
+    const std::string syncFailed = "Sync remote filesystem: Failed\n";
+    const std::string erased = "Erase remote filessytem: Success\n";
+    const std::string triggering = "Triggering baseband soft-reset ...\n";
+    const std::string wasReset = "Baseband soft-reset: Success\n";
+    expectConversations({
+        {"rfs sync", {}, {sync("true")}, "", syncFailed, 1},
+        {"rfs sync nowait", {refusal()}, {sync("false")}, "", syncFailed + kRefusal + "\n", 1},
+        {"rfs sync nowait now", {emptyDictionary()}, {sync("true")}, "", syncFailed + "{}\n", 1},
+        {"rfs erase all", {}, {erase, reset}, erased + triggering + wasReset, "", 0},
+        {"rfs erase", {{}, {0, boolean(true), {}}}, {erase, reset}, erased + triggering + wasReset, "", 1},
+        {"rfs erase", {emptyDictionary(), {}}, {erase, reset}, erased + triggering + wasReset, "", 1},
+        {"rfs erase",
+         {refusal(), refusal()},
+         {erase, reset},
+         triggering,
+         "Erase remote filesystem: Failed\n" + kRefusal + "\nBaseband soft-reset: Failed\n" + kRefusal + "\n",
+         1},
+        {"rfs erase",
+         {{1, {}, {}}, {1, {}, {}}},
+         {erase, reset},
+         triggering,
+         "Erase remote filesystem: Failed\nBaseband soft-reset: Failed\n",
+         0},
+    });
+}
+
+TEST(StatsCommandTest, ReadsAndReports) {
+    const auto get = [](const std::string& argument) { return "GetStatisticsCommand " + argument; };
+    const auto report = [](const std::string& data) {
+        return R"(ReportingStatisticsCommand {"KeyReportingData":)" + data + R"(,"KeyReportingModuleType":0})";
+    };
+    const std::string got = "Success to get statstics.\n";
+    const std::string reported = "Success to create category in the statstics.\n";
+    expectConversations({
+        {"stats get-statistics", {carrying("n", number(1))}, {get("{}")}, got + "{\"n\":1}\n", "", 0},
+        {"stats get-statistics 1 2", {}, {get("{}")}, got + "null\n", "", 0},
+        {"stats get-statistics 4294967297", {}, {get(R"({"KeyReportingModuleType":1})")}, got + "null\n", "", 0},
+        {"stats get-statistics -1",
+         {refusal()},
+         {get(R"({"KeyReportingModuleType":4294967295})")},
+         "Failed to get statistics\n",
+         "",
+         1},
+        {"stats bootmodule", {}, {report("{}")}, reported, "", 0},
+        {"stats bootmodule 100", {}, {report(R"({"KeyBootModuleLastRecoveryTime":100})")}, reported, "", 0},
+        {"stats bootmodule abc 9999999999 x",
+         {},
+         {report(R"({"KeyBootModuleLastHardResetTime":9999999999,"KeyBootModuleLastRecoveryTime":0})")},
+         reported,
+         "",
+         0},
+        {"stats bootmodule", {refusal()}, {report("{}")}, "Failed to report statistics\nError data : " + kRefusal + "\n", "", 1},
+        {"stats bootmodule", {{1, {}, {}}}, {report("{}")}, "Failed to report statistics\nError data : null\n", "", 1},
+    });
+}
+
+}  // namespace
