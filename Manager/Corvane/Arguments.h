@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Corvane/Refusal.h"
+#include "platform/xpc/Object.h"
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace corvane {
+
+/// Reads what a command carries. The first thing that is wrong becomes the refusal; what is read after that is of no use.
+class Arguments {
+public:
+    /// @param argument outlives this. Anything but a dictionary is refused, unless `optional` and it is null.
+    enum class Need { Dictionary, DictionaryOrNull };
+    explicit Arguments(const xpc::Object& argument, Need need = Need::Dictionary);
+
+    /// Required. The text lives as long as the argument.
+    std::string_view text(const char* key);
+    std::string_view optionalText(const char* key, std::string_view fallback);
+    std::int64_t number(const char* key, std::int64_t lowest, std::int64_t highest);
+    std::optional<std::int64_t> optionalNumber(const char* key, std::int64_t lowest, std::int64_t highest);
+    bool optionalFlag(const char* key, bool fallback);
+    /// Borrowed, nullptr when absent.
+    xpc_object_t optionalDictionary(const char* key);
+
+    explicit operator bool() const { return !refusal_; }
+    const std::optional<Refusal>& refusal() const { return refusal_; }
+    void refuse(std::string sentence);
+
+private:
+    /// nullptr, and for a wrong type or a missing required key a refusal.
+    xpc_object_t find(const char* key, xpc_type_t type, bool required);
+
+    xpc_object_t argument_ = nullptr;
+    std::optional<Refusal> refusal_;
+};
+
+}  // namespace corvane

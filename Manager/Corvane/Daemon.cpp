@@ -1,0 +1,133 @@
+#include "Corvane/Daemon.h"
+
+#include "Corvane/Log.h"
+#include "Corvane/RequestTrace.h"
+#include "Corvane/baseband/SimulatedBaseband.h"
+#include "Corvane/commands/Commands.h"
+
+#include <sys/resource.h>
+#include <systemd/sd-daemon.h>
+
+#include <algorithm>
+#include <csignal>
+
+namespace corvane {
+
+namespace {
+
+/// Beside the clients' sockets: the database, logs and the loop's own.
+constexpr rlim_t kOtherDescriptors = 64;
+
+/// @return how many clients there is room for.
+std::size_t raiseDescriptorLimit(std::size_t clients) {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return clients;
+    }
+    const rlim_t needed = clients + kOtherDescriptors;
+    if (limit.rlim_cur < needed) {
+        limit.rlim_cur = std::min(needed, limit.rlim_max);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    const rlim_t room = limit.rlim_cur > kOtherDescriptors ? limit.rlim_cur - kOtherDescriptors : 1;
+    return std::min<std::size_t>(clients, room);
+}
+
+int stop(sd_event_source* source, const signalfd_siginfo*, void*) {
+    return sd_event_exit(sd_event_source_get_event(source), 0);
+}
+
+}  // namespace
+
+std::optional<std::string> Daemon::run() {
+    if (options_.verbose) {
+        log::setLevel(log::Level::Debug);
+    }
+    if (options_.traceRequests) {
+        trace::switchOn();
+    }
+    for (const auto step : {&Daemon::prepareLoop, &Daemon::listen, &Daemon::openSettings}) {
+        if (auto why = (this->*step)()) {
+            return why;
+        }
+    }
+    serve(listener_.takeSocket());
+    return std::nullopt;
+}
+
+std::optional<std::string> Daemon::prepareLoop() {
+    // A reader of the log that goes away, or a file that may not grow, is no reason to end.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    sigset_t stopping;
+    sigemptyset(&stopping);
+    sigaddset(&stopping, SIGTERM);
+    sigaddset(&stopping, SIGINT);
+    sigprocmask(SIG_BLOCK, &stopping, nullptr);
+
+    sd_event* loop = nullptr;
+    if (sd_event_new(&loop) < 0) {
+        return "can't make an event loop";
+    }
+    loop_.reset(loop);
+    for (const int signal : {SIGTERM, SIGINT}) {
+        sd_event_add_signal(loop, nullptr, signal, stop, nullptr);
+    }
+    sd_event_set_watchdog(loop, 1);
+    return std::nullopt;
+}
+
+std::optional<std::string> Daemon::listen() {
+    auto handed = Listener::takeOver();
+    if (auto* why = std::get_if<std::string>(&handed)) {
+        return std::move(*why);
+    }
+    listener_ = std::get<Listener>(std::move(handed));
+    if (listener_) {
+        return std::nullopt;
+    }
+    const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
+    auto opened = Listener::open(path, policy_);
+    if (auto* why = std::get_if<std::string>(&opened)) {
+        return std::move(*why);
+    }
+    listener_ = std::get<Listener>(std::move(opened));
+    log::debug("listening on " + path);
+    return std::nullopt;
+}
+
+std::optional<std::string> Daemon::openSettings() {
+    auto opened = SettingsStore::open(options_.stateFolder.empty() ? defaultStateFolder() : options_.stateFolder);
+    if (auto* why = std::get_if<std::string>(&opened)) {
+        return std::move(*why);
+    }
+    store_ = std::get<std::unique_ptr<SettingsStore>>(std::move(opened));
+    return std::nullopt;
+}
+
+std::unique_ptr<Baseband> Daemon::makeBaseband() {
+    basebandStorage_.emplace(*store_);
+    return std::make_unique<SimulatedBaseband>(*loop_, *basebandStorage_);
+}
+
+void Daemon::serve(platform::FileDescriptor socket) {
+    if (!options_.faults.empty()) {
+        log::notice("commands fail on purpose, as --fault says");
+    }
+    Manager manager(*store_);
+    Dispatcher dispatcher(manager, options_.faults);
+    addAllCommands(dispatcher);
+    Server::Limits limits;
+    limits.clients = raiseDescriptorLimit(limits.clients);
+    Server server(*loop_, std::move(socket), policy_, dispatcher, manager.clientFigures(), limits);
+    manager.start(makeBaseband(), [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
+
+    log::notice("ready");
+    sd_notify(0, "READY=1");
+    sd_event_loop(loop_.get());
+    sd_notify(0, "STOPPING=1");
+    manager.stop();
+    log::notice("stopped");
+}
+
+}  // namespace corvane

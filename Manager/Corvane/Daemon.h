@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Corvane/Dispatcher.h"
+#include "Corvane/EventLoop.h"
+#include "Corvane/Listener.h"
+#include "Corvane/Manager.h"
+#include "Corvane/Options.h"
+#include "Corvane/Server.h"
+#include "Corvane/SettingsStore.h"
+#include "Corvane/StoredBaseband.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace corvane {
+
+/// The whole daemon, put together and run.
+class Daemon {
+public:
+    explicit Daemon(Options options) : options_(std::move(options)) {}
+
+    /// Serves until SIGTERM or SIGINT. @return why it could not start, in one sentence.
+    std::optional<std::string> run();
+
+private:
+    std::optional<std::string> listen();
+    std::optional<std::string> openSettings();
+    std::optional<std::string> prepareLoop();
+    std::unique_ptr<Baseband> makeBaseband();
+    void serve(platform::FileDescriptor socket);
+
+    Options options_;
+    PeerPolicy policy_;
+    EventLoop loop_;
+    Listener listener_;
+    std::unique_ptr<SettingsStore> store_;
+    std::optional<StoredBaseband> basebandStorage_;
+};
+
+}  // namespace corvane

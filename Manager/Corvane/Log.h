@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+/// The daemon's log: one line an event worth knowing, on standard error, with the journal's priority prefixes when the
+/// journal reads it. Never blocks: a line that nobody takes is lost.
+namespace corvane::log {
+
+/// Severities of syslog(3).
+enum class Level : std::uint8_t { Error = 3, Warning = 4, Notice = 5, Info = 6, Debug = 7 };
+
+/// Up to Info by default.
+void setLevel(Level highest);
+/// Whether a line of this level goes anywhere; ask before composing one that costs.
+bool isOn(Level level);
+
+/// A second taker of every line up to Info; an empty function takes it away again.
+using Taker = std::function<void(std::string_view line)>;
+void alsoTo(Taker taker);
+
+void write(Level level, std::string_view line);
+inline void error(std::string_view line) {
+    write(Level::Error, line);
+}
+inline void warning(std::string_view line) {
+    write(Level::Warning, line);
+}
+inline void notice(std::string_view line) {
+    write(Level::Notice, line);
+}
+inline void info(std::string_view line) {
+    write(Level::Info, line);
+}
+inline void debug(std::string_view line) {
+    write(Level::Debug, line);
+}
+
+/// Keeps what a hostile client can cause again and again from filling the log: a line a minute, with the number left out.
+class RateLimited {
+public:
+    void warning(std::string_view line);
+
+private:
+    std::int64_t nextSecond_ = 0;
+    std::uint64_t leftOut_ = 0;
+};
+
+}  // namespace corvane::log

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "Client/wire/Packet.h"
+#include "Corvane/baseband/Baseband.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace corvane {
+
+class Dispatcher;
+
+/// Where a session's packets go.
+class PacketSink {
+public:
+    virtual ~PacketSink() = default;
+    virtual void send(std::span<const std::uint8_t> packet) = 0;
+    /// Ends the conversation; nothing is received after it. @param why for the log.
+    virtual void end(std::string_view why) = 0;
+};
+
+/// One client's conversation with the manager: its packets in, its answers out. Knows nothing of sockets.
+///
+/// Held by a shared pointer, so that an answer that comes when the client has gone finds nobody.
+class Session : public std::enable_shared_from_this<Session> {
+public:
+    /// At most this many requests may wait for their answers; one more is refused.
+    static constexpr std::size_t kMaxOutstanding = 256;
+
+    /// What a packet has led to.
+    enum class Progress {
+        Expecting,  ///< nothing was asked yet, so more is likely on its way
+        Served,
+        Ended,
+    };
+
+    /// Both outlive the session.
+    Session(Dispatcher& dispatcher, PacketSink& sink) : dispatcher_(dispatcher), sink_(sink) {}
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    Progress receive(std::span<const std::uint8_t> packet);
+
+    /// A completion that answers request `id` when it runs, unless the client has gone by then.
+    Completion answerLater(std::uint64_t id);
+    /// Makes the request one that waits, for good if nobody answers it.
+    void makeOutstanding(std::uint64_t id) { outstanding_.push_back(id); }
+    void answer(std::uint64_t id, const Answer& answered);
+    /// Any result, with an error dictionary of `sentence` unless that is empty.
+    void answerResult(std::uint64_t id, std::int32_t result, const std::string& sentence);
+    /// Sends bytes that are no packet of the protocol.
+    void sendGarbage();
+    void end(std::string_view why);
+
+    bool greeted() const { return greeted_; }
+    bool wantsEvents() const { return wantsEvents_; }
+    const std::string& clientName() const { return clientName_; }
+    std::size_t outstanding() const { return outstanding_.size(); }
+
+private:
+    Progress greet(const ryn::wire::Packet& packet);
+    void request(const ryn::wire::Request& request);
+    void send(std::uint64_t id, std::int32_t result, const xpc::Object& object);
+
+    Dispatcher& dispatcher_;
+    PacketSink& sink_;
+    std::string clientName_;
+    std::vector<std::uint64_t> outstanding_;
+    bool greeted_ = false;
+    bool wantsEvents_ = false;
+    bool ended_ = false;
+};
+
+}  // namespace corvane

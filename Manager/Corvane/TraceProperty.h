@@ -1,0 +1,46 @@
+#pragma once
+
+#include "config/TraceType.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace corvane {
+
+/// One property of one trace kind: what it may be set to, and what it is when nobody has.
+struct TraceProperty {
+    enum class Form {
+        Flag,      ///< "true" or "false"
+        Number,    ///< decimal, `lowest` to `highest`
+        Choice,    ///< one of `choices` in any letter case, or its number counted from 0
+        FileName,  ///< 1 to 255 bytes, a plain name without folders
+    };
+    enum class Keeping {
+        Stored,       ///< in the settings store
+        Temporary,    ///< until the manager ends
+        Preferences,  ///< in the manager's preferences, where others may change it too
+        ReadOnly,     ///< told by the manager
+    };
+
+    ryn::trace::Type trace;
+    const char* name;
+    Form form;
+    Keeping keeping;
+    std::string byDefault;
+    std::int64_t lowest = 0;
+    std::int64_t highest = 0;
+    std::vector<std::string> choices = {};
+
+    /// The value as it is kept and shown; nullopt when it is not acceptable.
+    std::optional<std::string> accept(std::string_view value) const;
+    /// What `accept` accepts, for a sentence: "true or false", "a whole number from 1 to 2048".
+    std::string acceptable() const;
+};
+
+/// Every property of every kind that this device and build support, kind by kind.
+std::vector<TraceProperty> supportedTraceProperties();
+
+}  // namespace corvane

@@ -1,0 +1,14 @@
+#pragma once
+
+namespace corvane {
+
+class Dispatcher;
+
+/// Every command that the manager serves.
+void addAllCommands(Dispatcher& dispatcher);
+
+void addTraceCommands(Dispatcher& dispatcher);
+void addBasebandCommands(Dispatcher& dispatcher);
+void addStatisticsCommands(Dispatcher& dispatcher);
+
+}  // namespace corvane
