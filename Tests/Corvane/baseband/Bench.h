@@ -1,0 +1,160 @@
+#pragma once
+
+#include "Corvane/EventLoop.h"
+#include "Corvane/Values.h"
+#include "Corvane/baseband/SimulatedBaseband.h"
+#include "config/Diagnostics.h"
+#include "platform/ryn/constants.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// Keeps what a baseband remembers, over several of them, and can fail like a full disk.
+class BenchStorage : public BasebandStorage {
+public:
+    std::optional<std::string> get(std::string_view name) override {
+        const auto found = texts.find(std::string(name));
+        return found == texts.end() ? std::nullopt : std::optional(found->second);
+    }
+    bool put(std::string_view name, std::string_view text) override {
+        if (!full) {
+            texts[std::string(name)] = text;
+        }
+        return !full;
+    }
+
+    std::map<std::string, std::string> texts;
+    bool full = false;
+};
+
+/// An answer that may still be outstanding.
+struct Awaited {
+    std::optional<Answer> answer;
+    int times = 0;
+};
+using AwaitedPtr = std::shared_ptr<Awaited>;
+
+/// A simulated baseband on a real event loop, with what it has sent.
+class Bench : public testing::Test, protected BasebandListener {
+protected:
+    using Command = std::function<void(SimulatedBaseband& baseband, Completion completion)>;
+
+    Bench() { restart(); }
+
+    /// A new baseband on the old storage, as after the manager was killed; nothing has happened yet.
+    void restart(const simulated::Durations& durations = kShort) {
+        baseband_.reset();
+        events_.clear();
+        sd_event* made = nullptr;
+        ASSERT_GE(sd_event_new(&made), 0);
+        loop_.reset(made);
+        baseband_ = std::make_unique<SimulatedBaseband>(*loop_, storage_, durations);
+        baseband_->start(*this);
+    }
+
+    /// Runs the loop until `reached`. Fails the test when that takes too long.
+    void runUntil(const std::function<bool()>& reached) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!reached()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+                << "never reached; events so far: " << testing::PrintToString(events_);
+            ASSERT_GE(sd_event_run(loop_.get(), 1'000'000), 0);
+        }
+    }
+    void runUntilEvent(const std::string& event) {
+        runUntil([&] { return std::find(events_.begin(), events_.end(), event) != events_.end(); });
+    }
+
+    AwaitedPtr begin(const Command& command) {
+        auto awaited = std::make_shared<Awaited>();
+        command(*baseband_, [awaited](Answer answer) {
+            awaited->answer = std::move(answer);
+            ++awaited->times;
+        });
+        return awaited;
+    }
+    Answer await(const AwaitedPtr& awaited) {
+        runUntil([&] { return awaited->answer.has_value(); });
+        return awaited->answer.value_or(Answer{});
+    }
+    Answer perform(const Command& command) { return await(begin(command)); }
+
+    /// "ok", or the name of the refusal's code.
+    static std::string codeOf(const Answer& answer) {
+        const char* const names[] = {"unknown", "invalid", "unsupported", "state",   "busy", "blocked",
+                                     "timeout", "aborted", "failed",      "storage", "limit"};
+        return answer.refusal ? names[static_cast<std::uint32_t>(answer.refusal->code) & 0xFF] : "ok";
+    }
+    static std::string json(const Answer& answer) { return xpc::to_string(answer.reply); }
+
+    static Command mode(std::int64_t number, int timeout = 0) {
+        return [=](SimulatedBaseband& baseband, Completion done) {
+            baseband.setOperatingMode(number, std::chrono::seconds(timeout), std::move(done));
+        };
+    }
+    static Command reset(ResetType type, const std::string& reason = "because") {
+        return [=](SimulatedBaseband& baseband, Completion done) {
+            baseband.reset({type, "UserTriggered", reason}, std::move(done));
+        };
+    }
+    static Command powerLog(PowerLog log, PowerLogAction action) {
+        return [=](SimulatedBaseband& baseband, Completion done) { baseband.controlPowerLog(log, action, std::move(done)); };
+    }
+    static Command notify(std::uint32_t message) {
+        return
+            [=](SimulatedBaseband& baseband, Completion done) { baseband.simulatePowerNotification(message, std::move(done)); };
+    }
+    template <typename Method>
+    static Command call(Method method) {
+        return [=](SimulatedBaseband& baseband, Completion done) { (baseband.*method)(std::move(done)); };
+    }
+
+    /// The content of a file of a snapshot, empty when there is no such file.
+    std::string snapshot(const std::string& name) {
+        std::string content;
+        baseband_->collectSnapshot([&](const std::vector<SnapshotFile>& files) {
+            for (const SnapshotFile& file : files) {
+                content += file.name == name ? file.content : "";
+            }
+        });
+        return content;
+    }
+
+    static constexpr std::chrono::milliseconds kInstant{1};
+    static constexpr simulated::Durations kShort{kInstant, kInstant, kInstant, kInstant, kInstant, 4 * kInstant};
+    /// What has begun stays under way for the length of a test.
+    static constexpr std::chrono::hours kForever{1};
+
+    BenchStorage storage_;
+    EventLoop loop_;
+    std::unique_ptr<SimulatedBaseband> baseband_;
+    std::vector<std::string> events_;  ///< "Booting", "mode 1", "test 25 goes on", ...
+    xpc::Object lastDiagnostics_;
+
+private:
+    void basebandEvent(const char* event, const xpc::Object& payload) override {
+        if (std::string_view(event) == ryn::kEventBasebandBootStateChange) {
+            events_.push_back(textAt(payload, ryn::kKeyBasebandBootState).value_or("?"));
+        } else if (std::string_view(event) == ryn::kEventBasebandOperatingModeChange) {
+            events_.push_back("mode " + std::to_string(numberAt(payload, ryn::kKeyBasebandOperatingMode).value_or(-1)));
+        } else {
+            const auto data = xpc::Object::share(xpc_dictionary_get_value(payload.get(), ryn::kKeyBasebandDiagnosticsStatusData));
+            const auto percentage = numberAt(data, "KeyBasebandDiagnosticsPercentage").value_or(-1);
+            events_.push_back("test " + std::to_string(percentage) + " " +
+                              textAt(payload, ryn::kKeyBasebandDiagnosticsStatus).value_or("goes on"));
+            lastDiagnostics_ = payload;
+        }
+    }
+    void basebandLog(std::string_view) override {}
+};
+
+}  // namespace corvane

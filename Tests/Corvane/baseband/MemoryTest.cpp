@@ -1,0 +1,181 @@
+#include "Corvane/baseband/Bench.h"
+
+#include <gmock/gmock.h>
+
+namespace corvane {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+/// What a baseband remembers: wakes, power logs, non-volatile data, statistics.
+class MemoryTest : public Bench {
+protected:
+    static Command sync(bool wait) {
+        return [=](SimulatedBaseband& baseband, Completion done) { baseband.syncFileSystem(wait, std::move(done)); };
+    }
+    xpc::Object wake() { return perform(call(&SimulatedBaseband::getWakeReason)).reply; }
+    std::string statistics() { return json(perform(call(&SimulatedBaseband::getStatistics))); }
+    void expectOk(const Command& command) { EXPECT_EQ(codeOf(perform(command)), "ok"); }
+};
+
+TEST_F(MemoryTest, LastWakeFollowsNotificationsAndSurvives) {
+    struct Case {
+        std::uint32_t message;
+        std::int64_t channel;
+        const char* reason;
+    };
+    const Case cases[] = {{0x10, 0, nullptr},       {0x21, 1, "voice call"}, {0x22, 2, "short message"},
+                          {0x23, 3, "packet data"}, {0x20, 0, nullptr},      {0x24, 4, "network registration"},
+                          {0x25, 5, "positioning"}, {0x26, 6, "SIM"},        {0x10, 6, "SIM"}};
+    for (const Case& testCase : cases) {
+        SCOPED_TRACE(testCase.message);
+        expectOk(notify(testCase.message));
+        EXPECT_EQ(numberAt(wake(), ryn::kKeyBasebandWakeChannel), testCase.channel);
+        EXPECT_EQ(textAt(wake(), "KeyBasebandWakeReason"),
+                  testCase.reason == nullptr ? std::nullopt : std::optional<std::string>(testCase.reason));
+    }
+    expectOk(reset(ResetType::Soft));
+    const std::string afterReset = xpc::to_string(wake());
+    EXPECT_THAT(afterReset, AllOf(HasSubstr(R"("KeyBasebandWakeChannel":7)"), HasSubstr(R"("KeyBasebandWakeCount":7)"),
+                                  HasSubstr("SleptMilliseconds")));
+    restart();
+    EXPECT_EQ(xpc::to_string(wake()), afterReset);
+    expectOk(reset(ResetType::Soft));
+    EXPECT_EQ(xpc::to_string(wake()), afterReset) << "a reset wakes nobody who is awake";
+}
+
+TEST_F(MemoryTest, PowerLogsRecordWhileEnabled) {
+    const auto npa = [this] { return snapshot("power-log-npa.txt"); };
+    const auto f3 = [this] { return snapshot("power-log-f3.txt"); };
+    const std::string radioOn = "/rf/transceiver client=mode request=receive+transmit";
+
+    expectOk(mode(0));
+    EXPECT_THAT(npa(), AllOf(HasSubstr("disabled"), HasSubstr("Never dumped"), Not(HasSubstr("/rf"))));
+    EXPECT_EQ(codeOf(perform(powerLog(PowerLog::NPA, PowerLogAction::Dump))), "state");
+
+    expectOk(powerLog(PowerLog::NPA, PowerLogAction::Enable));
+    restart();
+    expectOk(mode(0));
+    expectOk(notify(0x10));
+    EXPECT_THAT(npa(), AllOf(HasSubstr("enabled"), HasSubstr(radioOn), HasSubstr("/xo/crystal")));
+    EXPECT_THAT(f3(), AllOf(HasSubstr("disabled"), Not(HasSubstr("mode:"))));
+
+    expectOk(powerLog(PowerLog::NPA, PowerLogAction::Dump));
+    EXPECT_THAT(npa(), AllOf(HasSubstr("Dumped at"), HasSubstr(radioOn), HasSubstr("Nothing recorded since")));
+    expectOk(powerLog(PowerLog::F3, PowerLogAction::Enable));
+    expectOk(reset(ResetType::Soft));
+    EXPECT_THAT(f3(), AllOf(HasSubstr("boot: Resetting"), HasSubstr("mode: 1 (low power)"), HasSubstr("collection begins")));
+    expectOk(reset(ResetType::Hard));
+    EXPECT_THAT(f3(), Not(HasSubstr("collection begins"))) << "a power cycle loses what was in memory";
+
+    expectOk(powerLog(PowerLog::NPA, PowerLogAction::Disable));
+    expectOk(mode(2));
+    EXPECT_THAT(npa(), HasSubstr("collection ends"));
+    restart();
+    EXPECT_THAT(npa(), AllOf(HasSubstr(radioOn), Not(HasSubstr("collection ends")))) << "the dump is on disk, the rest was not";
+}
+
+TEST_F(MemoryTest, PowerLogsKeepTheNewestEntries) {
+    expectOk(powerLog(PowerLog::F3, PowerLogAction::Enable));
+    for (int round = 0; round < 300; ++round) {
+        expectOk(mode(round % 2));
+        expectOk(notify(0x10));
+    }
+    expectOk(mode(2));
+    const std::string log = snapshot("power-log-f3.txt");
+    EXPECT_LT(log.size(), 60'000U);
+    EXPECT_THAT(log, AllOf(HasSubstr("mode: 2 (factory test)"), Not(HasSubstr("collection begins"))));
+}
+
+TEST_F(MemoryTest, ErasePutsTheFactoryValuesBack) {
+    expectOk(mode(6));
+    expectOk(powerLog(PowerLog::NPA, PowerLogAction::Enable));
+    expectOk(powerLog(PowerLog::F3, PowerLogAction::Enable));
+    expectOk(sync(true));
+    const std::string before = snapshot("baseband.json");
+    EXPECT_THAT(before, AllOf(HasSubstr(R"("PowerLogNPA": 1)"), HasSubstr(R"("PersistentLowPower": 1)"),
+                              HasSubstr("LastFileSystemSync")));
+    const auto serialNumber = before.substr(before.find("\"SerialNumber\""), 20);
+
+    expectOk(call(&SimulatedBaseband::eraseNVData));
+    restart();
+    runUntilEvent("Ready");
+    events_.clear();
+    expectOk(reset(ResetType::Soft));
+    EXPECT_THAT(events_, testing::Contains("mode 1"));
+    EXPECT_THAT(snapshot("baseband.json"),
+                AllOf(HasSubstr(R"("PowerLogNPA": 0)"), HasSubstr(R"("PowerLogF3": 0)"), HasSubstr(R"("PersistentLowPower": 0)"),
+                      HasSubstr(serialNumber), HasSubstr(R"("NVDataErasures": 1)"), Not(HasSubstr("LastFileSystemSync"))));
+}
+
+TEST_F(MemoryTest, SyncWaitsOrNot) {
+    simulated::Durations endless = kShort;
+    endless.fileSystemSync = kForever;
+    restart(endless);
+    expectOk(sync(false));
+    const auto waiting = begin(sync(true));
+    EXPECT_EQ(waiting->times, 0);
+    expectOk(reset(ResetType::Soft));
+    EXPECT_EQ(codeOf(await(waiting)), "aborted");
+    restart();
+    expectOk(sync(true));
+    EXPECT_THAT(snapshot("baseband.json"), HasSubstr("LastFileSystemSync"));
+}
+
+TEST_F(MemoryTest, StatisticsCountWhatHappened) {
+    expectOk(reset(ResetType::Soft, "first \xFF"));
+    expectOk(reset(ResetType::Soft, "second"));
+    expectOk(reset(ResetType::Hard, "third"));
+    expectOk(mode(3));
+    expectOk(mode(4));
+    expectOk(mode(5));
+    const char* const expected[] = {R"("SoftResets":3)",
+                                    R"("HardResets":1)",
+                                    R"("LastHardResetReason":"third")",
+                                    R"-("LastSoftResetReason":"Operating mode 4 (reset)")-",
+                                    R"("Boots":4)",
+                                    R"("ModeChanges":3)",
+                                    R"("Shutdowns":1)",
+                                    R"("LastHardResetSubType":"UserTriggered")",
+                                    R"("SelfTestsPassed":0)",
+                                    R"("LastBootMilliseconds":)"};
+    for (const char* figure : expected) {
+        EXPECT_THAT(statistics(), HasSubstr(figure));
+    }
+    restart();
+    runUntilEvent("Ready");
+    EXPECT_THAT(statistics(), AllOf(HasSubstr(R"("SoftResets":3)"), HasSubstr(R"("Boots":5)")));
+}
+
+TEST_F(MemoryTest, WhatCannotBeWrittenIsRefusedAndChangesNothing) {
+    expectOk(mode(0));
+    expectOk(powerLog(PowerLog::F3, PowerLogAction::Enable));
+    const std::string before = xpc::to_string(wake());
+    storage_.full = true;
+    const Command commands[] = {
+        mode(6),      powerLog(PowerLog::NPA, PowerLogAction::Enable), powerLog(PowerLog::F3, PowerLogAction::Dump),
+        notify(0x21), call(&SimulatedBaseband::eraseNVData),           sync(true)};
+    for (const Command& command : commands) {
+        EXPECT_EQ(codeOf(perform(command)), "storage") << &command - commands;
+    }
+    expectOk(reset(ResetType::Soft));
+    EXPECT_THAT(events_, Not(testing::Contains("mode 6")));
+    EXPECT_EQ(xpc::to_string(wake()), before);
+    EXPECT_THAT(snapshot("power-log-npa.txt"), HasSubstr("disabled"));
+}
+
+TEST_F(MemoryTest, DamagedMemoryIsLikeNone) {
+    for (const char* damage : {"", "{", "[]", "null", R"({"SoftResets":"x","Boots":1.5,"SerialNumber":true})"}) {
+        for (auto& [name, text] : storage_.texts) {
+            text = damage;
+        }
+        restart();
+        runUntilEvent("Ready");
+        EXPECT_THAT(statistics(), AllOf(HasSubstr(R"("SoftResets":0)"), HasSubstr(R"("Boots":1)"))) << damage;
+    }
+}
+
+}  // namespace
+}  // namespace corvane
