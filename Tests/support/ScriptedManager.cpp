@@ -128,7 +128,7 @@ bool ScriptedManager::receive(Client& client) {
         client.eventsOn = events->on;
         note(events->on ? "events on" : "events off");
     } else if (const auto* request = std::get_if<wire::Request>(&*packet)) {
-        const Request seen{request->id, std::string(request->command), xpc::to_string(request->argument)};
+        const Request seen{request->id, std::string(request->command), xpc::to_string(request->argument), request->argument};
         requests_.push_back(seen.command + " " + seen.argument);
         note(requests_.back());
         Connection connection(client.descriptor);

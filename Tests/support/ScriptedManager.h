@@ -20,6 +20,7 @@ public:
         std::uint64_t id = 0;
         std::string command;
         std::string argument;  ///< rendered as JSON
+        xpc::Object value;     ///< the argument itself
     };
     /// One client's connection, to be used within a responder only.
     class Connection {
