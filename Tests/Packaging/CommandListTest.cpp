@@ -1,0 +1,45 @@
+#include "Packaging/HelpTree.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <set>
+#include <sstream>
+
+namespace {
+
+/// The paths of the commands in the manual: the words of each ".It Ic" line up to its first macro.
+std::set<std::string> commandsOfManual() {
+    std::set<std::string> commands;
+    std::istringstream lines(support::readFile(SOURCE_FOLDER "/Packaging/man/ryntool.1"));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with(".It Ic ")) {
+            continue;
+        }
+        std::istringstream words(line.substr(7));
+        std::string path;
+        for (std::string word; words >> word && std::isupper(static_cast<unsigned char>(word[0])) == 0;) {
+            path += "/" + word;
+        }
+        commands.insert(path);
+    }
+    return commands;
+}
+
+TEST(CommandListTest, ManualNamesTheCommandsOfTheTool) {
+    std::set<std::string> leaves;
+    for (const auto& [path, help] : packaging::helpTree()) {
+        if (!path.ends_with('/')) {
+            leaves.insert(path);
+        }
+    }
+    EXPECT_THAT(commandsOfManual(), testing::ContainerEq(leaves));
+}
+
+TEST(CommandListTest, CompletionHasTheTreeOfTheTool) {
+    EXPECT_THAT(packaging::completionTable(), testing::ContainerEq(packaging::helpTree()));
+}
+
+}  // namespace

@@ -1,0 +1,85 @@
+#include "support/Process.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+namespace {
+
+using support::run;
+namespace fs = std::filesystem;
+
+const char* const kUnits[] = {"corvane.socket", "corvane.service", "pellcore.service"};
+
+std::set<std::string> filesBelow(const fs::path& folder) {
+    std::set<std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (!entry.is_directory()) {
+            files.insert(fs::relative(entry.path(), folder).string());
+        }
+    }
+    return files;
+}
+
+TEST(InstallTest, PutsEverythingBelowThePrefixWithinDestdir) {
+    const support::TempFolder root;
+    const auto install = run({CMAKE_PROGRAM, "--install", BUILD_FOLDER, "--prefix", "/opt/ryn"}, {{"DESTDIR", root.path()}});
+    ASSERT_EQ(install.status, 0) << install.out << install.err;
+    EXPECT_EQ(filesBelow(root.path()), (std::set<std::string>{
+                                           "opt/ryn/bin/ryntool",
+                                           "opt/ryn/lib/systemd/system/corvane.service",
+                                           "opt/ryn/lib/systemd/system/corvane.socket",
+                                           "opt/ryn/lib/systemd/system/pellcore.service",
+                                           "opt/ryn/lib/systemd/user/corvane.service",
+                                           "opt/ryn/lib/systemd/user/corvane.socket",
+                                           "opt/ryn/lib/systemd/user/pellcore.service",
+                                           "opt/ryn/lib/sysusers.d/corvane.conf",
+                                           "opt/ryn/lib/tmpfiles.d/corvane.conf",
+                                           "opt/ryn/sbin/Corvane",
+                                           "opt/ryn/sbin/Pellcore",
+                                           "opt/ryn/share/bash-completion/completions/ryntool",
+                                           "opt/ryn/share/doc/corvane/changelog.gz",
+                                           "opt/ryn/share/doc/corvane/copyright",
+                                           "opt/ryn/share/doc/ryntool/changelog.gz",
+                                           "opt/ryn/share/doc/ryntool/copyright",
+                                           "opt/ryn/share/lintian/overrides/ryntool",
+                                           "opt/ryn/share/man/man1/ryntool.1.gz",
+                                           "opt/ryn/share/man/man7/corvane-protocol.7.gz",
+                                           "opt/ryn/share/man/man8/Corvane.8.gz",
+                                           "opt/ryn/share/man/man8/Pellcore.8.gz",
+                                           "opt/ryn/share/zsh/vendor-completions/_ryntool",
+                                       }));
+}
+
+TEST(InstallTest, UnitsAreValidAndConfined) {
+    const support::TempFolder prefix;
+    ASSERT_EQ(run({CMAKE_PROGRAM, "--install", BUILD_FOLDER, "--prefix", prefix.path()}).status, 0);
+    for (const std::string scope : {"system", "user"}) {
+        const std::string folder = prefix / ("lib/systemd/" + scope);
+        const support::Environment environment{
+            {"SYSTEMD_UNIT_PATH", folder + ":"}, {"XDG_RUNTIME_DIR", prefix.path()}, {"DESTDIR", ""}};
+        for (const std::string unit : kUnits) {
+            const auto verified = run({"systemd-analyze", "--" + scope, "--man=no", "verify", folder + "/" + unit}, environment);
+            EXPECT_EQ(verified.status, 0) << scope << " " << unit;
+            EXPECT_EQ(verified.out + verified.err, "") << scope << " " << unit;
+        }
+    }
+    for (const std::string service : {"corvane.service", "pellcore.service"}) {
+        // Tenths of the exposure level that systemd computes, from 0 to 100.
+        const auto judged = run({"systemd-analyze", "security", "--offline=true", "--threshold=6", "--no-pager",
+                                 prefix / ("lib/systemd/system/" + service)});
+        EXPECT_EQ(judged.status, 0) << judged.out << judged.err;
+    }
+}
+
+TEST(InstallTest, ManualPagesAreClean) {
+    for (const std::string page : {"ryntool.1", "corvane-protocol.7", "Corvane.8", "Pellcore.8"}) {
+        const auto lint = run({"mandoc", "-T", "lint", "-W", "warning", SOURCE_FOLDER "/Packaging/man/" + page});
+        EXPECT_EQ(lint.status, 0) << lint.out << lint.err;
+    }
+}
+
+}  // namespace
