@@ -28,7 +28,7 @@ std::string_view nameOf(xpc_type_t type) {
 Arguments::Arguments(const xpc::Object& argument, Need need) {
     const xpc_type_t type = xpc_get_type(argument.get());
     if (type == XPC_TYPE_DICTIONARY) {
-        argument_ = argument.get();
+        argument_ = argument;
     } else if (need == Need::Dictionary || type != XPC_TYPE_NULL) {
         refuse("the argument is " + std::string(nameOf(type)) + "; a dictionary is required");
     }
@@ -44,7 +44,7 @@ xpc_object_t Arguments::find(const char* key, xpc_type_t type, bool required) {
     if (refusal_) {
         return nullptr;
     }
-    xpc_object_t value = xpc_dictionary_get_value(argument_, key);
+    xpc_object_t value = xpc_dictionary_get_value(argument_.get(), key);
     if (value == nullptr) {
         if (required) {
             refuse(std::string(key) + " is missing; it takes " + std::string(nameOf(type)));
@@ -94,8 +94,16 @@ bool Arguments::optionalFlag(const char* key, bool fallback) {
     return value == nullptr ? fallback : xpc_bool_get_value(value);
 }
 
-xpc_object_t Arguments::optionalDictionary(const char* key) {
-    return find(key, XPC_TYPE_DICTIONARY, false);
+std::optional<std::int64_t> Arguments::numberOrNull(const char* key) {
+    if (xpc_get_type(xpc_dictionary_get_value(argument_.get(), key)) == XPC_TYPE_NULL) {
+        return std::nullopt;
+    }
+    xpc_object_t value = find(key, XPC_TYPE_INT64, true);
+    return value == nullptr ? std::nullopt : std::optional(xpc_int64_get_value(value));
+}
+
+xpc_object_t Arguments::dictionary(const char* key) {
+    return find(key, XPC_TYPE_DICTIONARY, true);
 }
 
 }  // namespace corvane

@@ -12,8 +12,8 @@ namespace corvane {
 /// Reads what a command carries. The first thing that is wrong becomes the refusal; what is read after that is of no use.
 class Arguments {
 public:
-    /// @param argument outlives this. Anything but a dictionary is refused, unless `optional` and it is null.
     enum class Need { Dictionary, DictionaryOrNull };
+    /// Anything but what is needed is refused.
     explicit Arguments(const xpc::Object& argument, Need need = Need::Dictionary);
 
     /// Required. The text lives as long as the argument.
@@ -21,9 +21,11 @@ public:
     std::string_view optionalText(const char* key, std::string_view fallback);
     std::int64_t number(const char* key, std::int64_t lowest, std::int64_t highest);
     std::optional<std::int64_t> optionalNumber(const char* key, std::int64_t lowest, std::int64_t highest);
+    /// Required; null is nullopt.
+    std::optional<std::int64_t> numberOrNull(const char* key);
     bool optionalFlag(const char* key, bool fallback);
-    /// Borrowed, nullptr when absent.
-    xpc_object_t optionalDictionary(const char* key);
+    /// Required. Borrowed; nullptr when it is refused.
+    xpc_object_t dictionary(const char* key);
 
     explicit operator bool() const { return !refusal_; }
     const std::optional<Refusal>& refusal() const { return refusal_; }
@@ -33,7 +35,7 @@ private:
     /// nullptr, and for a wrong type or a missing required key a refusal.
     xpc_object_t find(const char* key, xpc_type_t type, bool required);
 
-    xpc_object_t argument_ = nullptr;
+    xpc::Object argument_;
     std::optional<Refusal> refusal_;
 };
 

@@ -3,6 +3,7 @@
 #include "Corvane/Log.h"
 #include "Corvane/RequestTrace.h"
 #include "Corvane/baseband/SimulatedBaseband.h"
+#include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 #include "Corvane/commands/Commands.h"
 
 #include <sys/resource.h>
@@ -97,7 +98,10 @@ std::optional<std::string> Daemon::listen() {
 }
 
 std::optional<std::string> Daemon::openSettings() {
-    auto opened = SettingsStore::open(options_.stateFolder.empty() ? defaultStateFolder() : options_.stateFolder);
+    if (options_.stateFolder.empty()) {
+        options_.stateFolder = defaultStateFolder();
+    }
+    auto opened = SettingsStore::open(options_.stateFolder);
     if (auto* why = std::get_if<std::string>(&opened)) {
         return std::move(*why);
     }
@@ -107,6 +111,9 @@ std::optional<std::string> Daemon::openSettings() {
 
 std::unique_ptr<Baseband> Daemon::makeBaseband() {
     basebandStorage_.emplace(*store_);
+    if (options_.backend == "modemmanager") {
+        return std::make_unique<ModemManagerBaseband>(*loop_, options_.modem);
+    }
     return std::make_unique<SimulatedBaseband>(*loop_, *basebandStorage_);
 }
 
@@ -114,7 +121,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    Manager manager(*store_);
+    Manager manager(*store_, options_.stateFolder);
     Dispatcher dispatcher(manager, options_.faults);
     addAllCommands(dispatcher);
     Server::Limits limits;

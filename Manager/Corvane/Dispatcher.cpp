@@ -1,13 +1,19 @@
 #include "Corvane/Dispatcher.h"
 
+#include "Corvane/Manager.h"
 #include "Corvane/RequestTrace.h"
-#include "Corvane/Values.h"
 
 namespace corvane {
 
+Dispatcher::Dispatcher(Manager& manager, FaultRules faults) : manager_(manager), faults_(std::move(faults)) {}
+
+void Dispatcher::countRefusal() {
+    ++manager_.commandFigures().refused;
+}
+
 void Dispatcher::add(std::initializer_list<Command> commands) {
     for (const Command& command : commands) {
-        commands_.emplace(command.name, Entry{command.handler});
+        commands_.emplace(command.name, Entry{command.handler, manager_.commandFigures().served[command.name]});
     }
 }
 
@@ -20,7 +26,7 @@ std::optional<Answer> Dispatcher::dispatch(Session& session, const ryn::wire::Re
     }
     const auto command = commands_.find(request.command);
     if (command == commands_.end()) {
-        ++unknown_;
+        ++manager_.commandFigures().unknown;
         constexpr std::size_t kLongestShown = 64;
         return Answer{Refusal{ResultCode::UnknownCommand, "there is no command '" +
                                                               std::string(request.command.substr(0, kLongestShown)) +
@@ -47,18 +53,6 @@ std::optional<Answer> Dispatcher::fail(const Fault& fault, Session& session, std
             break;
     }
     return std::nullopt;
-}
-
-xpc::Object Dispatcher::figures() const {
-    const xpc::Object served = dictionary({});
-    for (const auto& [name, entry] : commands_) {
-        if (entry.count > 0) {
-            xpc_dictionary_set_value(served.get(), std::string(name).c_str(), number(static_cast<std::int64_t>(entry.count)).get());
-        }
-    }
-    return dictionary({{"Served", served},
-                       {"Refused", number(static_cast<std::int64_t>(refusals_))},
-                       {"Unknown", number(static_cast<std::int64_t>(unknown_))}});
 }
 
 }  // namespace corvane

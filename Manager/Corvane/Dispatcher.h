@@ -8,7 +8,6 @@
 #include <optional>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 namespace corvane {
 
@@ -32,26 +31,23 @@ struct Command {
     Handler handler;
 };
 
-/// The commands that clients may send, each with its handler, and how often each was sent.
+/// The commands that clients may send, each with its handler.
 class Dispatcher {
 public:
     /// @param manager what the handlers work on; outlives this.
-    Dispatcher(Manager& manager, FaultRules faults) : manager_(manager), faults_(std::move(faults)) {}
+    Dispatcher(Manager& manager, FaultRules faults);
 
     void add(std::initializer_list<Command> commands);
 
     /// nullopt when the answer comes later, or never.
     std::optional<Answer> dispatch(Session& session, const ryn::wire::Request& request);
     /// Counts every answer that was a refusal.
-    void countRefusal() { ++refusals_; }
-
-    /// {"Served": {command: int64}, "Refused": int64, "Unknown": int64}
-    xpc::Object figures() const;
+    void countRefusal();
 
 private:
     struct Entry {
         Handler handler;
-        std::uint64_t count = 0;
+        std::uint64_t& count;
     };
 
     std::optional<Answer> fail(const Fault& fault, Session& session, std::uint64_t id);
@@ -59,8 +55,6 @@ private:
     Manager& manager_;
     FaultRules faults_;
     std::unordered_map<std::string_view, Entry> commands_;
-    std::uint64_t refusals_ = 0;
-    std::uint64_t unknown_ = 0;
 };
 
 }  // namespace corvane

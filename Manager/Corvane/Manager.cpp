@@ -1,10 +1,28 @@
 #include "Corvane/Manager.h"
 
 #include "Corvane/Log.h"
+#include "Corvane/UtcTime.h"
+#include "Corvane/Values.h"
+#include "Corvane/baseband/simulated/ReadableJson.h"
+#include "config/DiagConfig.h"
+#include "config/RYNProperties.h"
+#include "platform/ryn/constants.h"
 
 namespace corvane {
 
-Manager::Manager(SettingsStore& store) : store_(store), traceSettings_(store_), bootFigures_(store_) {}
+Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
+    : traceSettings_(store),
+      traceFilters_(store),
+      bootFigures_(store),
+      scratchLog_(stateFolder / "Scratch"),
+      traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_) {
+    log::alsoTo([this](std::string_view line) { scratchLog_.write(line); });
+    traceSettings_.setObserver([this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
+}
+
+Manager::~Manager() {
+    log::alsoTo({});
+}
 
 void Manager::start(std::unique_ptr<Baseband> baseband, EventSink events) {
     events_ = std::move(events);
@@ -17,15 +35,66 @@ void Manager::stop() {
 }
 
 std::optional<Refusal> Manager::refuseReset() {
-    return std::nullopt;
+    if (!RYNProperties::storedBlockBasebandResets()) {
+        return std::nullopt;
+    }
+    return Refusal{ResultCode::Blocked, "resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first"};
 }
 
 std::optional<Refusal> Manager::unblockResets() {
-    return std::nullopt;
+    if (!RYNProperties::storedBlockBasebandResets() || RYNProperties::storeBlockBasebandResets(false)) {
+        return std::nullopt;
+    }
+    return Refusal{ResultCode::StorageFailed, "the preference BlockBasebandResets could not be written"};
 }
 
 std::optional<Refusal> Manager::resetSettings() {
-    return traceSettings_.reset();
+    auto refusal = traceSettings_.reset();
+    return refusal ? refusal : traceFilters_.reset();
+}
+
+void Manager::settingChanged(const TraceProperty& property, const std::string& value) {
+    log::info(ryn::trace::typeAsString(property.trace) + " " + property.name + " is now " + value);
+    if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
+        scratchLog_.clear();
+    }
+}
+
+void Manager::collectTraceLogs(const std::string& reason, Completion completion) {
+    if (auto refusal = traceLogs_.refuseCollection()) {
+        completion({std::move(refusal), {}});
+        return;
+    }
+    ++collecting_;
+    traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Dumping");
+    baseband_->getVersion([this, reason, completion = std::move(completion)](const Answer& version) {
+        baseband_->collectSnapshot([this, reason, version, completion](std::vector<SnapshotFile> files) {
+            files.push_back(describe(reason, version.reply));
+            finishCollection(std::move(files), completion);
+        });
+    });
+}
+
+SnapshotFile Manager::describe(const std::string& reason, const xpc::Object& version) {
+    const std::string baseband = textAt(version, ryn::kKeyBasebandVersion).value_or(ryn::kUnknown);
+    return {"manager.json", simulated::readableJson(dictionary({
+                                {"Reason", text(reason)},
+                                {"Time", text(utcTimeStamp())},
+                                {"Versions", dictionary({{"Corvane", text(CORVANE_VERSION)}, {"Baseband", text(baseband)}})},
+                                {"Settings", traceSettings_.all()},
+                                {"Filters", traceFilters_.all()},
+                                {"Commands", commandFigures_.toDictionary()},
+                                {"Clients", clientFigures_.toDictionary()},
+                            }))};
+}
+
+void Manager::finishCollection(std::vector<SnapshotFile> files, const Completion& completion) {
+    const bool keep = traceSettings_.value(ryn::trace::Type::RYN, TraceProperty::kKeepScratchLogs) == "true";
+    auto refusal = traceLogs_.write(files, keep);
+    if (--collecting_ == 0) {
+        traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Idle");
+    }
+    completion({std::move(refusal), {}});
 }
 
 void Manager::basebandEvent(const char* event, const xpc::Object& payload) {

@@ -1,33 +1,47 @@
 #pragma once
 
+#include "Corvane/ScratchLog.h"
 #include "Corvane/Statistics.h"
+#include "Corvane/TraceFilters.h"
+#include "Corvane/TraceLogs.h"
 #include "Corvane/TraceSettings.h"
 #include "Corvane/baseband/Baseband.h"
 
+#include <filesystem>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace corvane {
 
-/// What the commands work on: the settings, the logs, the figures and the baseband.
+/// What the commands work on: the settings, the logs, the figures and the baseband, and what concerns several of them.
 class Manager : public BasebandListener {
 public:
     using EventSink = std::function<void(const char* event, const xpc::Object& payload)>;
 
-    explicit Manager(SettingsStore& store);
+    /// @param store outlives this. @param stateFolder where the logs go.
+    Manager(SettingsStore& store, const std::filesystem::path& stateFolder);
+    ~Manager() override;
+    Manager(const Manager&) = delete;
+    Manager& operator=(const Manager&) = delete;
 
     /// @param events takes what every client that watches is to hear.
     void start(std::unique_ptr<Baseband> baseband, EventSink events);
+    /// Answers everything that waits.
     void stop();
 
     /// Why the baseband may not be reset now; nullopt when it may.
-    std::optional<Refusal> refuseReset();
-    std::optional<Refusal> unblockResets();
+    static std::optional<Refusal> refuseReset();
+    static std::optional<Refusal> unblockResets();
     /// Puts every setting back to its default.
     std::optional<Refusal> resetSettings();
+    /// Answers without a reply, when the folder is written.
+    void collectTraceLogs(const std::string& reason, Completion completion);
 
     TraceSettings& traceSettings() { return traceSettings_; }
+    TraceFilters& traceFilters() { return traceFilters_; }
     BootFigures& bootFigures() { return bootFigures_; }
+    CommandFigures& commandFigures() { return commandFigures_; }
     ClientFigures& clientFigures() { return clientFigures_; }
     Baseband& baseband() { return *baseband_; }
 
@@ -35,10 +49,18 @@ public:
     void basebandLog(std::string_view sentence) override;
 
 private:
-    SettingsStore& store_;
+    void settingChanged(const TraceProperty& property, const std::string& value);
+    SnapshotFile describe(const std::string& reason, const xpc::Object& version);
+    void finishCollection(std::vector<SnapshotFile> files, const Completion& completion);
+
     TraceSettings traceSettings_;
+    TraceFilters traceFilters_;
     BootFigures bootFigures_;
+    CommandFigures commandFigures_;
     ClientFigures clientFigures_;
+    ScratchLog scratchLog_;
+    TraceLogs traceLogs_;
+    unsigned collecting_ = 0;
     EventSink events_;
     std::unique_ptr<Baseband> baseband_;
 };

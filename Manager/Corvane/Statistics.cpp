@@ -27,6 +27,16 @@ xpc::Object ClientFigures::toDictionary() const {
                        {"EventsSent", count(eventsSent)}});
 }
 
+xpc::Object CommandFigures::toDictionary() const {
+    const xpc::Object counts = dictionary({});
+    for (const auto& [name, times] : served) {
+        if (times > 0) {
+            xpc_dictionary_set_value(counts.get(), name.c_str(), count(times).get());
+        }
+    }
+    return dictionary({{"Served", counts}, {"Refused", count(refused)}, {"Unknown", count(unknown)}});
+}
+
 BootFigures::BootFigures(SettingsStore& store) : store_(store) {}
 
 std::optional<std::string> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime,

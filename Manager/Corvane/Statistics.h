@@ -4,12 +4,13 @@
 #include "platform/xpc/Object.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
 namespace corvane {
 
-/// What the daemon has counted since it started.
+/// What the manager has counted since it started.
 struct ClientFigures {
     std::uint64_t connected = 0;       ///< now
     std::uint64_t watchingEvents = 0;  ///< now
@@ -18,6 +19,14 @@ struct ClientFigures {
     std::uint64_t refusedOverLimit = 0;
     std::uint64_t ended = 0;  ///< by the daemon: malformed packets, no hello in time, nothing read
     std::uint64_t eventsSent = 0;
+
+    xpc::Object toDictionary() const;
+};
+
+struct CommandFigures {
+    std::map<std::string, std::uint64_t> served;  ///< by command; a count's place never changes
+    std::uint64_t refused = 0;
+    std::uint64_t unknown = 0;  ///< commands that there are not, refused too
 
     xpc::Object toDictionary() const;
 };

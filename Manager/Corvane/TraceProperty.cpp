@@ -1,6 +1,7 @@
 #include "Corvane/TraceProperty.h"
 
 #include "config/DiagConfig.h"
+#include "config/RYNProperties.h"
 #include "platform/vsk/SorvexUtil.h"
 
 #include <strings.h>
@@ -27,9 +28,8 @@ TraceProperty flag(Type trace, const char* name, bool byDefault, Keeping keeping
     return {trace, name, Form::Flag, keeping, byDefault ? "true" : "false"};
 }
 
-TraceProperty number(Type trace, const char* name, std::int64_t lowest, std::int64_t highest, std::int64_t byDefault,
-                     Keeping keeping = Keeping::Stored) {
-    return {trace, name, Form::Number, keeping, std::to_string(byDefault), lowest, highest};
+TraceProperty number(Type trace, const char* name, std::int64_t lowest, std::int64_t highest, std::int64_t byDefault) {
+    return {trace, name, Form::Number, Keeping::Stored, std::to_string(byDefault), lowest, highest};
 }
 
 TraceProperty choice(Type trace, const char* name, std::vector<std::string> choices, std::size_t byDefault,
@@ -40,6 +40,13 @@ TraceProperty choice(Type trace, const char* name, std::vector<std::string> choi
 
 TraceProperty fileName(Type trace, const char* name, const char* byDefault, Keeping keeping = Keeping::Stored) {
     return {trace, name, Form::FileName, keeping, byDefault};
+}
+
+TraceProperty inPreferences(TraceProperty property, std::string (*read)(), bool (*write)(const std::string& value)) {
+    property.keeping = Keeping::Preferences;
+    property.read = read;
+    property.write = write;
+    return property;
 }
 
 /// The texts of an enumeration that counts from 0 to `last`.
@@ -79,9 +86,15 @@ std::vector<TraceProperty> allTraceProperties() {
         flag(Type::IPCTrace, diag::kEnabledKey, false),
         flag(Type::BasebandIPC, diag::kEnabledKey, false),
         choice(Type::TEMS, diag::kModeKey, {"OFF", "HW"}, 0),
-        flag(Type::RYN, diag::kEnabledKey, ryn::trace::isAllowed(), Keeping::Preferences),
-        number(Type::RYN, diag::kHistoryKey, 1, diag::kMaxHistory, kRYNHistory, Keeping::Preferences),
-        flag(Type::RYN, "KeepScratchLogs", false),
+        inPreferences(
+            flag(Type::RYN, diag::kEnabledKey, ryn::trace::isAllowed()),
+            [] { return std::string(RYNProperties::traceRYNEnabled() ? "true" : "false"); },
+            [](const std::string& value) { return RYNProperties::setTraceRYNEnabled(value == "true"); }),
+        inPreferences(
+            number(Type::RYN, diag::kHistoryKey, 1, diag::kMaxHistory, kRYNHistory),
+            [] { return std::to_string(RYNProperties::traceRYNHistory()); },
+            [](const std::string& value) { return RYNProperties::setTraceRYNHistory(std::stoul(value)); }),
+        flag(Type::RYN, TraceProperty::kKeepScratchLogs, false),
         flag(Type::SYSLOG, diag::kEnabledKey, false),
         flag(Type::KernelPCI, diag::kEnabledKey, false),
         number(Type::KernelPCI, diag::kHistoryKey, 1, diag::kMaxHistory, kKernelPCIHistory),

@@ -25,6 +25,9 @@ struct TraceProperty {
         ReadOnly,     ///< told by the manager
     };
 
+    /// Of the RYN trace: whether its logs stay when they were collected.
+    static constexpr const char* kKeepScratchLogs = "KeepScratchLogs";
+
     ryn::trace::Type trace;
     const char* name;
     Form form;
@@ -33,6 +36,9 @@ struct TraceProperty {
     std::int64_t lowest = 0;
     std::int64_t highest = 0;
     std::vector<std::string> choices = {};
+    /// Of the preferences: what is stored now, and storing. @return of `write`: whether it is on disk.
+    std::string (*read)() = nullptr;
+    bool (*write)(const std::string& value) = nullptr;
 
     /// The value as it is kept and shown; nullopt when it is not acceptable.
     std::optional<std::string> accept(std::string_view value) const;

@@ -81,7 +81,9 @@ std::variant<xpc::Object, Refusal> TraceSettings::reply(std::string_view trace, 
     if (auto* refusal = std::get_if<Refusal>(&found)) {
         return std::move(*refusal);
     }
-    return std::get<Row*>(found)->reply;
+    Row& row = *std::get<Row*>(found);
+    refresh(row);
+    return row.reply;
 }
 
 std::optional<Refusal> TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value) {
@@ -111,12 +113,24 @@ std::optional<Refusal> TraceSettings::put(Row& row, const std::string& value) {
     return take(row, value);
 }
 
+void TraceSettings::refresh(Row& row) {
+    if (row.property.keeping != Keeping::Preferences) {
+        return;
+    }
+    if (std::string now = row.property.read(); now != row.value) {
+        show(row, std::move(now));
+    }
+}
+
 void TraceSettings::show(Row& row, std::string value) {
     row.value = std::move(value);
     row.reply = dictionary({{ryn::kKeyTracePropertyValue, text(row.value)}});
 }
 
 std::optional<Refusal> TraceSettings::take(Row& row, const std::string& value) {
+    if (row.property.keeping == Keeping::Preferences && !row.property.write(value)) {
+        return Refusal{ResultCode::StorageFailed, "the preferences could not be written"};
+    }
     show(row, value);
     if (observer_) {
         observer_(row.property, row.value);
@@ -131,6 +145,7 @@ std::optional<Refusal> TraceSettings::reset() {
     std::optional<Refusal> refusal;
     for (auto& [trace, rows] : traces_) {
         for (auto& [name, row] : rows) {
+            refresh(row);
             if (row.value == row.property.byDefault || row.property.keeping == Keeping::ReadOnly) {
                 continue;
             }
@@ -144,8 +159,12 @@ std::optional<Refusal> TraceSettings::reset() {
 }
 
 std::string TraceSettings::value(ryn::trace::Type trace, std::string_view property) {
-    const Row* row = findExactly(ryn::trace::typeAsString(trace), property);
-    return row == nullptr ? std::string() : row->value;
+    Row* row = findExactly(ryn::trace::typeAsString(trace), property);
+    if (row == nullptr) {
+        return {};
+    }
+    refresh(*row);
+    return row->value;
 }
 
 void TraceSettings::tell(ryn::trace::Type trace, std::string_view property, const std::string& value) {
@@ -154,11 +173,12 @@ void TraceSettings::tell(ryn::trace::Type trace, std::string_view property, cons
     }
 }
 
-xpc::Object TraceSettings::all() const {
+xpc::Object TraceSettings::all() {
     xpc::Object traces = dictionary({});
-    for (const auto& [trace, rows] : traces_) {
+    for (auto& [trace, rows] : traces_) {
         const xpc::Object values = dictionary({});
-        for (const auto& [name, row] : rows) {
+        for (auto& [name, row] : rows) {
+            refresh(row);
             xpc_dictionary_set_value(values.get(), name.c_str(), text(row.value).get());
         }
         xpc_dictionary_set_value(traces.get(), trace.c_str(), values.get());

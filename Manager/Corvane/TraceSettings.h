@@ -39,7 +39,7 @@ public:
     void tell(ryn::trace::Type trace, std::string_view property, const std::string& value);
 
     /// {trace: {property: value}}
-    xpc::Object all() const;
+    xpc::Object all();
 
 private:
     struct Row {
@@ -56,6 +56,8 @@ private:
     /// As `put`, where the store has the value already.
     std::optional<Refusal> take(Row& row, const std::string& value);
     static void show(Row& row, std::string value);
+    /// Takes notice of what others have written to the preferences.
+    static void refresh(Row& row);
 
     SettingsStore& store_;
     Observer observer_;

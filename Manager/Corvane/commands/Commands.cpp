@@ -4,7 +4,10 @@ namespace corvane {
 
 void addAllCommands(Dispatcher& dispatcher) {
     addBasebandCommands(dispatcher);
+    addPowerCommands(dispatcher);
+    addStatisticsCommands(dispatcher);
     addTraceCommands(dispatcher);
+    addTraceLogCommands(dispatcher);
 }
 
 }  // namespace corvane

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Platform/FileDescriptor.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+namespace corvane {
+
+/// The manager's own trace: its log in a file, for the next collection of trace logs.
+///
+/// Written while the preference "Trace::RYN::Enabled" says so. Two files of half the preference "Trace::RYN::History" each; the
+/// older one makes room. Both are asked at every line, so that a change by anyone counts at once.
+class ScratchLog {
+public:
+    /// @param folder made with the first line.
+    explicit ScratchLog(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+    void write(std::string_view line);
+    /// Puts what there is into `folder`: copies when it is to be kept, else moved there.
+    std::error_code collect(const std::filesystem::path& folder, bool keep);
+    void clear();
+
+private:
+    bool open();
+    std::filesystem::path current() const { return folder_ / "Corvane.log"; }
+    std::filesystem::path older() const { return folder_ / "Corvane.log.1"; }
+
+    std::filesystem::path folder_;
+    platform::FileDescriptor file_;
+    std::uint64_t size_ = 0;
+};
+
+}  // namespace corvane

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace corvane {
+
+/// Now, as strftime(3) formats it in UTC.
+std::string utcTime(const char* format);
+/// Now, with milliseconds: "2026-11-01T12:34:56.789Z".
+std::string utcTimeStamp();
+
+}  // namespace corvane
