@@ -1,0 +1,76 @@
+#include "Platform/vsk/DeviceDescription.h"
+
+#include "platform/vsk/SorvexUtil.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+/// "build radio/vendor/product/personality", and '+' when tracing is allowed.
+std::string summary() {
+    std::string out = SorvexUtilIsInternalBuild()  ? "internal"
+                      : SorvexUtilIsCarrierBuild() ? "carrier"
+                      : SorvexUtilIsVendorBuild()  ? "vendor"
+                                                   : "customer";
+    out += ' ' + std::to_string(SorvexRadiosGetRadio()) + '/' + std::to_string(SorvexRadiosGetRadioVendor()) + '/' +
+           std::to_string(SorvexRadiosGetProduct()) + '/' + std::to_string(SorvexCapabilitiesRadioCoreDumpGetPersonality());
+    return out + (SorvexUtilTraceAllowed() ? "+" : "");
+}
+
+const char kDefaults[] = "internal 9/1/1/1\\+";
+
+TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
+    const struct {
+        std::string json;
+        std::string printed;  ///< a regular expression
+        std::string summary;
+    } cases[] = {
+        {R"({"build": "carrier", "traceAllowed": false, "radio": 7, "radioVendor": 2, "product": 3, "coreDumpPersonality": 0})",
+         "", "carrier 7/2/3/0"},
+        {R"({"build": "vendor"})", "", "vendor 9/1/1/1\\+"},
+        {R"({"build": "customer", "radio": 4294967295, "more": [1.5]})", "", "customer 4294967295/1/1/1\\+"},
+        {"{}", "", kDefaults},
+        {R"({"build": "Internal", "radio": 7})", R"(json: "build" must be "internal", "carrier", "vendor" or "customer")",
+         kDefaults},
+        {R"({"radio": 7, "traceAllowed": 0})", R"("traceAllowed" must be true or false)", kDefaults},
+        {R"({"radio": 4294967296})", R"("radio" must be an integer from 0 to 4294967295)", kDefaults},
+        {R"({"product": -1})", R"("product" must be an integer)", kDefaults},
+        {R"({"radioVendor": 1.0})", R"("radioVendor" must be)", kDefaults},
+        {R"({"coreDumpPersonality": "1"})", R"("coreDumpPersonality" must be)", kDefaults},
+        {"[]", "not a JSON object", kDefaults},
+        {R"({"radio": 7)", "not JSON", kDefaults},
+        {"", "not JSON", kDefaults},
+        {std::string(100'000, '['), "not JSON", kDefaults},
+    };
+    const support::TempFolder folder;
+    ::setenv("SORVEX_DEVICE_FILE", (folder / "device.json").c_str(), 1);
+    for (const auto& row : cases) {
+        support::writeFile(folder / "device.json", row.json);
+        // The file is read once in a process's life, so each row has its own; asked twice, it says what is wrong once.
+        EXPECT_EXIT(
+            {
+                std::fprintf(stderr, "=%s", (summary(), summary()).c_str());
+                std::_Exit(0);
+            },
+            testing::ExitedWithCode(0), "^[^=]*" + row.printed + "[^=]*=" + row.summary + "$")
+            << row.json;
+    }
+}
+
+TEST(DeviceDescriptionDeathTest, AMissingFileIsSilentAndAnUnreadableOneIsNot) {
+    const support::TempFolder folder;
+    ::setenv("SORVEX_DEVICE_FILE", (folder / "device.json").c_str(), 1);
+    const auto print = [] {
+        std::fprintf(stderr, "=%s", summary().c_str());
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("^=") + kDefaults + "$");
+    std::filesystem::create_directory(folder / "device.json");
+    EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("Is a directory.*\n=") + kDefaults + "$");
+}
+
+}  // namespace

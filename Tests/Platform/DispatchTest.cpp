@@ -1,0 +1,118 @@
+#include "platform/dispatch/dispatch.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <future>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::ptrdiff_t threadCount() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator());
+}
+
+/// Tells its end.
+struct Witness {
+    explicit Witness(std::function<void()> end) : atEnd(std::move(end)) {}
+    Witness(const Witness&) = delete;
+    Witness& operator=(const Witness&) = delete;
+    ~Witness() { atEnd(); }
+    std::function<void()> atEnd;
+};
+
+TEST(Queue, RunsAndDisposesOfBlocksInOrderOnOneThread) {
+    constexpr int kBlocks = 500;
+    const auto group = dispatch_group_create();
+    const auto queue = dispatch_queue_create("test.queue", nullptr);
+    std::vector<int> seen;
+    std::vector<std::thread::id> threads;
+    for (int i = 0; i < kBlocks; ++i) {
+        dispatch_group_enter(group);
+        const auto note = [&seen, &threads](int step) {
+            seen.push_back(step);
+            threads.push_back(std::this_thread::get_id());
+        };
+        auto witness = std::make_shared<Witness>([=] {
+            note(2 * i + 1);
+            dispatch_group_leave(group);
+        });
+        dispatch_async(queue, [=, held = std::move(witness)] { note(2 * i); });
+    }
+    // The last release drains what was submitted; the group outlives its release because it is entered.
+    dispatch_release(queue);
+    EXPECT_EQ(dispatch_group_wait(group, DISPATCH_TIME_FOREVER), 0);
+    dispatch_release(group);
+    ASSERT_EQ(seen.size(), 2U * kBlocks);
+    for (int i = 0; i < 2 * kBlocks; ++i) {
+        EXPECT_EQ(seen[static_cast<std::size_t>(i)], i);
+        EXPECT_EQ(threads[static_cast<std::size_t>(i)], threads[0]);
+    }
+    EXPECT_NE(threads[0], std::this_thread::get_id());
+}
+
+TEST(Queue, StartsItsThreadWithTheFirstBlockAndEndsItWithTheLastReference) {
+    const auto before = threadCount();
+    const auto queue = dispatch_queue_create("test.queue", nullptr);
+    dispatch_retain(queue);
+    dispatch_release(queue);
+    EXPECT_LE(threadCount(), before);  // fewer when an earlier queue's thread is just ending
+    std::promise<std::filesystem::path> thread;
+    dispatch_async(queue, [&] {
+        thread.set_value("/proc/self/task/" + std::to_string(::gettid()));
+        dispatch_release(queue);  // the last one, on the queue's own thread
+    });
+    const auto task = thread.get_future().get();
+    while (std::filesystem::exists(task)) {
+        std::this_thread::yield();  // the test's time-out is the limit
+    }
+}
+
+TEST(Group, WaitsForTheLastLeaveOrTheTimeOut) {
+    const auto group = dispatch_group_create();
+    EXPECT_EQ(dispatch_group_wait(group, DISPATCH_TIME_FOREVER), 0);
+    dispatch_group_enter(group);
+    dispatch_group_enter(group);
+    dispatch_group_leave(group);
+    EXPECT_NE(dispatch_group_wait(group, DISPATCH_TIME_NOW), 0);
+    EXPECT_NE(dispatch_group_wait(group, 1'000'000), 0);
+    std::atomic<bool> left = false;
+    std::thread other([&] {
+        left = true;
+        dispatch_group_leave(group);
+    });
+    EXPECT_EQ(dispatch_group_wait(group, DISPATCH_TIME_FOREVER - 1), 0);
+    EXPECT_TRUE(left);
+    dispatch_release(group);
+    other.join();
+}
+
+TEST(GroupDeathTest, LeavingWithoutEnteringAborts) {
+    const auto group = dispatch_group_create();
+    dispatch_group_enter(group);
+    dispatch_group_leave(group);
+    EXPECT_EXIT(dispatch_group_leave(group), testing::KilledBySignal(SIGABRT), "left more often than it was entered");
+    dispatch_release(group);
+}
+
+TEST(Once, RunsOnceAndEveryCallerFindsItDone) {
+    static dispatch_once_t predicate;
+    int runs = 0;  // not atomic: the once is what makes it safe
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            dispatch_once(&predicate, [&] { ++runs; });
+            EXPECT_EQ(runs, 1);
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,141 @@
+#include "Platform/vsk/ProcessPresence.h"
+#include "platform/vsk/SorvexUtil.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace {
+
+using support::TempFolder;
+
+/// A process named by prctl(2) that lives until it is told to end.
+class NamedProcess {
+public:
+    explicit NamedProcess(const std::string& name) {
+        int ready[2] = {-1, -1};
+        EXPECT_EQ(::pipe(ready), 0);
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::prctl(PR_SET_NAME, name.c_str());
+            ::close(ready[0]);
+            ::close(ready[1]);
+            ::pause();
+            ::_exit(0);
+        }
+        ::close(ready[1]);
+        char end = 0;
+        EXPECT_EQ(::read(ready[0], &end, 1), 0);
+        ::close(ready[0]);
+    }
+    NamedProcess(const NamedProcess&) = delete;
+    NamedProcess& operator=(const NamedProcess&) = delete;
+    ~NamedProcess() {
+        kill();
+        ::waitpid(pid_, nullptr, 0);
+    }
+
+    /// Ends it and leaves the zombie.
+    void kill() const {
+        ::kill(pid_, SIGKILL);
+        siginfo_t info{};
+        ::waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT);
+    }
+    pid_t pid() const { return pid_; }
+
+private:
+    pid_t pid_ = -1;
+};
+
+/// A name that no other test of this machine uses at the same time, at most 11 bytes.
+std::string uniqueName() {
+    return "p" + std::to_string(::getpid());
+}
+
+struct ProcessPresence : testing::Test {
+    ProcessPresence() { ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1); }
+
+    std::string pidFile(const std::string& name) const { return folder / ("corvane/" + name + ".pid"); }
+    TempFolder folder;
+};
+
+TEST_F(ProcessPresence, FindsAProcessByItsExactNameUntilItHasEnded) {
+    const auto unique = uniqueName();
+    for (const auto& full : {unique, "(" + unique + ") Z", unique + "\xFF\n)", ") R (" + unique}) {
+        const auto name = full.substr(0, 15);
+        const NamedProcess process(name);
+        EXPECT_TRUE(vsk::isProcessRunning(name));
+        EXPECT_FALSE(vsk::isProcessRunning(name.substr(0, 3)));
+        EXPECT_FALSE(vsk::isProcessRunning(name + "x"));
+        process.kill();
+        EXPECT_FALSE(vsk::isProcessRunning(name)) << "a zombie doesn't run";
+    }
+    EXPECT_FALSE(vsk::isProcessRunning(""));
+}
+
+TEST_F(ProcessPresence, TellsLongNamesApartByTheProgramsName) {
+    const std::string program = folder / "a-name-of-fifteen-and-more";
+    ::symlink("/bin/sleep", program.c_str());
+    int started[2] = {-1, -1};
+    ASSERT_EQ(::pipe2(started, O_CLOEXEC), 0);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::execl(program.c_str(), program.c_str(), "1000", nullptr);
+        ::_exit(1);
+    }
+    ::close(started[1]);
+    char end = 0;
+    EXPECT_EQ(::read(started[0], &end, 1), 0);  // the descriptor is closed by the exec
+    ::close(started[0]);
+    EXPECT_TRUE(vsk::isProcessRunning("a-name-of-fifteen-and-more"));
+    EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifteen-and-less"));
+    EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifte"));
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, nullptr, 0);
+}
+
+TEST_F(ProcessPresence, BelievesAnAnnouncementOnlyWhileItsProcessHasTheName) {
+    const auto name = uniqueName();
+    const NamedProcess other("other" + name);
+    std::filesystem::create_directories(folder / "corvane");
+    const std::string contents[] = {std::to_string(other.pid()) + "\n", "0\n", "-1\n", "99999999999\n", "", "x\n", "1"};
+    for (const auto& content : contents) {
+        support::writeFile(pidFile(name), content);
+        EXPECT_FALSE(vsk::isProcessRunning(name)) << content;
+    }
+    const NamedProcess process(name);
+    EXPECT_TRUE(vsk::isProcessRunning(name)) << "found in spite of a file that says otherwise";
+    EXPECT_FALSE(vsk::isProcessRunning("../corvane/" + name));
+}
+
+TEST_F(ProcessPresence, AnAnnouncementLastsAsLongAsItsObject) {
+    const auto name = uniqueName();
+    ::prctl(PR_SET_NAME, name.c_str());
+    {
+        auto first = vsk::announceProcess(name);
+        const auto announcement = std::move(first);
+        ASSERT_TRUE(announcement.isMade());
+        EXPECT_EQ(support::readFile(pidFile(name)), std::to_string(::getpid()) + "\n");
+        struct stat status {};
+        ASSERT_EQ(::stat((folder / "corvane").c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0750U);
+        EXPECT_TRUE(vsk::isProcessRunning(name));
+    }
+    EXPECT_FALSE(std::filesystem::exists(pidFile(name)));
+    {
+        const auto announcement = vsk::announceProcess(name);
+        support::writeFile(pidFile(name), "1\n");  // a later process of the name has taken over
+    }
+    EXPECT_EQ(support::readFile(pidFile(name)), "1\n");
+    EXPECT_FALSE(vsk::announceProcess("no/name").isMade());
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+#include "config/Capabilities.h"
+#include "config/RYNProperties.h"
+#include "platform/vsk/plist_adapter.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Settings : testing::Test {
+    Settings() {
+        ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);
+        ::setenv("SORVEX_DEVICE_FILE", (temp / "device.json").c_str(), 1);
+    }
+
+    /// Puts `values`, the members of a JSON object, into the manager's domain.
+    void store(const std::string& values) const {
+        fs::create_directory(temp / "corvane");
+        support::writeFile(file(), R"({"CurrentUser": {"CurrentHost": {)" + values + "}}}");
+    }
+    std::string file() const { return temp / "corvane/com.quorvel.Corvane.json"; }
+    support::TempFolder temp;
+};
+
+using SettingsDeathTest = Settings;
+
+TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
+    const struct {
+        const char* stored;
+        bool enabled;
+        std::uint32_t history;
+        bool blocked;
+    } cases[] = {
+        {"", true, 5, false},
+        {R"("Trace::RYN::Enabled": false, "Trace::RYN::History": 12, "BlockBasebandResets": true)", false, 12, true},
+        {R"("Trace::RYN::Enabled": true, "Trace::RYN::History": 0, "BlockBasebandResets": false)", true, 0, false},
+        {R"("Trace::RYN::Enabled": 0, "Trace::RYN::History": true, "BlockBasebandResets": 1)", true, 5, false},
+        {R"("Trace::RYN::Enabled": "false", "Trace::RYN::History": "9", "BlockBasebandResets": "true")", true, 5, false},
+        {R"("Trace::RYN::Enabled": [], "Trace::RYN::History": 4.5, "BlockBasebandResets": null)", true, 5, false},
+        {R"("Trace::RYN::History": 4294967297)", true, 1, false},
+        {R"("Trace::RYN::History": -1)", true, 4294967295, false},
+    };
+    EXPECT_TRUE(RYNProperties::traceRYNEnabled());
+    EXPECT_TRUE(fs::is_empty(temp.path())) << "reading a default makes nothing";
+    for (const auto& row : cases) {
+        store(row.stored);
+        EXPECT_EQ(RYNProperties::traceRYNEnabled(), row.enabled) << row.stored;
+        EXPECT_EQ(RYNProperties::traceRYNHistory(), row.history) << row.stored;
+        EXPECT_EQ(RYNProperties::storedBlockBasebandResets(), row.blocked) << row.stored;
+    }
+}
+
+TEST_F(Settings, SettingIsOnDiskOnReturn) {
+    EXPECT_TRUE(RYNProperties::setTraceRYNEnabled(false));
+    EXPECT_TRUE(RYNProperties::setTraceRYNHistory(1UL << 40));
+    EXPECT_TRUE(RYNProperties::storeBlockBasebandResets(true));
+    const auto content = support::readFile(file());
+    for (const char* line :
+         {R"("BlockBasebandResets": true)", R"("Trace::RYN::Enabled": false)", R"("Trace::RYN::History": 1099511627776)"}) {
+        EXPECT_NE(content.find(line), std::string::npos) << content;
+    }
+    EXPECT_TRUE(RYNProperties::storedBlockBasebandResets());
+    EXPECT_FALSE(RYNProperties::blockBasebandResets()) << "its default";
+
+    fs::create_directory(file() + ".new");
+    EXPECT_FALSE(RYNProperties::storeBlockBasebandResets(false));
+    EXPECT_EQ(support::readFile(file()), content);
+}
+
+TEST_F(Settings, AdapterStagesOrSynchronisesAndRefusesWhatIsAbsent) {
+    const auto domain = CFStringCreateWithCString(kCFAllocatorDefault, "test.adapter", kCFStringEncodingUTF8);
+    const vsk::cf::plist_adapter adapter(domain, kCFPreferencesCurrentUser);
+    CFRelease(domain);
+    EXPECT_FALSE(adapter.set<bool>(std::nullopt, "k", true));
+    EXPECT_FALSE(adapter.set<unsigned long>(std::nullopt, "k", true));
+    EXPECT_FALSE(adapter.set<bool>(true, "not UTF-8 \xFF", true));
+    EXPECT_TRUE(adapter.set<unsigned long>(3, "k", false));
+    EXPECT_TRUE(fs::is_empty(temp.path()));
+    EXPECT_TRUE(adapter.set<bool>(true, "flag", true));
+    EXPECT_TRUE(fs::exists(temp / "corvane/test.adapter.json"));
+
+    const auto stored = adapter.copy("k");
+    std::uint32_t number = 0;
+    bool flag = false;
+    EXPECT_TRUE(vsk::cf::assign(number, stored));
+    EXPECT_EQ(number, 3U);
+    EXPECT_FALSE(vsk::cf::assign(flag, stored));
+    CFRelease(stored);
+}
+
+TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {
+    store(R"("HostServer": false, "RFSFlushInterval": 1, "BootBaseband": false, "LogScratchPath": "/x/")");
+    EXPECT_EQ(RYNProperties::rfsFlushInterval(), 7200U);
+    EXPECT_EQ(RYNProperties::rfsFlushTimeout(), 0U);
+    EXPECT_TRUE(RYNProperties::bootBaseband());
+    EXPECT_EQ(RYNProperties::logScratchPath(), "/var/wireless/Library/Logs/Corvane/");
+    EXPECT_EQ(RYNProperties::logSnapshotPath(), "/var/wireless/Library/Logs/CrashReporter/Baseband/");
+    EXPECT_EQ(RYNProperties::coreDumpOnSoftResetTimeout(), 0U);
+    EXPECT_EQ(RYNProperties::stackshotOnShutdownTimeout(), 0U);
+    const struct {
+        const char* device;
+        bool hostServer, traceEnabled, from7To9, is9;
+    } cases[] = {
+        {R"({})", true, true, true, true},
+        {R"({"product": 2, "radio": 6})", false, true, false, false},
+        {R"({"product": 3, "radio": 7, "traceAllowed": false})", false, false, true, false},
+        {R"({"product": 4, "radio": 10})", true, true, false, false},
+        {R"({"product": 0, "radio": 0})", true, true, false, false},
+    };
+    for (const auto& row : cases) {
+        support::writeFile(temp / "device.json", row.device);
+        // The device is described once in a process's life.
+        EXPECT_EXIT(
+            std::_Exit(RYNProperties::hostServer() == row.hostServer && RYNProperties::traceRYNEnabled() == row.traceEnabled &&
+                               Capabilities::create()->isRadio7To9() == row.from7To9 &&
+                               Capabilities::create()->isRadio9() == row.is9
+                           ? 0
+                           : 1),
+            testing::ExitedWithCode(0), "")
+            << row.device;
+    }
+}
+
+TEST_F(Settings, ThereIsOneInstanceHoweverManyAskForItFirst) {
+    std::vector<std::shared_ptr<RYNProperties>> instances(8);
+    std::vector<std::thread> threads;
+    for (auto& instance : instances) {
+        threads.emplace_back([&instance] { instance = RYNProperties::instance(); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (const auto& instance : instances) {
+        EXPECT_EQ(instance, RYNProperties::instance());
+    }
+    EXPECT_TRUE(fs::is_empty(temp.path()));
+}
+
+}  // namespace
