@@ -132,6 +132,28 @@ TEST_F(SelfTestTest, JudgesAgainstTheLimitsThatWereSent) {
     EXPECT_EQ(statistic("SelfTestsFailed"), 4);
 }
 
+TEST_F(SelfTestTest, BothEndsOfALimitAreWithinIt) {
+    becomeReady();
+    const auto measured = at(perform(run()).reply, ryn::kKeyBasebandDiagnosticsResult);
+    const auto portA = values(at(measured, ryn::kKeyRFSelfTestForwardPowerMeasurementPortAList));
+    const auto portB = values(at(measured, ryn::kKeyRFSelfTestForwardPowerMeasurementPortBList));
+    const auto outcome = [&](std::int64_t shift) {
+        auto low = list(0, 0);
+        auto high = list(0, 0);
+        for (std::size_t channel = 0; channel < portA.size(); ++channel) {
+            const auto [lowest, highest] = std::minmax(portA[channel], portB[channel]);
+            xpc_array_append_value(low.get(), number(lowest + shift).get());
+            xpc_array_append_value(high.get(), number(highest + shift).get());
+        }
+        auto with = options(ryn::kKeyRFSelfTestForwardPowerLimitLowList, low);
+        xpc_dictionary_set_value(with.get(), ryn::kKeyRFSelfTestForwardPowerLimitHighList, high.get());
+        return textAt(at(perform(run(with)).reply, ryn::kKeyBasebandDiagnosticsResult), ryn::kKeyRFSelfTestForwardPowerStatus);
+    };
+    EXPECT_EQ(outcome(0), "Passed");
+    EXPECT_EQ(outcome(1), "Failed");
+    EXPECT_EQ(outcome(-1), "Failed");
+}
+
 TEST_F(SelfTestTest, RefusesWhatItCannotRun) {
     auto withText = list(31, 0);
     xpc_array_append_value(withText.get(), text("0").get());
@@ -203,10 +225,12 @@ TEST_F(SelfTestTest, IsAbortedByWhatDisturbsIt) {
 }
 
 TEST_F(SelfTestTest, AbortAnswersWithTheStatusAndAnotherTestCanRun) {
-    becomeReady(endless());
+    becomeReady();
     begin(run());
     EXPECT_EQ(json(perform(abort())), R"({"KeyBasebandDiagnosticsStatus":")" + kAborted + "\"}");
     EXPECT_EQ(codeOf(perform(abort())), "state");
+    EXPECT_EQ(codeOf(perform(reset(ResetType::Soft))), "ok");
+    EXPECT_THAT(events_, ElementsAre("test 0 goes on", "test 0 " + kAborted, "Resetting", "Booting", "mode 1", "Ready"));
     const auto second = begin(run());
     EXPECT_EQ(second->times, 0);
     baseband_->stop();

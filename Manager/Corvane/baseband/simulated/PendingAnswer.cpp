@@ -21,13 +21,9 @@ PendingAnswer::PendingAnswer(Completion completion, sd_event& loop, std::chrono:
 }
 
 void PendingAnswer::answer(Answer answer) {
-    if (answered()) {
-        return;
+    if (!answered()) {
+        std::exchange(completion_, nullptr)(std::move(answer));
     }
-    if (timeout_) {
-        timeout_->cancel();
-    }
-    std::exchange(completion_, nullptr)(std::move(answer));
 }
 
 }  // namespace corvane::simulated
