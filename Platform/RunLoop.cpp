@@ -70,15 +70,22 @@ private:
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
     Sleep sleep_ = Sleep::None;
     bool wakeAsked_ = false;
+    bool firstLookIsOver_ = false;
     int waker_ = -1;  ///< an eventfd, once a descriptor was watched
 
     std::mutex parked_;  ///< held by the parked thread; a second one waits for it for good
 };
 
 void RunLoop::add(const std::weak_ptr<RunLoopSource>& source) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(sources_, [](const auto& known) { return known.expired(); });
-    sources_.push_back(source);
+    {
+        const std::lock_guard lock(mutex_);
+        std::erase_if(sources_, [](const auto& known) { return known.expired(); });
+        sources_.push_back(source);
+        if (!firstLookIsOver_) {
+            return;
+        }
+    }
+    wake();
 }
 
 void RunLoop::wake() {
@@ -173,10 +180,12 @@ void RunLoop::run() {
     // Sources that are added right after the start are noticed without being announced.
     Deadline firstLook = Clock::now() + kFirstLook;
     for (;;) {
-        auto watch = look();
         if (firstLook && *firstLook <= Clock::now()) {
             firstLook.reset();
+            const std::lock_guard lock(mutex_);
+            firstLookIsOver_ = true;
         }
+        auto watch = look();
         watch.deadline = earlier(watch.deadline, firstLook);
         sleep(watch);
         watch.serve();

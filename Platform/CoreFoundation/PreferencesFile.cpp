@@ -15,6 +15,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::size_t kLargestFile = 1 << 20;
+constexpr int kDeepestNesting = 64;
 constexpr std::chrono::seconds kLockPatience{10};
 
 std::optional<std::string> absoluteFolder(const char* variable) {
@@ -42,8 +43,14 @@ bool exists(const std::string& path) {
 }  // namespace
 
 std::optional<Json> parsePreferences(std::string_view text) {
-    auto tree = Json::parse(text, nullptr, false);
-    const bool sound = tree.is_object() && std::all_of(tree.begin(), tree.end(), isObjectOfObjects);
+    // Deep nesting would overflow the stack when the tree is copied or written.
+    bool tooDeep = false;
+    const auto limitDepth = [&](int depth, Json::parse_event_t, const Json&) {
+        tooDeep = tooDeep || depth > kDeepestNesting;
+        return !tooDeep;
+    };
+    auto tree = Json::parse(text, limitDepth, false);
+    const bool sound = !tooDeep && tree.is_object() && std::all_of(tree.begin(), tree.end(), isObjectOfObjects);
     return sound ? std::optional(std::move(tree)) : std::nullopt;
 }
 
