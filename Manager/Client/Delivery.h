@@ -2,6 +2,8 @@
 
 #include "platform/ryn/client.h"
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -22,16 +24,25 @@ public:
     Delivery& operator=(const Delivery&) = delete;
 
     void complete(Completion completion, Answer answer) {
-        dispatch_async(queue_, [completion = std::move(completion), answer = std::move(answer)]() {
+        dispatch_async(queue_, [completion = std::move(completion), answer = std::move(answer)] {
             completion(answer.result, answer.object);
         });
     }
-    void event(std::shared_ptr<const EventHandler> handler, const xpc::Object& payload) {
-        dispatch_async(queue_, [handler = std::move(handler), payload] { (*handler)(payload); });
+    /// @param size of the packet that carried it, in bytes
+    void event(std::shared_ptr<const EventHandler> handler, const xpc::Object& payload, std::size_t size) {
+        backlog_->fetch_add(size, std::memory_order_relaxed);
+        dispatch_async(queue_, [handler = std::move(handler), payload, size, backlog = backlog_] {
+            (*handler)(payload);
+            backlog->fetch_sub(size, std::memory_order_relaxed);
+        });
     }
+    /// The sizes of the events that have not been handled yet, summed up.
+    std::size_t backlog() const { return backlog_->load(std::memory_order_relaxed); }
 
 private:
     const dispatch_queue_t queue_;
+    /// Outlives this in the events that are still on the queue.
+    const std::shared_ptr<std::atomic<std::size_t>> backlog_ = std::make_shared<std::atomic<std::size_t>>(0);
 };
 
 }  // namespace ryn::client

@@ -69,6 +69,11 @@ Failure malformedReply(const std::string& path) {
             "The manager at " + path + " sent what the protocol does not allow, so the connection was closed"};
 }
 
+Failure flooded(const std::string& path) {
+    return {kResultConnectionLost,
+            "The manager at " + path + " sent more events than could be handled, so the connection was closed"};
+}
+
 Failure tooLarge(std::string_view command) {
     return {kResultTooLarge, std::string(command.substr(0, 80)) + " can't be sent: its argument must fit " +
                                  std::to_string(wire::kMaxPacketSize) + " bytes, be nested at most " +

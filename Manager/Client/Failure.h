@@ -24,6 +24,8 @@ Failure notConnected(const std::string& path, int error);
 Failure connectionLost(const std::string& path, bool heard);
 Failure timedOut(const std::string& path, std::chrono::milliseconds timeout);
 Failure malformedReply(const std::string& path);
+/// Of a manager that sends events faster than they are handled, for too long.
+Failure flooded(const std::string& path);
 Failure tooLarge(std::string_view command);
 
 }  // namespace ryn::client

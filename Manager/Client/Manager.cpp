@@ -15,6 +15,8 @@ constexpr std::chrono::milliseconds kPause{10};
 constexpr std::chrono::milliseconds kQuietAfter{20};
 /// The parked thread looks at deadlines again after so many packets.
 constexpr int kPacketsAtOnce = 64;
+/// Bytes of events that may wait to be handled. Decoded they take a few dozen times as much at worst.
+constexpr std::size_t kMostBacklog = 4'000'000;
 
 Answer toAnswer(const Failure& failure) {
     return {failure.result, failure.toReply()};
@@ -101,7 +103,7 @@ void Manager::setEvents(bool on) {
             // A program that is over before the run loop's first look does not connect for its events.
             backoff_.setDue(Clock::now() + platform::kFirstLook);
         }
-        if (!parked_) {
+        if (!asked_) {
             return;
         }
     }
@@ -110,7 +112,7 @@ void Manager::setEvents(bool on) {
 
 Manager::Interest Manager::interest() {
     const Lock lock(mutex_);
-    parked_ = true;
+    asked_ = true;
     const bool flowing = reading_ || (commands_ != commandsSeen_ && !calls_.anyAsynchronous());
     commandsSeen_ = commands_;
 
@@ -185,7 +187,7 @@ Link::Outcome Manager::transmit(Bytes packet, std::uint64_t firstId) {
     if (link_.serial() != connections) {
         firstId_ = firstId;
         for (const auto& handler : connectionHandlers_) {
-            delivery_.event(handler, {});
+            delivery_.event(handler, {}, 0);
         }
     }
     return outcome;
@@ -213,42 +215,55 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
     if (!buffer_) {
         buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(wire::kMaxPacketSize);
     }
-    const auto [state, content] = socket->receive({buffer_.get(), wire::kMaxPacketSize}, patience);
-    std::optional<wire::Packet> packet = state == Socket::State::Packet ? wire::decode(content) : std::nullopt;
+    const Socket::Received received = socket->receive({buffer_.get(), wire::kMaxPacketSize}, patience);
+    std::optional<wire::Packet> packet;
+    if (received.state == Socket::State::Packet) {
+        packet = wire::decode(received.packet);
+    }
     lock.lock();
     reading_ = false;
-    if (state == Socket::State::Nothing) {
+    if (received.state == Socket::State::Nothing) {
         return false;
     }
     if (socket != link_.socket()) {  // ended meanwhile, and its commands with it
         return true;
     }
-    if (state == Socket::State::Closed) {
-        disconnect(connectionLost(link_.path(), link_.heard()));
-    } else if (packet && std::visit([this](auto& known) { return handle(known); }, *packet)) {
-        link_.setHeard();
+    std::optional<Failure> failure;
+    if (received.state == Socket::State::Closed) {
+        failure = connectionLost(link_.path(), link_.heard());
+    } else if (packet) {
+        failure = std::visit([&](auto& known) { return handle(known, received.packet.size()); }, *packet);
     } else {
-        disconnect(malformedReply(link_.path()));
+        failure = malformedReply(link_.path());
+    }
+    if (failure) {
+        disconnect(*failure);
+    } else {
+        link_.setHeard();
     }
     return true;
 }
 
-bool Manager::handle(wire::Reply& reply) {
+std::optional<Failure> Manager::handle(wire::Reply& reply, std::size_t /*size*/) {
     // An id of this connection that waits no more is a reply that came too late, or a second time: dropped.
     if (reply.id < firstId_ || reply.id >= nextId_) {
-        return false;
+        return malformedReply(link_.path());
     }
     calls_.answer(reply.id, {reply.result, std::move(reply.object)});
     changed_.notify_all();
-    return true;
+    return std::nullopt;
 }
 
-bool Manager::handle(wire::Event& event) {
-    const auto [begin, end] = handlers_.equal_range(event.name);
-    if (link_.eventsWanted()) {  // else on its way when events were switched off
-        std::for_each(begin, end, [&](const auto& entry) { delivery_.event(entry.second, event.payload); });
+std::optional<Failure> Manager::handle(wire::Event& event, std::size_t size) {
+    if (!link_.eventsAllowed()) {
+        return malformedReply(link_.path());
     }
-    return link_.eventsAllowed();
+    if (!link_.eventsWanted()) {  // it was on its way when events were switched off
+        return std::nullopt;
+    }
+    const auto [begin, end] = handlers_.equal_range(event.name);
+    std::for_each(begin, end, [&](const auto& entry) { delivery_.event(entry.second, event.payload, size); });
+    return delivery_.backlog() > kMostBacklog ? std::optional(flooded(link_.path())) : std::nullopt;
 }
 
 void Manager::disconnect(const Failure& failure) {

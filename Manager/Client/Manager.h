@@ -59,12 +59,12 @@ private:
 
     /// Takes the token, receives one packet and handles it. @return whether there was anything, the connection's end included
     bool receive(Lock& lock, Clock::duration patience);
-    // Whether the protocol allows the packet here.
-    bool handle(wire::Reply& reply);
-    bool handle(wire::Event& event);
+    // Why the connection must end when it does not go on with the packet.
+    std::optional<Failure> handle(wire::Reply& reply, std::size_t size);
+    std::optional<Failure> handle(wire::Event& event, std::size_t size);
     template <typename Unexpected>
-    bool handle(Unexpected&) {
-        return false;
+    std::optional<Failure> handle(Unexpected&, std::size_t) {
+        return malformedReply(link_.path());
     }
     void disconnect(const Failure& failure);
     /// Connects in the background and tells the manager whether events are wanted, when either is due.
@@ -88,7 +88,7 @@ private:
     // So that the parked thread is not woken by each reply while synchronous commands follow one another:
     std::uint64_t commands_ = 0;
     std::uint64_t commandsSeen_ = 0;  ///< when the run loop asked last
-    bool parked_ = false;             ///< whether it ever asked
+    bool asked_ = false;              ///< whether it ever asked
 };
 
 }  // namespace ryn::client

@@ -1,0 +1,385 @@
+#include "Client/Results.h"
+#include "Client/TestClient.h"
+#include "support/ScriptedManager.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <array>
+#include <functional>
+#include <map>
+
+namespace {
+
+using namespace std::chrono_literals;
+using support::ScriptedManager;
+using support::TempFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+using Connection = ScriptedManager::Connection;
+using Request = ScriptedManager::Request;
+
+std::string toString(std::int32_t result) {
+    return std::to_string(result) + " ";
+}
+const std::string kNotConnected = toString(ryn::client::kResultNotConnected);
+const std::string kLost = toString(ryn::client::kResultConnectionLost);
+const std::string kTimedOut = toString(ryn::client::kResultTimedOut);
+const std::string kMalformed = toString(ryn::client::kResultMalformedReply);
+const std::string kTooLarge = toString(ryn::client::kResultTooLarge);
+
+/// What TestClient::perform gives, by way of a completion that must run once and be disposed of.
+std::string performAsynchronously(TestClient& client, const std::string& command, const xpc::Object& argument,
+                                  std::chrono::milliseconds patience) {
+    Lines lines;
+    const dispatch_group_t group = dispatch_group_create();
+    {
+        const Entered entered(group);
+        client.manager().perform(
+            command, argument,
+            [&lines, entered](int result, const xpc::Object& reply) {
+                lines.add(std::to_string(result) + " " + (reply ? to_string(reply) : "\"untouched\""));
+            },
+            patience);
+    }
+    // Left when the completion has run and was disposed of.
+    const bool disposed = dispatch_group_wait(group, std::chrono::nanoseconds(support::kPatience).count()) == 0;
+    dispatch_release(group);
+    const auto answers = lines.wait(disposed ? 0 : 1);
+    return answers.size() == 1 ? answers.front() : "not exactly one completion";
+}
+
+using Way = std::function<std::string(TestClient&, const std::string&, const xpc::Object&, std::chrono::milliseconds)>;
+const std::pair<const char*, Way> kWays[] = {
+    {"synchronous", [](TestClient& client, const auto&... call) { return client.perform(call...); }},
+    {"asynchronous", performAsynchronously},
+};
+
+using Responder = ScriptedManager::Responder;
+
+struct Answering {
+    const char* name;
+    Responder odd;         ///< how the manager answers the command "Odd"
+    std::string expected;  ///< what the answer starts with
+    std::string sentence;  ///< within it
+    int connections;       ///< made when a next command has been answered
+    std::chrono::milliseconds patience = TestClient::kLong;
+};
+
+/// [2, id, result] for small numbers, by hand.
+std::vector<std::uint8_t> rawReply(std::uint64_t id, std::uint8_t result) {
+    return {0x83, 0x02, static_cast<std::uint8_t>(id), result};
+}
+
+const Answering kAnswerings[] = {
+    {"with an object",
+     [](Connection& connection, const Request& request) {
+         connection.reply(request.id, 0, support::dictionary({{"k", support::text("\xFFv")}}));
+     },
+     "0 {\"k\":\"\xEF\xBF\xBDv\"}", "", 1},
+    {"without an object", [](Connection& connection, const Request& request) { connection.reply(request.id, 0); },
+     "0 \"untouched\"", "", 1},
+    {"refused", [](Connection& connection, const Request& request) { connection.reply(request.id, -7, support::text("no")); },
+     "-7 \"no\"", "", 1},
+    {"by replies to others and events first",
+     [](Connection& connection, const Request& request) {
+         connection.reply(request.id - 1, 5);  // a reply too many
+         connection.event("Unheard");
+         connection.reply(request.id, 0);
+     },
+     "0 ", "", 1},
+    {"twice",
+     [](Connection& connection, const Request& request) {
+         connection.reply(request.id, 0);
+         connection.reply(request.id, 1);
+     },
+     "0 ", "", 1},
+    {"by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "closed the connection", 2},
+    {"by silence", [](Connection&, const Request&) {}, kTimedOut, "did not answer within 0.2 s", 1, 200ms},
+    {"by events only, until the time is over", [](Connection& connection, const Request&) { connection.event("Unheard"); },
+     kTimedOut, "", 1, 200ms},
+    {"by garbage",
+     [](Connection& connection, const Request&) {
+         connection.raw({0xDE, 0xAD});
+     },
+     kMalformed, "protocol", 2},
+    {"by half a reply",
+     [](Connection& connection, const Request&) {
+         connection.raw({0x83, 0x02});
+     },
+     kMalformed, "", 2},
+    {"by more than a packet may hold",
+     [](Connection& connection, const Request&) { connection.raw(std::vector<std::uint8_t>(ryn::wire::kMaxPacketSize + 1)); },
+     kMalformed, "", 2},
+    {"to an id that was never used",
+     [](Connection& connection, const Request& request) { connection.raw(rawReply(request.id + 1, 0)); }, kMalformed, "", 2},
+    {"to an id before the first", [](Connection& connection, const Request&) { connection.raw(rawReply(0, 0)); }, kMalformed, "",
+     2},
+    {"by a request of its own",
+     [](Connection& connection, const Request&) {
+         connection.raw({0x84, 0x01, 0x01, 0x60, 0xF6});
+     },
+     kMalformed, "", 2},
+    {"by a hello",
+     [](Connection& connection, const Request&) {
+         connection.raw({0x83, 0x00, 0x01, 0x60});
+     },
+     kMalformed, "", 2},
+};
+
+/// Answers "Odd" oddly, and everything else with success.
+Responder respondTo(const Responder& odd) {
+    return [odd](Connection& connection, const Request& request) {
+        if (request.command == "Odd") {
+            odd(connection, request);
+        } else {
+            connection.reply(request.id, 0, support::text(request.command));
+        }
+    };
+}
+
+TEST(Connection, EndsEachCommandInOneWay) {
+    for (const auto& [wayName, perform] : kWays) {
+        for (const Answering& row : kAnswerings) {
+            SCOPED_TRACE(std::string(row.name) + ", " + wayName);
+            const TempFolder folder;
+            ScriptedManager manager(folder / "s", respondTo(row.odd));
+            TestClient client(manager.path());
+            client.manager().setEvents(true);
+            EXPECT_EQ(client.perform("Before"), "0 \"Before\"");
+            const std::string answer = perform(client, "Odd", {}, row.patience);
+            EXPECT_THAT(answer, StartsWith(row.expected));
+            EXPECT_THAT(answer, HasSubstr(row.sentence));
+            EXPECT_EQ(perform(client, "After", {}, TestClient::kLong), "0 \"After\"");
+            EXPECT_TRUE(manager.waitForPacket("hello tester", static_cast<std::size_t>(row.connections)));
+            const auto packets = manager.packets();
+            EXPECT_EQ(std::count(packets.begin(), packets.end(), "hello tester"), row.connections);
+        }
+    }
+}
+
+TEST(Connection, DropsWhatComesTooLate) {
+    const TempFolder folder;
+    std::uint64_t late = 0;
+    ScriptedManager manager(folder / "s", [&late](Connection& connection, const Request& request) {
+        if (request.command == "Late") {
+            late = request.id;
+        } else {
+            connection.reply(late, 0, support::text("late"));
+            connection.reply(request.id, 0, support::text("own"));
+        }
+    });
+    TestClient client(manager.path());
+    for (const auto& [wayName, perform] : kWays) {
+        SCOPED_TRACE(wayName);
+        EXPECT_THAT(perform(client, "Late", {}, 100ms), StartsWith(kTimedOut));
+        EXPECT_EQ(perform(client, "Next", {}, TestClient::kLong), "0 \"own\"");
+    }
+}
+
+TEST(Connection, EndsWhenAnEventComesUnasked) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", [](Connection& connection, const Request&) { connection.event("Early"); });
+    TestClient client(manager.path());
+    EXPECT_THAT(client.perform("Any"), StartsWith(kMalformed));
+}
+
+/// A socket that is bound to `path`, and listens when `backlog` is not negative.
+platform::FileDescriptor bindTo(const std::string& path, int type, int backlog) {
+    platform::FileDescriptor descriptor(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    if (backlog >= 0) {
+        EXPECT_EQ(::listen(descriptor.get(), backlog), 0);
+    }
+    return descriptor;
+}
+
+TEST(Connection, SaysWhyThereIsNone) {
+    const TempFolder folder;
+    support::writeFile(folder / "file", "");
+    const auto stale = bindTo(folder / "stale", SOCK_SEQPACKET, -1);
+    const auto stream = bindTo(folder / "stream", SOCK_STREAM, 1);
+    const auto full = bindTo(folder / "full", SOCK_SEQPACKET, 0);
+    std::vector<std::shared_ptr<ryn::client::Socket>> waiting;
+    while (const auto socket = ryn::client::Socket::connect(folder / "full").socket) {
+        waiting.push_back(socket);
+    }
+    const struct {
+        std::string path;
+        std::string sentence;
+    } kPlaces[] = {
+        {folder / "absent", "There is no manager socket " + (folder / "absent") + "; is Corvane running?"},
+        {folder / "file", "Nothing listens on " + (folder / "file") + "; is Corvane running?"},
+        {folder / "stale", "Nothing listens on " + (folder / "stale") + "; is Corvane running?"},
+        {folder / "stream", "is not a manager's socket"},
+        {folder / "full", "took no new connection in time"},
+        {folder / std::string(120, 'x'), "is too long: at most 107 bytes"},
+        {folder / "file/below", "Can't connect to " + (folder / "file/below") + ": Not a directory"},
+    };
+    for (const auto& place : kPlaces) {
+        for (const auto& [wayName, perform] : kWays) {
+            SCOPED_TRACE(place.path + ", " + wayName);
+            TestClient client(place.path);
+            const std::string answer = perform(client, "Any", {}, 100ms);
+            EXPECT_THAT(answer,
+                        StartsWith(kNotConnected + "{\"KeyErrorCode\":" + kNotConnected.substr(0, kNotConnected.size() - 1)));
+            EXPECT_THAT(answer, HasSubstr(place.sentence));
+        }
+    }
+    EXPECT_THAT(ryn::client::notConnected("/s", EACCES).sentence, HasSubstr("add yourself to group corvane"));
+}
+
+const Responder kEcho = [](Connection& connection, const Request& request) {
+    connection.reply(request.id, 0, support::text(request.argument));
+};
+
+TEST(Connection, RefusesWhatDoesNotFitAPacket) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", kEcho);
+    TestClient client(manager.path());
+    for (const auto& [wayName, perform] : kWays) {
+        SCOPED_TRACE(wayName);
+        EXPECT_THAT(perform(client, "Big", support::text(std::string(140'000, 'x')), TestClient::kLong), StartsWith(kTooLarge));
+        EXPECT_EQ(perform(client, "Small", support::number(1), TestClient::kLong), "0 \"1\"");
+    }
+    EXPECT_THAT(manager.requests(), ElementsAre("Small 1", "Small 1"));
+}
+
+TEST(Connection, IsMadeAgainByTheNextCommand) {
+    for (const auto& [wayName, perform] : kWays) {
+        SCOPED_TRACE(wayName);
+        const TempFolder folder;
+        TestClient client(folder / "s");
+        for (int round = 0; round < 3; ++round) {
+            const ScriptedManager manager(folder / "s", kEcho);
+            EXPECT_EQ(perform(client, "First", support::number(round), TestClient::kLong), "0 \"" + std::to_string(round) + "\"");
+            EXPECT_EQ(perform(client, "Second", {}, TestClient::kLong), "0 \"null\"");
+            EXPECT_THAT(manager.packets(), ElementsAre("hello tester", "First " + std::to_string(round), "Second null"));
+        }
+        EXPECT_THAT(perform(client, "Any", {}, TestClient::kLong), StartsWith(kNotConnected));
+    }
+}
+
+TEST(Connection, GoesToTheGroundWithItsClient) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", [](Connection&, const Request&) {});
+    TestClient client(manager.path());
+    Lines lines;
+    client.manager().perform(
+        "Never", {}, [&lines](int result, const xpc::Object&) { lines.add(toString(result)); }, TestClient::kLong);
+    client.forget();
+    EXPECT_THAT(lines.wait(1), ElementsAre(kLost));
+}
+
+/// Four requests wait for each other, then each is answered, the last one first.
+TEST(Connection, GivesEachThreadItsOwnReply) {
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 50;
+    const TempFolder folder;
+    std::vector<Request> held;
+    ScriptedManager manager(folder / "s", [&held](Connection& connection, const Request& request) {
+        held.push_back(request);
+        if (held.size() < kThreads) {
+            return;
+        }
+        for (; !held.empty(); held.pop_back()) {
+            connection.event("Unheard");
+            connection.reply(held.back().id, 0, support::text(held.back().argument));
+        }
+    });
+    TestClient client(manager.path());
+    client.manager().setEvents(true);
+    std::array<int, kThreads> right{};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&client, &right, thread] {
+            const Way& perform = kWays[thread % 2].second;
+            for (int round = 0; round < kRounds; ++round) {
+                const int value = thread * kRounds + round;
+                const bool own =
+                    perform(client, "Echo", support::number(value), TestClient::kLong) == "0 \"" + std::to_string(value) + "\"";
+                right[static_cast<std::size_t>(thread)] += own ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_THAT(right, testing::Each(kRounds));
+}
+
+TEST(Events, ComeInOrderAndOutliveTheManager) {
+    const TempFolder folder;
+    TestClient client(folder / "s");
+    Lines lines;
+    client.manager().addEventHandler("E", [&lines](const xpc::Object& payload) { lines.add(to_string(payload)); });
+    client.manager().addEventHandler("E", [&lines](const xpc::Object&) { lines.add("again"); });
+    client.manager().addConnectionHandler([&lines](const xpc::Object&) { lines.add("connected"); });
+    client.manager().setEvents(true);
+    // Nobody sends a command: the run loop connects, also behind a manager that was absent, and switches events on again.
+    for (std::size_t round = 0; round < 2; ++round) {
+        ScriptedManager manager(folder / "s", kEcho);
+        ASSERT_TRUE(manager.waitForPacket("events on"));
+        manager.broadcast("E", support::number(1));
+        manager.broadcast("Other", support::number(2));
+        manager.broadcast("E");
+        const auto seen = lines.wait(5 * (round + 1));
+        ASSERT_EQ(seen.size(), 5 * (round + 1));
+        EXPECT_THAT(std::vector(seen.end() - 5, seen.end()), ElementsAre("connected", "1", "again", "null", "again"));
+    }
+}
+
+TEST(Events, AreSwitchedOffAndOn) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", kEcho);
+    TestClient client(manager.path());
+    EXPECT_EQ(client.perform("First"), "0 \"null\"");
+    client.manager().setEvents(false);  // as they are
+    client.manager().setEvents(true);
+    client.manager().setEvents(false);
+    client.manager().setEvents(true);
+    EXPECT_EQ(client.perform("Last"), "0 \"null\"");
+    EXPECT_THAT(manager.packets(),
+                ElementsAre("hello tester", "First null", "events on", "events off", "events on", "Last null"));
+}
+
+TEST(Events, BeyondMeasureEndTheConnection) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", [](Connection& connection, const Request& request) {
+        for (int event = 0; request.command == "Flood" && event < 100; ++event) {
+            connection.event("E", support::text(std::string(100'000, 'x')));
+        }
+        connection.reply(request.id, 0);
+    });
+    TestClient client(manager.path());
+    std::mutex blocked;
+    client.manager().addEventHandler("E", [&blocked](const xpc::Object&) { const std::lock_guard wait(blocked); });
+    client.manager().setEvents(true);
+    {
+        const std::lock_guard block(blocked);
+        EXPECT_THAT(client.perform("Flood"), AllOf(StartsWith(kLost), HasSubstr("more events than could be handled")));
+    }
+    EXPECT_THAT(client.perform("After"), StartsWith("0 "));
+}
+
+TEST(Backoff, DoublesUntilItIsReset) {
+    ryn::client::Backoff backoff;
+    const ryn::client::Clock::time_point now;
+    for (const auto delay : {100ms, 200ms, 400ms, 800ms, 1600ms, 3200ms, 5000ms, 5000ms}) {
+        backoff.postpone(now);
+        EXPECT_EQ(backoff.due() - now, delay);
+    }
+    backoff.reset();
+    backoff.postpone(now);
+    EXPECT_EQ(backoff.due() - now, 100ms);
+}
+
+}  // namespace

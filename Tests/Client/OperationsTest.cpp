@@ -1,0 +1,131 @@
+#include "Client/Results.h"
+#include "Client/TestClient.h"
+#include "Client/Timeout.h"
+#include "platform/ryn/client.h"
+#include "support/ScriptedManager.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <optional>
+
+namespace {
+
+namespace client = ryn::client;
+using support::ScriptedManager;
+
+/// Sets an environment variable, or unsets it, and puts it back at the end.
+class Variable {
+public:
+    Variable(const char* name, const std::optional<std::string>& value) : name_(name) {
+        if (const char* const before = std::getenv(name)) {
+            before_ = before;
+        }
+        set(value);
+    }
+    ~Variable() { set(before_); }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+
+private:
+    void set(const std::optional<std::string>& value) const {
+        if (value) {
+            ::setenv(name_, value->c_str(), 1);
+        } else {
+            ::unsetenv(name_);
+        }
+    }
+
+    const char* const name_;
+    std::optional<std::string> before_;
+};
+
+TEST(Operations, TravelAsRequests) {
+    const support::TempFolder folder;
+    ScriptedManager manager(folder / "s", [](auto& connection, const auto& request) {
+        connection.reply(request.id, 3, support::dictionary({{"FreeSpacePercentage", support::number(5)}}));
+    });
+    TestClient tester(manager.path());
+    const client::ManagerPtr& handle = tester.managerPtr();
+    xpc::Object reply;
+    Lines lines;
+    const struct {
+        std::function<int()> operation;
+        const char* request;
+    } kOperations[] = {
+        {[&] { return client::PerformCommand(handle, "X", support::boolean(true), reply); }, "X true"},
+        {[&] { return client::AddTraceFilter(handle, "F", support::number(-1)); },
+         R"(AddTraceFilterCommand {"KeyTraceFilterName":"F","KeyTraceFilterValue":-1})"},
+        {[&] { return client::AddTraceFilter(handle, "F", {}); },
+         R"(AddTraceFilterCommand {"KeyTraceFilterName":"F","KeyTraceFilterValue":null})"},
+        {[&] { return client::RemoveTraceFilter(handle, "F"); }, R"(RemoveTraceFilterCommand {"KeyTraceFilterName":"F"})"},
+        {[&] { return client::GetTraceFilters(handle, reply); }, "GetTraceFiltersCommand null"},
+        {[&] {
+             client::CollectTraceLogs(handle, "why", [&](int result, const xpc::Object&) { lines.add(std::to_string(result)); });
+             return std::stoi(lines.wait(1).at(0));
+         },
+         R"(CollectTraceLogsCommand {"KeyTraceLogsReason":"why"})"},
+    };
+    for (const auto& [operation, request] : kOperations) {
+        SCOPED_TRACE(request);
+        EXPECT_EQ(operation(), 3);
+        EXPECT_EQ(manager.requests().back(), request);
+    }
+    EXPECT_EQ(to_string(reply), R"({"FreeSpacePercentage":5})");
+}
+
+TEST(Timeout, FollowsTheArgumentAndTheCommand) {
+    const auto timeout = [](const xpc::Object& value) { return support::dictionary({{"KeyTimeout", value}}); };
+    const struct {
+        const char* command;
+        xpc::Object argument;
+        std::int64_t seconds;
+    } kCases[] = {
+        {"X", {}, 60},
+        {"X", support::number(7), 60},
+        {"X", timeout(support::number(1)), 6},
+        {"X", timeout(support::number(300)), 305},
+        {"X", timeout(support::number(0)), 60},
+        {"X", timeout(support::number(-3)), 60},
+        {"X", timeout(support::text("9")), 60},
+        {"X", timeout(support::number(std::numeric_limits<std::int64_t>::max())), 31'536'005},
+        {"CollectTraceLogsCommand", {}, 300},
+        {"BasebandDiagnosticsCommand", timeout(support::number(0)), 300},
+        {"BasebandDiagnosticsCommand", timeout(support::number(10)), 15},
+    };
+    for (const auto& row : kCases) {
+        EXPECT_EQ(client::timeoutOf(row.command, row.argument).count(), row.seconds) << row.command << to_string(row.argument);
+    }
+}
+
+TEST(SocketPath, FollowsTheEnvironment) {
+    const support::TempFolder withSocket;
+    const support::TempFolder withoutSocket;
+    std::filesystem::create_directory(withSocket / "corvane");
+    support::writeFile(withSocket / "corvane/manager.sock", "");
+    const std::string system = "/run/corvane/manager.sock";
+    const struct {
+        std::optional<std::string> chosen;
+        std::optional<std::string> runtimeFolder;
+        std::string path;
+    } kCases[] = {
+        {"/chosen", withSocket.path().string(), "/chosen"},
+        {std::nullopt, withSocket.path().string(), withSocket / "corvane/manager.sock"},
+        {"", withSocket.path().string(), withSocket / "corvane/manager.sock"},
+        {std::nullopt, withoutSocket.path().string(), system},
+        {std::nullopt, "", system},
+        {std::nullopt, std::nullopt, system},
+    };
+    for (const auto& row : kCases) {
+        const Variable chosen("CORVANE_SOCKET", row.chosen);
+        const Variable runtimeFolder("XDG_RUNTIME_DIR", row.runtimeFolder);
+        EXPECT_EQ(client::SocketPath().current(), row.path);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Client/Manager.h"
+#include "platform/CoreFoundation/CoreFoundation.h"
+#include "support/Process.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// What a handler or completion leaves for the test's thread to wait for, line by line.
+class Lines {
+public:
+    void add(std::string line) {
+        const std::lock_guard lock(mutex_);
+        lines_.push_back(std::move(line));
+        added_.notify_all();
+    }
+    /// What there is when there are `count`, or when the test's patience is over.
+    std::vector<std::string> wait(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        added_.wait_for(lock, support::kPatience, [&] { return lines_.size() >= count; });
+        return lines_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable added_;
+    std::vector<std::string> lines_;
+};
+
+/// A client as the tool is one: a queue, a manager, and a thread that is parked in the run loop.
+class TestClient {
+public:
+    explicit TestClient(const std::string& path)
+        : manager_(std::make_shared<ryn::client::Manager>("tester", queue_, ryn::client::SocketPath(path))) {
+        static std::once_flag parked;
+        std::call_once(parked, [] { std::thread(CFRunLoopRun).detach(); });
+        platform::addToRunLoop(manager_);
+    }
+    ~TestClient() {
+        manager_.reset();
+        dispatch_release(queue_);
+    }
+    TestClient(const TestClient&) = delete;
+    TestClient& operator=(const TestClient&) = delete;
+
+    ryn::client::Manager& manager() { return *manager_; }
+    const ryn::client::ManagerPtr& managerPtr() const { return manager_; }
+    void forget() { manager_.reset(); }
+
+    /// "result reply": the reply slot starts as the string "untouched".
+    std::string perform(const std::string& command, const xpc::Object& argument = {},
+                        std::chrono::milliseconds patience = kLong) {
+        auto reply = xpc::Object::adopt(xpc_string_create("untouched"));
+        const int result = manager_->perform(command, argument, reply, patience);
+        return std::to_string(result) + " " + to_string(reply);
+    }
+
+    static constexpr std::chrono::milliseconds kLong{support::kPatience};
+
+private:
+    const dispatch_queue_t queue_ = dispatch_queue_create("test.queue", nullptr);
+    ryn::client::ManagerPtr manager_;
+};
+
+/// Holds a dispatch group entered, as the captured group of a completion does.
+class Entered {
+public:
+    explicit Entered(dispatch_group_t group) : group_(group) { dispatch_group_enter(group_); }
+    Entered(const Entered& other) : Entered(other.group_) {}
+    Entered& operator=(const Entered&) = delete;
+    ~Entered() { dispatch_group_leave(group_); }
+
+private:
+    const dispatch_group_t group_;
+};
