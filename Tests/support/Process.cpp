@@ -137,8 +137,8 @@ bool Process::readSome(std::chrono::milliseconds patience) {
     return true;
 }
 
-bool Process::waitFor(const std::string& stream, std::string_view text) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+bool Process::waitFor(const std::string& stream, std::string_view text, std::chrono::milliseconds patience) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (stream.find(text) == std::string::npos) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0 || (output_ < 0 && errors_ < 0) || !readSome(left)) {

@@ -35,9 +35,11 @@ public:
     pid_t pid() const { return pid_; }
     void write(std::string_view text);
     void closeInput();
-    /// Reads until standard output (or error) holds `text`. @return whether it does before kPatience is over.
-    bool waitForOutput(std::string_view text) { return waitFor(out_, text); }
-    bool waitForError(std::string_view text) { return waitFor(err_, text); }
+    /// Reads until standard output (or error) holds `text`. @return whether it does before `patience` is over.
+    bool waitForOutput(std::string_view text, std::chrono::milliseconds patience = kPatience) {
+        return waitFor(out_, text, patience);
+    }
+    bool waitForError(std::string_view text) { return waitFor(err_, text, kPatience); }
     void signal(int number) const;
     /// Closes the input, reads all output and waits for the end.
     Outcome finish();
@@ -46,7 +48,7 @@ public:
     const std::string& error() const { return err_; }
 
 private:
-    bool waitFor(const std::string& stream, std::string_view text);
+    bool waitFor(const std::string& stream, std::string_view text, std::chrono::milliseconds patience);
     bool readSome(std::chrono::milliseconds patience);
     int wait();
 
