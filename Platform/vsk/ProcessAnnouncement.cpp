@@ -25,11 +25,14 @@ ProcessAnnouncement announceProcess(std::string_view name) {
     constexpr mode_t kFolderMode = 0750;
     constexpr mode_t kFileMode = 0644;
     const auto pid = std::to_string(::getpid());
+    const auto line = pid + '\n';
     for (auto& path : pidFiles(name)) {
         if (platform::makeFolders(path.substr(0, path.rfind('/')), kFolderMode)) {
             continue;
         }
-        if (!platform::replaceFile(path, path + "." + pid, pid + "\n", kFileMode, platform::Durability::None)) {
+        auto temporary = path;
+        temporary.append(".").append(pid);
+        if (!platform::replaceFile(path, temporary, line, kFileMode, platform::Durability::None)) {
             return ProcessAnnouncement(std::move(path));
         }
     }

@@ -90,7 +90,7 @@ void xpc_dictionary_set_value(xpc_object_t dictionary, const char* key, xpc_obje
         }
         return;
     }
-    const xpc_object_t previous = position->value;
+    xpc_object* const previous = position->value;
     if (value == nullptr) {
         object->entries.erase(position);
     } else {

@@ -83,7 +83,7 @@ void xpc_release(xpc_object_t object) {
     std::vector<xpc_object_t> dying;
     drop(object, dying);
     while (!dying.empty()) {
-        const xpc_object_t container = dying.back();
+        xpc_object* const container = dying.back();
         dying.pop_back();
         destroyContainer(container, dying);
     }
