@@ -5,10 +5,15 @@
 namespace ryn::wire {
 namespace {
 
+constexpr std::size_t kUsualPacket = 256;
+
 /// Appends CBOR items to a buffer. Once an item has been refused, or the buffer is over kMaxPacketSize, ok() stays false.
 class Encoder {
 public:
-    explicit Encoder(std::vector<std::uint8_t>& buffer) : buffer_(buffer) { buffer_.clear(); }
+    explicit Encoder(std::vector<std::uint8_t>& buffer) : buffer_(buffer) {
+        buffer_.clear();
+        buffer_.reserve(kUsualPacket);
+    }
 
     bool ok() const { return valid_ && buffer_.size() <= kMaxPacketSize; }
 
