@@ -2,6 +2,7 @@
 
 #include "platform/CoreFoundation/CoreFoundation.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -191,6 +192,10 @@ void RunLoop::run() {
         watch.serve();
     }
 }
+
+/// The threads beside the parked one take turns more than they compete: one arena serves them all, and a run that is soon over
+/// is spared the setting up of a second.
+[[maybe_unused]] const bool kOneArena = ::mallopt(M_ARENA_MAX, 1) == 1;
 
 RunLoop& theRunLoop() {
     // Never destroyed: the parked thread uses it until the very end of the process.
