@@ -103,9 +103,9 @@ TEST(GroupDeathTest, LeavingWithoutEnteringAborts) {
 TEST(Once, RunsOnceAndEveryCallerFindsItDone) {
     static dispatch_once_t predicate;
     int runs = 0;  // not atomic: the once is what makes it safe
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&] {
+    std::vector<std::thread> threads(8);
+    for (auto& thread : threads) {
+        thread = std::thread([&] {
             dispatch_once(&predicate, [&] { ++runs; });
             EXPECT_EQ(runs, 1);
         });

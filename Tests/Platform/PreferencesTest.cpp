@@ -238,6 +238,7 @@ TEST_F(PreferencesStore, EightWritersLoseNothing) {
     constexpr int kWrites = 1'000;
     constexpr int kKeys = 2;  // written in turn: while one is written, the others write over the other
     std::vector<pid_t> writers;
+    writers.reserve(kWriters);
     for (int writer = 0; writer < kWriters; ++writer) {
         writers.push_back(inChild([writer] {
             const auto key = [&](int write) { return std::to_string(writer) + "." + std::to_string(write % kKeys); };
