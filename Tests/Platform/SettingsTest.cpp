@@ -36,18 +36,18 @@ using SettingsDeathTest = Settings;
 TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
     const struct {
         const char* stored;
-        bool enabled;
         std::uint32_t history;
+        bool enabled;
         bool blocked;
     } cases[] = {
-        {"", true, 5, false},
-        {R"("Trace::RYN::Enabled": false, "Trace::RYN::History": 12, "BlockBasebandResets": true)", false, 12, true},
-        {R"("Trace::RYN::Enabled": true, "Trace::RYN::History": 0, "BlockBasebandResets": false)", true, 0, false},
-        {R"("Trace::RYN::Enabled": 0, "Trace::RYN::History": true, "BlockBasebandResets": 1)", true, 5, false},
-        {R"("Trace::RYN::Enabled": "false", "Trace::RYN::History": "9", "BlockBasebandResets": "true")", true, 5, false},
-        {R"("Trace::RYN::Enabled": [], "Trace::RYN::History": 4.5, "BlockBasebandResets": null)", true, 5, false},
-        {R"("Trace::RYN::History": 4294967297)", true, 1, false},
-        {R"("Trace::RYN::History": -1)", true, 4294967295, false},
+        {"", 5, true, false},
+        {R"("Trace::RYN::Enabled": false, "Trace::RYN::History": 12, "BlockBasebandResets": true)", 12, false, true},
+        {R"("Trace::RYN::Enabled": true, "Trace::RYN::History": 0, "BlockBasebandResets": false)", 0, true, false},
+        {R"("Trace::RYN::Enabled": 0, "Trace::RYN::History": true, "BlockBasebandResets": 1)", 5, true, false},
+        {R"("Trace::RYN::Enabled": "false", "Trace::RYN::History": "9", "BlockBasebandResets": "true")", 5, true, false},
+        {R"("Trace::RYN::Enabled": [], "Trace::RYN::History": 4.5, "BlockBasebandResets": null)", 5, true, false},
+        {R"("Trace::RYN::History": 4294967297)", 1, true, false},
+        {R"("Trace::RYN::History": -1)", 4294967295, true, false},
     };
     EXPECT_TRUE(RYNProperties::traceRYNEnabled());
     EXPECT_TRUE(fs::is_empty(temp.path())) << "reading a default makes nothing";
@@ -132,9 +132,9 @@ TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {
 
 TEST_F(Settings, ThereIsOneInstanceHoweverManyAskForItFirst) {
     std::vector<std::shared_ptr<RYNProperties>> instances(8);
-    std::vector<std::thread> threads;
-    for (auto& instance : instances) {
-        threads.emplace_back([&instance] { instance = RYNProperties::instance(); });
+    std::vector<std::thread> threads(instances.size());
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        threads[i] = std::thread([&instance = instances[i]] { instance = RYNProperties::instance(); });
     }
     for (auto& thread : threads) {
         thread.join();

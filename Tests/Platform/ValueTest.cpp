@@ -139,7 +139,7 @@ TEST(Value, ReadersTakeAnyKind) {
     EXPECT_EQ(std::string(xpc_string_get_string_ptr(string.get()), xpc_string_get_length(string.get()) + 1),
               std::string("a\0b\0", 4));
     const auto list = array({number(7)});
-    for (const xpc_object_t object : {xpc_object_t{}, xpc_null_create(), string.get(), list.get()}) {
+    for (xpc_object* const object : {xpc_object_t{}, xpc_null_create(), string.get(), list.get()}) {
         EXPECT_EQ(xpc_int64_get_value(object), 0);
         EXPECT_FALSE(xpc_bool_get_value(object));
         EXPECT_EQ(xpc_dictionary_get_value(object, "k"), nullptr);
