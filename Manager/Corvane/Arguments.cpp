@@ -60,7 +60,8 @@ xpc_object_t Arguments::find(const char* key, xpc_type_t type, bool required) {
 
 std::string_view Arguments::text(const char* key) {
     xpc_object_t value = find(key, XPC_TYPE_STRING, true);
-    return value == nullptr ? std::string_view() : std::string_view(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
+    return value == nullptr ? std::string_view()
+                            : std::string_view(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
 }
 
 std::string_view Arguments::optionalText(const char* key, std::string_view fallback) {

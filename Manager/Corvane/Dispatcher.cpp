@@ -28,10 +28,10 @@ std::optional<Answer> Dispatcher::dispatch(Session& session, const ryn::wire::Re
     if (command == commands_.end()) {
         ++manager_.commandFigures().unknown;
         constexpr std::size_t kLongestShown = 64;
-        return Answer{Refusal{ResultCode::UnknownCommand, "there is no command '" +
-                                                              std::string(request.command.substr(0, kLongestShown)) +
-                                                              "'; corvane-protocol(7) lists those that there are"},
-                      {}};
+        return Answer{
+            Refusal{ResultCode::UnknownCommand, "there is no command '" + std::string(request.command.substr(0, kLongestShown)) +
+                                                    "'; corvane-protocol(7) lists those that there are"},
+            {}};
     }
     ++command->second.count;
     return command->second.handler(manager_, Call{session, request.id, request.argument});

@@ -6,8 +6,8 @@
 namespace corvane {
 
 xpc::Object errorReply(const Refusal& refusal, const xpc::Object& details) {
-    xpc::Object reply = dictionary(
-        {{ryn::kKeyErrorCode, number(refusal.result())}, {ryn::kKeyErrorString, text(refusal.sentence)}});
+    xpc::Object reply =
+        dictionary({{ryn::kKeyErrorCode, number(refusal.result())}, {ryn::kKeyErrorString, text(refusal.sentence)}});
     if (details.isDictionary()) {
         xpc_dictionary_apply(details.get(), [&reply](const char* key, xpc_object_t value) {
             if (xpc_dictionary_get_value(reply.get(), key) == nullptr) {

@@ -102,8 +102,9 @@ std::variant<Listener, std::string> Listener::open(const std::string& path, cons
     Listener listener;
     listener.lock_ = lockBeside(path);
     if (!listener.lock_) {
-        return errno == EWOULDBLOCK ? "another manager listens on " + path + " already; stop it or name another socket with --socket"
-                                    : because("can't lock " + path + ".lock") + "; name another socket with --socket";
+        return errno == EWOULDBLOCK
+                   ? "another manager listens on " + path + " already; stop it or name another socket with --socket"
+                   : because("can't lock " + path + ".lock") + "; name another socket with --socket";
     }
     if (auto why = clear(path)) {
         return std::move(*why);

@@ -17,7 +17,8 @@ Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
       scratchLog_(stateFolder / "Scratch"),
       traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_) {
     log::alsoTo([this](std::string_view line) { scratchLog_.write(line); });
-    traceSettings_.setObserver([this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
+    traceSettings_.setObserver(
+        [this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
 }
 
 Manager::~Manager() {
@@ -38,7 +39,8 @@ std::optional<Refusal> Manager::refuseReset() {
     if (!RYNProperties::storedBlockBasebandResets()) {
         return std::nullopt;
     }
-    return Refusal{ResultCode::Blocked, "resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first"};
+    return Refusal{ResultCode::Blocked,
+                   "resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first"};
 }
 
 std::optional<Refusal> Manager::unblockResets() {

@@ -105,7 +105,9 @@ std::variant<Options, Options::Exit> Options::parse(const std::vector<std::strin
             return badUsage(name + " takes a value; Corvane --help shows which");
         }
         const bool valueIsNext = option->takesValue && equals == std::string::npos;
-        const std::string value = valueIsNext ? arguments[++index] : equals == std::string::npos ? "" : argument.substr(equals + 1);
+        const std::string value = valueIsNext                   ? arguments[++index]
+                                  : equals == std::string::npos ? ""
+                                                                : argument.substr(equals + 1);
         if (const auto why = option->set(options, value)) {
             return badUsage(name + ": " + *why);
         }

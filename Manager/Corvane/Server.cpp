@@ -120,9 +120,9 @@ bool Server::admit(const PeerPolicy::Peer& peer) {
     const bool userIsOverLimit = !peer.trusted && clientsOfUser_[peer.user] >= limits_.clientsOfUser;
     if (connections_.size() >= limits_.clients || userIsOverLimit) {
         ++figures_.refusedOverLimit;
-        refusedOverLimit_.warning("refused " + who + ": there are " +
-                                  std::to_string(userIsOverLimit ? limits_.clientsOfUser : limits_.clients) +
-                                  (userIsOverLimit ? " of this user, the most that one may have" : " clients, the most there may be"));
+        refusedOverLimit_.warning(
+            "refused " + who + ": there are " + std::to_string(userIsOverLimit ? limits_.clientsOfUser : limits_.clients) +
+            (userIsOverLimit ? " of this user, the most that one may have" : " clients, the most there may be"));
         return false;
     }
     return true;

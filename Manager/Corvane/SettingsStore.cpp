@@ -12,10 +12,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// An exclusive lock keeps a second manager out, and the write-ahead log's index in memory instead of in a third file.
+/// Keeps a second manager out, and the write-ahead log's index in memory instead of in a third file. It must come first.
+constexpr const char* kLock = "PRAGMA locking_mode=EXCLUSIVE;";
+
 /// With synchronous=FULL every commit is one write and one sync of the log.
 constexpr const char* kSetUp =
-    "PRAGMA locking_mode=EXCLUSIVE;"
     "PRAGMA journal_mode=WAL;"
     "PRAGMA synchronous=FULL;"
     "PRAGMA cache_size=-256;"
@@ -33,7 +34,7 @@ int columnOfFirstRow(sqlite3* database, const char* query, int& value) {
     return sqlite3_exec(database, query, takeInteger, &value, nullptr);
 }
 
-/// Empty when every page is sound.
+/// SQLITE_OK when every page is sound.
 int checkPages(sqlite3* database) {
     std::string finding;
     const auto takeText = [](void* result, int, char** columns, char**) {
@@ -76,7 +77,8 @@ int peekVersion(const fs::path& file) {
     }
     sqlite3* database = nullptr;
     int version = 0;
-    if (sqlite3_open_v2((uri + "?immutable=1").c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr) == SQLITE_OK) {
+    if (sqlite3_open_v2((uri + "?immutable=1").c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr) ==
+        SQLITE_OK) {
         columnOfFirstRow(database, "PRAGMA user_version", version);
     }
     sqlite3_close(database);
@@ -150,16 +152,19 @@ SettingsStore::Opened SettingsStore::openDatabase(const fs::path& file) {
     Opened opened{Database(raw), code, {}};
     int version = 0;
     if (code == SQLITE_OK) {
+        code = sqlite3_exec(raw, kLock, nullptr, nullptr, nullptr);
+    }
+    if (code == SQLITE_OK) {
         code = columnOfFirstRow(raw, "PRAGMA user_version", version);
     }
     if (code == SQLITE_OK && version > kSchemaVersion) {
         return {nullptr, SQLITE_ERROR, laterVersion(file, version)};
     }
     if (code == SQLITE_OK) {
-        code = sqlite3_exec(raw, kSetUp, nullptr, nullptr, nullptr);
+        code = checkPages(raw);  // before the first write: what is damaged is kept as it is
     }
     if (code == SQLITE_OK) {
-        code = checkPages(raw);
+        code = sqlite3_exec(raw, kSetUp, nullptr, nullptr, nullptr);
     }
     if (code == SQLITE_BUSY) {
         return {nullptr, code, "another manager uses them; name another folder with --state"};

@@ -15,7 +15,7 @@ struct ClientFigures {
     std::uint64_t connected = 0;       ///< now
     std::uint64_t watchingEvents = 0;  ///< now
     std::uint64_t accepted = 0;
-    std::uint64_t refusedPeers = 0;     ///< not allowed to connect
+    std::uint64_t refusedPeers = 0;  ///< not allowed to connect
     std::uint64_t refusedOverLimit = 0;
     std::uint64_t ended = 0;  ///< by the daemon: malformed packets, no hello in time, nothing read
     std::uint64_t eventsSent = 0;
@@ -37,7 +37,8 @@ public:
     explicit BootFigures(SettingsStore& store);
 
     /// In seconds, from 0; absent ones stay as they are. @return why they could not be kept.
-    std::optional<std::string> report(std::optional<std::int64_t> lastRecoveryTime, std::optional<std::int64_t> lastHardResetTime);
+    std::optional<std::string> report(std::optional<std::int64_t> lastRecoveryTime,
+                                      std::optional<std::int64_t> lastHardResetTime);
     /// Adds the reported ones to `figures`.
     void addTo(const xpc::Object& figures) const;
 

@@ -30,7 +30,8 @@ long numberOf(const std::string& name) {
 std::optional<Refusal> failed(const fs::path& folder, const std::string& why) {
     std::error_code ignored;
     fs::remove_all(folder, ignored);
-    return Refusal{ResultCode::StorageFailed, "the trace logs could not be written to " + folder.parent_path().string() + ": " + why};
+    return Refusal{ResultCode::StorageFailed,
+                   "the trace logs could not be written to " + folder.parent_path().string() + ": " + why};
 }
 
 bool writeFile(const fs::path& path, const std::string& content) {

@@ -64,16 +64,16 @@ std::variant<TraceSettings::Row*, Refusal> TraceSettings::find(std::string_view 
     const std::string name = isKind ? ryn::trace::typeAsString(type) : std::string(trace);
     const auto rows = traces_.find(name);
     if (rows == traces_.end()) {
-        return isKind ? Refusal{ResultCode::NotSupported, "trace " + name + " is not supported on this device; supported are " +
-                                                              joinedKeys(traces_)}
+        return isKind ? Refusal{ResultCode::NotSupported,
+                                "trace " + name + " is not supported on this device; supported are " + joinedKeys(traces_)}
                       : Refusal{ResultCode::InvalidArgument,
                                 "there is no trace '" + name + "'; supported are " + joinedKeys(traces_)};
     }
     if (Row* row = findExactly(name, property); row != nullptr) {
         return row;
     }
-    return Refusal{ResultCode::InvalidArgument, "trace " + name + " has no property '" + std::string(property) +
-                                                    "'; it has " + joinedKeys(rows->second)};
+    return Refusal{ResultCode::InvalidArgument,
+                   "trace " + name + " has no property '" + std::string(property) + "'; it has " + joinedKeys(rows->second)};
 }
 
 std::variant<xpc::Object, Refusal> TraceSettings::reply(std::string_view trace, std::string_view property) {
@@ -129,6 +129,8 @@ void TraceSettings::show(Row& row, std::string value) {
 
 std::optional<Refusal> TraceSettings::take(Row& row, const std::string& value) {
     if (row.property.keeping == Keeping::Preferences && !row.property.write(value)) {
+        // A value that could not be written stays staged, and would be read back, but for this.
+        row.property.write(row.value);
         return Refusal{ResultCode::StorageFailed, "the preferences could not be written"};
     }
     show(row, value);

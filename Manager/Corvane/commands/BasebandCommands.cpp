@@ -55,7 +55,8 @@ Later setOperatingMode(Manager& manager, const Call& call) {
 Later reset(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
     const std::string_view type = arguments.text(ryn::kKeyBasebandResetType);
-    const std::string_view subType = arguments.optionalText(ryn::kKeyBasebandResetSubType, ryn::kBasebandResetSubTypeUserTriggered);
+    const std::string_view subType =
+        arguments.optionalText(ryn::kKeyBasebandResetSubType, ryn::kBasebandResetSubTypeUserTriggered);
     const std::string_view reason = arguments.optionalText(ryn::kKeyBasebandResetReason, "");
     const bool soft = type == ryn::kBasebandResetTypeSoft;
     if (arguments && !soft && type != ryn::kBasebandResetTypeHard) {

@@ -45,7 +45,8 @@ std::optional<Answer> getTEMSProperty(Manager& manager, const Call&) {
     if (auto* refusal = std::get_if<Refusal>(&found)) {
         return refuse(std::move(*refusal));
     }
-    return Answer{std::nullopt, dictionary({{ryn::kKeyTEMSMode, text(manager.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})};
+    return Answer{std::nullopt,
+                  dictionary({{ryn::kKeyTEMSMode, text(manager.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})};
 }
 
 std::optional<Answer> setTEMSProperty(Manager& manager, const Call& call) {

@@ -1,0 +1,130 @@
+#include "Corvane/Peer.h"
+#include "support/Daemon.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+
+namespace {
+
+using support::boolean;
+using support::Daemon;
+using support::dictionary;
+using support::number;
+using support::text;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const xpc::Object kNull = xpc::Object::adopt(xpc_null_create());
+
+TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
+    struct Case {
+        const char* command;
+        xpc::Object argument;
+        const char* code;
+        const char* sentence;
+    };
+    const Case cases[] = {
+        {"MakeCoffeeCommand", kNull, "0xE020E100", "there is no command 'MakeCoffeeCommand'"},
+        {"GetTracePropertyCommand", kNull, "0xE020E101", "the argument is null; a dictionary is required"},
+        {"GetTracePropertyCommand", dictionary({}), "0xE020E101", "KeyTraceName is missing; it takes a string"},
+        {"GetTracePropertyCommand", dictionary({{"KeyTraceName", number(1)}}), "0xE020E101",
+         "KeyTraceName is an integer; it takes a string"},
+        {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
+        {"SetBasebandOperatingModeCommand", dictionary({}), "0xE020E101", "KeyBasebandOperatingMode is missing"},
+        {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101", "8"},
+        {"ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Warm")}}), "0xE020E101",
+         "'Soft reset' and 'Hard reset'"},
+        {"BasebandNVDataCommand", dictionary({{"KeyBasebandNVDataAction", text("Read")}}), "0xE020E101", "there is 'Erase'"},
+        {"BasebandSyncFSCommand", dictionary({{"KeyFSSyncWaitForCompletion", number(1)}}), "0xE020E101", "it takes a boolean"},
+        {"BasebandDiagnosticsCommand", dictionary({{"KeyBasebandDiagnosticsAction", text("Walk")}}), "0xE020E101",
+         "there are BasebandDiagnosticsActionRun and"},
+        {"LogCollectionCommand", dictionary({{"KeyLogCollectionAction", text("Enable")}, {"KeyTracePropertyName", text("X")}}),
+         "0xE020E101", "it takes NPA, F3"},
+        {"SimulatePowerNotificationCommand", dictionary({{"KeyPowerNotificationMessage", number(-1)}}), "0xE020E101",
+         "it takes 0 to 4294967295"},
+        {"SetTEMSPropertyCommand", dictionary({{"KeyTEMSMode", text("SW")}}), "0xE020E101", "it takes OFF or HW"},
+        {"GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(3)}}), "0xE020E101", "it takes 0 to 2"},
+        {"ReportingStatisticsCommand", dictionary({{"KeyReportingModuleType", number(1)}, {"KeyReportingData", dictionary({})}}),
+         "0xE020E101", "module 1 itself"},
+        {"ReportingStatisticsCommand", dictionary({{"KeyReportingModuleType", number(0)}}), "0xE020E101",
+         "KeyReportingData is missing; it takes a dictionary"},
+        {"CollectTraceLogsCommand", dictionary({}), "0xE020E101", "KeyTraceLogsReason is missing"},
+        {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("Size")}, {"KeyTraceFilterValue", number(1)}}),
+         "0xE020E101", "there are FreeSpacePercentage and MaxLogLimit"},
+        {"AddTraceFilterCommand",
+         dictionary({{"KeyTraceFilterName", text("FreeSpacePercentage")}, {"KeyTraceFilterValue", number(101)}}), "0xE020E101",
+         "it takes 0 to 100, or null"},
+        {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("MaxLogLimit")}}), "0xE020E101",
+         "KeyTraceFilterValue is missing"},
+        {"RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("")}}), "0xE020E101", "there is no trace filter ''"},
+    };
+    const Daemon daemon;
+    Peer peer(daemon.socketPath());
+    for (const Case& row : cases) {
+        const std::string answer = peer.ask(row.command, row.argument);
+        EXPECT_THAT(answer, AllOf(StartsWith(row.code), HasSubstr("KeyErrorCode"), HasSubstr(row.sentence))) << row.command;
+    }
+    const std::string figures = peer.ask("GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(1)}}));
+    EXPECT_THAT(figures, AllOf(HasSubstr(R"("Refused":)" + std::to_string(std::size(cases))), HasSubstr(R"("Unknown":1)"),
+                               HasSubstr(R"("GetTracePropertyCommand":3)"), testing::Not(HasSubstr("Boot"))));
+}
+
+TEST(Commands, FailAsTheFaultRulesSay) {
+    const Daemon daemon({"--fault", "A=0xE020E0FF", "--fault", "B=-7:nodict", "--fault", "C=drop", "--fault", "D=malformed",
+                         "--fault=GetTraceFiltersCommand=hang"});
+    Peer peer(daemon.socketPath());
+    EXPECT_THAT(peer.ask("A"), AllOf(StartsWith("0xE020E0FF {"), HasSubstr(R"("KeyErrorCode":-534716161)")));
+    EXPECT_EQ(peer.ask("B"), "0xFFFFFFF9");
+    EXPECT_EQ(peer.ask("D"), "malformed");
+    peer.send(ryn::wire::Packet(ryn::wire::Request{1, "GetTraceFiltersCommand", kNull}));
+    EXPECT_EQ(peer.ask("GetTEMSPropertyCommand"), R"(0 {"KeyTEMSMode":"OFF"})");
+    EXPECT_EQ(peer.ask("C"), "closed");
+}
+
+TEST(Commands, ThatResetTheBasebandAreBlockedByThePreferenceUntilUnblocked) {
+    const Daemon daemon;
+    std::filesystem::create_directories(daemon.folder() / "config/corvane");
+    const auto block = [&daemon](bool on) {
+        support::writeFile(
+            daemon.folder() / "config/corvane/com.quorvel.Corvane.json",
+            std::string(R"({"CurrentUser":{"CurrentHost":{"BlockBasebandResets":)") + (on ? "true}}}" : "false}}}"));
+    };
+    const auto soft = dictionary({{"KeyBasebandResetType", text("Soft reset")}});
+    const auto mode = [](int value) { return dictionary({{"KeyBasebandOperatingMode", number(value)}}); };
+    Peer peer(daemon.socketPath());
+    EXPECT_EQ(peer.ask("SetBasebandOperatingModeCommand", mode(3)), "0");
+    block(true);
+    EXPECT_THAT(peer.ask("ResetBasebandCommand", soft), AllOf(StartsWith("0xE020E105"), HasSubstr("BlockBasebandResets")));
+    EXPECT_THAT(peer.ask("SetBasebandOperatingModeCommand", mode(4)), StartsWith("0xE020E105"));
+    EXPECT_EQ(peer.ask("SetBasebandOperatingModeCommand", mode(1)), "0");
+    EXPECT_EQ(peer.ask("UnblockBasebandResetCommand"), "0");
+    EXPECT_EQ(peer.ask("ResetBasebandCommand", soft), "0");
+    block(true);
+    EXPECT_THAT(peer.ask("ResetBasebandCommand", soft), StartsWith("0xE020E105"));
+}
+
+TEST(Commands, OfStatisticsTellWhatHappenedAndKeepWhatWasReported) {
+    Daemon daemon;
+    const auto report = [](const xpc::Object& data) {
+        return dictionary({{"KeyReportingModuleType", number(0)}, {"KeyReportingData", data}});
+    };
+    {
+        Peer peer(daemon.socketPath());
+        EXPECT_EQ(peer.ask("ReportingStatisticsCommand", report(dictionary({{"KeyBootModuleLastRecoveryTime", number(100)}}))),
+                  "0");
+        EXPECT_EQ(peer.ask("ReportingStatisticsCommand", report(dictionary({{"KeyBootModuleLastHardResetTime", number(7)}}))),
+                  "0");
+        EXPECT_EQ(peer.ask("ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Hard reset")}})), "0");
+        EXPECT_THAT(peer.ask("GetStatisticsCommand"), AllOf(HasSubstr(R"("HardResets":1)"), HasSubstr(R"("Connected":1)")));
+    }
+    daemon.stop(SIGKILL);
+    daemon.start();
+    EXPECT_THAT(Peer(daemon.socketPath()).ask("GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(0)}})),
+                AllOf(StartsWith(R"(0 {"Boot":{)"), HasSubstr(R"("KeyBootModuleLastHardResetTime":7)"),
+                      HasSubstr(R"("KeyBootModuleLastRecoveryTime":100)"), testing::Not(HasSubstr("Clients"))));
+}
+
+}  // namespace

@@ -1,0 +1,120 @@
+#include "Corvane/Peer.h"
+#include "support/Daemon.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+#include <set>
+
+namespace {
+
+using support::Daemon;
+using support::dictionary;
+using support::number;
+using support::text;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+class TraceLogs : public testing::Test {
+protected:
+    std::string collect(const std::string& reason) {
+        return Peer(daemon_.socketPath()).ask("CollectTraceLogsCommand", dictionary({{"KeyTraceLogsReason", text(reason)}}));
+    }
+    std::string add(const std::string& filter, const xpc::Object& value) {
+        return Peer(daemon_.socketPath())
+            .ask("AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text(filter)}, {"KeyTraceFilterValue", value}}));
+    }
+    std::string filters() { return Peer(daemon_.socketPath()).ask("GetTraceFiltersCommand"); }
+    std::string keepScratchLogs(const std::string& value) {
+        return Peer(daemon_.socketPath()).ask("SetTracePropertyCommand", property("RYN", "KeepScratchLogs", value));
+    }
+    /// The folders, oldest first.
+    std::vector<fs::path> folders() const {
+        std::set<fs::path> found;
+        std::error_code none;
+        for (const auto& entry : fs::directory_iterator(daemon_.statePath() + "/Snapshots", none)) {
+            found.insert(entry.path());
+        }
+        return {found.begin(), found.end()};
+    }
+
+    Daemon daemon_;
+    const std::string scratchLog_ = daemon_.statePath() + "/Scratch/Corvane.log";
+};
+
+TEST_F(TraceLogs, AreAFolderThatAPersonCanRead) {
+    EXPECT_EQ(collect("[tool] why"), "0");
+    ASSERT_EQ(folders().size(), 1U);
+    const fs::path folder = folders()[0];
+    EXPECT_THAT(folder.filename().string(), MatchesRegex("log-bb-[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}-[0-9]{2}-[0-9]{2}Z-1"));
+    EXPECT_TRUE(daemon_.process().waitForError("collected trace logs in " + folder.string()));
+    EXPECT_THAT(support::readFile(folder / "Corvane.log"), AllOf(HasSubstr("Z ready\n"), HasSubstr("collected trace logs")));
+    EXPECT_THAT(support::readFile(folder / "manager.json"),
+                AllOf(StartsWith("{\n"), HasSubstr(R"("Reason": "[tool] why")"), HasSubstr(R"("History": "256")"),
+                      HasSubstr(R"("MaxLogLimit": 20)"), HasSubstr(R"("Baseband": "Simulated)")));
+    EXPECT_TRUE(fs::exists(folder / "baseband.json"));
+}
+
+TEST_F(TraceLogs, AreKeptUpToTheLimit) {
+    EXPECT_EQ(add("MaxLogLimit", number(2)), "0");
+    for (int count = 0; count < 3; ++count) {
+        EXPECT_EQ(collect("again"), "0");
+    }
+    ASSERT_EQ(folders().size(), 2U);
+    EXPECT_THAT(folders()[0].string(), testing::EndsWith("-2"));
+    EXPECT_THAT(folders()[1].string(), testing::EndsWith("-3"));
+    EXPECT_EQ(add("MaxLogLimit", number(0)), "0");
+    EXPECT_THAT(collect("never"), AllOf(StartsWith("0xE020E10A"), HasSubstr("max-log filter is 0")));
+    EXPECT_EQ(folders().size(), 2U);
+}
+
+TEST_F(TraceLogs, AreRefusedOnAFullerDiskThanTheFilterAllows) {
+    EXPECT_EQ(add("FreeSpacePercentage", number(100)), "0");
+    EXPECT_THAT(collect("too full"), AllOf(StartsWith("0xE020E10A"), HasSubstr("the free-space filter asks for 100 %")));
+    EXPECT_TRUE(folders().empty());
+    EXPECT_EQ(Peer(daemon_.socketPath())
+                  .ask("RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("FreeSpacePercentage")}})),
+              "0");
+    EXPECT_EQ(collect("no filter"), "0");
+}
+
+TEST_F(TraceLogs, TakeTheScratchLogAlongUnlessItIsKept) {
+    EXPECT_EQ(collect("moved"), "0");
+    EXPECT_FALSE(fs::exists(scratchLog_));
+    EXPECT_EQ(keepScratchLogs("true"), "0");
+    EXPECT_EQ(collect("copied"), "0");
+    EXPECT_THAT(support::readFile(scratchLog_), HasSubstr("KeepScratchLogs is now true"));
+    EXPECT_THAT(support::readFile(folders()[1] / "Corvane.log"), HasSubstr("KeepScratchLogs is now true"));
+    EXPECT_EQ(keepScratchLogs("false"), "0");
+    EXPECT_FALSE(fs::exists(scratchLog_));
+}
+
+TEST_F(TraceLogs, HaveFiltersThatOutliveTheManager) {
+    EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":1,"MaxLogLimit":20})");
+    EXPECT_EQ(add("FreeSpacePercentage", number(33)), "0");
+    EXPECT_EQ(
+        Peer(daemon_.socketPath()).ask("RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("MaxLogLimit")}})),
+        "0");
+    daemon_.stop(SIGKILL);
+    daemon_.start();
+    EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":33})");
+    EXPECT_EQ(add("FreeSpacePercentage", xpc::Object::adopt(xpc_null_create())), "0");
+    EXPECT_EQ(add("MaxLogLimit", xpc::Object::adopt(xpc_null_create())), "0");
+    EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":1,"MaxLogLimit":20})");
+}
+
+/// What a kill leaves half written is no folder of trace logs, and goes with the next collection.
+TEST_F(TraceLogs, AppearWhole) {
+    const fs::path leftover = daemon_.statePath() + "/Snapshots/log-bb-2026-01-01T00-00-00Z-9.partial";
+    fs::create_directories(leftover);
+    EXPECT_EQ(collect("whole"), "0");
+    ASSERT_EQ(folders().size(), 1U);
+    EXPECT_THAT(folders()[0].string(), testing::EndsWith("-1"));
+}
+
+}  // namespace

@@ -1,0 +1,73 @@
+#include "Corvane/Dispatcher.h"
+#include "Corvane/EventLoop.h"
+#include "Corvane/Log.h"
+#include "Corvane/Manager.h"
+#include "Corvane/StoredBaseband.h"
+#include "Corvane/baseband/SimulatedBaseband.h"
+#include "Corvane/commands/Commands.h"
+#include "support/TempFolder.h"
+
+#include <cstdlib>
+
+namespace {
+
+using corvane::Session;
+
+/// A client's answers must be packets of the protocol.
+class Sink : public corvane::PacketSink {
+public:
+    void send(std::span<const std::uint8_t> packet) override {
+        if (!ryn::wire::decode(packet)) {
+            std::abort();
+        }
+    }
+    void end(std::string_view) override {}
+};
+
+/// The whole manager but its sockets.
+class Fuzzed {
+public:
+    Fuzzed() {
+        setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
+        corvane::log::setLevel(corvane::log::Level::Error);
+        sd_event* loop = nullptr;
+        sd_event_new(&loop);
+        loop_.reset(loop);
+        store_ = std::get<std::unique_ptr<corvane::SettingsStore>>(corvane::SettingsStore::open(folder_.path()));
+        storage_.emplace(*store_);
+        manager_.emplace(*store_, folder_.path());
+        dispatcher_.emplace(*manager_, corvane::FaultRules());
+        corvane::addAllCommands(*dispatcher_);
+        manager_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *storage_), [](const char*, const xpc::Object&) {});
+    }
+
+    /// @param input packets, each behind its length in two bytes.
+    void converse(std::span<const std::uint8_t> input) {
+        Sink sink;
+        const auto session = std::make_shared<Session>(*dispatcher_, sink);
+        while (input.size() >= 2) {
+            const std::size_t length = std::min<std::size_t>(std::size_t{input[0]} << 8U | input[1], input.size() - 2);
+            if (session->receive(input.subspan(2, length)) == Session::Progress::Ended) {
+                return;
+            }
+            input = input.subspan(2 + length);
+        }
+        sd_event_run(loop_.get(), 0);
+    }
+
+private:
+    support::TempFolder folder_;
+    corvane::EventLoop loop_;
+    std::unique_ptr<corvane::SettingsStore> store_;
+    std::optional<corvane::StoredBaseband> storage_;
+    std::optional<corvane::Manager> manager_;
+    std::optional<corvane::Dispatcher> dispatcher_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static Fuzzed fuzzed;
+    fuzzed.converse({data, size});
+    return 0;
+}
