@@ -1,0 +1,355 @@
+#include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
+
+#include "Corvane/EventLoop.h"
+#include "Corvane/Values.h"
+#include "Corvane/modemmanager/ModemManagerRig.h"
+#include "platform/ryn/constants.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace corvane {
+namespace {
+
+using support::AtModem;
+using support::ModemManagerRig;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+using Command = std::function<void(Baseband& baseband, Completion completion)>;
+
+Command setMode(std::int64_t mode, int timeout = 0) {
+    return [=](Baseband& baseband, Completion done) {
+        baseband.setOperatingMode(mode, std::chrono::seconds(timeout), std::move(done));
+    };
+}
+
+Command reset(ResetType type) {
+    return [=](Baseband& baseband, Completion done) { baseband.reset({type, "UserTriggered", "a test"}, std::move(done)); };
+}
+
+template <typename Method>
+Command call(Method method) {
+    return [=](Baseband& baseband, Completion done) { (baseband.*method)(std::move(done)); };
+}
+
+const Command kVersion = call(&Baseband::getVersion);
+const Command kBootState = call(&Baseband::getBootState);
+const Command kMode = call(&Baseband::getOperatingMode);
+const Command kTime = call(&Baseband::getTime);
+const Command kErase = call(&Baseband::eraseNVData);
+const Command kStatistics = call(&Baseband::getStatistics);
+
+/// A refusal as "code: sentence", a reply as JSON, "ok" for neither.
+std::string describe(const Answer& answer) {
+    static const char* const kCodes[] = {"unknown", "invalid", "unsupported", "state",   "busy", "blocked",
+                                         "timeout", "aborted", "failed",      "storage", "limit"};
+    if (answer.refusal) {
+        return kCodes[static_cast<std::uint32_t>(answer.refusal->code) & 0xFFU] + (": " + answer.refusal->sentence);
+    }
+    return answer.reply ? xpc::to_string(answer.reply) : "ok";
+}
+
+/// The backend on a real event loop, with a real ModemManager and what the backend has told.
+class ModemManagerBasebandTest : public testing::Test, protected BasebandListener {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(ModemManagerRig::whatIsMissing(), "");
+        rig_.emplace();
+        sd_event* made = nullptr;
+        ASSERT_GE(sd_event_new(&made), 0);
+        loop_.reset(made);
+    }
+    void TearDown() override {
+        if (baseband_) {
+            baseband_->stop();
+        }
+    }
+
+    void start(const std::string& name = "") {
+        baseband_ = std::make_unique<ModemManagerBaseband>(*loop_, name);
+        baseband_->start(*this);
+    }
+    /// Starts it and waits until it knows `modem`.
+    void startWith(const AtModem& modem, const std::string& plugin = "fibocom") {
+        rig_->plug(modem, "slot", plugin);
+        start();
+        awaitEvents({"Ready", "mode 1"});
+    }
+
+    void runUntil(const std::function<bool()>& reached) {
+        const auto deadline = std::chrono::steady_clock::now() + support::kPatience;
+        while (!reached()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+                << "events: " << testing::PrintToString(events_) << "; log: " << testing::PrintToString(log_);
+            ASSERT_GE(sd_event_run(loop_.get(), 1'000'000), 0);
+        }
+    }
+    /// Waits for as many events, and holds all there were against them.
+    void awaitEvents(const std::vector<std::string>& expected) {
+        runUntil([&] { return events_.size() >= expected.size(); });
+        EXPECT_EQ(events_, expected);
+        events_.clear();
+    }
+    std::string perform(const Command& command) {
+        std::optional<Answer> answer;
+        command(*baseband_, [&](Answer given) { answer = std::move(given); });
+        runUntil([&] { return answer.has_value(); });
+        return describe(answer.value_or(Answer{}));
+    }
+
+    /// Waits until the statistics, rendered as JSON, hold `text`.
+    void awaitStatistics(const std::string& text) {
+        runUntil([&] { return perform(kStatistics).find(text) != std::string::npos; });
+    }
+
+    /// File names and their contents.
+    std::map<std::string, std::string> snapshot() {
+        std::map<std::string, std::string> contents;
+        baseband_->collectSnapshot([&](const std::vector<SnapshotFile>& files) {
+            for (const SnapshotFile& file : files) {
+                contents[file.name] = file.content;
+            }
+        });
+        runUntil([&] { return !contents.empty(); });
+        return contents;
+    }
+
+    std::optional<ModemManagerRig> rig_;
+    EventLoop loop_;
+    std::unique_ptr<ModemManagerBaseband> baseband_;
+    std::vector<std::string> events_;  ///< "Ready", "mode 1", ...
+    std::vector<std::string> log_;
+
+private:
+    void basebandEvent(const char* event, const xpc::Object& payload) override {
+        const bool isBootState = std::string_view(event) == ryn::kEventBasebandBootStateChange;
+        events_.push_back(isBootState ? textAt(payload, ryn::kKeyBasebandBootState).value_or("?")
+                                      : "mode " + std::to_string(numberAt(payload, ryn::kKeyBasebandOperatingMode).value_or(-1)));
+    }
+    void basebandLog(std::string_view sentence) override { log_.emplace_back(sentence); }
+};
+
+TEST_F(ModemManagerBasebandTest, WhatOneCommandChangesAnotherShows) {
+    AtModem modem;
+    startWith(modem);
+    rig_->plugAgainAfterReset(modem);
+    modem.setClock("26/11/21,08:55:01+04");
+
+    struct Step {
+        Command command;
+        std::string answer;
+        std::vector<std::string> events;
+        std::string statistics;
+    };
+    const Step steps[] = {
+        {kVersion, R"({"KeyBasebandVersion":"Acme-1.2.3"})", {}, R"("State":"disabled")"},
+        {setMode(0), "ok", {"mode 0"}, R"("State":"registered")"},
+        {kMode, R"({"KeyBasebandOperatingMode":0})", {}, R"("OperatorName":"Testnet")"},
+        {kTime, R"({"KeyBasebandTimeAsString":"2026-11-21T08:55:01+01"})", {}, R"("SignalQualityPercentage":64)"},
+        {setMode(1), "ok", {"mode 1"}, R"("PowerState":"low")"},
+        {kMode, R"({"KeyBasebandOperatingMode":1})", {}, R"("State":"disabled")"},
+        {setMode(0), "ok", {"mode 0"}, R"("Registration":"home")"},
+        {setMode(3), "ok", {"mode 1", "mode 3"}, R"("PowerState":"off")"},
+        {kMode, R"({"KeyBasebandOperatingMode":3})", {}, R"("ModemManagerVersion":")"},
+        {setMode(0), "ok", {"mode 1", "mode 0"}, R"("AccessTechnologies":["lte"])"},
+        {reset(ResetType::Soft), "ok", {"Resetting", "Ready", "mode 1"}, R"("Boots":2,)"},
+        {kBootState, R"({"KeyBasebandBootState":"Ready"})", {}, R"("SoftResets":1)"},
+    };
+    for (const Step& step : steps) {
+        EXPECT_EQ(perform(step.command), step.answer);
+        awaitEvents(step.events);
+        awaitStatistics(step.statistics);
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+TEST_F(ModemManagerBasebandTest, WhatAModemCanNotDoIsRefusedInOneSentence) {
+    AtModem modem;
+    startWith(modem, "generic");  // a plug-in that has neither power states nor a reset
+    const auto diagnostics = [](Baseband& baseband, Completion done) { baseband.runDiagnostics("", {}, std::move(done)); };
+    const auto sync = [](Baseband& baseband, Completion done) { baseband.syncFileSystem(true, std::move(done)); };
+    const auto notify = [](Baseband& baseband, Completion done) { baseband.simulatePowerNotification(1, std::move(done)); };
+    const auto dumpLog = [](Baseband& baseband, Completion done) {
+        baseband.controlPowerLog(PowerLog::NPA, PowerLogAction::Dump, std::move(done));
+    };
+    const struct {
+        Command command;
+        std::string refusal;
+    } cases[] = {
+        {setMode(1), "unsupported: The modem can't go to low power: Requested power transition is not supported by this modem."},
+        {setMode(3), "unsupported: The modem can't go offline: Requested power transition is not supported by this modem."},
+        {setMode(2),
+         "unsupported: ModemManager can't bring a modem to operating mode 2; 0 (online), 1 (low power) and 3 (offline) are "
+         "possible."},
+        {reset(ResetType::Soft), "unsupported: The modem can't reset: Cannot reset the modem: operation not supported."},
+        {reset(ResetType::Hard), "unsupported: A modem behind ModemManager has no hard reset"},
+        {kErase, "unsupported: The modem can't put its data back to the factory's: Cannot reset the modem to factory defaults"},
+        {kTime, "state: The modem can't tell the time: Cannot load network time: not registered yet."},
+        {call(&Baseband::getWakeReason), "unsupported: ModemManager doesn't tell what woke"},
+        {sync, "unsupported: A modem behind ModemManager keeps its own data"},
+        {dumpLog, "unsupported: ModemManager has no power logs."},
+        {notify, "unsupported: ModemManager takes no power notifications."},
+        {diagnostics, "unsupported: ModemManager has no RF self-test."},
+        {call(&Baseband::abortDiagnostics), "unsupported: ModemManager has no RF self-test"},
+    };
+    for (const auto& [command, refusal] : cases) {
+        EXPECT_THAT(perform(command), StartsWith(refusal));
+    }
+    EXPECT_EQ(perform(kBootState), R"({"KeyBasebandBootState":"Ready"})");
+    awaitEvents({});
+}
+
+TEST_F(ModemManagerBasebandTest, ASimThatIsLockedOrAbsentIsTold) {
+    const struct {
+        AtModem::Sim sim;
+        std::string bootState;
+        std::string reply;
+        std::string online;
+        std::string time;
+    } cases[] = {
+        {AtModem::Sim::Locked, "Ready", R"({"KeyBasebandBootState":"Ready"})",
+         "state: The modem can't go online: Cannot enable modem: device locked; its lock is sim-pin, \"mmcli --sim=0 --pin=PIN\" "
+         "opens the SIM's.",
+         "unsupported: The modem can't tell the time: its lock is sim-pin"},
+        {AtModem::Sim::Absent, "Off (sim-missing)",
+         R"~({"KeyBasebandBootState":"Off (sim-missing)","KeyErrorString":"ModemManager found it unusable: sim-missing"})~",
+         "state: The modem can't go online: modem in failed state; ModemManager found it unusable: sim-missing.",
+         "unsupported: The modem can't tell the time: ModemManager found it unusable: sim-missing."},
+    };
+    start();
+    for (const auto& [sim, bootState, reply, online, time] : cases) {
+        AtModem modem;
+        modem.setSim(sim);
+        rig_->plug(modem);
+        awaitEvents({bootState, "mode 1"});
+        EXPECT_EQ(perform(kBootState), reply);
+        EXPECT_EQ(perform(setMode(0)), online);
+        EXPECT_THAT(perform(kTime), StartsWith(time));
+        EXPECT_EQ(perform(setMode(3)), "ok");
+        awaitEvents({"mode 3"});
+        if (sim == AtModem::Sim::Locked) {
+            rig_->call("/org/freedesktop/ModemManager1/SIM/0", "org.freedesktop.ModemManager1.Sim", "SendPin", "s",
+                       AtModem::kPin);
+            awaitEvents({"Booting", "Ready"});
+            EXPECT_EQ(perform(setMode(0)), "ok");
+            awaitEvents({"mode 1", "mode 0"});
+        }
+        rig_->unplug();
+        awaitEvents({"Off"});
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+TEST_F(ModemManagerBasebandTest, ModemManagerAndBusComeAndGo) {
+    AtModem modem;
+    startWith(modem);
+    const std::string off = R"({"KeyBasebandBootState":"Off"})";
+    const struct {
+        std::function<void()> leave;
+        std::string refusal;
+        std::function<void()> comeBack;
+    } cases[] = {
+        {[&] { rig_->unplug(); }, "state: ModemManager has no modem.", [] {}},
+        {[&] { rig_->stopModemManager(SIGKILL); },
+         "state: ModemManager isn't running; \"systemctl start ModemManager\" starts it.", [&] { rig_->startModemManager(); }},
+        {[&] { rig_->stopBus(); },
+         "state: The system bus can't be reached, so neither can a modem; it is tried again every few seconds.",
+         [&] {
+             rig_->startBus();
+             rig_->startModemManager();
+         }},
+    };
+    for (const auto& [leave, refusal, comeBack] : cases) {
+        leave();
+        awaitEvents({"Off"});
+        for (const Command& command : {kMode, kTime, kErase, setMode(0), reset(ResetType::Soft)}) {
+            EXPECT_EQ(perform(command), refusal);
+        }
+        EXPECT_EQ(perform(kBootState), off);
+        EXPECT_EQ(perform(kVersion), "{}");
+        comeBack();
+        rig_->plug(modem);
+        awaitEvents({"Ready", "mode 1"});
+        EXPECT_EQ(perform(setMode(0)), "ok");
+        awaitEvents({"mode 0"});
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+TEST_F(ModemManagerBasebandTest, NothingWaitsForOneThatDoesNotAnswer) {
+    AtModem modem;
+    startWith(modem);
+    modem.mute();
+    EXPECT_EQ(perform(setMode(0, 1)), "timeout: The modem isn't in operating mode 0 after 1 s; it may still come.");
+    rig_->stopModemManager(SIGSTOP);
+    EXPECT_EQ(perform(kMode), R"({"KeyBasebandOperatingMode":1})");
+
+    std::vector<std::string> answers;
+    for (const Command& command : {kTime, setMode(3), kErase, reset(ResetType::Soft), reset(ResetType::Soft)}) {
+        command(*baseband_, [&](const Answer& answer) { answers.push_back(describe(answer)); });
+    }
+    EXPECT_THAT(answers, ElementsAre("busy: The modem is being reset already."));
+    answers.clear();
+    baseband_->stop();
+    EXPECT_THAT(answers, UnorderedElementsAre(StartsWith("aborted: "), StartsWith("aborted: "), StartsWith("aborted: "),
+                                              StartsWith("aborted: ")));
+}
+
+TEST_F(ModemManagerBasebandTest, OneOfSeveralModemsIsChosenAndKept) {
+    AtModem first("490154203237518");
+    AtModem second("356938035643809");
+    rig_->plug(first, "left");
+    rig_->plug(second, "right");
+    const std::string isFirst = R"(IMEI 490154203237518)";
+    const std::string isSecond = R"(IMEI 356938035643809)";
+    const struct {
+        std::string name;
+        std::string chosen;
+    } cases[] = {
+        {"356938035643809", isSecond},
+        {"/virtual/left", isFirst},
+        {first.port(), isFirst},
+        {"", isFirst},
+        {"/org/freedesktop/ModemManager1/Modem/0", isFirst},
+        {"1", isSecond},
+    };
+    for (const auto& [name, chosen] : cases) {
+        start(name);
+        awaitStatistics(chosen);
+        baseband_->stop();
+    }
+    // An index is another one when the modem comes back, and may then be that of another modem.
+    start("1");
+    awaitStatistics(isSecond);
+    events_.clear();
+    rig_->unplug("right");
+    awaitEvents({"Off"});
+    EXPECT_THAT(perform(kMode),
+                HasSubstr("ModemManager has no modem \"1\"; it has /org/freedesktop/ModemManager1/Modem/0 (Acme"));
+    rig_->plug(second, "right");
+    awaitEvents({"Ready", "mode 1"});
+    awaitStatistics(isSecond);
+}
+
+TEST_F(ModemManagerBasebandTest, ASnapshotHoldsTheModemAndItsBearers) {
+    AtModem modem;
+    startWith(modem);
+    EXPECT_EQ(rig_->call("/org/freedesktop/ModemManager1/Modem/0", "org.freedesktop.ModemManager1.Modem", "CreateBearer", "a{sv}",
+                         1, "apn", "s", "internet"),
+              "");
+    EXPECT_THAT(snapshot()["modem.json"], HasSubstr(R"("EquipmentIdentifier": "490154203237518")"));
+    runUntil([&] { return snapshot()["bearers.json"].find(R"("apn": "internet")") != std::string::npos; });
+}
+
+}  // namespace
+}  // namespace corvane
