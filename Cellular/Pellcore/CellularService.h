@@ -28,7 +28,7 @@ private:
     void bringOnline();
     void report(const std::string& what, const xpc::Object& reply);
 
-    const dispatch_queue_t queue_;
+    dispatch_queue_t queue_;
     const ryn::client::ManagerPtr manager_;
     bool asking_ = false;
     std::string bootState_;

@@ -29,6 +29,9 @@ int perform(Manager& manager, const char* command, const xpc::Object& argument) 
 
 }  // namespace
 
+// The library's interface takes the manager by shared pointer, copied for the call.
+// NOLINTBEGIN(performance-unnecessary-value-param)
+
 ManagerPtr CreateManager(const std::string& clientName, dispatch_queue_t queue) {
     auto manager = std::make_shared<Manager>(clientName, queue);
     platform::addToRunLoop(manager);
@@ -77,5 +80,7 @@ int RemoveTraceFilter(ManagerPtr manager, const std::string& filter) {
 int GetTraceFilters(ManagerPtr manager, xpc::Object& filters) {
     return PerformCommand(std::move(manager), request::kGetTraceFilters, xpc::Object::adopt(xpc_null_create()), filters);
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 }  // namespace ryn::client

@@ -40,7 +40,7 @@ public:
     std::size_t backlog() const { return backlog_->load(std::memory_order_relaxed); }
 
 private:
-    const dispatch_queue_t queue_;
+    dispatch_queue_t queue_;
     /// Outlives this in the events that are still on the queue.
     const std::shared_ptr<std::atomic<std::size_t>> backlog_ = std::make_shared<std::atomic<std::size_t>>(0);
 };

@@ -37,7 +37,7 @@ const std::string kTooLarge = toString(ryn::client::kResultTooLarge);
 std::string performAsynchronously(TestClient& client, const std::string& command, const xpc::Object& argument,
                                   std::chrono::milliseconds patience) {
     Lines lines;
-    const dispatch_group_t group = dispatch_group_create();
+    dispatch_group_t group = dispatch_group_create();
     {
         const Entered entered(group);
         client.manager().perform(
@@ -299,6 +299,7 @@ TEST(Connection, GivesEachThreadItsOwnReply) {
     client.manager().setEvents(true);
     std::array<int, kThreads> right{};
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&client, &right, thread] {
             const Way& perform = kWays[thread % 2].second;

@@ -63,7 +63,7 @@ public:
     static constexpr std::chrono::milliseconds kLong{support::kPatience};
 
 private:
-    const dispatch_queue_t queue_ = dispatch_queue_create("test.queue", nullptr);
+    dispatch_queue_t queue_ = dispatch_queue_create("test.queue", nullptr);
     ryn::client::ManagerPtr manager_;
 };
 
@@ -76,5 +76,5 @@ public:
     ~Entered() { dispatch_group_leave(group_); }
 
 private:
-    const dispatch_group_t group_;
+    dispatch_group_t group_;
 };

@@ -236,7 +236,7 @@ Buffer manyKeys(bool firstTwice) {
 TEST(Wire, TakesManyKeysInAnyOrder) {
     const auto packet = wire::decode(manyKeys(false));
     ASSERT_TRUE(packet);
-    const xpc_object_t dictionary = std::get<wire::Request>(*packet).argument.get();
+    xpc_object_t dictionary = std::get<wire::Request>(*packet).argument.get();
     EXPECT_EQ(xpc_dictionary_get_count(dictionary), 10'000U);
     EXPECT_TRUE(xpc_bool_get_value(xpc_dictionary_get_value(dictionary, "10000")));
     EXPECT_EQ(render(manyKeys(true)), "refused");
@@ -250,7 +250,7 @@ bool encodes(const xpc::Object& argument) {
 xpc::Object nested(unsigned depth) {
     auto value = support::number(1);
     for (; depth > 0; --depth) {
-        const xpc_object_t content = value.get();
+        xpc_object_t content = value.get();
         value = xpc::Object::adopt(xpc_array_create(&content, 1));
     }
     return value;
@@ -280,11 +280,13 @@ TEST(Wire, EncodesOnlyWhatFitsAPacket) {
 }
 
 TEST(Wire, JudgesUtf8AcrossWordBoundaries) {
-    for (std::size_t before = 0; before < 17; ++before) {
-        const std::string ascii(before, 'a');
-        EXPECT_TRUE(wire::isUtf8(ascii + "\xE6\xB0\xB4" + ascii)) << before;
-        EXPECT_FALSE(wire::isUtf8(ascii + "\xE6\xB0" + ascii)) << before;
-        EXPECT_FALSE(wire::isUtf8(ascii + "\xBF" + ascii)) << before;
+    const auto within = [](std::string_view bytes, std::size_t ascii) {
+        return std::string(ascii, 'a').append(bytes).append(ascii, 'a');
+    };
+    for (std::size_t ascii = 0; ascii < 17; ++ascii) {
+        EXPECT_TRUE(wire::isUtf8(within("\xE6\xB0\xB4", ascii))) << ascii;
+        EXPECT_FALSE(wire::isUtf8(within("\xE6\xB0", ascii))) << ascii;
+        EXPECT_FALSE(wire::isUtf8(within("\xBF", ascii))) << ascii;
     }
 }
 
