@@ -9,8 +9,8 @@
 
 #include <pthread.h>
 
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 #include <memory>
 
 // The check below holds in every build.
@@ -37,9 +37,11 @@ void* runShell(void* argument) {
 }  // namespace
 
 int main(int argumentCount, char* arguments[]) {
+    // Lines come composed: each is one write(2), however long.
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
     Words words(arguments, arguments + argumentCount);
     if (!vsk::isProcessRunning("Pellcore")) {
-        output::printLine(std::cout, {"Pellcore process is not running. Please run/load Pellcore and try again."});
+        output::printLine(stdout, {"Pellcore process is not running. Please run/load Pellcore and try again."});
         return -1;
     }
     pthread_t worker{};

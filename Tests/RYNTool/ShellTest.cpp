@@ -1,11 +1,13 @@
 #include "shell/CommandBase.h"
 #include "shell/CommandShell.h"
+#include "shell/Output.h"
+#include "support/TempFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <iostream>
-#include <sstream>
+#include <algorithm>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -13,21 +15,16 @@ namespace {
 
 using testing::ElementsAre;
 
-/// Replaces the characters of a standard stream for a while.
-class Redirection {
-public:
-    Redirection(std::ios& stream, std::streambuf* characters) : stream_(stream), old_(stream.rdbuf(characters)) {}
-    ~Redirection() {
-        stream_.rdbuf(old_);
-        stream_.clear();
-    }
-    Redirection(const Redirection&) = delete;
-    Redirection& operator=(const Redirection&) = delete;
-
-private:
-    std::ios& stream_;
-    std::streambuf* old_;
-};
+/// What `action` writes on standard output, with `input` on standard input.
+template <typename Action>
+std::string outputOf(const Action& action, const std::string& input = "") {
+    const support::TempFolder folder;
+    support::writeFile(folder / "input", input);
+    EXPECT_NE(std::freopen((folder / "input").c_str(), "r", stdin), nullptr);
+    testing::internal::CaptureStdout();
+    action();
+    return testing::internal::GetCapturedStdout();
+}
 
 /// A node whose leaves and children a test chooses.
 class Node : public CommandBase {
@@ -37,20 +34,20 @@ public:
         : CommandBase(name, std::move(parent)), registerAll_(std::move(registerAll)) {}
 
     /// A leaf that prints its words and fails when one is "fail".
-    void leaf(const std::string& word, const std::string& helpText = "") {
+    void leaf(const char* word, const char* helpText = "") {
         registerCommand(
             word,
             [word](const auto&, const Words& words) {
-                std::cout << word;
+                std::string line = word;
                 for (const std::string& argument : words) {
-                    std::cout << " <" << argument << ">";
+                    line += " <" + argument + ">";
                 }
-                std::cout << std::endl;
+                output::printLine(stdout, {line});
                 return std::find(words.begin(), words.end(), "fail") == words.end();
             },
             helpText);
     }
-    void child(const std::string& word, const Register& registerAll) {
+    void child(const char* word, const Register& registerAll) {
         registerSubCommand(word, createNode<Node>(word, weak_from_this(), registerAll));
     }
 
@@ -168,17 +165,10 @@ const Case kCases[] = {
 TEST(CommandShellTest, RunsWordsAndLines) {
     for (const Case& row : kCases) {
         SCOPED_TRACE(testing::PrintToString(row.words) + " " + row.input);
-        std::stringbuf output;
-        std::stringbuf input(row.input);
         Words words = row.words;
         words.insert(words.begin(), "tool");
         bool ok = false;
-        {
-            const Redirection out(std::cout, &output);
-            const Redirection in(std::cin, &input);
-            ok = Shell(registerTree).run(words);
-        }
-        EXPECT_EQ(output.str(), row.output);
+        EXPECT_EQ(outputOf([&] { ok = Shell(registerTree).run(words); }, row.input), row.output);
         EXPECT_EQ(ok, row.ok);
     }
 }
@@ -203,12 +193,8 @@ TEST(CommandBaseTest, LaterRegistrationReplacesButForEmptyParts) {
     EXPECT_FALSE(node->hasCommand("none"));
     EXPECT_EQ(node->getSubCommand("both")->getPath(), "/node/both");
     EXPECT_EQ(node->getSubCommand("none"), nullptr);
-    std::stringbuf output;
-    {
-        const Redirection out(std::cout, &output);
-        node->printHelp();
-    }
-    EXPECT_EQ(output.str(), "\nOptions for command 'node':\n\n\tboth              first help\n\n\n" + kBuiltIns);
+    EXPECT_EQ(outputOf([&] { node->printHelp(); }),
+              "\nOptions for command 'node':\n\n\tboth              first help\n\n\n" + kBuiltIns);
 }
 
 TEST(CommandBaseTest, WaitsForWorkThatOutlivesItsHandler) {

@@ -5,7 +5,7 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -27,9 +27,9 @@ void CoredumpCommand::registerCommands() {
 bool CoredumpCommand::status() const {
     std::string enabled;
     if (getTraceProperty(manager(), ryn::kTraceCoreDump, kEnabled.property, enabled, 0) != 0) {
-        output::printLine(std::cout, {"Failed to get status of baseband coredump"});
+        output::printLine(stdout, {"Failed to get status of baseband coredump"});
         return false;
     }
-    output::printLine(std::cout, {"Enabled: ", enabled});
+    output::printLine(stdout, {"Enabled: ", enabled});
     return true;
 }

@@ -8,7 +8,7 @@
 
 #include <array>
 #include <cstddef>
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -67,11 +67,11 @@ bool DIAGCommand::status() const {
         ok = ok && (index > 0 || result == 0);
     }
     if (!ok) {
-        output::printLine(std::cerr, {"Failed to get status of DIAG trace"});
+        output::printLine(stderr, {"Failed to get status of DIAG trace"});
         return false;
     }
     for (const std::size_t index : kOrderOfPrinting) {
-        output::printLine(std::cout, {kStatusLines[index].label, values[index], kStatusLines[index].unit});
+        output::printLine(stdout, {kStatusLines[index].label, values[index], kStatusLines[index].unit});
     }
     return true;
 }

@@ -4,7 +4,7 @@
 #include "config/Diagnostics.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -56,8 +56,8 @@ void DiagnosticsCommand::listen() {
         manager(), ryn::kEventBasebandDiagnostics, [weakThis = weak_from_this()](const xpc::Object& payload) {
             if (const auto self = weakThis.lock()) {
                 const auto lock = output::hold();
-                output::printLine(std::cout, {"Event : ", ryn::kEventBasebandDiagnostics});
-                output::printLine(std::cout, {"Event data : ", xpc::to_string(dictionaryOrNothing(payload))});
+                output::printLine(stdout, {"Event : ", ryn::kEventBasebandDiagnostics});
+                output::printLine(stdout, {"Event data : ", xpc::to_string(dictionaryOrNothing(payload))});
             }
         });
     ryn::client::EventsOn(manager());
@@ -66,7 +66,7 @@ void DiagnosticsCommand::listen() {
 bool DiagnosticsCommand::run(const dispatch::group& group, const Words& words) {
     const std::string type = words == Words{"rftest"} ? ryn::kBasebandDiagnosticsTypeRFSelfTest : "";
     if (type.empty()) {
-        output::printLine(std::cerr, {"Invalid test type [", type, "] passed."});
+        output::printLine(stderr, {"Invalid test type [", type, "] passed."});
         printHelp();
         return false;
     }
@@ -86,11 +86,11 @@ void DiagnosticsCommand::send(const dispatch::group& group, const std::string& a
     ryn::client::PerformCommand(
         manager(), ryn::kCommandBasebandDiagnostics,
         [entered, action, type](int result, const xpc::Object& reply) {
-            output::printLine(std::cout, {"Callback for command ", action, " to test ", type, " : ", verdict(result)});
+            output::printLine(stdout, {"Callback for command ", action, " to test ", type, " : ", verdict(result)});
             if (result != 0) {
                 printErrorDetail(reply);
             }
         },
         argument);
-    output::printLine(std::cout, {"Sent command ", action, " to test ", type});
+    output::printLine(stdout, {"Sent command ", action, " to test ", type});
 }

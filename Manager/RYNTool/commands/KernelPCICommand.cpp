@@ -5,7 +5,7 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -37,10 +37,10 @@ bool KernelPCICommand::status() const {
     const int enabledResult = getTraceProperty(manager(), ryn::kTraceKernelPCI, "Enabled", enabled, 0);
     const int historyResult = getTraceProperty(manager(), ryn::kTraceKernelPCI, "History", history, 0);
     if (enabledResult != 0 || historyResult != 0) {
-        output::printLine(std::cout, {"Failed to get status of kernelpci trace"});
+        output::printLine(stdout, {"Failed to get status of kernelpci trace"});
         return false;
     }
-    output::printLine(std::cout, {"Enabled: ", enabled});
-    output::printLine(std::cout, {"History: ", history, " MB"});
+    output::printLine(stdout, {"Enabled: ", enabled});
+    output::printLine(stdout, {"History: ", history, " MB"});
     return true;
 }

@@ -6,8 +6,8 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 void ModemCommand::registerCommands() {
     registerCommand(
@@ -31,14 +31,13 @@ bool ModemCommand::state(const dispatch::group& group, const Words& words) const
 bool ModemCommand::queryState() const {
     const Answer bootState = perform(ryn::kCommandGetBasebandBootState);
     output::printLine(
-        std::cout, {"Boot state: ",
-                    bootState.isReadable() ? payload::readString(bootState.reply, ryn::kKeyBasebandBootState) : ryn::kUnknown});
+        stdout, {"Boot state: ",
+                 bootState.isReadable() ? payload::readString(bootState.reply, ryn::kKeyBasebandBootState) : ryn::kUnknown});
 
     const Answer mode = perform(ryn::kCommandGetBasebandOperatingMode);
     const std::string modeText =
-        mode.isReadable() ? output::numberFor(std::cout, payload::readInteger(mode.reply, ryn::kKeyBasebandOperatingMode, -1))
-                          : ryn::kUnknown;
-    output::printLine(std::cout, {"Operating mode: ", modeText});
+        mode.isReadable() ? output::number(payload::readInteger(mode.reply, ryn::kKeyBasebandOperatingMode, -1)) : ryn::kUnknown;
+    output::printLine(stdout, {"Operating mode: ", modeText});
     return bootState.succeeded() && mode.succeeded();
 }
 
@@ -47,11 +46,11 @@ bool ModemCommand::watchState(const dispatch::group& group) const {
     ryn::client::RegisterEventHandler(manager(), ryn::kEventBasebandOperatingModeChange, [entered](const xpc::Object& payload) {
         const auto mode = payload::readInteger(payload, ryn::kKeyBasebandOperatingMode, -1);
         if (mode >= 0) {
-            output::printLine(std::cout, {"Operating mode: ", output::numberFor(std::cout, mode)});
+            output::printLine(stdout, {"Operating mode: ", output::number(mode)});
         }
     });
     ryn::client::RegisterEventHandler(manager(), ryn::kEventBasebandBootStateChange, [entered](const xpc::Object& payload) {
-        output::printLine(std::cout, {"Boot state: ", payload::readString(payload, ryn::kKeyBasebandBootState)});
+        output::printLine(stdout, {"Boot state: ", payload::readString(payload, ryn::kKeyBasebandBootState)});
     });
     ryn::client::EventsOff(manager());
     ryn::client::EventsOn(manager());
@@ -67,13 +66,13 @@ bool ModemCommand::setOperatingMode(const dispatch::group& group, const Words& w
     }
     ryn::client::PerformCommand(
         manager(), ryn::kCommandSetBasebandOperatingMode,
-        [entered](int result, const xpc::Object&) { output::printLine(std::cout, {verdict(result)}); }, argument);
+        [entered](int result, const xpc::Object&) { output::printLine(stdout, {verdict(result)}); }, argument);
     return true;
 }
 
 bool ModemCommand::time() const {
     const Answer answer = perform(ryn::kCommandGetBasebandTime);
-    output::printLine(std::cout,
+    output::printLine(stdout,
                       {"Baseband time: ",
                        answer.isReadable() ? payload::readString(answer.reply, ryn::kKeyBasebandTimeAsString) : ryn::kUnknown});
     return answer.succeeded();
@@ -82,11 +81,11 @@ bool ModemCommand::time() const {
 bool ModemCommand::wake() const {
     const Answer answer = perform(ryn::kCommandGetBasebandWakeReason);
     if (!answer.isReadable()) {
-        output::printLine(std::cerr, {"Failed to get wake reason"});
+        output::printLine(stderr, {"Failed to get wake reason"});
     } else if (payload::readInteger(answer.reply, ryn::kKeyBasebandWakeChannel, 0) == 0) {
-        output::printLine(std::cout, {"Baseband did not wake the AP"});
+        output::printLine(stdout, {"Baseband did not wake the AP"});
     } else {
-        output::printLine(std::cout, {"Baseband woke the AP due to:\n", xpc::to_string(answer.reply)});
+        output::printLine(stdout, {"Baseband woke the AP due to:\n", xpc::to_string(answer.reply)});
     }
     return answer.succeeded();
 }

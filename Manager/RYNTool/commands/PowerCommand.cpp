@@ -5,8 +5,8 @@
 #include "shell/Output.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace {
 
@@ -44,7 +44,7 @@ void PowerCommand::registerCommands() {
 bool PowerCommand::requestLog(CFStringRef action, const Words& words) const {
     const std::string log = logNamedBy(words);
     if (log.empty()) {
-        output::printLine(std::cerr, {"Invalid power log option. Pass [npa|f3]"});
+        output::printLine(stderr, {"Invalid power log option. Pass [npa|f3]"});
         return false;
     }
     const std::string actionText = textOf(action);
@@ -54,27 +54,27 @@ bool PowerCommand::requestLog(CFStringRef action, const Words& words) const {
                     {CFStringGetCStringPtr(kKeyLogCollectionAction, kCFStringEncodingUTF8), payload::string(actionText)},
                     {ryn::kKeyTracePropertyName, payload::string(log)},
                 }));
-    output::printLine(std::cout, {"Sent command to ", actionText, " ", log});
+    output::printLine(stdout, {"Sent command to ", actionText, " ", log});
     return answer.succeeded();
 }
 
 bool PowerCommand::simulate(const Words& words) const {
     if (words.empty()) {
-        output::printLine(std::cout, {"Invalid power command usage"});
+        output::printLine(stdout, {"Invalid power command usage"});
         return false;
     }
     const auto notification = static_cast<std::uint32_t>(std::strtol(words.front().c_str(), nullptr, 16));
     const Answer answer = perform(ryn::kCommandSimulatePowerNotification,
                                   payload::dictionary({{ryn::kKeyPowerNotificationMessage, payload::integer(notification)}}));
-    // Standard output stays hexadecimal from here on.
-    std::cout << std::hex;
-    const std::string shown = "Simulated power notification 0x" + output::numberFor(std::cout, notification);
+    // It stays so for whatever is printed later.
+    output::useHexadecimal();
+    const std::string shown = "Simulated power notification 0x" + output::number(notification);
     if (answer.succeeded()) {
-        output::printLine(std::cout, {shown, " accepted"});
+        output::printLine(stdout, {shown, " accepted"});
         return true;
     }
     // The line on standard output stays without its end.
-    output::print(std::cout, {shown});
-    output::printLine(std::cerr, {" rejected"});
+    output::print(stdout, {shown});
+    output::printLine(stderr, {" rejected"});
     return false;
 }

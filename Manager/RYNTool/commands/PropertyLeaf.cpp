@@ -3,11 +3,11 @@
 #include "commands/TraceProperty.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 #include <string>
 
 bool runPropertyLeaf(const PropertyLeaf& leaf, const ryn::client::ManagerPtr& manager, const char* trace, const Words& words) {
-    std::ostream& failures = leaf.failures == Stream::Error ? std::cerr : std::cout;
+    std::FILE* const failures = leaf.failures == Stream::Error ? stderr : stdout;
     if (leaf.access == Access::ReadOnly && !words.empty()) {
         output::printLine(failures, {"Denied: Can't modify '", leaf.label, "'"});
         return false;
@@ -29,6 +29,6 @@ bool runPropertyLeaf(const PropertyLeaf& leaf, const ryn::client::ManagerPtr& ma
             return false;
         }
     }
-    output::printLine(std::cout, {leaf.label, ": ", value, leaf.unit});
+    output::printLine(stdout, {leaf.label, ": ", value, leaf.unit});
     return true;
 }

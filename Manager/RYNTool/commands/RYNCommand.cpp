@@ -13,7 +13,7 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -38,14 +38,14 @@ void RYNCommand::registerCommands() {
 }
 
 bool RYNCommand::info() const {
-    output::printLine(std::cout, {"Tool version: ", toolVersion()});
+    output::printLine(stdout, {"Tool version: ", toolVersion()});
     const Answer answer = perform(ryn::kCommandGetCorvaneInfo);
     if (!answer.succeeded()) {
-        output::printLine(std::cerr, {"Query to get Daemon and Baseband version failed."});
-        output::printLine(std::cerr, {"Error data : ", xpc::to_string(answer.reply)});
+        output::printLine(stderr, {"Query to get Daemon and Baseband version failed."});
+        output::printLine(stderr, {"Error data : ", xpc::to_string(answer.reply)});
         return false;
     }
-    output::printLine(std::cout, {"Daemon version: ", payload::readString(answer.reply, ryn::kKeyCorvaneVersion)});
-    output::printLine(std::cout, {"Baseband version: ", payload::readString(answer.reply, ryn::kKeyBasebandVersion)});
+    output::printLine(stdout, {"Daemon version: ", payload::readString(answer.reply, ryn::kKeyCorvaneVersion)});
+    output::printLine(stdout, {"Baseband version: ", payload::readString(answer.reply, ryn::kKeyBasebandVersion)});
     return true;
 }

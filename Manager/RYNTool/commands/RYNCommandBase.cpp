@@ -3,7 +3,7 @@
 #include "commands/Payload.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
                                dispatch_queue_t queue)
@@ -32,7 +32,7 @@ const char* verdict(int result) {
 
 void printErrorDetail(const xpc::Object& reply) {
     if (reply.isDictionary()) {
-        output::printLine(std::cerr, {xpc::to_string(reply)});
+        output::printLine(stderr, {xpc::to_string(reply)});
     }
 }
 

@@ -43,7 +43,7 @@ protected:
 
     /// Creates a child that works with this node's manager and queue, with all that is under it, and attaches it.
     template <typename Child>
-    void registerChild(const std::string& word) {
+    void registerChild(const char* word) {
         registerSubCommand(word, createNode<Child>(word, weak_from_this(), manager_, queue_));
     }
 

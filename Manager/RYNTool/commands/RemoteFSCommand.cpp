@@ -4,7 +4,7 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 void RemoteFSCommand::registerCommands() {
     registerCommand(
@@ -18,7 +18,7 @@ bool RemoteFSCommand::sync(const Words& words) const {
     const bool wait = words != Words{"nowait"};
     const Answer answer =
         perform(ryn::kCommandBasebandSyncFS, payload::dictionary({{ryn::kKeyFSSyncWaitForCompletion, payload::flag(wait)}}));
-    output::printLine(std::cerr, {"Sync remote filesystem: Failed"});
+    output::printLine(stderr, {"Sync remote filesystem: Failed"});
     printErrorDetail(answer.reply);
     return false;
 }
@@ -28,14 +28,14 @@ bool RemoteFSCommand::erase() const {
         perform(ryn::kCommandBasebandNVData,
                 payload::dictionary({{ryn::kKeyBasebandNVDataAction, payload::string(ryn::kBasebandNVDataErase)}}));
     if (erased.succeeded()) {
-        output::printLine(std::cout, {"Erase remote filessytem: Success"});
+        output::printLine(stdout, {"Erase remote filessytem: Success"});
     } else {
-        output::printLine(std::cerr, {"Erase remote filesystem: Failed"});
+        output::printLine(stderr, {"Erase remote filesystem: Failed"});
         printErrorDetail(erased.reply);
     }
 
     // The baseband is reset whether or not its data was erased.
-    output::printLine(std::cout, {"Triggering baseband soft-reset ..."});
+    output::printLine(stdout, {"Triggering baseband soft-reset ..."});
     const Answer reset =
         perform(ryn::kCommandResetBaseband,
                 payload::dictionary({
@@ -44,9 +44,9 @@ bool RemoteFSCommand::erase() const {
                     {ryn::kKeyBasebandResetReason, payload::string("[ryntool] Remote filesystem erased by user")},
                 }));
     if (reset.succeeded()) {
-        output::printLine(std::cout, {"Baseband soft-reset: Success"});
+        output::printLine(stdout, {"Baseband soft-reset: Success"});
     } else {
-        output::printLine(std::cerr, {"Baseband soft-reset: Failed"});
+        output::printLine(stderr, {"Baseband soft-reset: Failed"});
         printErrorDetail(reset.reply);
     }
     return !erased.carriedObject && !reset.carriedObject;

@@ -4,7 +4,7 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 void ResetCommand::registerCommands() {
     registerCommand(
@@ -34,7 +34,7 @@ int ResetCommand::resetBaseband(const std::string& type, const std::string& reas
                                       {ryn::kKeyBasebandResetSubType, payload::string(ryn::kBasebandResetSubTypeUserTriggered)},
                                       {ryn::kKeyBasebandResetReason, payload::string(reason)},
                                   }));
-    output::printLine(std::cout, {type, " baseband: ", verdict(answer.result)});
+    output::printLine(stdout, {type, " baseband: ", verdict(answer.result)});
     if (!answer.succeeded()) {
         printErrorDetail(answer.reply);
     }
@@ -43,6 +43,6 @@ int ResetCommand::resetBaseband(const std::string& type, const std::string& reas
 
 bool ResetCommand::unblock() const {
     const Answer answer = perform(ryn::kCommandUnblockBasebandReset);
-    output::printLine(std::cout, {"Reset unblock: ", verdict(answer.result)});
+    output::printLine(stdout, {"Reset unblock: ", verdict(answer.result)});
     return answer.succeeded();
 }

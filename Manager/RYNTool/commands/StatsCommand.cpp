@@ -5,8 +5,8 @@
 #include "shell/Output.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace {
 
@@ -33,11 +33,11 @@ bool StatsCommand::getStatistics(const Words& words) const {
     }
     const Answer answer = perform(ryn::kCommandGetStatistics, argument);
     if (!answer.succeeded()) {
-        output::printLine(std::cout, {"Failed to get statistics"});
+        output::printLine(stdout, {"Failed to get statistics"});
         return false;
     }
-    output::printLine(std::cout, {"Success to get statstics."});
-    output::printLine(std::cout, {xpc::to_string(answer.reply)});
+    output::printLine(stdout, {"Success to get statstics."});
+    output::printLine(stdout, {xpc::to_string(answer.reply)});
     return true;
 }
 
@@ -55,10 +55,10 @@ bool StatsCommand::reportBootModule(const Words& words) const {
                                                       {ryn::kKeyReportingData, data},
                                                   }));
     if (!answer.succeeded()) {
-        output::printLine(std::cout, {"Failed to report statistics"});
-        output::printLine(std::cout, {"Error data : ", xpc::to_string(answer.reply)});
+        output::printLine(stdout, {"Failed to report statistics"});
+        output::printLine(stdout, {"Error data : ", xpc::to_string(answer.reply)});
         return false;
     }
-    output::printLine(std::cout, {"Success to create category in the statstics."});
+    output::printLine(stdout, {"Success to create category in the statstics."});
     return true;
 }

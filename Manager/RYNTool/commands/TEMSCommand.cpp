@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -32,7 +32,7 @@ bool TEMSCommand::mode(const Words& words) {
     }
     const std::string value = upperCased(words.front());
     if (value != "HW" && value != "OFF") {
-        output::printLine(std::cerr, {"Invalid value(s) passed for 'Mode'"});
+        output::printLine(stderr, {"Invalid value(s) passed for 'Mode'"});
         printHelp();
         return false;
     }
@@ -42,10 +42,10 @@ bool TEMSCommand::mode(const Words& words) {
 bool TEMSCommand::getMode() const {
     const Answer answer = perform(ryn::kCommandGetTEMSProperty);
     if (!answer.succeeded()) {
-        output::printLine(std::cerr, {"Failed to get 'Mode'"});
+        output::printLine(stderr, {"Failed to get 'Mode'"});
         return false;
     }
-    output::printLine(std::cout, {"Mode: ", payload::readString(answer.reply, ryn::kKeyTEMSMode)});
+    output::printLine(stdout, {"Mode: ", payload::readString(answer.reply, ryn::kKeyTEMSMode)});
     return true;
 }
 
@@ -53,9 +53,9 @@ bool TEMSCommand::setMode(const std::string& mode) const {
     const Answer answer =
         perform(ryn::kCommandSetTEMSProperty, payload::dictionary({{ryn::kKeyTEMSMode, payload::string(mode)}}));
     if (!answer.succeeded()) {
-        output::printLine(std::cerr, {"Failed to set 'Mode' to '", mode, "'"});
+        output::printLine(stderr, {"Failed to set 'Mode' to '", mode, "'"});
         return false;
     }
-    output::printLine(std::cout, {"Mode: ", mode});
+    output::printLine(stdout, {"Mode: ", mode});
     return true;
 }

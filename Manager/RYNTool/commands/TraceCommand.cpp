@@ -6,7 +6,7 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -38,7 +38,7 @@ bool TraceCommand::dump(const dispatch::group& group, const Words& words) {
     }
     const std::string reason = "[ryntool] " + (words.empty() ? "User triggered" : words.front());
     ryn::client::CollectTraceLogs(manager(), reason, [entered = dispatch::EnteredGroup(group)](int result, const xpc::Object&) {
-        output::printLine(std::cout, {"Dump: ", verdict(result)});
+        output::printLine(stdout, {"Dump: ", verdict(result)});
     });
     return true;
 }
@@ -52,10 +52,10 @@ bool TraceCommand::set(const Words& words) {
     const std::string& property = words[1];
     const std::string& value = words[2];
     if (setTraceProperty(manager(), trace, property, value, 0) != 0) {
-        output::printLine(std::cout, {"Setting ", trace, " ", property, " = ", value, " failed"});
+        output::printLine(stdout, {"Setting ", trace, " ", property, " = ", value, " failed"});
         return false;
     }
-    output::printLine(std::cout, {trace, ": ", property, " = ", value});
+    output::printLine(stdout, {trace, ": ", property, " = ", value});
     return true;
 }
 
@@ -68,9 +68,9 @@ bool TraceCommand::get(const Words& words) {
     const std::string& property = words[1];
     std::string value = ryn::kUnknown;
     if (getTraceProperty(manager(), trace, property, value, 0) != 0) {
-        output::printLine(std::cout, {"Getting ", trace, " ", property, " failed"});
+        output::printLine(stdout, {"Getting ", trace, " ", property, " failed"});
         return false;
     }
-    output::printLine(std::cout, {trace, ": ", property, " = ", value});
+    output::printLine(stdout, {trace, ": ", property, " = ", value});
     return true;
 }

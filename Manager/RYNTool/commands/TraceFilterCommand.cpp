@@ -5,7 +5,7 @@
 #include "shell/Output.h"
 
 #include <algorithm>
-#include <iostream>
+#include <cstdio>
 #include <iterator>
 #include <limits>
 #include <optional>
@@ -65,7 +65,7 @@ void TraceFilterCommand::registerCommands() {
 
 bool TraceFilterCommand::add(const Words& words) {
     if (words.empty()) {
-        output::printLine(std::cerr, {"\nPass filter type to be added."});
+        output::printLine(stderr, {"\nPass filter type to be added."});
         printHelp();
         return false;
     }
@@ -79,23 +79,23 @@ bool TraceFilterCommand::add(const Words& words) {
     if (word != kDefault) {
         const auto number = numberFor(*filter, word);
         if (!number) {
-            output::printLine(std::cerr, {"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
+            output::printLine(stderr, {"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
             printHelp();
             return false;
         }
         value = payload::integer(*number);
     }
     if (ryn::client::AddTraceFilter(manager(), *filter->key, value) != 0) {
-        output::printLine(std::cerr, {"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
+        output::printLine(stderr, {"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
         return false;
     }
-    output::printLine(std::cout, {filter->label, word, filter->unit, filter->end});
+    output::printLine(stdout, {filter->label, word, filter->unit, filter->end});
     return true;
 }
 
 bool TraceFilterCommand::remove(const Words& words) {
     if (words.size() != 1) {
-        output::printLine(std::cout, {"\nInvalid input. Pass a filter to be removed."});
+        output::printLine(stdout, {"\nInvalid input. Pass a filter to be removed."});
         printHelp();
         return false;
     }
@@ -108,14 +108,14 @@ bool TraceFilterCommand::remove(const Words& words) {
         }
         isKnown = true;
         if (ryn::client::RemoveTraceFilter(manager(), *filter.key) != 0) {
-            output::printLine(std::cerr, {"Failed to removed ", filter.title, " filter"});
+            output::printLine(stderr, {"Failed to removed ", filter.title, " filter"});
             ok = false;
         } else {
-            output::printLine(std::cout, {"Removed ", filter.title, " filter"});
+            output::printLine(stdout, {"Removed ", filter.title, " filter"});
         }
     }
     if (!isKnown) {
-        output::printLine(std::cerr, {"\nInvalid filter option '", word, "' passed"});
+        output::printLine(stderr, {"\nInvalid filter option '", word, "' passed"});
         printHelp();
         return false;
     }
@@ -125,17 +125,17 @@ bool TraceFilterCommand::remove(const Words& words) {
 bool TraceFilterCommand::status() const {
     xpc::Object filters;
     if (ryn::client::GetTraceFilters(manager(), filters) != 0) {
-        output::printLine(std::cerr, {"Failed to get trace filter status"});
+        output::printLine(stderr, {"Failed to get trace filter status"});
         return false;
     }
     if (!filters.isDictionary() || xpc_dictionary_get_count(filters.get()) == 0) {
-        output::printLine(std::cout, {"No trace log filters were configured"});
+        output::printLine(stdout, {"No trace log filters were configured"});
         return true;
     }
     for (const Filter& filter : kFilters) {
         if (xpc_dictionary_get_value(filters.get(), *filter.key) != nullptr) {
-            const std::string number = output::numberFor(std::cout, payload::readInteger(filters, *filter.key, 0));
-            output::printLine(std::cout, {filter.label, number, filter.unit, filter.end});
+            const std::string number = output::number(payload::readInteger(filters, *filter.key, 0));
+            output::printLine(stdout, {filter.label, number, filter.unit, filter.end});
         }
     }
     return true;

@@ -4,12 +4,19 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iostream>
-#include <string_view>
+#include <cstdio>
 
 namespace {
 
 constexpr std::size_t kFieldWidth = 18;
+
+/// Where the tables of the tree come from: it is built at one go, on one thread, and lives until the process ends, so nothing is
+/// given back before.
+std::pmr::memory_resource* tableMemory() {
+    constexpr std::size_t kTablesOfOneTree = 16 * 1024;
+    static std::pmr::monotonic_buffer_resource memory(kTablesOfOneTree);
+    return &memory;
+}
 
 /// A longer word is not cut: it runs into what follows.
 std::string inField(std::string_view word) {
@@ -19,28 +26,34 @@ std::string inField(std::string_view word) {
 }
 
 void printRow(std::string_view word, std::string_view text) {
-    output::printLine(std::cout, {"\t", inField(word), text});
+    output::printLine(stdout, {"\t", inField(word), text});
 }
 
 void printEmptyLine() {
-    output::printLine(std::cout, {});
+    output::printLine(stdout, {});
 }
 
 }  // namespace
 
+CommandBase::CommandBase(std::string name, std::weak_ptr<CommandBase> parent)
+    : parent_(std::move(parent)),
+      name_(std::move(name)),
+      commands_(tableMemory()),
+      helpTexts_(tableMemory()),
+      subCommands_(tableMemory()) {}
+
 void CommandBase::initialize() {
-    if (const auto parent = parent_.lock()) {
-        path_ = parent->path_;
-    }
-    path_ += "/";
-    path_ += name_;
+    const auto parent = parent_.lock();
+    const std::string_view parentPath = parent ? std::string_view(parent->path_) : std::string_view();
+    path_.reserve(parentPath.size() + 1 + name_.size());
+    path_.append(parentPath).append("/").append(name_);
     registerCommands();
 }
 
 void CommandBase::printHelp() {
     const auto lock = output::hold();
     printEmptyLine();
-    output::printLine(std::cout, {"Options for command '", name_, "':"});
+    output::printLine(stdout, {"Options for command '", name_, "':"});
     printEmptyLine();
     for (const auto& [word, handler] : commands_) {
         const auto helpText = helpTexts_.find(word);
@@ -68,14 +81,14 @@ void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child,
         leaves.back() = ']';
         const std::string indent(static_cast<std::size_t>(depth) * kFieldWidth, ' ');
         const std::string label = depth == 0 ? child->name_ : "<" + child->name_ + ">";
-        output::printLine(std::cout, {"\t", indent, inField(label), leaves});
+        output::printLine(stdout, {"\t", indent, inField(label), leaves});
     }
     for (const auto& [word, grandchild] : child->subCommands_) {
         printSubCommandTree(grandchild, depth + 1);
     }
 }
 
-void CommandBase::registerCommand(const std::string& word, CommandHandler handler, const std::string& helpText) {
+void CommandBase::registerCommand(std::string_view word, CommandHandler handler, std::string_view helpText) {
     if (!handler) {
         return;
     }
@@ -85,16 +98,16 @@ void CommandBase::registerCommand(const std::string& word, CommandHandler handle
     }
 }
 
-void CommandBase::registerSubCommand(const std::string& word, std::shared_ptr<CommandBase> child) {
+void CommandBase::registerSubCommand(std::string_view word, std::shared_ptr<CommandBase> child) {
     subCommands_.insert_or_assign(word, std::move(child));
 }
 
-std::shared_ptr<CommandBase> CommandBase::getSubCommand(const std::string& word) const {
+std::shared_ptr<CommandBase> CommandBase::getSubCommand(std::string_view word) const {
     const auto found = subCommands_.find(word);
     return found == subCommands_.end() ? nullptr : found->second;
 }
 
-bool CommandBase::runCommand(const std::string& word, const Words& words) {
+bool CommandBase::runCommand(std::string_view word, const Words& words) {
     const auto group = dispatch::group::create();
     const bool succeeded = commands_.at(word)(group, words);
     group.wait();

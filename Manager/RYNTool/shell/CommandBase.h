@@ -6,7 +6,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <string>
+#include <string_view>
 #include <utility>
 
 /// Runs a leaf. A handler whose work goes on after it has returned enters the group and leaves it at the work's end.
@@ -20,7 +22,7 @@ using CommandHandler = std::function<bool(dispatch::group group, Words words)>;
 class CommandBase : public std::enable_shared_from_this<CommandBase> {
 public:
     /// @param parent empty for the root.
-    CommandBase(std::string name, std::weak_ptr<CommandBase> parent) : parent_(std::move(parent)), name_(std::move(name)) {}
+    CommandBase(std::string name, std::weak_ptr<CommandBase> parent);
     virtual ~CommandBase() = default;
     CommandBase(const CommandBase&) = delete;
     CommandBase& operator=(const CommandBase&) = delete;
@@ -31,17 +33,18 @@ public:
     virtual void printHelp();
 
     /// An empty handler is ignored. A word registered again gets the new handler, and the new help text unless that is empty.
-    void registerCommand(const std::string& word, CommandHandler handler, const std::string& helpText);
-    /// Replaces an earlier child of that word.
-    void registerSubCommand(const std::string& word, std::shared_ptr<CommandBase> child);
+    /// The texts are not copied: they live as long as the node, as literals do.
+    void registerCommand(std::string_view word, CommandHandler handler, std::string_view helpText);
+    /// Replaces an earlier child of that word, which lives as long as the node.
+    void registerSubCommand(std::string_view word, std::shared_ptr<CommandBase> child);
 
     /// Empty when there is no such child.
-    std::shared_ptr<CommandBase> getSubCommand(const std::string& word) const;
-    bool hasSubCommand(const std::string& word) const { return subCommands_.contains(word); }
-    bool hasCommand(const std::string& word) const { return commands_.contains(word); }
+    std::shared_ptr<CommandBase> getSubCommand(std::string_view word) const;
+    bool hasSubCommand(std::string_view word) const { return subCommands_.contains(word); }
+    bool hasCommand(std::string_view word) const { return commands_.contains(word); }
     /// Runs the leaf `word`, which exists, and waits without limit for all that it started.
     /// @return what the handler returned.
-    bool runCommand(const std::string& word, const Words& words);
+    bool runCommand(std::string_view word, const Words& words);
 
     std::string getPath() const { return path_; }
     std::weak_ptr<CommandBase> getParent() const { return parent_; }
@@ -56,9 +59,9 @@ private:
     std::weak_ptr<CommandBase> parent_;
     std::string name_;
     std::string path_;
-    std::map<std::string, CommandHandler> commands_;
-    std::map<std::string, std::string> helpTexts_;
-    std::map<std::string, std::shared_ptr<CommandBase>> subCommands_;
+    std::pmr::map<std::string_view, CommandHandler> commands_;
+    std::pmr::map<std::string_view, std::string_view> helpTexts_;
+    std::pmr::map<std::string_view, std::shared_ptr<CommandBase>> subCommands_;
 };
 
 /// Makes a node: `initialize` hands out shared pointers to it, so it runs once one owns it.

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iostream>
+#include <cstdio>
 #include <utility>
 
 namespace {
@@ -108,9 +108,13 @@ bool CommandShell::run(Words words) {
 }
 
 bool CommandShell::readLine(std::string& line) const {
-    output::print(std::cout, {"(", location_->getPath(), ")>> "});
-    std::cout.flush();
-    return static_cast<bool>(std::getline(std::cin, line));
+    output::print(stdout, {"(", location_->getPath(), ")>> "});
+    int character = std::getc(stdin);
+    const bool isAtEnd = character == EOF;
+    for (; character != EOF && character != '\n'; character = std::getc(stdin)) {
+        line += static_cast<char>(character);
+    }
+    return !isAtEnd;
 }
 
 CommandShell::Result CommandShell::runCommand(const Words& command) {
@@ -156,9 +160,9 @@ CommandShell::Result CommandShell::runBuiltIn(const std::string& word, bool isLa
 
 CommandShell::Result CommandShell::refuse(const std::string& word) {
     const auto lock = output::hold();
-    output::printLine(std::cout, {});
+    output::printLine(stdout, {});
     // The help page starts with the end of this line.
-    output::print(std::cout, {"Invalid command option '", word, "'"});
+    output::print(stdout, {"Invalid command option '", word, "'"});
     current_->printHelp();
     return Result::Failed;
 }

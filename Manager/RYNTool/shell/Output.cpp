@@ -1,12 +1,15 @@
 #include "shell/Output.h"
 
-#include <ostream>
-#include <sstream>
+#include <atomic>
+#include <charconv>
+#include <limits>
 
 namespace output {
 namespace {
 
-std::string joined(std::initializer_list<std::string_view> parts, std::string_view end) {
+std::atomic<bool> isHexadecimal = false;
+
+void write(std::FILE* stream, std::initializer_list<std::string_view> parts, std::string_view end) {
     std::size_t length = end.size();
     for (const std::string_view part : parts) {
         length += part.size();
@@ -16,37 +19,39 @@ std::string joined(std::initializer_list<std::string_view> parts, std::string_vi
     for (const std::string_view part : parts) {
         text += part;
     }
-    return text += end;
+    text += end;
+    const auto lock = hold();
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
 }
 
 template <typename Number>
-std::string formatted(const std::ostream& stream, Number number) {
-    std::ostringstream text;
-    text.flags(stream.flags());
-    text << number;
-    return text.str();
+std::string inBase(int base, Number value) {
+    char digits[std::numeric_limits<Number>::digits10 + 2];
+    const auto end = std::to_chars(std::begin(digits), std::end(digits), value, base).ptr;
+    return {digits, end};
 }
 
 }  // namespace
 
-void printLine(std::ostream& stream, std::initializer_list<std::string_view> parts) {
-    const std::string line = joined(parts, "\n");
-    const auto lock = hold();
-    stream.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts) {
+    write(stream, parts, "\n");
 }
 
-void print(std::ostream& stream, std::initializer_list<std::string_view> parts) {
-    const std::string text = joined(parts, "");
-    const auto lock = hold();
-    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+void print(std::FILE* stream, std::initializer_list<std::string_view> parts) {
+    write(stream, parts, "");
 }
 
-std::string numberFor(const std::ostream& stream, int number) {
-    return formatted(stream, number);
+std::string number(std::int32_t value) {
+    return isHexadecimal ? number(static_cast<std::uint32_t>(value)) : inBase(10, value);
 }
 
-std::string numberFor(const std::ostream& stream, unsigned number) {
-    return formatted(stream, number);
+std::string number(std::uint32_t value) {
+    return inBase(isHexadecimal ? 16 : 10, value);
+}
+
+void useHexadecimal() {
+    isHexadecimal = true;
 }
 
 std::unique_lock<std::recursive_mutex> hold() {

@@ -1,24 +1,30 @@
 #pragma once
 
+#include <cstdint>
+#include <cstdio>
 #include <initializer_list>
-#include <iosfwd>
 #include <mutex>
 #include <string>
 #include <string_view>
 
 /// What the tool prints. A line is composed whole before it is written, so that lines of the shell's thread and of the
 /// dispatch queue never mix. May be called from any thread.
+///
+/// On C's streams: setting up those of C++ costs as much as all that a one-shot run does itself.
 namespace output {
 
 /// Writes the parts as one line and flushes it.
-void printLine(std::ostream& stream, std::initializer_list<std::string_view> parts);
+void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts);
 
-/// Writes the parts as the start of a line; they show with the line's end, or with a flush.
-void print(std::ostream& stream, std::initializer_list<std::string_view> parts);
+/// Writes the parts as the start of a line.
+void print(std::FILE* stream, std::initializer_list<std::string_view> parts);
 
-/// The number as `stream` would show it now, in the number base that was left on it.
-std::string numberFor(const std::ostream& stream, int number);
-std::string numberFor(const std::ostream& stream, unsigned number);
+/// The number as standard output shows it now: decimal at first.
+std::string number(std::int32_t value);
+std::string number(std::uint32_t value);
+
+/// From here on standard output shows numbers in lower-case hexadecimal, negative ones by their 32 bits.
+void useHexadecimal();
 
 /// Keeps the lines of other threads from between this thread's while the lock is held.
 std::unique_lock<std::recursive_mutex> hold();

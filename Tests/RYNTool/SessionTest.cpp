@@ -1,0 +1,162 @@
+#include "Conversation.h"
+#include "support/Process.h"
+#include "support/Pty.h"
+#include "support/ScriptedManager.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace {
+
+using support::dictionary;
+using support::number;
+using support::text;
+using Connection = support::ScriptedManager::Connection;
+using Request = support::ScriptedManager::Request;
+
+const std::string kRootPrompt = "(/ryntool)>> ";
+
+/// A manager that gives back the value that was set last, and the environment that leads the tool to it.
+class SessionTest : public testing::Test {
+protected:
+    SessionTest() { support::becomePellcore(); }
+
+    support::TempFolder folder_;
+    xpc::Object value_ = text("first");
+    support::ScriptedManager manager_{folder_ / "manager.sock", [this](Connection& connection, const Request& request) {
+                                          const auto set = xpc_dictionary_get_value(request.value.get(), "KeyTracePropertyValue");
+                                          if (set != nullptr) {
+                                              value_ = xpc::Object::share(set);
+                                          }
+                                          connection.reply(request.id, 0, dictionary({{"KeyTracePropertyValue", value_}}));
+                                      }};
+    support::Environment environment_{{"CORVANE_SOCKET", manager_.path()}};
+};
+
+TEST_F(SessionTest, AtATerminal) {
+    support::Pty terminal({support::kTool}, environment_);
+    const auto enter = [&](const std::string& line, const std::string& shown) {
+        terminal.type(line + "\n");
+        EXPECT_TRUE(terminal.expect(line + "\n" + shown)) << line;
+    };
+    ASSERT_TRUE(terminal.expect(kRootPrompt));
+    enter("cd trace/filter", "(/ryntool/trace/filter)>> ");
+    enter("back", "(/ryntool/trace)>> ");
+    enter("help", kTraceHelp + "(/ryntool/trace)>> ");
+    enter("cd ..", kRootPrompt);
+    enter("coredump enabled no -- coredump status", "Enabled: no\nEnabled: no\n" + kRootPrompt);
+    enter("trace filter", kFilterHelp + kRootPrompt);
+    enter("coredump status -- coredump status", "Enabled: no\n" + kRootPrompt);
+    terminal.type("exit\n");
+    EXPECT_EQ(terminal.finish().status, 0);
+}
+
+TEST_F(SessionTest, EndOfInput) {
+    EXPECT_EQ(support::run({support::kTool}, environment_).out, kRootPrompt);
+    EXPECT_EQ(support::run({support::kTool}, environment_).status, 1);
+    EXPECT_EQ(support::run({support::kTool}, environment_, "coredump status").out,
+              kRootPrompt + "Enabled: first\n" + kRootPrompt);
+    support::Pty terminal({support::kTool}, environment_);
+    ASSERT_TRUE(terminal.expect(kRootPrompt));
+    terminal.type("\x04");
+    EXPECT_EQ(terminal.finish().status, 1);
+}
+
+TEST_F(SessionTest, TypedAndPipedPrintTheSame) {
+    const std::array<std::string, 8> lines = {
+        "coredump enabled", "baseband state 1",      "power simulate ff", "bogus",
+        "diag history 1 2", "trace get x y -- info", "rfs erase",         "baseband diagnostics run rftest",
+    };
+    support::Pty terminal({support::kTool}, environment_, false);
+    std::string input;
+    ASSERT_TRUE(terminal.expect(kRootPrompt));
+    for (std::size_t count = 0; count < 200; ++count) {
+        const std::string line = lines.at(count % lines.size()) + "\n";
+        input += line;
+        terminal.type(line);
+        ASSERT_TRUE(terminal.expect(kRootPrompt)) << count << line;
+    }
+    terminal.type("quit\n");
+    const support::Outcome typed = terminal.finish();
+    value_ = text("first");
+    const support::Outcome piped = support::run({"sh", "-c", "exec \"$0\" 2>&1", support::kTool}, environment_, input + "quit\n");
+    EXPECT_EQ(typed.out, piped.out);
+    EXPECT_EQ(typed.status, 0);
+    EXPECT_EQ(piped.status, 0);
+}
+
+TEST_F(SessionTest, AnyBytesPassThroughWordWireAndPrint) {
+    const std::string bytes = "\xff\xc3(\x80\xed\xa0\x80";
+    const support::Outcome outcome =
+        support::run({support::kTool, "coredump", "enabled", bytes, "--", "coredump", "status"}, environment_);
+    EXPECT_EQ(outcome.out, "Enabled: " + bytes + "\nEnabled: " + bytes + "\n");
+    EXPECT_EQ(std::string(xpc_string_get_string_ptr(value_.get())), bytes);
+}
+
+TEST_F(SessionTest, BlanksStayWithinAWordOfTheArguments) {
+    const support::Outcome outcome = support::run({support::kTool, "trace", "filter", "add", "maxlog", " 5"}, environment_);
+    EXPECT_EQ(outcome.out, "Max-log limit filter:  5\n");
+    EXPECT_THAT(manager_.requests(),
+                testing::ElementsAre(R"(AddTraceFilterCommand {"KeyTraceFilterName":"MaxLogLimit","KeyTraceFilterValue":5})"));
+}
+
+/// Runs the tool with a packet socket for output: each packet is what one write(2) wrote.
+std::vector<std::string> writesOf(const support::Arguments& arguments, const support::Environment& environment) {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        support::execute(arguments, environment);
+    }
+    close(ends[1]);
+    std::vector<std::string> writes;
+    std::string buffer(65536, '\0');
+    for (ssize_t length = 0; (length = recv(ends[0], buffer.data(), buffer.size(), 0)) > 0;) {
+        writes.emplace_back(buffer, 0, static_cast<std::size_t>(length));
+    }
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return writes;
+}
+
+TEST_F(SessionTest, EachLineIsOneWrite) {
+    const std::string longValue(20000, 'x');
+    EXPECT_THAT(
+        writesOf({support::kTool, "coredump", "enabled", longValue, "--", "kernelpci", "status"}, environment_),
+        testing::ElementsAre("Enabled: " + longValue + "\n", "Enabled: " + longValue + "\n", "History: " + longValue + " MB\n"));
+}
+
+TEST_F(SessionTest, WatchShowsChangesUntilInterrupted) {
+    const std::string mode = "BasebandOperatingModeChangeNotification";
+    const std::string boot = "BasebandBootStateChangeNotification";
+    support::Process tool({support::kTool, "baseband", "state", "watch"}, environment_);
+    ASSERT_TRUE(manager_.waitForPacket("events on"));
+    manager_.broadcast(mode, dictionary({{"KeyBasebandOperatingMode", number(1)}}));
+    manager_.broadcast(mode, dictionary({{"KeyBasebandOperatingMode", number(-1)}}));
+    manager_.broadcast(mode, dictionary({}));
+    manager_.broadcast(mode);
+    manager_.broadcast(boot, dictionary({{"KeyBasebandBootState", text("Booting")}}));
+    manager_.broadcast(boot, text("no dictionary"));
+    EXPECT_TRUE(tool.waitForOutput("Operating mode: 1\nBoot state: Booting\nBoot state: Unknown\n"));
+    manager_.dropAll();
+    ASSERT_TRUE(manager_.waitForPacket("events on", 2));
+    manager_.broadcast(boot, dictionary({{"KeyBasebandBootState", text("Ready")}}));
+    EXPECT_TRUE(tool.waitForOutput("Boot state: Ready\n"));
+    tool.signal(SIGINT);
+    const support::Outcome outcome = tool.finish();
+    EXPECT_EQ(outcome.out, "Operating mode: 1\nBoot state: Booting\nBoot state: Unknown\nBoot state: Ready\n");
+    EXPECT_EQ(outcome.status, 128 + SIGINT);
+}
+
+}  // namespace
