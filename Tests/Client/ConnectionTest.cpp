@@ -189,6 +189,13 @@ TEST(Connection, EndsWhenAnEventComesUnasked) {
     EXPECT_THAT(client.perform("Any"), StartsWith(kMalformed));
 }
 
+TEST(Connection, MayBeRefusedByItsEnd) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", [](Connection& connection, const Request&) { connection.drop(); });
+    TestClient client(manager.path());
+    EXPECT_THAT(client.perform("Any"), AllOf(StartsWith(kLost), HasSubstr("are you in group corvane?")));
+}
+
 /// A socket that is bound to `path`, and listens when `backlog` is not negative.
 platform::FileDescriptor bindTo(const std::string& path, int type, int backlog) {
     platform::FileDescriptor descriptor(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
@@ -235,6 +242,18 @@ TEST(Connection, SaysWhyThereIsNone) {
         }
     }
     EXPECT_THAT(ryn::client::notConnected("/s", EACCES).sentence, HasSubstr("add yourself to group corvane"));
+}
+
+TEST(Connection, IsNotHungByAManagerThatReadsNothing) {
+    const TempFolder folder;
+    const auto deaf = bindTo(folder / "deaf", SOCK_SEQPACKET, 4);
+    for (const auto& [wayName, perform] : kWays) {
+        SCOPED_TRACE(wayName);
+        TestClient client(folder / "deaf");
+        for (int packet = 0; packet < 4; ++packet) {  // more than the socket's buffer takes
+            EXPECT_THAT(perform(client, "Big", support::text(std::string(100'000, 'x')), 50ms), StartsWith(kTimedOut));
+        }
+    }
 }
 
 const Responder kEcho = [](Connection& connection, const Request& request) {
