@@ -74,6 +74,10 @@ ModemManagerRig::ModemManagerRig() {
 }
 
 ModemManagerRig::~ModemManagerRig() {
+    finishPlugging();
+}
+
+void ModemManagerRig::finishPlugging() {
     if (plugger_.joinable()) {
         plugger_.join();
     }
@@ -123,6 +127,7 @@ void ModemManagerRig::unplug(const std::string& device) {
 /// Not on the modem's own thread, which has to answer meanwhile.
 void ModemManagerRig::plugAgainAfterReset(AtModem& modem) {
     modem.whenReset([this, &modem] {
+        finishPlugging();
         plugger_ = std::thread([this, &modem] {
             unplug();
             plug(modem);

@@ -53,6 +53,7 @@ public:
     }
 
 private:
+    void finishPlugging();
     std::string address() const { return "unix:path=" + (folder_ / "bus"); }
 
     TempFolder folder_;

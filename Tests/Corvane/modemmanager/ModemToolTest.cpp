@@ -6,45 +6,86 @@
 
 #include <csignal>
 #include <filesystem>
-#include <optional>
 #include <string>
 
 namespace support {
 namespace {
 
 using testing::AllOf;
-using testing::ContainsRegex;
-using testing::Eq;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Matcher;
+using testing::StartsWith;
+
+std::string collected(const Daemon& daemon, const std::string& file) {
+    std::string content;
+    for (const auto& folder : std::filesystem::directory_iterator(daemon.statePath() + "/Snapshots")) {
+        content += readFile(folder.path() / file);
+    }
+    return content;
+}
 
 /// The real tool, manager, ModemManager and message bus; only the modem is ours.
-class ModemToolTest : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(ModemManagerRig::whatIsMissing(), "");
-        becomePellcore();
-        rig_.emplace();
-        daemon_.emplace(Arguments{"--backend", "modemmanager"});
-        tool_ = {kTool, "baseband", "state", "watch"};
-        watch_.emplace(tool_, daemon_->environment());
-        modem_.setClock("26/11/21,08:55:01+04");
-        rig_->plugAgainAfterReset(modem_);
-    }
-    /// What the watch prints of the modem's coming: it has to be watching before the modem is plugged in.
-    void plug() {
-        ASSERT_TRUE(daemon_->process().waitForError("ModemManager has no modem."));
-        rig_->plug(modem_);
-        ASSERT_TRUE(watch_->waitForOutput("Boot state: Ready\nOperating mode: 1\n"));
-    }
+TEST(ModemToolTest, ASessionThroughTheRealModemManager) {
+    ASSERT_EQ(ModemManagerRig::whatIsMissing(), "");
+    becomePellcore();
+    AtModem modem;
+    modem.setClock("26/11/21,08:55:01+04");
+    ModemManagerRig rig;
+    rig.plugAgainAfterReset(modem);
+    Daemon daemon({"--backend", "modemmanager"});
+    EXPECT_TRUE(daemon.process().waitForError("ModemManager has no modem."));
+    EXPECT_EQ(daemon.tool({"baseband", "state"}).out, "Boot state: Off\nOperating mode: Unknown\n");
+    EXPECT_EQ(daemon.tool({"baseband", "state", "0"}).out, "Failed\n");
+    rig.plug(modem);
+    ASSERT_TRUE(daemon.process().waitForError("Boot state: Ready"));
 
-    AtModem modem_;
-    std::optional<ModemManagerRig> rig_;
-    std::optional<Daemon> daemon_;
-    Arguments tool_;
-    std::optional<Process> watch_;
-};
+    Process watch({kTool, "baseband", "state", "watch"}, daemon.environment());
+    constexpr std::chrono::milliseconds kGlance{20};
+    do {  // until the watch is there to see it
+        ASSERT_EQ(daemon.tool({"baseband", "state", "1", "--", "baseband", "state", "0"}).out, "Success\nSuccess\n");
+    } while (!watch.waitForOutput("Operating mode: 0\n", kGlance));
+    ASSERT_TRUE(daemon.process().waitForError("Modem state: registered"));
+
+    const struct {
+        Arguments words;
+        int status;
+        Matcher<std::string> out;
+        Matcher<std::string> err;
+    } steps[] = {
+        {{"baseband", "state"}, 0, "Boot state: Ready\nOperating mode: 0\n", IsEmpty()},
+        {{"info"}, 0, AllOf(StartsWith("Tool version: "), HasSubstr("\nBaseband version: Acme-1.2.3\n")), IsEmpty()},
+        {{"baseband", "time"}, 0, "Baseband time: 2026-11-21T08:55:01+01\n", IsEmpty()},
+        {{"stats", "get-statistics", "0"},
+         0,
+         AllOf(StartsWith("Success to get statstics.\n{\"Boot\":{"), HasSubstr(R"("Registration":"home")"),
+               HasSubstr(R"("SignalQualityPercentage":)"), HasSubstr(R"("AccessTechnologies":["lte"])")),
+         IsEmpty()},
+        {{"trace", "dump", "why"}, 0, "Dump: Success\n", IsEmpty()},
+        {{"baseband", "state", "1"}, 0, "Success\n", IsEmpty()},
+        {{"baseband", "state", "3", "--", "baseband", "state"}, 0, "Success\nBoot state: Ready\nOperating mode: 3\n", IsEmpty()},
+        {{"baseband", "reset", "soft"}, 0, "Soft reset baseband: Success\n", IsEmpty()},
+        {{"baseband", "reset", "hard"}, 1, "Hard reset baseband: Failed\n", HasSubstr("has no hard reset")},
+        {{"rfs", "erase"}, 1, StartsWith("Triggering baseband soft-reset"), StartsWith("Erase remote filesystem: Failed\n{")},
+        {{"baseband", "wake"}, 1, IsEmpty(), "Failed to get wake reason\n"},
+    };
+    for (const auto& [words, status, out, err] : steps) {
+        SCOPED_TRACE(testing::PrintToString(words));
+        const Outcome outcome = daemon.tool(words);
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_THAT(outcome.out, out);
+        EXPECT_THAT(outcome.err, err);
+    }
+    EXPECT_THAT(collected(daemon, "modem.json"), HasSubstr(R"("Revision": "Acme-1.2.3")"));
+    EXPECT_TRUE(watch.waitForOutput("Operating mode: 3\nBoot state: Resetting\nBoot state: Ready\nOperating mode: 1\n"));
+
+    rig.stopModemManager(SIGKILL);
+    EXPECT_TRUE(watch.waitForOutput("Boot state: Off\n"));
+    EXPECT_EQ(daemon.tool({"baseband", "time"}).out, "Baseband time: Unknown\n");
+    rig.startModemManager();
+    rig.plug(modem);
+    EXPECT_TRUE(watch.waitForOutput("Boot state: Off\nBoot state: Ready\nOperating mode: 1\n"));
+}
 
 }  // namespace
 }  // namespace support

@@ -297,6 +297,11 @@ void ModemManagerBaseband::announce() {
         return;
     }
     const Modem* modem = follower_.modem();
+    if (const auto state = modem == nullptr ? std::string_view() : modemmanager::stateName(modem->number("State"));
+        state != loggedState_) {
+        loggedState_ = state;
+        log("Modem state: " + std::string(state.empty() ? "none" : state));
+    }
     if (const std::string state = bootState(); state != announcedBootState_) {
         announcedBootState_ = state;
         boots_ += state == "Ready" ? 1 : 0;

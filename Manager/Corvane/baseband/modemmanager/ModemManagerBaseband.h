@@ -66,6 +66,7 @@ private:
     std::deque<ModeChange> waitingChanges_;  ///< in the order in which they were asked for
     std::optional<ModeChange> change_;       ///< under way
 
+    std::string_view loggedState_;  ///< ModemManager's word
     std::string announcedBootState_;
     std::optional<OperatingMode> announcedMode_;
     std::int64_t boots_ = 0;
