@@ -62,6 +62,9 @@ void execute(const Arguments& arguments, const Environment& environment) {
             setenv(name.c_str(), value.c_str(), 1);
         }
     }
+    // A shell starts background jobs with these ignored, and they stay so over exec.
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGQUIT, SIG_DFL);
     std::vector<char*> words;
     for (const std::string& argument : arguments) {
         words.push_back(const_cast<char*>(argument.c_str()));
