@@ -59,14 +59,23 @@ xpc_object_t Arguments::find(const char* key, xpc_type_t type, bool required) {
 }
 
 std::string_view Arguments::text(const char* key) {
-    xpc_object_t value = find(key, XPC_TYPE_STRING, true);
-    return value == nullptr ? std::string_view()
-                            : std::string_view(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
+    return textOf(key, find(key, XPC_TYPE_STRING, true), {});
 }
 
 std::string_view Arguments::optionalText(const char* key, std::string_view fallback) {
-    xpc_object_t value = find(key, XPC_TYPE_STRING, false);
-    return value == nullptr ? fallback : std::string_view(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
+    return textOf(key, find(key, XPC_TYPE_STRING, false), fallback);
+}
+
+std::string_view Arguments::textOf(const char* key, xpc_object_t value, std::string_view fallback) {
+    if (value == nullptr) {
+        return fallback;
+    }
+    const std::string_view text(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
+    if (text.size() <= kLongestText) {
+        return text;
+    }
+    refuse(std::string(key) + " has " + std::to_string(text.size()) + " bytes; it takes up to " + std::to_string(kLongestText));
+    return fallback;
 }
 
 std::int64_t Arguments::number(const char* key, std::int64_t lowest, std::int64_t highest) {

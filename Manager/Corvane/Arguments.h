@@ -3,6 +3,7 @@
 #include "Corvane/Refusal.h"
 #include "platform/xpc/Object.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -15,6 +16,9 @@ public:
     enum class Need { Dictionary, DictionaryOrNull };
     /// Anything but what is needed is refused.
     explicit Arguments(const xpc::Object& argument, Need need = Need::Dictionary);
+
+    /// In bytes. What clients send is kept while it waits, stands in logs, and comes back in refusals.
+    static constexpr std::size_t kLongestText = 4096;
 
     /// Required. The text lives as long as the argument.
     std::string_view text(const char* key);
@@ -34,6 +38,7 @@ public:
 private:
     /// nullptr, and for a wrong type or a missing required key a refusal.
     xpc_object_t find(const char* key, xpc_type_t type, bool required);
+    std::string_view textOf(const char* key, xpc_object_t value, std::string_view fallback);
 
     xpc::Object argument_;
     std::optional<Refusal> refusal_;

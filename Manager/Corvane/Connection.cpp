@@ -15,6 +15,12 @@ log::RateLimited& endings() {
     return limited;
 }
 
+/// What holding a packet back takes: its bytes, the vector and the allocator's own.
+std::size_t costOf(std::span<const std::uint8_t> packet) {
+    constexpr std::size_t kOverhead = 48;
+    return packet.size() + kOverhead;
+}
+
 }  // namespace
 
 Connection::Connection(platform::FileDescriptor socket, PeerPolicy::Peer peer, Dispatcher& dispatcher,
@@ -22,8 +28,10 @@ Connection::Connection(platform::FileDescriptor socket, PeerPolicy::Peer peer, D
     : socket_(std::move(socket)), peer_(peer), observer_(observer), session_(std::make_shared<Session>(dispatcher, *this)) {}
 
 void Connection::receive(std::span<std::uint8_t> buffer) {
-    // hello, events and the first request come together: they cost one look-round.
-    for (auto progress = Session::Progress::Expecting; progress == Session::Progress::Expecting && !ended_;) {
+    // hello, events and the first request come together: they cost one look-round. A client that goes on so waits for its turn.
+    constexpr int kPacketsATurn = 3;
+    auto progress = Session::Progress::Expecting;
+    for (int packets = 0; packets < kPacketsATurn && progress == Session::Progress::Expecting && !ended_; ++packets) {
         // MSG_TRUNC: the packet's own length, also where it was longer than the buffer.
         const ssize_t length = recv(descriptor(), buffer.data(), buffer.size(), MSG_DONTWAIT | MSG_TRUNC);
         if (length > 0 && static_cast<std::size_t>(length) <= ryn::wire::kMaxPacketSize) {
@@ -59,12 +67,12 @@ void Connection::send(std::span<const std::uint8_t> packet) {
         }
     }
     // One packet is always held back, whatever its size: its client may be only slow.
-    if (!queue_.empty() && queuedBytes_ + packet.size() > kMaxQueuedBytes) {
+    if (!queue_.empty() && queuedBytes_ + costOf(packet) > kMaxQueuedBytes) {
         end("does not read what it is sent");
         return;
     }
     queue_.emplace_back(packet.begin(), packet.end());
-    queuedBytes_ += packet.size();
+    queuedBytes_ += costOf(packet);
     observer_.connectionChanged(*this);
 }
 
@@ -77,7 +85,7 @@ void Connection::flush() {
         if (sent != Sent::Whole) {
             return;
         }
-        queuedBytes_ -= queue_.front().size();
+        queuedBytes_ -= costOf(queue_.front());
         queue_.pop_front();
     }
     observer_.connectionChanged(*this);

@@ -26,8 +26,8 @@ public:
 /// One client's socket: receives its packets for the session, and holds back what the client is too slow to take.
 class Connection : public PacketSink {
 public:
-    /// Beyond what the kernel buffers. A client that lets more pile up loses its connection.
-    static constexpr std::size_t kMaxQueuedBytes = 65536;
+    /// Of memory, beyond what the kernel buffers. A client that lets more pile up loses its connection.
+    static constexpr std::size_t kMaxQueuedBytes = 32768;
 
     /// What the server's set of sockets is to watch.
     enum class Interest { Read, Write };
@@ -35,7 +35,8 @@ public:
     /// @param observer outlives the connection, and doesn't destroy it while it is being told.
     Connection(platform::FileDescriptor socket, PeerPolicy::Peer peer, Dispatcher& dispatcher, ConnectionObserver& observer);
 
-    /// Receives until something was asked or nothing is there. @param buffer one byte more than a packet may have.
+    /// Receives until something was asked, nothing is there, or the client's turn is over.
+    /// @param buffer one byte more than a packet may have.
     void receive(std::span<std::uint8_t> buffer);
     /// Sends what was held back.
     void flush();

@@ -72,7 +72,7 @@ void Manager::collectTraceLogs(const std::string& reason, Completion completion)
     baseband_->getVersion([this, reason, completion = std::move(completion)](const Answer& version) {
         baseband_->collectSnapshot([this, reason, version, completion](std::vector<SnapshotFile> files) {
             files.push_back(describe(reason, version.reply));
-            finishCollection(std::move(files), completion);
+            finishCollection(files, completion);
         });
     });
 }
@@ -90,7 +90,7 @@ SnapshotFile Manager::describe(const std::string& reason, const xpc::Object& ver
                             }))};
 }
 
-void Manager::finishCollection(std::vector<SnapshotFile> files, const Completion& completion) {
+void Manager::finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion) {
     const bool keep = traceSettings_.value(ryn::trace::Type::RYN, TraceProperty::kKeepScratchLogs) == "true";
     auto refusal = traceLogs_.write(files, keep);
     if (--collecting_ == 0) {

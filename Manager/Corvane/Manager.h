@@ -51,7 +51,7 @@ public:
 private:
     void settingChanged(const TraceProperty& property, const std::string& value);
     SnapshotFile describe(const std::string& reason, const xpc::Object& version);
-    void finishCollection(std::vector<SnapshotFile> files, const Completion& completion);
+    void finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion);
 
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;

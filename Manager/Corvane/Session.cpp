@@ -31,7 +31,7 @@ Session::Progress Session::receive(std::span<const std::uint8_t> packet) {
         return greet(*decoded);
     }
     if (const auto* asked = std::get_if<wire::Request>(&*decoded)) {
-        request(*asked);
+        request(*asked, packet.size());
     } else if (const auto* events = std::get_if<wire::Events>(&*decoded)) {
         wantsEvents_ = events->on;
         return Progress::Expecting;
@@ -57,19 +57,35 @@ Session::Progress Session::greet(const wire::Packet& packet) {
     return Progress::Expecting;
 }
 
-void Session::request(const wire::Request& request) {
-    if (std::ranges::find(outstanding_, request.id) != outstanding_.end()) {
+void Session::request(const wire::Request& request, std::size_t packetSize) {
+    if (std::ranges::find(outstanding_, request.id, &Outstanding::id) != outstanding_.end()) {
         end("used the id of a request that waits for its answer");
         return;
     }
-    if (outstanding_.size() >= kMaxOutstanding) {
+    const bool tooManyBytes = !outstanding_.empty() && outstandingBytes_ + packetSize > kMaxOutstandingBytes;
+    if (outstanding_.size() >= kMaxOutstanding || tooManyBytes) {
         answer(request.id, {Refusal{ResultCode::LimitReached, "too many requests wait for their answers: at most " +
-                                                                  std::to_string(kMaxOutstanding) + " may"},
+                                                                  std::to_string(kMaxOutstanding) + ", of " +
+                                                                  std::to_string(kMaxOutstandingBytes) + " bytes in all, may"},
                             {}});
         return;
     }
+    requestSize_ = packetSize;
     if (auto answered = dispatcher_.dispatch(*this, request)) {
         answer(request.id, *answered);
+    }
+}
+
+void Session::makeOutstanding(std::uint64_t id) {
+    outstanding_.push_back({id, requestSize_});
+    outstandingBytes_ += requestSize_;
+}
+
+void Session::forget(std::uint64_t id) {
+    const auto found = std::ranges::find(outstanding_, id, &Outstanding::id);
+    if (found != outstanding_.end()) {
+        outstandingBytes_ -= found->bytes;
+        outstanding_.erase(found);
     }
 }
 
@@ -77,7 +93,7 @@ Completion Session::answerLater(std::uint64_t id) {
     makeOutstanding(id);
     return [weak = weak_from_this(), id](const Answer& answered) {
         if (const auto session = weak.lock()) {
-            std::erase(session->outstanding_, id);
+            session->forget(id);
             session->answer(id, answered);
         }
     };

@@ -30,6 +30,8 @@ class Session : public std::enable_shared_from_this<Session> {
 public:
     /// At most this many requests may wait for their answers; one more is refused.
     static constexpr std::size_t kMaxOutstanding = 256;
+    /// And at most so many bytes of packets, whose arguments are kept so long; one request may always wait.
+    static constexpr std::size_t kMaxOutstandingBytes = 65536;
 
     /// What a packet has led to.
     enum class Progress {
@@ -48,7 +50,7 @@ public:
     /// A completion that answers request `id` when it runs, unless the client has gone by then.
     Completion answerLater(std::uint64_t id);
     /// Makes the request one that waits, for good if nobody answers it.
-    void makeOutstanding(std::uint64_t id) { outstanding_.push_back(id); }
+    void makeOutstanding(std::uint64_t id);
     void answer(std::uint64_t id, const Answer& answered);
     /// Any result, with an error dictionary of `sentence` unless that is empty.
     void answerResult(std::uint64_t id, std::int32_t result, const std::string& sentence);
@@ -63,13 +65,20 @@ public:
 
 private:
     Progress greet(const ryn::wire::Packet& packet);
-    void request(const ryn::wire::Request& request);
+    void request(const ryn::wire::Request& request, std::size_t packetSize);
+    void forget(std::uint64_t id);
     void send(std::uint64_t id, std::int32_t result, const xpc::Object& object);
 
     Dispatcher& dispatcher_;
     PacketSink& sink_;
     std::string clientName_;
-    std::vector<std::uint64_t> outstanding_;
+    struct Outstanding {
+        std::uint64_t id;
+        std::size_t bytes;
+    };
+    std::vector<Outstanding> outstanding_;
+    std::size_t outstandingBytes_ = 0;
+    std::size_t requestSize_ = 0;  ///< of the request that is being served
     bool greeted_ = false;
     bool wantsEvents_ = false;
     bool ended_ = false;

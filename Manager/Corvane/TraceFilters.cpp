@@ -89,7 +89,7 @@ std::optional<Refusal> TraceFilters::reset() {
 }
 
 xpc::Object TraceFilters::all() const {
-    const xpc::Object filters = dictionary({});
+    xpc::Object filters = dictionary({});
     for (std::size_t index = 0; index < kRules.size(); ++index) {
         if (values_[index]) {
             xpc_dictionary_set_value(filters.get(), kRules[index].name, number(*values_[index]).get());

@@ -8,7 +8,6 @@
 
 namespace {
 
-using support::boolean;
 using support::Daemon;
 using support::dictionary;
 using support::number;

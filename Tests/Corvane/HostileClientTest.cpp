@@ -145,6 +145,7 @@ TEST(HostileClient, BeyondTheLimitIsClosedAndTheOthersAreServed) {
     }
     Daemon daemon;
     std::vector<Peer> peers;
+    peers.reserve(1024);
     for (int count = 0; count < 1024; ++count) {
         peers.emplace_back(daemon.socketPath());
     }

@@ -93,7 +93,7 @@ xpc::Object property(const std::string& trace, const std::string& name) {
 }
 
 xpc::Object property(const std::string& trace, const std::string& name, const std::string& value) {
-    const xpc::Object argument = property(trace, name);
+    xpc::Object argument = property(trace, name);
     xpc_dictionary_set_value(argument.get(), "KeyTracePropertyValue", support::text(value).get());
     return argument;
 }

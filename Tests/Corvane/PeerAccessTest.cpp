@@ -11,8 +11,6 @@
 
 namespace {
 
-using support::Daemon;
-
 constexpr gid_t kCorvaneGroup = 4711;
 constexpr gid_t kOtherGroup = 4712;
 constexpr uid_t kUser = 65534;

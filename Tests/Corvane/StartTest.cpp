@@ -105,7 +105,9 @@ TEST(Start, SetsADamagedDatabaseAsideAndKeepsIt) {
         daemon.start();
         EXPECT_TRUE(daemon.process().waitForError("were damaged"));
         EXPECT_EQ(Peer(daemon.socketPath()).ask(kGet, property("DIAG", "History")), valueReply("256"));
-        EXPECT_TRUE(support::readFile(database + ".damaged-" + number) == content);
+        std::string aside = database;
+        aside += ".damaged-" + number;
+        EXPECT_TRUE(support::readFile(aside) == content);
     }
 }
 

@@ -25,7 +25,7 @@ Later ask(Manager& manager, const Call& call) {
 }
 
 Later getInfo(Manager& manager, const Call& call) {
-    manager.baseband().getVersion([answer = call.later()](Answer version) {
+    manager.baseband().getVersion([answer = call.later()](const Answer& version) {
         // A baseband that can't be asked has no version; the daemon's own is told all the same.
         const std::string baseband = textAt(version.reply, ryn::kKeyBasebandVersion).value_or(ryn::kUnknown);
         answer({std::nullopt,
