@@ -74,7 +74,7 @@ bool PowerCommand::simulate(const Words& words) const {
         return true;
     }
     // The line on standard output stays without its end.
-    output::print(stdout, {shown});
+    output::print({shown});
     output::printLine(stderr, {" rejected"});
     return false;
 }

@@ -25,7 +25,7 @@ Words CommandShell::tokenize(std::string_view line) {
     return words;
 }
 
-std::vector<Words> CommandShell::splitCommands(const Words& words) {
+std::vector<Words> CommandShell::splitCommands(Words words) {
     std::vector<Words> commands;
     Words pending;
     const auto close = [&] {
@@ -33,11 +33,11 @@ std::vector<Words> CommandShell::splitCommands(const Words& words) {
             commands.push_back(std::exchange(pending, {}));
         }
     };
-    for (const std::string& word : words) {
+    for (std::string& word : words) {
         if (word == "--") {
             close();
         } else {
-            pending.push_back(word);
+            pending.push_back(std::move(word));
         }
     }
     close();
@@ -81,13 +81,14 @@ bool CommandShell::run(Words words) {
         location_ = root_;
     }
 
-    std::vector<Words> commands = splitCommands(words);
+    std::vector<Words> commands = splitCommands(std::move(words));
     // Never set back: after a failure, a line runs no further than its first command.
     bool ok = true;
     for (;;) {
         for (const Words& command : commands) {
             const Result result = runCommand(command);
             if (result == Result::Quit) {
+                output::flush();  // the prompt before it
                 return true;
             }
             current_ = isInteractive() ? location_ : root_;
@@ -99,22 +100,17 @@ bool CommandShell::run(Words words) {
         if (!isInteractive()) {
             return ok;
         }
-        std::string line;
-        if (!readLine(line)) {
+        const auto line = readLine();
+        if (!line) {
             return false;
         }
-        commands = splitCommands(tokenize(line));
+        commands = splitCommands(tokenize(*line));
     }
 }
 
-bool CommandShell::readLine(std::string& line) const {
-    output::print(stdout, {"(", location_->getPath(), ")>> "});
-    int character = std::getc(stdin);
-    const bool isAtEnd = character == EOF;
-    for (; character != EOF && character != '\n'; character = std::getc(stdin)) {
-        line += static_cast<char>(character);
-    }
-    return !isAtEnd;
+std::optional<std::string> CommandShell::readLine() {
+    output::print({"(", location_->getPath(), ")>> "});
+    return input_.next();
 }
 
 CommandShell::Result CommandShell::runCommand(const Words& command) {
@@ -162,7 +158,7 @@ CommandShell::Result CommandShell::refuse(const std::string& word) {
     const auto lock = output::hold();
     output::printLine(stdout, {});
     // The help page starts with the end of this line.
-    output::print(stdout, {"Invalid command option '", word, "'"});
+    output::print({"Invalid command option '", word, "'"});
     current_->printHelp();
     return Result::Failed;
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "shell/CommandBase.h"
+#include "shell/LineReader.h"
 #include "shell/Words.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +31,7 @@ public:
     /// The words of a line: runs of characters between white space. There are no quotes and no escapes.
     static Words tokenize(std::string_view line);
     /// The commands between words "--"; empty ones are dropped.
-    static std::vector<Words> splitCommands(const Words& words);
+    static std::vector<Words> splitCommands(Words words);
     /// The components between separators or white space; empty ones are dropped.
     static std::vector<std::string> splitPath(std::string text, char separator);
     /// "cd": walks down a path of children and ".." from the current node, and moves the prompt there.
@@ -40,13 +42,14 @@ private:
     enum class Result { Succeeded, Failed, Quit };
 
     bool isInteractive() const { return location_ != nullptr; }
-    /// Prompts and reads. @return false at the end of input.
-    bool readLine(std::string& line) const;
+    /// Prompts and reads. @return nullopt at the end of input.
+    std::optional<std::string> readLine();
     Result runCommand(const Words& command);
     /// What a word means where the current node has neither leaf nor child of that name.
     Result runBuiltIn(const std::string& word, bool isLastWord, bool isOnlyWord);
     Result refuse(const std::string& word);
 
+    LineReader input_;
     std::shared_ptr<CommandBase> root_;
     /// Where the prompt stands; empty when the words came from the program's arguments.
     std::shared_ptr<CommandBase> location_;

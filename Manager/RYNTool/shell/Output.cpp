@@ -9,20 +9,23 @@ namespace {
 
 std::atomic<bool> isHexadecimal = false;
 
-void write(std::FILE* stream, std::initializer_list<std::string_view> parts, std::string_view end) {
-    std::size_t length = end.size();
+/// What of standard output's present line is not written yet, and room for the next line. Guarded by hold(); never destroyed,
+/// since the queue's thread may print until the very end.
+std::string& unwritten() {
+    static auto* const text = new std::string;
+    return *text;
+}
+
+void append(std::initializer_list<std::string_view> parts) {
     for (const std::string_view part : parts) {
-        length += part.size();
+        unwritten() += part;
     }
-    std::string text;
-    text.reserve(length);
-    for (const std::string_view part : parts) {
-        text += part;
-    }
-    text += end;
-    const auto lock = hold();
-    std::fwrite(text.data(), 1, text.size(), stream);
+}
+
+void writeTo(std::FILE* stream) {
+    std::fwrite(unwritten().data(), 1, unwritten().size(), stream);
     std::fflush(stream);
+    unwritten().clear();
 }
 
 template <typename Number>
@@ -35,11 +38,25 @@ std::string inBase(int base, Number value) {
 }  // namespace
 
 void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts) {
-    write(stream, parts, "\n");
+    const auto lock = hold();
+    if (stream != stdout) {
+        flush();  // what was printed first shows first
+    }
+    append(parts);
+    append({"\n"});
+    writeTo(stream);
 }
 
-void print(std::FILE* stream, std::initializer_list<std::string_view> parts) {
-    write(stream, parts, "");
+void print(std::initializer_list<std::string_view> parts) {
+    const auto lock = hold();
+    append(parts);
+}
+
+void flush() {
+    const auto lock = hold();
+    if (!unwritten().empty()) {
+        writeTo(stdout);
+    }
 }
 
 std::string number(std::int32_t value) {

@@ -16,8 +16,9 @@ namespace output {
 /// Writes the parts as one line and flushes it.
 void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts);
 
-/// Writes the parts as the start of a line.
-void print(std::FILE* stream, std::initializer_list<std::string_view> parts);
+/// The parts are the start of a line of standard output. They show with its end, with a line of another stream, or with `flush`.
+void print(std::initializer_list<std::string_view> parts);
+void flush();
 
 /// The number as standard output shows it now: decimal at first.
 std::string number(std::int32_t value);
