@@ -129,11 +129,17 @@ void SimulatedBaseband::runDiagnostics(const std::string& type, const xpc::Objec
                                                             ryn::kBasebandDiagnosticsTypeRFSelfTest + " is accepted."));
         return;
     }
-    stateMachine_.whenReady(std::move(completion),
-                            [this, options](const PendingAnswerPtr& answer) { beginSelfTest(options, answer); });
+    // Read before it waits: what came from a client may take much more memory than what it says.
+    auto read = simulated::readRFSelfTestOptions(options);
+    if (auto* refusal = std::get_if<Refusal>(&read)) {
+        completion({std::move(*refusal), {}});
+        return;
+    }
+    stateMachine_.whenReady(std::move(completion), [this, wanted = std::get<simulated::RFSelfTestOptions>(read)](
+                                                       const PendingAnswerPtr& answer) { beginSelfTest(wanted, answer); });
 }
 
-void SimulatedBaseband::beginSelfTest(const xpc::Object& options, const PendingAnswerPtr& answer) {
+void SimulatedBaseband::beginSelfTest(const simulated::RFSelfTestOptions& options, const PendingAnswerPtr& answer) {
     if (selfTest_.isRunning()) {
         answer->refuse(ResultCode::Busy,
                        "An RF self-test is running; the next one is accepted when it has ended or was aborted.");
@@ -145,13 +151,8 @@ void SimulatedBaseband::beginSelfTest(const xpc::Object& options, const PendingA
                                                    "; it runs in modes " + simulated::modesWithRadio() + ".");
         return;
     }
-    auto read = simulated::readRFSelfTestOptions(options);
-    if (auto* refusal = std::get_if<Refusal>(&read)) {
-        answer->answer({std::move(*refusal), {}});
-        return;
-    }
     powerLogs_.selfTest("begins", true);
-    selfTest_.run(std::get<simulated::RFSelfTestOptions>(read), nvData_.calibrationSeed(), answer);
+    selfTest_.run(options, nvData_.calibrationSeed(), answer);
 }
 
 void SimulatedBaseband::abortDiagnostics(Completion completion) {

@@ -47,7 +47,7 @@ private:
     void selfTestProgressed(const xpc::Object& event) override;
     void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const xpc::Object& event) override;
 
-    void beginSelfTest(const xpc::Object& options, const simulated::PendingAnswerPtr& answer);
+    void beginSelfTest(const simulated::RFSelfTestOptions& options, const simulated::PendingAnswerPtr& answer);
     xpc::Object state() const;
 
     BasebandStorage& storage_;
