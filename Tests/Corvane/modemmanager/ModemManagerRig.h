@@ -44,7 +44,7 @@ public:
     /// Calls a method of ModemManager's, as mmcli(1) would. @return the error's message, empty for none.
     template <typename... Arguments>
     std::string call(const char* path, const char* interface, const char* member, const char* signature, Arguments... arguments) {
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         sd_bus_call_method(connectToBus().get(), "org.freedesktop.ModemManager1", path, interface, member, &error, nullptr,
                            signature, arguments...);
         std::string message = error.message == nullptr ? "" : error.message;
