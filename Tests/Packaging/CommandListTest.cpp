@@ -1,10 +1,12 @@
 #include "Packaging/HelpTree.h"
+#include "support/Process.h"
 #include "support/TempFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -40,6 +42,20 @@ TEST(CommandListTest, ManualNamesTheCommandsOfTheTool) {
 
 TEST(CommandListTest, CompletionHasTheTreeOfTheTool) {
     EXPECT_THAT(packaging::completionTable(), testing::ContainerEq(packaging::helpTree()));
+}
+
+TEST(CommandListTest, ManualNamesTheOptionsOfTheManager) {
+    const auto optionsIn = [](const std::string& text, const char* pattern) {
+        const std::regex option(pattern);
+        std::set<std::string> options;
+        for (std::sregex_iterator match(text.begin(), text.end(), option), end; match != end; ++match) {
+            options.insert((*match)[1].str());
+        }
+        return options;
+    };
+    const auto help = support::run({support::kDaemon, "--help"}).out;
+    const auto page = support::readFile(SOURCE_FOLDER "/Packaging/man/Corvane.8");
+    EXPECT_THAT(optionsIn(page, R"(\bFl -([a-z-]+))"), testing::ContainerEq(optionsIn(help, R"(\n  --([a-z-]+))")));
 }
 
 }  // namespace

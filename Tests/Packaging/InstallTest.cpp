@@ -50,6 +50,7 @@ TEST(InstallTest, PutsEverythingBelowThePrefixWithinDestdir) {
                                            "opt/ryn/share/man/man7/corvane-protocol.7.gz",
                                            "opt/ryn/share/man/man8/Corvane.8.gz",
                                            "opt/ryn/share/man/man8/Pellcore.8.gz",
+                                           "opt/ryn/share/polkit-1/rules.d/corvane.rules",
                                            "opt/ryn/share/zsh/vendor-completions/_ryntool",
                                        }));
 }
@@ -62,7 +63,8 @@ TEST(InstallTest, UnitsAreValidAndConfined) {
         const support::Environment environment{
             {"SYSTEMD_UNIT_PATH", folder + ":"}, {"XDG_RUNTIME_DIR", prefix.path()}, {"DESTDIR", ""}};
         for (const std::string unit : kUnits) {
-            const auto verified = run({"systemd-analyze", "--" + scope, "--man=no", "verify", folder + "/" + unit}, environment);
+            const std::string file = fs::path(folder) / unit;
+            const auto verified = run({"systemd-analyze", "--" + scope, "--man=no", "verify", file}, environment);
             EXPECT_EQ(verified.status, 0) << scope << " " << unit;
             EXPECT_EQ(verified.out + verified.err, "") << scope << " " << unit;
         }
