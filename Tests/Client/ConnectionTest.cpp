@@ -71,9 +71,9 @@ struct Answering {
     std::chrono::milliseconds patience = TestClient::kLong;
 };
 
-/// [2, id, result] for small numbers, by hand.
-std::vector<std::uint8_t> rawReply(std::uint64_t id, std::uint8_t result) {
-    return {0x83, 0x02, static_cast<std::uint8_t>(id), result};
+/// One packet of any bytes, whatever was asked.
+Responder sends(const std::vector<std::uint8_t>& packet) {
+    return [packet](Connection& connection, const Request&) { connection.raw(packet); };
 }
 
 const Answering kAnswerings[] = {
@@ -84,52 +84,27 @@ const Answering kAnswerings[] = {
      "0 {\"k\":\"\xEF\xBF\xBDv\"}", "", 1},
     {"without an object", [](Connection& connection, const Request& request) { connection.reply(request.id, 0); },
      "0 \"untouched\"", "", 1},
-    {"refused", [](Connection& connection, const Request& request) { connection.reply(request.id, -7, support::text("no")); },
-     "-7 \"no\"", "", 1},
-    {"by replies to others and events first",
+    {"by a refusal",
+     [](Connection& connection, const Request& request) { connection.reply(request.id, -7, support::text("no")); }, "-7 \"no\"",
+     "", 1},
+    {"behind a reply too many and an event",
      [](Connection& connection, const Request& request) {
-         connection.reply(request.id - 1, 5);  // a reply too many
+         connection.reply(request.id - 1, 5);
          connection.event("Unheard");
-         connection.reply(request.id, 0);
-     },
-     "0 ", "", 1},
-    {"twice",
-     [](Connection& connection, const Request& request) {
          connection.reply(request.id, 0);
          connection.reply(request.id, 1);
      },
      "0 ", "", 1},
-    {"by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "closed the connection", 2},
+    {"by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "was Corvane stopped?", 2},
     {"by silence", [](Connection&, const Request&) {}, kTimedOut, "did not answer within 0.2 s", 1, 200ms},
-    {"by events only, until the time is over", [](Connection& connection, const Request&) { connection.event("Unheard"); },
-     kTimedOut, "", 1, 200ms},
-    {"by garbage",
-     [](Connection& connection, const Request&) {
-         connection.raw({0xDE, 0xAD});
-     },
-     kMalformed, "protocol", 2},
-    {"by half a reply",
-     [](Connection& connection, const Request&) {
-         connection.raw({0x83, 0x02});
-     },
-     kMalformed, "", 2},
-    {"by more than a packet may hold",
-     [](Connection& connection, const Request&) { connection.raw(std::vector<std::uint8_t>(ryn::wire::kMaxPacketSize + 1)); },
-     kMalformed, "", 2},
-    {"to an id that was never used",
-     [](Connection& connection, const Request& request) { connection.raw(rawReply(request.id + 1, 0)); }, kMalformed, "", 2},
-    {"to an id before the first", [](Connection& connection, const Request&) { connection.raw(rawReply(0, 0)); }, kMalformed, "",
-     2},
-    {"by a request of its own",
-     [](Connection& connection, const Request&) {
-         connection.raw({0x84, 0x01, 0x01, 0x60, 0xF6});
-     },
-     kMalformed, "", 2},
-    {"by a hello",
-     [](Connection& connection, const Request&) {
-         connection.raw({0x83, 0x00, 0x01, 0x60});
-     },
-     kMalformed, "", 2},
+    {"by an event only", sends({0x82, 0x04, 0x60}), kTimedOut, "", 1, 200ms},
+    {"by garbage", sends({0xDE, 0xAD}), kMalformed, "sent what the protocol does not allow", 2},
+    {"by half a reply", sends({0x83, 0x02}), kMalformed, "", 2},
+    {"by more than a packet may hold", sends(std::vector<std::uint8_t>(ryn::wire::kMaxPacketSize + 1)), kMalformed, "", 2},
+    {"to an id before the first", sends({0x83, 0x02, 0x00, 0x00}), kMalformed, "", 2},
+    {"to an id behind the last", sends({0x83, 0x02, 0x17, 0x00}), kMalformed, "", 2},
+    {"by a request of its own", sends({0x84, 0x01, 0x01, 0x60, 0xF6}), kMalformed, "", 2},
+    {"by a hello", sends({0x83, 0x00, 0x01, 0x60}), kMalformed, "", 2},
 };
 
 /// Answers "Odd" oddly, and everything else with success.
@@ -182,18 +157,21 @@ TEST(Connection, DropsWhatComesTooLate) {
     }
 }
 
-TEST(Connection, EndsWhenAnEventComesUnasked) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](Connection& connection, const Request&) { connection.event("Early"); });
-    TestClient client(manager.path());
-    EXPECT_THAT(client.perform("Any"), StartsWith(kMalformed));
-}
-
-TEST(Connection, MayBeRefusedByItsEnd) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](Connection& connection, const Request&) { connection.drop(); });
-    TestClient client(manager.path());
-    EXPECT_THAT(client.perform("Any"), AllOf(StartsWith(kLost), HasSubstr("are you in group corvane?")));
+TEST(Connection, MayEndWithItsFirstCommand) {
+    const struct {
+        Responder responder;
+        std::string expected;
+        const char* sentence;
+    } kCases[] = {
+        {[](Connection& connection, const Request&) { connection.drop(); }, kLost, "are you in group corvane?"},
+        {sends({0x82, 0x04, 0x60}), kMalformed, ""},  // an event, while events are off
+    };
+    for (const auto& row : kCases) {
+        const TempFolder folder;
+        const ScriptedManager manager(folder / "s", row.responder);
+        TestClient client(manager.path());
+        EXPECT_THAT(client.perform("Any"), AllOf(StartsWith(row.expected), HasSubstr(row.sentence)));
+    }
 }
 
 /// A socket that is bound to `path`, and listens when `backlog` is not negative.
