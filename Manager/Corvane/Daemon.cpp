@@ -121,17 +121,19 @@ void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    Manager manager(*store_, options_.stateFolder);
+    LoopUse loopUse;
+    Manager manager(*store_, options_.stateFolder, loopUse);
     Dispatcher dispatcher(manager, options_.faults);
     addAllCommands(dispatcher);
     Server::Limits limits;
     limits.clients = raiseDescriptorLimit(limits.clients);
-    Server server(*loop_, std::move(socket), policy_, dispatcher, manager.clientFigures(), limits);
+    Server server(*loop_, loopUse, std::move(socket), policy_, dispatcher, manager.clientFigures(), limits);
     manager.start(makeBaseband(), [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
     log::notice("ready");
     sd_notify(0, "READY=1");
-    sd_event_loop(loop_.get());
+    while (server.turn()) {
+    }
     sd_notify(0, "STOPPING=1");
     manager.stop();
     log::notice("stopped");

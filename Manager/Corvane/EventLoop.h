@@ -18,4 +18,9 @@ struct EventSourceDeleter {
 /// What the loop waits for, until this is destroyed.
 using EventSource = std::unique_ptr<sd_event_source, EventSourceDeleter>;
 
+/// Raised by whoever may have given the loop something new to wait for while it was not looking.
+struct LoopUse {
+    bool raised = false;
+};
+
 }  // namespace corvane

@@ -10,8 +10,9 @@
 
 namespace corvane {
 
-Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
-    : traceSettings_(store),
+Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder, LoopUse& loopUse)
+    : loopUse_(loopUse),
+      traceSettings_(store),
       traceFilters_(store),
       bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),
@@ -69,8 +70,8 @@ void Manager::collectTraceLogs(const std::string& reason, Completion completion)
     }
     ++collecting_;
     traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Dumping");
-    baseband_->getVersion([this, reason, completion = std::move(completion)](const Answer& version) {
-        baseband_->collectSnapshot([this, reason, version, completion](std::vector<SnapshotFile> files) {
+    baseband().getVersion([this, reason, completion = std::move(completion)](const Answer& version) {
+        baseband().collectSnapshot([this, reason, version, completion](std::vector<SnapshotFile> files) {
             files.push_back(describe(reason, version.reply));
             finishCollection(files, completion);
         });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Corvane/EventLoop.h"
 #include "Corvane/ScratchLog.h"
 #include "Corvane/Statistics.h"
 #include "Corvane/TraceFilters.h"
@@ -19,8 +20,8 @@ class Manager : public BasebandListener {
 public:
     using EventSink = std::function<void(const char* event, const xpc::Object& payload)>;
 
-    /// @param store outlives this. @param stateFolder where the logs go.
-    Manager(SettingsStore& store, const std::filesystem::path& stateFolder);
+    /// @param store and @param loopUse outlive this. @param stateFolder where the logs go.
+    Manager(SettingsStore& store, const std::filesystem::path& stateFolder, LoopUse& loopUse);
     ~Manager() override;
     Manager(const Manager&) = delete;
     Manager& operator=(const Manager&) = delete;
@@ -43,7 +44,11 @@ public:
     BootFigures& bootFigures() { return bootFigures_; }
     CommandFigures& commandFigures() { return commandFigures_; }
     ClientFigures& clientFigures() { return clientFigures_; }
-    Baseband& baseband() { return *baseband_; }
+    /// The only way to the baseband from outside: what is asked of it may take its time on the loop.
+    Baseband& baseband() {
+        loopUse_.raised = true;
+        return *baseband_;
+    }
 
     void basebandEvent(const char* event, const xpc::Object& payload) override;
     void basebandLog(std::string_view sentence) override;
@@ -53,6 +58,7 @@ private:
     SnapshotFile describe(const std::string& reason, const xpc::Object& version);
     void finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion);
 
+    LoopUse& loopUse_;
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;
     BootFigures bootFigures_;

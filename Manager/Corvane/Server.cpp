@@ -27,9 +27,10 @@ std::uint32_t epollEvents(Connection::Interest interest) {
 
 }  // namespace
 
-Server::Server(sd_event& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher,
+Server::Server(sd_event& loop, LoopUse& loopUse, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher,
                ClientFigures& figures, Limits limits)
     : loop_(loop),
+      loopUse_(loopUse),
       listener_(std::move(listener)),
       sockets_(epoll_create1(EPOLL_CLOEXEC)),
       policy_(policy),
@@ -38,38 +39,53 @@ Server::Server(sd_event& loop, platform::FileDescriptor listener, PeerPolicy pol
       limits_(limits),
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)) {
     resumeListening();
-    sd_event_source* source = nullptr;
-    const auto onSockets = [](sd_event_source*, int, std::uint32_t, void* server) {
-        static_cast<Server*>(server)->serveSockets();
-        return 0;
-    };
-    sd_event_add_io(&loop_, &source, sockets_.get(), EPOLLIN, onSockets, this);
-    source_.reset(source);
+    epoll_event event{EPOLLIN, {&loop_}};
+    epoll_ctl(sockets_.get(), EPOLL_CTL_ADD, sd_event_get_fd(&loop_), &event);
     const auto onEnded = [](sd_event_source*, void* server) {
         static_cast<Server*>(server)->removeEnded();
         return 0;
     };
-    sd_event_add_defer(&loop_, &source, onEnded, this);
-    sd_event_source_set_enabled(source, SD_EVENT_OFF);
-    reaper_.reset(source);
+    sd_event_source* reaper = nullptr;
+    sd_event_add_defer(&loop_, &reaper, onEnded, this);
+    sd_event_source_set_enabled(reaper, SD_EVENT_OFF);
+    reaper_.reset(reaper);
 }
 
 Server::~Server() = default;
 
-void Server::serveSockets() {
-    std::array<epoll_event, kEventsALookRound> events{};
-    const int count = epoll_wait(sockets_.get(), events.data(), kEventsALookRound, 0);
+bool Server::turn() {
+    loopUse_.raised = false;
+    int pending = sd_event_prepare(&loop_);
+    if (pending == 0) {
+        // The loop has armed its timers and sleeps; it must look again after anything that may have changed them.
+        while (!serveSockets() && !loopUse_.raised) {
+        }
+        pending = sd_event_wait(&loop_, 0);
+    }
+    if (pending > 0) {
+        pending = sd_event_dispatch(&loop_);
+    }
+    return pending >= 0 && sd_event_get_state(&loop_) != SD_EVENT_FINISHED;
+}
+
+bool Server::serveSockets() {
+    std::array<epoll_event, kEventsALookRound> events;
+    const int count = epoll_wait(sockets_.get(), events.data(), kEventsALookRound, -1);
+    bool loopIsDue = false;
     serving_ = true;
     for (int index = 0; index < count; ++index) {
         const epoll_event& event = events[static_cast<std::size_t>(index)];
         if (event.data.ptr == nullptr) {
             accept();
+        } else if (event.data.ptr == &loop_) {
+            loopIsDue = true;
         } else {
             serve(*static_cast<Connection*>(event.data.ptr), event.events);
         }
     }
     serving_ = false;
     removeEnded();
+    return loopIsDue;
 }
 
 void Server::serve(Connection& connection, std::uint32_t events) {
@@ -215,6 +231,7 @@ void Server::armGreetingTimer() {
     sd_event_add_time_relative(&loop_, &timer, CLOCK_MONOTONIC, microseconds(ungreeted_.begin()->first - Clock::now()), 0, onTime,
                                this);
     greetingTimer_.reset(timer);
+    loopUse_.raised = true;
 }
 
 void Server::endLateGreetings() {
@@ -237,6 +254,7 @@ void Server::pauseListening() {
     sd_event_source* timer = nullptr;
     sd_event_add_time_relative(&loop_, &timer, CLOCK_MONOTONIC, microseconds(kListeningPause), 0, onTime, this);
     listeningTimer_.reset(timer);
+    loopUse_.raised = true;
 }
 
 void Server::resumeListening() {

@@ -30,17 +30,19 @@ protected:
     const corvane::EventLoop loop_{newLoop()};
     const corvane::PeerPolicy policy_;
     const std::unique_ptr<corvane::SettingsStore> store_ = openStore(folder_);
-    corvane::Manager manager_{*store_, folder_.path()};
+    corvane::LoopUse loopUse_;
+    corvane::Manager manager_{*store_, folder_.path(), loopUse_};
     corvane::Dispatcher dispatcher_{manager_, {}};
     corvane::Listener listener_ = std::get<corvane::Listener>(corvane::Listener::open(path_, policy_));
 };
 
 TEST_F(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
-    corvane::Server server(*loop_, listener_.takeSocket(), policy_, dispatcher_, manager_.clientFigures(), {10, 10, 0s});
+    corvane::Server server(*loop_, loopUse_, listener_.takeSocket(), policy_, dispatcher_, manager_.clientFigures(),
+                           {10, 10, 0s});
     Peer polite(path_);
     Peer silent(path_, Peer::Greeting::None);
     while (manager_.clientFigures().ended == 0) {
-        ASSERT_GT(sd_event_run(loop_.get(), std::chrono::microseconds(support::kPatience).count()), 0);
+        ASSERT_TRUE(server.turn());
     }
     EXPECT_TRUE(silent.isClosed());
     EXPECT_EQ(polite.receive(0ms), "nothing");

@@ -35,7 +35,7 @@ public:
         loop_.reset(loop);
         store_ = std::get<std::unique_ptr<corvane::SettingsStore>>(corvane::SettingsStore::open(folder_.path()));
         storage_.emplace(*store_);
-        manager_.emplace(*store_, folder_.path());
+        manager_.emplace(*store_, folder_.path(), loopUse_);
         dispatcher_.emplace(*manager_, corvane::FaultRules());
         corvane::addAllCommands(*dispatcher_);
         manager_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *storage_), [](const char*, const xpc::Object&) {});
@@ -58,6 +58,7 @@ public:
 private:
     support::TempFolder folder_;
     corvane::EventLoop loop_;
+    corvane::LoopUse loopUse_;
     std::unique_ptr<corvane::SettingsStore> store_;
     std::optional<corvane::StoredBaseband> storage_;
     std::optional<corvane::Manager> manager_;
