@@ -25,6 +25,9 @@ Answer refused(ResultCode code, std::string sentence) {
     return {Refusal{code, std::move(sentence)}, {}};
 }
 
+/// Of a reset's reason and sub type: what is kept and told of a text that a client may have made as long as a packet.
+constexpr std::size_t kLongestReason = 256;
+
 const char* nameOf(ResetType type) {
     return type == ResetType::Hard ? "hard" : "soft";
 }
@@ -81,7 +84,8 @@ void SimulatedBaseband::getWakeReason(Completion completion) {
 }
 
 void SimulatedBaseband::reset(const ResetRequest& request, Completion completion) {
-    stateMachine_.reset(request, std::move(completion));
+    stateMachine_.reset({request.type, request.subType.substr(0, kLongestReason), request.reason.substr(0, kLongestReason)},
+                        std::move(completion));
 }
 
 void SimulatedBaseband::eraseNVData(Completion completion) {
@@ -216,7 +220,7 @@ void SimulatedBaseband::bootStateChanged(BootState state) {
         powerLogs_.forget();
     }
     const auto payload = dictionary({{ryn::kKeyBasebandBootState, text(simulated::nameOf(state))}});
-    listener_->basebandEvent(ryn::kEventBasebandBootStateChange, payload);
+    tell(ryn::kEventBasebandBootStateChange, payload);
 }
 
 void SimulatedBaseband::operatingModeChanged(OperatingMode mode) {
@@ -233,11 +237,11 @@ void SimulatedBaseband::operatingModeChanged(OperatingMode mode) {
     }
     powerLogs_.operatingModeChanged(mode);
     const auto payload = dictionary({{ryn::kKeyBasebandOperatingMode, number(static_cast<std::int64_t>(mode))}});
-    listener_->basebandEvent(ryn::kEventBasebandOperatingModeChange, payload);
+    tell(ryn::kEventBasebandOperatingModeChange, payload);
 }
 
 void SimulatedBaseband::selfTestProgressed(const xpc::Object& event) {
-    listener_->basebandEvent(ryn::kEventBasebandDiagnostics, event);
+    tell(ryn::kEventBasebandDiagnostics, event);
 }
 
 void SimulatedBaseband::selfTestEnded(RFSelfTest::Outcome outcome, const xpc::Object& event) {
@@ -245,8 +249,12 @@ void SimulatedBaseband::selfTestEnded(RFSelfTest::Outcome outcome, const xpc::Ob
     powerLogs_.selfTest(kEnds[static_cast<std::size_t>(outcome)], false);
     statistics_.countSelfTest(outcome);
     storage_.put(kLastSelfTest, simulated::readableJson(event));
+    tell(ryn::kEventBasebandDiagnostics, event);
+}
+
+void SimulatedBaseband::tell(const char* event, const xpc::Object& payload) {
     if (listener_ != nullptr) {
-        listener_->basebandEvent(ryn::kEventBasebandDiagnostics, event);
+        listener_->basebandEvent(event, payload);
     }
 }
 

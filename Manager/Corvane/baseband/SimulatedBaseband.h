@@ -48,10 +48,11 @@ private:
     void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const xpc::Object& event) override;
 
     void beginSelfTest(const simulated::RFSelfTestOptions& options, const simulated::PendingAnswerPtr& answer);
+    void tell(const char* event, const xpc::Object& payload);
     xpc::Object state() const;
 
     BasebandStorage& storage_;
-    BasebandListener* listener_ = nullptr;
+    BasebandListener* listener_ = nullptr;  ///< nullptr once stopped
 
     simulated::NVData nvData_;
     simulated::BasebandClock clock_;
