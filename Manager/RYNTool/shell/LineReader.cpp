@@ -1,10 +1,8 @@
 #include "shell/LineReader.h"
 
+#include "platform/console/StandardInput.h"
 #include "shell/Output.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <string_view>
 
 std::optional<std::string> LineReader::next() {
@@ -28,12 +26,8 @@ bool LineReader::fill() {
     if (isAtEnd_) {
         return false;
     }
-    ssize_t count = 0;
-    do {
-        count = ::read(STDIN_FILENO, buffer_.data(), buffer_.size());
-    } while (count < 0 && errno == EINTR);
-    isAtEnd_ = count <= 0;
     begin_ = 0;
-    end_ = isAtEnd_ ? 0 : static_cast<std::size_t>(count);
+    end_ = platform::readStandardInput(buffer_.data(), buffer_.size());
+    isAtEnd_ = end_ == 0;
     return !isAtEnd_;
 }

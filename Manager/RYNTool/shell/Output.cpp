@@ -3,6 +3,7 @@
 #include <atomic>
 #include <charconv>
 #include <limits>
+#include <memory>
 
 namespace output {
 namespace {
@@ -12,7 +13,7 @@ std::atomic<bool> isHexadecimal = false;
 /// What of standard output's present line is not written yet, and room for the next line. Guarded by hold(); never destroyed,
 /// since the queue's thread may print until the very end.
 std::string& unwritten() {
-    static auto* const text = new std::string;
+    static std::string* const text = std::make_unique<std::string>().release();
     return *text;
 }
 

@@ -10,7 +10,7 @@
 /// What the tool prints. A line is composed whole before it is written, so that lines of the shell's thread and of the
 /// dispatch queue never mix. May be called from any thread.
 ///
-/// On C's streams: setting up those of C++ costs as much as all that a one-shot run does itself.
+/// On C's streams: setting up those of C++ would cost a one-shot run half as much again.
 namespace output {
 
 /// Writes the parts as one line and flushes it.
