@@ -112,6 +112,9 @@ std::variant<Options, Options::Exit> Options::parse(const std::vector<std::strin
             return badUsage(name + ": " + *why);
         }
     }
+    if (!options.modem.empty() && options.backend != "modemmanager") {
+        return badUsage("--modem goes with --backend modemmanager");
+    }
     return options;
 }
 

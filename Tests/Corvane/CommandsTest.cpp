@@ -31,6 +31,8 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
         {"GetTracePropertyCommand", dictionary({}), "0xE020E101", "KeyTraceName is missing; it takes a string"},
         {"GetTracePropertyCommand", dictionary({{"KeyTraceName", number(1)}}), "0xE020E101",
          "KeyTraceName is an integer; it takes a string"},
+        {"GetTracePropertyCommand", property(std::string(100000, 'x'), "Enabled"), "0xE020E101",
+         "KeyTraceName has 100000 bytes; it takes up to 4096"},
         {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({}), "0xE020E101", "KeyBasebandOperatingMode is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101", "8"},
@@ -68,7 +70,7 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
     }
     const std::string figures = peer.ask("GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(1)}}));
     EXPECT_THAT(figures, AllOf(HasSubstr(R"("Refused":)" + std::to_string(std::size(cases))), HasSubstr(R"("Unknown":1)"),
-                               HasSubstr(R"("GetTracePropertyCommand":3)"), testing::Not(HasSubstr("Boot"))));
+                               HasSubstr(R"("GetTracePropertyCommand":4)"), testing::Not(HasSubstr("Boot"))));
 }
 
 TEST(Commands, FailAsTheFaultRulesSay) {

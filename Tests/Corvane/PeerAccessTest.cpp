@@ -58,6 +58,12 @@ protected:
         EXPECT_TRUE(process->waitForError("ready"));
         return process;
     }
+    /// What a process leaves behind at its end counts until the manager has seen it.
+    void waitUntilAllHaveGone() const {
+        Peer peer(socket());
+        while (peer.ask("GetStatisticsCommand").find(R"("Connected":1,)") == std::string::npos) {
+        }
+    }
     std::string socket() const { return folder_ / "run/manager.sock"; }
 
     const support::TempFolder folder_;
@@ -78,6 +84,7 @@ TEST_F(PeerAccess, IsForRootTheOwnUserAndMembersOfTheGroup) {
     EXPECT_EQ(seenBy(kUser, kOtherGroup, {kOtherGroup, kCorvaneGroup}, socket()), kServed);
     EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kNotReachable);
     EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket(), 64), kServed);
+    waitUntilAllHaveGone();
     EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket(), 65), kClosed);
     EXPECT_EQ(seenBy(0, 0, {}, socket(), 200), kServed);
 

@@ -46,6 +46,7 @@ TEST(Start, SaysWhatIsWrongAndWithWhichStatus) {
         {{"--socket="}, 2, "not empty"},
         {{"--verbose=1"}, 2, "--verbose takes no value"},
         {{"--backend", "real"}, 2, "there are simulated and modemmanager"},
+        {{"--modem", "0"}, 2, "--modem goes with --backend modemmanager"},
         {{"--fault", "Info"}, 2, "'Info' is no fault rule"},
         {{"--fault", "Info=0"}, 2, "RESULT that is not 0"},
         {{"--fault", "Info=0x1FFFFFFFF"}, 2, "is no fault rule"},
