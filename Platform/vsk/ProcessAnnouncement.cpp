@@ -2,16 +2,32 @@
 #include "Platform/vsk/ProcessPresence.h"
 #include "Platform/vsk/RunFolders.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
 
 namespace vsk {
 
-ProcessAnnouncement::ProcessAnnouncement(ProcessAnnouncement&& other) noexcept : path_(std::exchange(other.path_, {})) {}
+namespace {
+
+/// Of the open file, not of the process (fcntl_locking(2)): the kernel gives it up when the last descriptor is closed.
+platform::FileDescriptor locked(const std::string& path) {
+    platform::FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    return file && ::fcntl(file.get(), F_OFD_SETLK, &whole) == 0 ? std::move(file) : platform::FileDescriptor();
+}
+
+}  // namespace
+
+ProcessAnnouncement::ProcessAnnouncement(ProcessAnnouncement&& other) noexcept
+    : path_(std::exchange(other.path_, {})), lock_(std::move(other.lock_)) {}
 
 ProcessAnnouncement& ProcessAnnouncement::operator=(ProcessAnnouncement&& other) noexcept {
     std::swap(path_, other.path_);
+    std::swap(lock_, other.lock_);
     return *this;
 }
 
@@ -32,8 +48,11 @@ ProcessAnnouncement announceProcess(std::string_view name) {
         }
         auto temporary = path;
         temporary.append(".").append(pid);
-        if (!platform::replaceFile(path, temporary, line, kFileMode, platform::Durability::None)) {
-            return ProcessAnnouncement(std::move(path));
+        if (platform::replaceFile(path, temporary, line, kFileMode, platform::Durability::None)) {
+            continue;
+        }
+        if (auto lock = locked(path)) {
+            return {std::move(path), std::move(lock)};
         }
     }
     return {};

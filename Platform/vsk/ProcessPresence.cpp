@@ -58,6 +58,15 @@ bool runsAs(const std::string& folder, std::string_view name) {
     return state != 'Z' && state != 'X' && isNamed(folder, status.substr(open + 1, close - open - 1), name);
 }
 
+/// Whether the process that announced itself with this file lives: it locked it.
+bool isHeld(const std::string& pidFile) {
+    const platform::FileDescriptor file(::open(pidFile.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct flock probe {};
+    probe.l_type = F_RDLCK;
+    probe.l_whence = SEEK_SET;
+    return file && ::fcntl(file.get(), F_OFD_GETLK, &probe) == 0 && probe.l_type == F_WRLCK;
+}
+
 bool isAnyProcess(std::string_view name) {
     const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), &::closedir);
     if (!processes) {
@@ -77,11 +86,7 @@ bool isAnyProcess(std::string_view name) {
 
 bool isProcessRunning(const std::string& name) {
     const auto files = pidFiles(name);
-    const bool announced = std::any_of(files.begin(), files.end(), [&](const std::string& file) {
-        const int pid = readPidFile(file);
-        return pid != 0 && runsAs("/proc/" + std::to_string(pid), name);
-    });
-    return announced || (!name.empty() && isAnyProcess(name));
+    return std::any_of(files.begin(), files.end(), isHeld) || (!name.empty() && isAnyProcess(name));
 }
 
 }  // namespace vsk

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Platform/FileDescriptor.h"
+
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vsk {
 
@@ -9,8 +12,8 @@ namespace vsk {
 /// without a look at every process of the machine.
 ///
 /// The announcement is a file `<name>.pid` in the first of the run folders `$XDG_RUNTIME_DIR/corvane` and `/run/corvane` that
-/// takes it; a missing folder is made (0750). It is believed only while its process lives under that name, so a stale one does no
-/// harm, and failing to announce is no failure: the process is then found by the longer way.
+/// takes it; a missing folder is made (0750). The process holds a lock on the file, and it is believed only as long: a stale one
+/// does no harm. Failing to announce is no failure: the process is then found by the longer way.
 class ProcessAnnouncement {
 public:
     ProcessAnnouncement() = default;
@@ -23,9 +26,10 @@ public:
 
 private:
     friend ProcessAnnouncement announceProcess(std::string_view name);
-    explicit ProcessAnnouncement(std::string path) : path_(std::move(path)) {}
+    ProcessAnnouncement(std::string path, platform::FileDescriptor lock) : path_(std::move(path)), lock_(std::move(lock)) {}
 
     std::string path_;  ///< empty: nothing is announced
+    platform::FileDescriptor lock_;
 };
 
 /// @param name the name that the kernel knows this process by: its executable's, unless it was changed
