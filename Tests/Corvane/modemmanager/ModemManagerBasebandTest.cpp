@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <map>
 #include <memory>
@@ -303,6 +304,19 @@ TEST_F(ModemManagerBasebandTest, NothingWaitsForOneThatDoesNotAnswer) {
     baseband_->stop();
     EXPECT_THAT(answers, UnorderedElementsAre(StartsWith("aborted: "), StartsWith("aborted: "), StartsWith("aborted: "),
                                               StartsWith("aborted: ")));
+}
+
+TEST_F(ModemManagerBasebandTest, ABusThatDoesNotAnswerHoldsNothingUp) {
+    AtModem silence;
+    silence.mute();
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:abstract=" + silence.port()).c_str(), 1);
+    start();
+    EXPECT_EQ(perform(kBootState), R"({"KeyBasebandBootState":"Off"})");
+    EXPECT_THAT(perform(setMode(0)), StartsWith("state: The system bus can't be reached"));
+    const auto begin = std::chrono::steady_clock::now();
+    sd_event_exit(loop_.get(), 0);
+    sd_event_loop(loop_.get());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, support::kPatience);
 }
 
 TEST_F(ModemManagerBasebandTest, OneOfSeveralModemsIsChosenAndKept) {

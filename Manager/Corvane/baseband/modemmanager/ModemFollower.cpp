@@ -45,7 +45,7 @@ void ModemFollower::stop() {
 }
 
 Refusal ModemFollower::absence() const {
-    if (!connected_) {
+    if (!busAnswers_) {
         return {ResultCode::WrongState,
                 "The system bus can't be reached, so neither can a modem; it is tried again every few seconds."};
     }
@@ -61,7 +61,6 @@ void ModemFollower::note(const std::string& path, const char* interface, const c
 }
 
 void ModemFollower::busConnected() {
-    connected_ = true;
     load();
 }
 
@@ -70,7 +69,7 @@ void ModemFollower::busLost(const std::string& why) {
         complained_ = true;
         log_("The system bus can't be reached (" + why + "); it is tried again.");
     }
-    connected_ = false;
+    busAnswers_ = false;
     ++generation_;
     reload_.cancel();
     forget();
@@ -90,6 +89,7 @@ void ModemFollower::busSignal(const BusSignal& signal) {
         {kProperties, "PropertiesChanged", &ModemFollower::propertiesChanged},
         {kModemInterface, "StateChanged", &ModemFollower::stateChanged},
     };
+    busAnswers_ = true;
     for (const Rule& rule : kRules) {
         if (rule.interface == signal.interface && rule.member == signal.member) {
             (this->*rule.take)(signal);
@@ -148,6 +148,7 @@ void ModemFollower::load() {
 }
 
 void ModemFollower::loaded(const BusReply& reply) {
+    busAnswers_ = !reply.error || reply.error->cause == BusError::Cause::Answered;
     if (!reply.error) {
         complained_ = false;
         managerRuns_ = true;

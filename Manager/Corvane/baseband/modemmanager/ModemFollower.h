@@ -69,7 +69,7 @@ private:
     ModemChoice choice_;
     const Modem* modem_ = nullptr;
     std::string version_;
-    bool connected_ = false;
+    bool busAnswers_ = false;
     bool managerRuns_ = false;
     bool complained_ = false;       ///< that there is no bus, since there was one
     std::uint64_t generation_ = 0;  ///< answers to the questions of an earlier one are out of date

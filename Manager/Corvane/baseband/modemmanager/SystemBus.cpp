@@ -59,7 +59,22 @@ int SystemBus::open() {
     for (const std::string& match : matches_) {
         result = std::min(result, sd_bus_add_match_async(opened, nullptr, match.c_str(), signalled, nullptr, this));
     }
+    result = std::min(result, dropAtExit());
     return std::min(result, sd_bus_attach_event(opened, &loop_, SD_EVENT_PRIORITY_NORMAL));
+}
+
+/// Ahead of what sd-bus does when the loop ends: it would wait until all is sent, for 90 s when the bus doesn't answer.
+int SystemBus::dropAtExit() {
+    const auto exiting = [](sd_event_source*, void* bus) {
+        static_cast<SystemBus*>(bus)->stop();
+        return 0;
+    };
+    sd_event_source* source = nullptr;
+    if (const int result = sd_event_add_exit(&loop_, &source, exiting, this); result < 0) {
+        return result;
+    }
+    exit_.reset(source);
+    return sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
 }
 
 /// The connection itself is dropped later: sd-bus may be at work in it.

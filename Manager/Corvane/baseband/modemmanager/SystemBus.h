@@ -58,7 +58,7 @@ public:
     virtual void busSignal(const BusSignal& signal) = 0;
 };
 
-/// The system bus on the event loop: connected again whenever it was lost, never waited for.
+/// The system bus on the event loop: connected again whenever it was lost, never waited for, stopped when the loop ends.
 ///
 /// Services are never started by a call: one that an administrator has stopped stays stopped.
 class SystemBus {
@@ -109,6 +109,7 @@ private:
     static BusError disconnected();
     void connect();
     int open();
+    int dropAtExit();
     void lose(const std::string& why);
     Message compose(const BusMethod& method) const;
     void send(sd_bus_message* message, std::chrono::seconds limit, Handler handler);
@@ -118,6 +119,7 @@ private:
     const std::vector<std::string> matches_;
     BusListener& listener_;
     Connection connection_;
+    EventSource exit_;
     std::list<Call> calls_;
     Timer retry_;
     std::chrono::milliseconds pause_{};  ///< before the next attempt to connect
