@@ -1,0 +1,150 @@
+#include "Client/wire/Packet.h"
+#include "commands/RYNCommand.h"
+#include "platform/dispatch/dispatch.h"
+#include "platform/ryn/client.h"
+#include "shell/CommandShell.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <span>
+
+// Lines typed at the prompt of the real tree, and a manager in this process that answers what the input says: what the tool asks
+// of it must fit the wire, whatever was typed, and whatever is answered must end the command.
+
+namespace {
+
+namespace wire = ryn::wire;
+
+/// The packets that the manager sends, each behind its length in one byte; begins anew when they are used up.
+class Manager {
+public:
+    void begin(std::span<const std::uint8_t> packets) { packets_ = rest_ = packets; }
+
+    int answer(std::string_view command, const xpc::Object& argument, xpc::Object& reply) {
+        std::vector<std::uint8_t> bytes;
+        if (command.empty() || !wire::encode(wire::Request{1, command, argument}, bytes)) {
+            std::abort();
+        }
+        const auto packet = next();
+        const auto* given = packet ? std::get_if<wire::Reply>(&*packet) : nullptr;
+        reply = given != nullptr && given->object ? given->object : reply;
+        return given != nullptr ? given->result : -1;
+    }
+
+    xpc::Object payload() {
+        const auto packet = next();
+        const auto* given = packet ? std::get_if<wire::Event>(&*packet) : nullptr;
+        return given != nullptr ? given->payload : xpc::Object();
+    }
+
+private:
+    std::optional<wire::Packet> next() {
+        rest_ = rest_.empty() ? packets_ : rest_;
+        if (rest_.empty()) {
+            return std::nullopt;
+        }
+        const std::size_t length = std::min<std::size_t>(rest_[0], rest_.size() - 1);
+        const auto packet = rest_.subspan(1, length);
+        rest_ = rest_.subspan(1 + length);
+        return wire::decode(packet);
+    }
+
+    std::span<const std::uint8_t> packets_;
+    std::span<const std::uint8_t> rest_;
+};
+
+Manager manager;
+
+class Shell : public CommandShell {
+public:
+    std::shared_ptr<CommandBase> createRootCommand(const Words&) override {
+        const dispatch_queue_t queue = dispatch_queue_create("fuzz.queue", nullptr);
+        auto root = createNode<RYNCommand>("ryntool", std::weak_ptr<CommandBase>{}, ryn::client::ManagerPtr(), queue);
+        dispatch_release(queue);
+        return root;
+    }
+};
+
+/// The lines stand on standard input; what is printed goes nowhere.
+void prepareStreams() {
+    const int lines = memfd_create("lines", 0);
+    dup2(lines, STDIN_FILENO);
+    close(lines);
+    stdout = std::fopen("/dev/null", "w");
+    stderr = std::fopen("/dev/null", "w");
+}
+
+void type(std::span<const std::uint8_t> lines) {
+    if (ftruncate(STDIN_FILENO, 0) != 0 || pwrite(STDIN_FILENO, lines.data(), lines.size(), 0) < 0) {
+        std::abort();
+    }
+    lseek(STDIN_FILENO, 0, SEEK_SET);
+}
+
+}  // namespace
+
+namespace ryn::client {
+
+ManagerPtr CreateManager(const std::string&, dispatch_queue_t) {
+    return {};
+}
+
+int PerformCommand(ManagerPtr, const std::string& command, const xpc::Object& argument, xpc::Object& reply) {
+    return ::manager.answer(command, argument, reply);
+}
+
+void PerformCommand(ManagerPtr, const std::string& command, Completion completion, const xpc::Object& argument) {
+    xpc::Object reply;
+    const int result = ::manager.answer(command, argument, reply);
+    completion(result, reply);
+}
+
+void RegisterEventHandler(ManagerPtr, const std::string&, EventHandler handler) {
+    handler(::manager.payload());
+    handler(::manager.payload());
+}
+
+void EventsOn(ManagerPtr) {}
+
+void EventsOff(ManagerPtr) {}
+
+void CollectTraceLogs(ManagerPtr, const std::string& reason, Completion completion) {
+    xpc::Object reply;
+    const auto text = xpc::Object::adopt(xpc_string_create_with_length(reason.data(), reason.size()));
+    const int result = ::manager.answer("CollectTraceLogs", text, reply);
+    completion(result, reply);
+}
+
+int AddTraceFilter(ManagerPtr, const std::string& filter, const xpc::Object& value) {
+    xpc::Object reply;
+    return ::manager.answer(filter, value, reply);
+}
+
+int RemoveTraceFilter(ManagerPtr, const std::string& filter) {
+    xpc::Object reply;
+    return ::manager.answer(filter, xpc::Object::adopt(xpc_null_create()), reply);
+}
+
+int GetTraceFilters(ManagerPtr, xpc::Object& filters) {
+    return ::manager.answer("GetTraceFilters", xpc::Object::adopt(xpc_null_create()), filters);
+}
+
+}  // namespace ryn::client
+
+/// The lines, a zero byte, and the packets of the manager.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const bool prepared = (prepareStreams(), true);
+    static_cast<void>(prepared);
+    const std::span input(data, size);
+    const auto end = std::ranges::find(input, 0);
+    const auto length = static_cast<std::size_t>(end - input.begin());
+    manager.begin(end == input.end() ? input.first(0) : input.subspan(length + 1));
+    type(input.first(length));
+    std::make_shared<Shell>()->run({"ryntool"});
+    return 0;
+}
