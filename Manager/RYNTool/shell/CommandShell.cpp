@@ -3,24 +3,25 @@
 #include "shell/Output.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdio>
 #include <utility>
 
 namespace {
 
-/// White space of the "C" locale, the only one that the tool runs in.
-constexpr std::string_view kWhiteSpace = " \t\n\v\f\r";
+/// In the "C" locale, the only one that the tool runs in: blank, \t, \n, \v, \f and \r.
+constexpr bool isWhiteSpace(char character) {
+    return character == ' ' || (character >= '\t' && character <= '\r');
+}
 
 }  // namespace
 
 Words CommandShell::tokenize(std::string_view line) {
     Words words;
-    std::size_t start = line.find_first_not_of(kWhiteSpace);
-    while (start != std::string_view::npos) {
-        const std::size_t end = std::min(line.find_first_of(kWhiteSpace, start), line.size());
-        words.emplace_back(line.substr(start, end - start));
-        start = line.find_first_not_of(kWhiteSpace, end);
+    auto start = std::find_if_not(line.begin(), line.end(), isWhiteSpace);
+    while (start != line.end()) {
+        const auto end = std::find_if(start, line.end(), isWhiteSpace);
+        words.emplace_back(start, end);
+        start = std::find_if_not(end, line.end(), isWhiteSpace);
     }
     return words;
 }
