@@ -1,9 +1,9 @@
 #include "Corvane/Manager.h"
 
 #include "Corvane/Log.h"
+#include "Corvane/ReadableJson.h"
 #include "Corvane/UtcTime.h"
 #include "Corvane/Values.h"
-#include "Corvane/baseband/simulated/ReadableJson.h"
 #include "config/DiagConfig.h"
 #include "config/RYNProperties.h"
 #include "platform/ryn/constants.h"
@@ -80,7 +80,7 @@ void Manager::collectTraceLogs(const std::string& reason, Completion completion)
 
 SnapshotFile Manager::describe(const std::string& reason, const xpc::Object& version) {
     const std::string baseband = textAt(version, ryn::kKeyBasebandVersion).value_or(ryn::kUnknown);
-    return {"manager.json", simulated::readableJson(dictionary({
+    return {"manager.json", readableJson(dictionary({
                                 {"Reason", text(reason)},
                                 {"Time", text(utcTimeStamp())},
                                 {"Versions", dictionary({{"Corvane", text(CORVANE_VERSION)}, {"Baseband", text(baseband)}})},

@@ -1,7 +1,7 @@
 #include "Corvane/baseband/SimulatedBaseband.h"
 
+#include "Corvane/ReadableJson.h"
 #include "Corvane/Values.h"
-#include "Corvane/baseband/simulated/ReadableJson.h"
 #include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
 
@@ -174,7 +174,7 @@ void SimulatedBaseband::getStatistics(Completion completion) {
 
 void SimulatedBaseband::collectSnapshot(SnapshotCompletion completion) {
     std::vector<SnapshotFile> files{
-        {"baseband.json", simulated::readableJson(state())}, powerLogs_.file(PowerLog::NPA), powerLogs_.file(PowerLog::F3)};
+        {"baseband.json", readableJson(state())}, powerLogs_.file(PowerLog::NPA), powerLogs_.file(PowerLog::F3)};
     if (const auto lastSelfTest = storage_.get(kLastSelfTest)) {
         files.push_back({"rf-self-test.json", *lastSelfTest});
     }
@@ -248,7 +248,7 @@ void SimulatedBaseband::selfTestEnded(RFSelfTest::Outcome outcome, const xpc::Ob
     constexpr const char* kEnds[] = {"passed", "failed", "aborted"};
     powerLogs_.selfTest(kEnds[static_cast<std::size_t>(outcome)], false);
     statistics_.countSelfTest(outcome);
-    storage_.put(kLastSelfTest, simulated::readableJson(event));
+    storage_.put(kLastSelfTest, readableJson(event));
     tell(ryn::kEventBasebandDiagnostics, event);
 }
 

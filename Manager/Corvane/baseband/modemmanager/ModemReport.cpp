@@ -1,8 +1,8 @@
 #include "Corvane/baseband/modemmanager/ModemReport.h"
 
+#include "Corvane/ReadableJson.h"
 #include "Corvane/Values.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
-#include "Corvane/baseband/simulated/ReadableJson.h"
 
 #include <memory>
 #include <utility>
@@ -75,7 +75,7 @@ struct SnapshotInProgress {
 
     void finishIfComplete() const {
         if (outstanding == 0) {
-            completion({{"modem.json", simulated::readableJson(modem)}, {"bearers.json", simulated::readableJson(bearers)}});
+            completion({{"modem.json", readableJson(modem)}, {"bearers.json", readableJson(bearers)}});
         }
     }
 };

@@ -1,6 +1,6 @@
-#include "Corvane/baseband/simulated/ReadableJson.h"
+#include "Corvane/ReadableJson.h"
 
-namespace corvane::simulated {
+namespace corvane {
 namespace {
 
 std::string render(xpc_object_t object, const std::string& indentation) {
@@ -23,4 +23,4 @@ std::string readableJson(const xpc::Object& dictionary) {
     return render(dictionary.get(), "") + "\n";
 }
 
-}  // namespace corvane::simulated
+}  // namespace corvane
