@@ -3,7 +3,10 @@
 #include "Corvane/Log.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <system_error>
 
 namespace corvane {
@@ -22,11 +25,16 @@ constexpr const char* kSetUp =
     "PRAGMA synchronous=FULL;"
     "PRAGMA wal_autocheckpoint=64;"
     "PRAGMA cache_size=-256;"
+    // Fails where nothing can be written, and writes nothing: a manager starts on a full disk too.
+    "BEGIN IMMEDIATE;"
+    "COMMIT;";
+
+constexpr const char* kCreate =
     "BEGIN IMMEDIATE;"
     "CREATE TABLE IF NOT EXISTS setting(area TEXT, name TEXT, value BLOB NOT NULL, PRIMARY KEY(area, name)) WITHOUT ROWID;"
     "PRAGMA user_version=1;"
     "COMMIT;";
-static_assert(SettingsStore::kSchemaVersion == 1, "kSetUp writes the version");
+static_assert(SettingsStore::kSchemaVersion == 1, "kCreate writes the version");
 
 int columnOfFirstRow(sqlite3* database, const char* query, int& value) {
     const auto takeInteger = [](void* result, int, char** columns, char**) {
@@ -128,6 +136,9 @@ std::variant<std::unique_ptr<SettingsStore>, std::string> SettingsStore::open(co
         return "can't make the state folder " + folder.string() + ": " + error.message() + "; name another one with --state";
     }
     const fs::path file = folder / kFileName;
+    if (access(folder.c_str(), W_OK) != 0) {  // SQLite would call it a disk I/O error
+        return "can't open the settings in " + file.string() + ": " + std::strerror(errno) + "; name another folder with --state";
+    }
     if (const int version = peekVersion(file); version > kSchemaVersion) {
         return laterVersion(file, version);
     }
@@ -167,6 +178,9 @@ SettingsStore::Opened SettingsStore::openDatabase(const fs::path& file) {
     }
     if (code == SQLITE_OK) {
         code = sqlite3_exec(raw, kSetUp, nullptr, nullptr, nullptr);
+    }
+    if (code == SQLITE_OK && version < kSchemaVersion) {
+        code = sqlite3_exec(raw, kCreate, nullptr, nullptr, nullptr);
     }
     if (code == SQLITE_BUSY) {
         return {nullptr, code, "another manager uses them; name another folder with --state"};
