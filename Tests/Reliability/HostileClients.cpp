@@ -1,0 +1,302 @@
+#include "Torture.h"
+
+#include "Corvane/Peer.h"
+#include "support/Daemon.h"
+
+#include <grp.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+namespace torture {
+
+namespace wire = ryn::wire;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// The manager is started so that it never answers this one.
+constexpr const char* kUnanswered = "GetBasebandTimeCommand";
+
+/// What an attack works with, until it is told to stop.
+struct Field {
+    Run& run;
+    const support::Daemon& daemon;
+    const std::atomic<bool>& stop;
+
+    std::string socket() const { return daemon.socketPath(); }
+};
+
+Bytes encoded(const wire::Packet& packet) {
+    Bytes bytes;
+    wire::encode(packet, bytes);
+    return bytes;
+}
+
+Bytes request(std::uint64_t id, const std::string& command, const xpc::Object& argument) {
+    return encoded(wire::Request{id, command, argument});
+}
+
+xpc::Object nothing() {
+    return xpc::Object::adopt(xpc_null_create());
+}
+
+/// Connections that say nothing at all, up to the manager's limit for them.
+void stayHalfOpen(const Field& field) {
+    std::vector<Peer> peers;
+    while (!field.stop) {
+        if (peers.size() < 500) {
+            peers.emplace_back(field.socket(), Peer::Greeting::None);
+        } else {
+            std::this_thread::yield();
+        }
+    }
+}
+
+/// One packet that ends the connection, again and again.
+void sendFatal(const Field& field, Peer::Greeting greeting, const std::function<Bytes()>& packet) {
+    while (!field.stop) {
+        Peer peer(field.socket(), greeting);
+        peer.send(packet());
+        field.run.expect(peer.isClosed(), "a connection outlives what should end it");
+    }
+}
+
+/// Valid packets with a few bytes changed, cut or added.
+void sendRandom(const Field& field) {
+    const Bytes valid[] = {
+        request(1, "SetTracePropertyCommand", property("DIAG", "Low_Watermark", "7")),
+        request(2, "BasebandDiagnosticsCommand",
+                support::dictionary({{"KeyBasebandDiagnosticsOptions", support::dictionary({{"k", support::number(1)}})}})),
+        encoded(wire::Events{false}),
+    };
+    while (!field.stop) {
+        Peer peer(field.socket());
+        bool open = true;
+        for (int count = 0; count < 50 && open; ++count) {
+            Bytes packet = valid[field.run.random(0, 2)];
+            for (int change = field.run.random(0, 3); change > 0; --change) {
+                packet[static_cast<std::size_t>(field.run.random(0, static_cast<int>(packet.size()) - 1))] =
+                    static_cast<std::uint8_t>(field.run.random(0, 255));
+            }
+            packet.resize(packet.size() - static_cast<std::size_t>(field.run.random(0, 1)));
+            open = peer.send(packet);
+        }
+    }
+}
+
+/// Requests as fast as the kernel takes them; no answer is read.
+void flood(const Field& field, const Bytes& packet) {
+    std::vector<Peer> peers;
+    for (int count = 0; count < 8; ++count) {
+        peers.emplace_back(field.socket());
+    }
+    while (!field.stop) {
+        for (Peer& peer : peers) {
+            if (!peer.send(packet)) {
+                std::this_thread::yield();
+            }
+        }
+    }
+}
+
+void connectTwoThousand(const Field& field) {
+    std::vector<Peer> peers;
+    while (!field.stop) {
+        if (peers.size() < 2000) {
+            peers.emplace_back(field.socket());
+        } else {
+            peers.clear();
+        }
+    }
+}
+
+/// As many as may, that switch events on and read none, while the mode changes all the time.
+void watchWithoutReading(const Field& field) {
+    std::vector<Peer> deaf;
+    for (int count = 0; count < 900; ++count) {
+        deaf.emplace_back(field.socket()).send(wire::Packet(wire::Events{true}));
+    }
+    Peer changer(field.socket());
+    for (int mode = 0; !field.stop; mode = 1 - mode) {
+        changer.ask("SetBasebandOperatingModeCommand",
+                    support::dictionary({{"KeyBasebandOperatingMode", support::number(mode)}}));
+    }
+}
+
+/// Large arguments that must wait: the baseband boots, as long as somebody resets it.
+void pileUp(const Field& field) {
+    std::vector<Peer> peers;
+    for (int count = 0; count < 64; ++count) {
+        peers.emplace_back(field.socket());
+    }
+    const auto reset = support::dictionary({{"KeyBasebandResetType", support::text("Soft reset")},
+                                            {"KeyBasebandResetReason", support::text(std::string(4000, 'r'))}});
+    const auto sync = support::dictionary(
+        {{"KeyFSSyncWaitForCompletion", support::boolean(true)}, {"ballast", support::text(std::string(100'000, 'b'))}});
+    for (std::uint64_t id = 1; !field.stop; ++id) {
+        for (Peer& peer : peers) {
+            peer.send(request(2 * id, "ResetBasebandCommand", reset));
+            peer.send(request(2 * id + 1, "BasebandSyncFSCommand", sync));
+        }
+        std::this_thread::yield();
+    }
+}
+
+void sendLongTexts(const Field& field) {
+    const std::string text(100'000, 'x');
+    Peer peer(field.socket());
+    while (!field.stop) {
+        for (const auto& [command, argument] : {
+                 std::pair("SetTracePropertyCommand", property("DIAG", "SecondaryDMCFile", text)),
+                 std::pair("SetTracePropertyCommand", property(text, "Enabled", "true")),
+                 std::pair("CollectTraceLogsCommand", support::dictionary({{"KeyTraceLogsReason", support::text(text)}})),
+                 std::pair("AddTraceFilterCommand", support::dictionary({{"KeyTraceFilterName", support::text(text)},
+                                                                         {"KeyTraceFilterValue", support::number(1)}})),
+             }) {
+            const std::string answer = peer.ask(command, argument);
+            field.run.expect(answer.starts_with("0xE020E101") && answer.size() < 1000, "100 KB of text are answered " + answer);
+        }
+        field.run.expect(peer.ask(text).starts_with("0xE020E100"), "a command of 100 KB is not refused");
+    }
+}
+
+/// A user that is neither root nor the manager's, and in no group that may.
+void comeAsAnotherUser(const Field& field) {
+    constexpr uid_t kNobody = 65534;
+    chmod(field.daemon.folder().path().c_str(), 0755);
+    chmod((field.daemon.folder() / "corvane").c_str(), 0755);
+    chmod(field.socket().c_str(), 0666);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0) {
+            _exit(1);
+        }
+        while (Peer(field.socket()).ask("GetCorvaneInfoCommand") == "closed") {
+        }
+        _exit(2);
+    }
+    while (!field.stop && waitpid(child, nullptr, WNOHANG) == 0) {
+        std::this_thread::yield();
+    }
+    field.run.expect(static_cast<bool>(field.stop), "another user was served, or none could be tried");
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
+struct Attack {
+    const char* name;
+    std::function<void(const Field&)> run;
+    bool needsRoot = false;
+};
+
+const Attack kAttacks[] = {
+    {"nobody", [](const Field&) {}},
+    {"half-open connections", stayHalfOpen},
+    {"no hello",
+     [](const Field& field) {
+         sendFatal(field, Peer::Greeting::None, [] { return request(1, "GetCorvaneInfoCommand", nothing()); });
+     }},
+    {"another version",
+     [](const Field& field) { sendFatal(field, Peer::Greeting::None, [] {
+                                  return Bytes{0x83, 0x00, 0x02, 0x61, 'x'};
+                              }); }},
+    {"oversized packets",
+     [](const Field& field) { sendFatal(field, Peer::Greeting::Sent, [] { return Bytes(wire::kMaxPacketSize + 1); }); }},
+    {"nested packets", [](const Field& field) { sendFatal(field, Peer::Greeting::Sent, [] { return Bytes(100'000, 0x81); }); }},
+    {"truncated packets",
+     [](const Field& field) {
+         sendFatal(field, Peer::Greeting::Sent, [] {
+             Bytes packet = request(1, "GetCorvaneInfoCommand", nothing());
+             packet.pop_back();
+             return packet;
+         });
+     }},
+    {"random packets", sendRandom},
+    {"ids that wait already",
+     [](const Field& field) {
+         const Bytes waiting = request(9, kUnanswered, nothing());
+         while (!field.stop) {
+             Peer peer(field.socket());
+             peer.send(waiting);
+             peer.send(waiting);
+             field.run.expect(peer.isClosed(), "an id may be used twice");
+         }
+     }},
+    {"floods of requests", [](const Field& field) { flood(field, request(1, "GetStatisticsCommand", support::dictionary({}))); }},
+    {"floods of \"events\"", [](const Field& field) { flood(field, encoded(wire::Events{false})); }},
+    {"texts of 100 KB", sendLongTexts},
+    {"waiting requests", pileUp},
+    {"2,000 connections", connectTwoThousand},
+    {"watchers that never read", watchWithoutReading},
+    {"another user", comeAsAnotherUser, true},
+};
+
+/// A line of /proc/PID/status, in kilobytes.
+long kilobytes(pid_t process, const std::string& line) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == line + ":") {
+            long amount = 0;
+            status >> amount;
+            return amount;
+        }
+    }
+    return -1;
+}
+
+/// What a client that behaves meets meanwhile; each answer must be right.
+Latencies measure(Run& run, Peer& peer, int rounds) {
+    Latencies latencies;
+    for (int round = 0; round < rounds && run.kept(); ++round) {
+        const auto begin = Clock::now();
+        const std::string answer = round % 2 == 0 ? peer.ask("GetTracePropertyCommand", property("DIAG", "History"))
+                                                  : peer.ask("GetTraceFiltersCommand");
+        latencies.add(Clock::now() - begin);
+        run.expect(round % 2 == 0 ? answer == valueReply("17") : answer.starts_with("0 {"),
+                   "the other client is answered " + answer);
+    }
+    return latencies;
+}
+
+}  // namespace
+
+void hostileClients(Run& run) {
+    constexpr auto kLongestWait = std::chrono::seconds(1);
+    constexpr long kMostKilobytes = 64L * 1024;
+    const rlimit descriptors{8192, 8192};
+    if (setrlimit(RLIMIT_NOFILE, &descriptors) != 0) {
+        throw Skipped{"this user may not open 2,000 connections"};
+    }
+    support::Daemon daemon({"--fault", std::string(kUnanswered) + "=hang"});
+    Peer behaved(daemon.socketPath());
+    behaved.ask("SetTracePropertyCommand", property("DIAG", "History", "17"));
+    run.figure("memory at rest " + std::to_string(kilobytes(daemon.process().pid(), "VmRSS")) + " KB");
+    for (const Attack& attack : kAttacks) {
+        if (attack.needsRoot && geteuid() != 0) {
+            run.figure(std::string(attack.name) + ": not tried, only root can act as one");
+            continue;
+        }
+        std::atomic<bool> stop = false;
+        const Field field{run, daemon, stop};
+        std::thread attacker(attack.run, std::cref(field));
+        const Latencies latencies = measure(run, behaved, run.times(3000, 30'000));
+        stop = true;
+        attacker.join();
+        run.figure(std::string(attack.name) + ": " + latencies.describe() + "; memory " +
+                   std::to_string(kilobytes(daemon.process().pid(), "VmRSS")) + " KB");
+        run.expect(isSanitized() || latencies.quantile(1) < kLongestWait, "the other client waits");
+    }
+    const long peak = kilobytes(daemon.process().pid(), "VmHWM");
+    run.figure("highest memory of the manager " + std::to_string(peak) + " KB");
+    run.expect(isSanitized() || peak < kMostKilobytes, "the manager's memory");
+    expectClean(run, daemon.stop(SIGTERM), "the manager");
+}
+
+}  // namespace torture
