@@ -21,6 +21,10 @@ std::uint64_t microseconds(std::chrono::steady_clock::duration duration) {
     return count < 0 ? 0 : static_cast<std::uint64_t>(count);
 }
 
+std::string describe(const PeerPolicy::Peer& peer) {
+    return "a connection of process " + std::to_string(peer.process) + ", user " + std::to_string(peer.user);
+}
+
 std::uint32_t epollEvents(Connection::Interest interest) {
     return interest == Connection::Interest::Read ? EPOLLIN : EPOLLOUT;
 }
@@ -127,21 +131,21 @@ void Server::accept() {
 }
 
 bool Server::admit(const PeerPolicy::Peer& peer) {
-    const std::string who = "a connection of process " + std::to_string(peer.process) + ", user " + std::to_string(peer.user);
     if (!peer.allowed) {
         ++figures_.refusedPeers;
-        refusedPeers_.warning("refused " + who + ": add the user to group " + PeerPolicy::kGroupName);
+        refusedPeers_.warning("refused " + describe(peer) + ": add the user to group " + PeerPolicy::kGroupName);
         return false;
     }
     const bool userIsOverLimit = !peer.trusted && clientsOfUser_[peer.user] >= limits_.clientsOfUser;
-    if (connections_.size() >= limits_.clients || userIsOverLimit) {
-        ++figures_.refusedOverLimit;
-        refusedOverLimit_.warning(
-            "refused " + who + ": there are " + std::to_string(userIsOverLimit ? limits_.clientsOfUser : limits_.clients) +
-            (userIsOverLimit ? " of this user, the most that one may have" : " clients, the most there may be"));
-        return false;
+    if (connections_.size() < limits_.clients && !userIsOverLimit) {
+        return true;
     }
-    return true;
+    ++figures_.refusedOverLimit;
+    refusedOverLimit_.warning("refused " + describe(peer) + ": there are " +
+                              (userIsOverLimit
+                                   ? std::to_string(limits_.clientsOfUser) + " of this user, the most that one may have"
+                                   : std::to_string(limits_.clients) + " clients, the most there may be"));
+    return false;
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
@@ -153,10 +157,14 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     ++figures_.accepted;
     ++figures_.connected;
 
+    // What a client has to ask comes with its connection, and is answered before anything else is done for it.
+    receive(connection);
+    if (connection.ended()) {
+        return;
+    }
     epoll_event event{epollEvents(connection.notes.watched), {&connection}};
     epoll_ctl(sockets_.get(), EPOLL_CTL_ADD, connection.descriptor(), &event);
-    receive(connection);
-    if (!connection.ended() && !connection.session().greeted()) {
+    if (!connection.session().greeted()) {
         connection.notes.greetingDeadline = Clock::now() + limits_.greeting;
         ungreeted_.emplace(connection.notes.greetingDeadline, &connection);
         armGreetingTimer();
