@@ -170,7 +170,11 @@ void ModemManagerBaseband::setPowerState(PowerState state) {
 
 void ModemManagerBaseband::endModeChange(Answer answer) {
     const ModeChange ended = *std::exchange(change_, {});
-    modeChanges_ += answer.refusal ? 0 : 1;
+    if (answer.refusal) {
+        log(answer.refusal->sentence);
+    } else {
+        ++modeChanges_;
+    }
     ended.answer->answer(std::move(answer));
     changeModes();
 }
@@ -300,7 +304,9 @@ void ModemManagerBaseband::announce() {
     if (const auto state = modem == nullptr ? std::string_view() : modemmanager::stateName(modem->number("State"));
         state != loggedState_) {
         loggedState_ = state;
-        log("Modem state: " + std::string(state.empty() ? "none" : state));
+        if (modem != nullptr) {
+            log("Modem state: " + std::string(state));
+        }
     }
     if (const std::string state = bootState(); state != announcedBootState_) {
         announcedBootState_ = state;
