@@ -37,6 +37,9 @@ TEST(EntryTest, StopsWithoutAWorker) {
     support::becomePellcore();
     // A new thread's stack is as large as this limit: more than the address space holds.
     const support::Outcome outcome = support::run({"prlimit", "--core=0", "--stack=100000000000000:", support::kTool, "help"});
+    if (outcome.err.starts_with("FATAL: ThreadSanitizer")) {
+        GTEST_SKIP() << "the thread sanitizer does not start where stacks may be this large";
+    }
     EXPECT_EQ(outcome.out, "");
     EXPECT_THAT(outcome.err, testing::EndsWith(": Manager/RYNTool/RYNShell:89: main: Assertion `ret == 0' failed.\n"));
     EXPECT_EQ(outcome.status, 128 + SIGABRT);

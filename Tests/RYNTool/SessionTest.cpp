@@ -13,7 +13,9 @@
 #include <array>
 #include <csignal>
 #include <cstddef>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -31,15 +33,24 @@ class SessionTest : public testing::Test {
 protected:
     SessionTest() { support::becomePellcore(); }
 
+    void answer(Connection& connection, const Request& request) {
+        const std::lock_guard lock(mutex_);
+        const auto set = xpc_dictionary_get_value(request.value.get(), "KeyTracePropertyValue");
+        if (set != nullptr) {
+            value_ = xpc_string_get_string_ptr(set);
+        }
+        connection.reply(request.id, 0, dictionary({{"KeyTracePropertyValue", text(value_)}}));
+    }
+    std::string exchangeValue(const std::string& value) {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(value_, value);
+    }
+
     support::TempFolder folder_;
-    xpc::Object value_ = text("first");
-    support::ScriptedManager manager_{folder_ / "manager.sock", [this](Connection& connection, const Request& request) {
-                                          const auto set = xpc_dictionary_get_value(request.value.get(), "KeyTracePropertyValue");
-                                          if (set != nullptr) {
-                                              value_ = xpc::Object::share(set);
-                                          }
-                                          connection.reply(request.id, 0, dictionary({{"KeyTracePropertyValue", value_}}));
-                                      }};
+    std::mutex mutex_;
+    std::string value_ = "first";
+    support::ScriptedManager manager_{folder_ / "manager.sock",
+                                      [this](Connection& connection, const Request& request) { answer(connection, request); }};
     support::Environment environment_{{"CORVANE_SOCKET", manager_.path()}};
 };
 
@@ -88,7 +99,7 @@ TEST_F(SessionTest, TypedAndPipedPrintTheSame) {
     }
     terminal.type("quit\n");
     const support::Outcome typed = terminal.finish();
-    value_ = text("first");
+    exchangeValue("first");
     const support::Outcome piped = support::run({"sh", "-c", "exec \"$0\" 2>&1", support::kTool}, environment_, input + "quit\n");
     EXPECT_EQ(typed.out, piped.out);
     EXPECT_EQ(typed.status, 0);
@@ -100,7 +111,7 @@ TEST_F(SessionTest, AnyBytesPassThroughWordWireAndPrint) {
     const support::Outcome outcome =
         support::run({support::kTool, "coredump", "enabled", bytes, "--", "coredump", "status"}, environment_);
     EXPECT_EQ(outcome.out, "Enabled: " + bytes + "\nEnabled: " + bytes + "\n");
-    EXPECT_EQ(std::string(xpc_string_get_string_ptr(value_.get())), bytes);
+    EXPECT_EQ(exchangeValue(""), bytes);
 }
 
 TEST_F(SessionTest, BlanksStayWithinAWordOfTheArguments) {
