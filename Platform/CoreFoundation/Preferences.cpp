@@ -81,13 +81,43 @@ void merge(const std::map<std::string, Json>& changes, Json& values) {
     }
 }
 
+/// The last file that was read: the manager asks for its preferences at every line of its log.
+class LastRead {
+public:
+    const Json& of(const platform::PreferencesFile& file) {
+        auto stamp = file.stamp();  // before the file is read: a change in between is seen the next time
+        if (!stamp || stamp != stamp_) {
+            tree_ = file.read();
+            stamp_ = std::move(stamp);
+        }
+        return tree_;
+    }
+
+private:
+    std::optional<platform::PreferencesFile::Stamp> stamp_;
+    Json tree_;
+};
+
+/// Guarded by the mutex of what is staged.
+LastRead& lastRead() {
+    static LastRead instance;
+    return instance;
+}
+
+/// What stands under `key` of an object; null when there is nothing.
+const Json& at(const Json& object, const std::string& key) {
+    static const Json nothing;
+    const auto found = object.find(key);
+    return found == object.end() ? nothing : *found;
+}
+
 Json storedValue(const Scope& scope, const std::string& key) {
     const auto& [domain, user, host] = scope;
     const auto file = platform::PreferencesFile::ofDomain(domain);
     if (!file) {
         return nullptr;
     }
-    return file->read().value(user, Json::object()).value(host, Json::object()).value(key, Json());
+    return at(at(at(lastRead().of(*file), user), host), key);
 }
 
 }  // namespace

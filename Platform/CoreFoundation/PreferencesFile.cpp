@@ -5,9 +5,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 namespace platform {
 namespace {
@@ -65,6 +68,21 @@ std::optional<PreferencesFile> PreferencesFile::ofDomain(std::string_view domain
 Json PreferencesFile::read() const {
     auto tree = load();
     return tree ? std::move(*tree) : Json::object();
+}
+
+std::optional<PreferencesFile::Stamp> PreferencesFile::stamp() const {
+    constexpr std::int64_t kSecond = 1'000'000'000;  // above the granularity of any file system that is in use
+    const auto nanoseconds = [](const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; };
+    struct stat status {};
+    timespec now{};
+    if (::stat(path_.c_str(), &status) != 0 || ::clock_gettime(CLOCK_REALTIME, &now) != 0) {
+        return std::nullopt;
+    }
+    const std::int64_t changed = nanoseconds(status.st_ctim);
+    if (std::abs(nanoseconds(now) - changed) < kSecond) {
+        return std::nullopt;
+    }
+    return Stamp{path_, status.st_dev, status.st_ino, status.st_size, changed};
 }
 
 std::optional<Json> PreferencesFile::load() const {

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,6 +25,18 @@ public:
 
     /// What stands in the file now; empty when there is none or it can't be read. Makes no file or folder.
     nlohmann::json read() const;
+
+    /// As long as this is the same, so is what stands in the file. nullopt when there is none, or when it is so new that
+    /// another change could bear the same time.
+    struct Stamp {
+        std::string path;
+        std::uint64_t device;
+        std::uint64_t inode;
+        std::int64_t size;
+        std::int64_t changed;  ///< nanoseconds since the epoch
+        bool operator==(const Stamp&) const = default;
+    };
+    std::optional<Stamp> stamp() const;
 
     /// Applies `change` to what stands in the file and writes it, unless that changes nothing; makes missing folders (0700).
     /// @return false when that failed; the old file is whole then
