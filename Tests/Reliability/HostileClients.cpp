@@ -94,8 +94,10 @@ void sendRandom(const Field& field) {
 
 /// Requests as fast as the kernel takes them; no answer is read.
 void flood(const Field& field, const Bytes& packet) {
+    constexpr std::size_t kPeers = 8;
     std::vector<Peer> peers;
-    for (int count = 0; count < 8; ++count) {
+    peers.reserve(kPeers);
+    while (peers.size() < kPeers) {
         peers.emplace_back(field.socket());
     }
     while (!field.stop) {
@@ -139,8 +141,10 @@ void watchWithoutReading(const Field& field) {
 
 /// Large arguments that must wait: the baseband boots, as long as somebody resets it.
 void pileUp(const Field& field) {
+    constexpr std::size_t kPeers = 64;
     std::vector<Peer> peers;
-    for (int count = 0; count < 64; ++count) {
+    peers.reserve(kPeers);
+    while (peers.size() < kPeers) {
         peers.emplace_back(field.socket());
     }
     const auto reset = support::dictionary({{"KeyBasebandResetType", support::text("Soft reset")},

@@ -25,7 +25,7 @@ bool Run::expect(bool kept, const std::string& what) {
 }
 
 bool isSanitized() {
-    return std::string_view(RYN_SANITIZER) != "";
+    return !std::string_view(RYN_SANITIZER).empty();
 }
 
 void expectClean(Run& run, const support::Outcome& outcome, const std::string& who, int status) {
