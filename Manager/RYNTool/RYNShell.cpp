@@ -18,7 +18,7 @@
 #include <cassert>
 
 std::shared_ptr<CommandBase> RYNShell::createRootCommand(const Words& /*words*/) {
-    const dispatch_queue_t queue = dispatch_queue_create("ryntool.queue", nullptr);
+    auto* const queue = dispatch_queue_create("ryntool.queue", nullptr);
     auto root =
         createNode<RYNCommand>("ryntool", std::weak_ptr<CommandBase>{}, ryn::client::CreateManager("ryntool", queue), queue);
     dispatch_release(queue);

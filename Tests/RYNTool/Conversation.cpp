@@ -59,7 +59,7 @@ std::string helpPage(const std::string& name, const std::vector<std::pair<std::s
     std::string page = "\nOptions for command '" + name + "':\n\n";
     for (auto [word, text] : leaves) {
         word.resize(18, ' ');
-        page += "\t" + word + text + "\n";
+        page.append("\t").append(word).append(text).append("\n");
     }
     return page + "\n" + children +
            "\tcd                <sub-command>\n\thelp              \n\tback              \n\tquit              \n\n";

@@ -13,7 +13,7 @@ constexpr std::size_t kFieldWidth = 18;
 /// Where the tables of the tree come from: it is built at one go, on one thread, and still stands when the process exits, so
 /// nothing is given back.
 std::pmr::memory_resource* tableMemory() {
-    constexpr std::size_t kTablesOfOneTree = 16 * 1024;
+    constexpr std::size_t kTablesOfOneTree = 16384;
     static auto* const memory = std::make_unique<std::pmr::monotonic_buffer_resource>(kTablesOfOneTree).release();
     return memory;
 }
