@@ -102,8 +102,9 @@ void Connection::end(std::string_view why) {
     }
     endedByManager_ = true;
     lose();
-    endings().warning("ended the connection of '" + session_->clientName() + "' (process " + std::to_string(peer_.process) +
-                      ", user " + std::to_string(peer_.user) + "): it " + std::string(why));
+    endings().write(log::Level::Warning, "ended the connection of '" + session_->clientName() + "' (process " +
+                                             std::to_string(peer_.process) + ", user " + std::to_string(peer_.user) + "): it " +
+                                             std::string(why));
 }
 
 }  // namespace corvane

@@ -79,17 +79,21 @@ void write(Level level, std::string_view line) {
     }
 }
 
-void RateLimited::warning(std::string_view line) {
+void RateLimited::write(Level level, std::string_view line) {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    if (now.tv_sec < nextSecond_) {
+    if (now.tv_sec >= minuteEnds_) {
+        minuteEnds_ = now.tv_sec + kRateLimitSeconds;
+        written_ = 0;
+    }
+    if (written_ == linesAMinute_) {
         ++leftOut_;
         return;
     }
-    nextSecond_ = now.tv_sec + kRateLimitSeconds;
+    ++written_;
     const std::string more = leftOut_ == 0 ? "" : " (and " + std::to_string(leftOut_) + " more like it)";
     leftOut_ = 0;
-    log::warning(std::string(line) + more);
+    log::write(level, std::string(line) + more);
 }
 
 }  // namespace corvane::log

@@ -38,13 +38,16 @@ inline void debug(std::string_view line) {
     write(Level::Debug, line);
 }
 
-/// Keeps what a hostile client can cause again and again from filling the log: a line a minute, with the number left out.
+/// Keeps what a client can cause again and again from filling the log: so many lines a minute, then the number left out.
 class RateLimited {
 public:
-    void warning(std::string_view line);
+    explicit RateLimited(int linesAMinute = 1) : linesAMinute_(linesAMinute) {}
+    void write(Level level, std::string_view line);
 
 private:
-    std::int64_t nextSecond_ = 0;
+    int linesAMinute_;
+    int written_ = 0;              ///< in the minute that ends at
+    std::int64_t minuteEnds_ = 0;  ///< in seconds of the monotonic clock
     std::uint64_t leftOut_ = 0;
 };
 

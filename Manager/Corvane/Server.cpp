@@ -133,7 +133,8 @@ void Server::accept() {
 bool Server::admit(const PeerPolicy::Peer& peer) {
     if (!peer.allowed) {
         ++figures_.refusedPeers;
-        refusedPeers_.warning("refused " + describe(peer) + ": add the user to group " + PeerPolicy::kGroupName);
+        refusedPeers_.write(log::Level::Warning,
+                            "refused " + describe(peer) + ": add the user to group " + PeerPolicy::kGroupName);
         return false;
     }
     const bool userIsOverLimit = !peer.trusted && clientsOfUser_[peer.user] >= limits_.clientsOfUser;
@@ -141,10 +142,11 @@ bool Server::admit(const PeerPolicy::Peer& peer) {
         return true;
     }
     ++figures_.refusedOverLimit;
-    refusedOverLimit_.warning("refused " + describe(peer) + ": there are " +
-                              (userIsOverLimit
-                                   ? std::to_string(limits_.clientsOfUser) + " of this user, the most that one may have"
-                                   : std::to_string(limits_.clients) + " clients, the most there may be"));
+    refusedOverLimit_.write(
+        log::Level::Warning,
+        "refused " + describe(peer) + ": there are " +
+            (userIsOverLimit ? std::to_string(limits_.clientsOfUser) + " of this user, the most that one may have"
+                             : std::to_string(limits_.clients) + " clients, the most there may be"));
     return false;
 }
 

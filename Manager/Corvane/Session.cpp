@@ -19,6 +19,13 @@ std::vector<std::uint8_t>& outputBuffer() {
     return buffer;
 }
 
+/// The tool shows a person only that a command failed: why stands here.
+void logRefusal(const std::string& clientName, const Refusal& refusal) {
+    constexpr int kLinesAMinute = 30;
+    static log::RateLimited limited(kLinesAMinute);
+    limited.write(log::Level::Info, "Refused " + clientName + ": " + refusal.sentence);
+}
+
 }  // namespace
 
 Session::Progress Session::receive(std::span<const std::uint8_t> packet) {
@@ -105,6 +112,7 @@ void Session::answer(std::uint64_t id, const Answer& answered) {
         return;
     }
     dispatcher_.countRefusal();
+    logRefusal(clientName_, *answered.refusal);
     send(id, answered.refusal->result(), errorReply(*answered.refusal, answered.reply));
 }
 
