@@ -139,7 +139,7 @@ void watchWithoutReading(const Field& field) {
     }
 }
 
-/// Large arguments that must wait: the baseband boots, as long as somebody resets it.
+/// Large arguments and timers that must wait: the baseband boots, as long as somebody resets it. No answer is read.
 void pileUp(const Field& field) {
     constexpr std::size_t kPeers = 64;
     std::vector<Peer> peers;
@@ -148,13 +148,17 @@ void pileUp(const Field& field) {
         peers.emplace_back(field.socket());
     }
     const auto reset = support::dictionary({{"KeyBasebandResetType", support::text("Soft reset")},
-                                            {"KeyBasebandResetReason", support::text(std::string(4000, 'r'))}});
+                                            {"KeyBasebandResetReason", support::text(std::string(1000, 'r'))}});
     const auto sync = support::dictionary(
         {{"KeyFSSyncWaitForCompletion", support::boolean(true)}, {"ballast", support::text(std::string(100'000, 'b'))}});
-    for (std::uint64_t id = 1; !field.stop; ++id) {
+    const auto mode =
+        support::dictionary({{"KeyBasebandOperatingMode", support::number(1)}, {"KeyTimeout", support::number(3600)}});
+    for (std::uint64_t id = 1; !field.stop;) {
         for (Peer& peer : peers) {
-            peer.send(request(2 * id, "ResetBasebandCommand", reset));
-            peer.send(request(2 * id + 1, "BasebandSyncFSCommand", sync));
+            peer.send(request(++id, "ResetBasebandCommand", reset));
+            peer.send(request(++id, "BasebandSyncFSCommand", sync));
+            while (id % 64 != 0 && peer.send(request(++id, "SetBasebandOperatingModeCommand", mode))) {
+            }
         }
         std::this_thread::yield();
     }
