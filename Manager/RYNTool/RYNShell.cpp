@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <memory>
 
-// The check below holds in every build.
+// For the worker's assertion, which holds in every build.
 #undef NDEBUG
 #include <cassert>
 

@@ -58,5 +58,5 @@ const char* verdict(int result);
 /// Prints a failed command's reply on standard error when it is a dictionary.
 void printErrorDetail(const xpc::Object& reply);
 
-/// A completion's only dictionary, empty when `reply` is anything else.
+/// `reply` when it is a dictionary, else nothing.
 xpc::Object dictionaryOrNothing(xpc::Object reply);
