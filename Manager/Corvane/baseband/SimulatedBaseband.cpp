@@ -14,7 +14,6 @@ namespace {
 
 using simulated::BasebandStatistics;
 using simulated::BootState;
-using simulated::PendingAnswerPtr;
 using simulated::RFSelfTest;
 
 constexpr const char* kFirmwareVersion = "Simulated-1.0.0";

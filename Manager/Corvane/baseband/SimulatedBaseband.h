@@ -47,7 +47,7 @@ private:
     void selfTestProgressed(const xpc::Object& event) override;
     void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const xpc::Object& event) override;
 
-    void beginSelfTest(const simulated::RFSelfTestOptions& options, const simulated::PendingAnswerPtr& answer);
+    void beginSelfTest(const simulated::RFSelfTestOptions& options, const PendingAnswerPtr& answer);
     void tell(const char* event, const xpc::Object& payload);
     xpc::Object state() const;
 

@@ -17,7 +17,6 @@ using modemmanager::kModemInterface;
 using modemmanager::kTimeInterface;
 using modemmanager::Modem;
 using modemmanager::PowerState;
-using simulated::PendingAnswer;
 
 constexpr std::chrono::seconds kAnswerLimit = 25s;
 /// To enable a modem, ModemManager may wait for the SIM, the network and each of many slow commands.

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/PendingAnswer.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 #include "Corvane/baseband/modemmanager/ModemReset.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
-#include "Corvane/baseband/simulated/PendingAnswer.h"
 
 #include <deque>
 #include <functional>
@@ -45,7 +45,7 @@ public:
 private:
     struct ModeChange {
         OperatingMode mode;
-        simulated::PendingAnswerPtr answer;
+        PendingAnswerPtr answer;
     };
 
     std::string bootState() const;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Corvane/baseband/simulated/Timer.h"
+#include "Corvane/baseband/Timer.h"
 #include "platform/xpc/Object.h"
 
 #include <systemd/sd-bus.h>
@@ -15,7 +15,7 @@
 
 namespace corvane::modemmanager {
 
-using Timer = simulated::Timer;
+using Timer = Timer;
 
 /// A D-Bus error, or one of our own for an answer that never came.
 struct BusError {

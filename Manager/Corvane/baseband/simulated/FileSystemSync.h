@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Corvane/baseband/PendingAnswer.h"
 #include "Corvane/baseband/simulated/BasebandClock.h"
 #include "Corvane/baseband/simulated/NVData.h"
-#include "Corvane/baseband/simulated/PendingAnswer.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Corvane/baseband/simulated/PendingAnswer.h"
+#include "Corvane/baseband/PendingAnswer.h"
 #include "Corvane/baseband/simulated/RFMeasurements.h"
 
 #include <functional>

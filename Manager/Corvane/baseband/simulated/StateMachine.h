@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Corvane/baseband/PendingAnswer.h"
 #include "Corvane/baseband/simulated/Durations.h"
 #include "Corvane/baseband/simulated/NVData.h"
 #include "Corvane/baseband/simulated/OperatingModes.h"
-#include "Corvane/baseband/simulated/PendingAnswer.h"
 
 #include <deque>
 #include <vector>

@@ -1,10 +1,10 @@
-#include "Corvane/baseband/simulated/Timer.h"
+#include "Corvane/baseband/Timer.h"
 
 #include <ctime>
 #include <system_error>
 #include <utility>
 
-namespace corvane::simulated {
+namespace corvane {
 namespace {
 
 /// 0 would mean the library's default of 250 ms.
@@ -40,4 +40,4 @@ void Timer::expire() {
     then();
 }
 
-}  // namespace corvane::simulated
+}  // namespace corvane

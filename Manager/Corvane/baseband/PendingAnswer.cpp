@@ -1,9 +1,9 @@
-#include "Corvane/baseband/simulated/PendingAnswer.h"
+#include "Corvane/baseband/PendingAnswer.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace corvane::simulated {
+namespace corvane {
 namespace {
 
 /// Keeps an absurd time-out from overflowing the clock.
@@ -26,4 +26,4 @@ void PendingAnswer::answer(Answer answer) {
     }
 }
 
-}  // namespace corvane::simulated
+}  // namespace corvane

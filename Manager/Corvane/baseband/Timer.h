@@ -5,7 +5,7 @@
 #include <chrono>
 #include <functional>
 
-namespace corvane::simulated {
+namespace corvane {
 
 /// One point in time on the event loop; nothing wakes while it is not set.
 class Timer {
@@ -26,4 +26,4 @@ private:
     std::function<void()> then_;
 };
 
-}  // namespace corvane::simulated
+}  // namespace corvane

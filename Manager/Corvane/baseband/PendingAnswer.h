@@ -1,11 +1,11 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
-#include "Corvane/baseband/simulated/Timer.h"
+#include "Corvane/baseband/Timer.h"
 
 #include <memory>
 
-namespace corvane::simulated {
+namespace corvane {
 
 /// A completion that is still to run, within a time-out if its caller has set one.
 class PendingAnswer {
@@ -27,4 +27,4 @@ private:
 
 using PendingAnswerPtr = std::shared_ptr<PendingAnswer>;
 
-}  // namespace corvane::simulated
+}  // namespace corvane
