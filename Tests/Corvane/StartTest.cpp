@@ -145,8 +145,9 @@ TEST(Start, TakesOverASocketThatIsHandedToIt) {
         constexpr int kFirstHanded = 3;
         dup2(listener, kFirstHanded);
         fcntl(kFirstHanded, F_SETFD, 0);
-        support::execute({support::kDaemon, "--socket", folder / "unused.sock", "--state", folder / "state"},
-                         {{"LISTEN_FDS", "1"}, {"LISTEN_PID", std::to_string(getpid())}, {"XDG_CONFIG_HOME", folder / "config"}});
+        support::Program({support::kDaemon, "--socket", folder / "unused.sock", "--state", folder / "state"},
+                         {{"LISTEN_FDS", "1"}, {"LISTEN_PID", std::to_string(getpid())}, {"XDG_CONFIG_HOME", folder / "config"}})
+            .become();
     }
     close(listener);
     EXPECT_THAT(peer.ask("GetCorvaneInfoCommand"), StartsWith("0 "));

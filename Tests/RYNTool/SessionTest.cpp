@@ -125,10 +125,11 @@ TEST_F(SessionTest, BlanksStayWithinAWordOfTheArguments) {
 std::vector<std::string> writesOf(const support::Arguments& arguments, const support::Environment& environment) {
     std::array<int, 2> ends{};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+    const support::Program program(arguments, environment);
     const pid_t child = fork();
     if (child == 0) {
         dup2(ends[1], STDOUT_FILENO);
-        support::execute(arguments, environment);
+        program.become();
     }
     close(ends[1]);
     std::vector<std::string> writes;

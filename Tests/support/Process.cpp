@@ -54,23 +54,36 @@ void drain(int& descriptor, std::string& text) {
 
 }  // namespace
 
-void execute(const Arguments& arguments, const Environment& environment) {
-    for (const auto& [name, value] : environment) {
-        if (value.empty()) {
-            unsetenv(name.c_str());
-        } else {
-            setenv(name.c_str(), value.c_str(), 1);
+Program::Program(Arguments arguments, const Environment& environment) : arguments_(std::move(arguments)) {
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        if (!environment.contains(text.substr(0, text.find('=')))) {
+            variables_.push_back(text);
         }
     }
+    for (const auto& [name, value] : environment) {
+        if (!value.empty()) {
+            variables_.push_back(name + "=" + value);
+        }
+    }
+    const auto pointers = [](std::vector<std::string>& texts) {
+        std::vector<char*> list;
+        list.reserve(texts.size() + 1);
+        for (std::string& text : texts) {
+            list.push_back(text.data());
+        }
+        list.push_back(nullptr);
+        return list;
+    };
+    words_ = pointers(arguments_);
+    environment_ = pointers(variables_);
+}
+
+void Program::become() const {
     // A shell starts background jobs with these ignored, and they stay so over exec.
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGQUIT, SIG_DFL);
-    std::vector<char*> words;
-    for (const std::string& argument : arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));
-    }
-    words.push_back(nullptr);
-    execvp(words[0], words.data());
+    execvpe(words_[0], words_.data(), environment_.data());
     _exit(127);
 }
 
@@ -82,6 +95,7 @@ Process::Process(const Arguments& arguments, const Environment& environment) {
     const Pipe in = makePipe();
     const Pipe out = makePipe();
     const Pipe err = makePipe();
+    const Program program(arguments, environment);
     pid_ = fork();
     if (pid_ < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
@@ -90,7 +104,7 @@ Process::Process(const Arguments& arguments, const Environment& environment) {
         dup2(in.read, STDIN_FILENO);
         dup2(out.write, STDOUT_FILENO);
         dup2(err.write, STDERR_FILENO);
-        execute(arguments, environment);
+        program.become();
     }
     close(in.read);
     close(out.write);

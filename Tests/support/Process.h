@@ -63,8 +63,21 @@ private:
 /// Runs the program to its end with `input` on standard input.
 Outcome run(const Arguments& arguments, const Environment& environment = {}, std::string_view input = {});
 
-/// In a child between fork and exec: applies the environment and becomes the program.
-[[noreturn]] void execute(const Arguments& arguments, const Environment& environment);
+/// What a child becomes. Laid out before the fork, since a child of a process with threads may not allocate (fork(2)).
+class Program {
+public:
+    Program(Arguments arguments, const Environment& environment);
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    [[noreturn]] void become() const;
+
+private:
+    Arguments arguments_;
+    std::vector<std::string> variables_;
+    std::vector<char*> words_;
+    std::vector<char*> environment_;
+};
 
 /// 0..255, or 128 + signal, of a waitpid status.
 int exitStatus(int waitStatus);

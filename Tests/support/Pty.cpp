@@ -20,12 +20,13 @@ Pty::Pty(const Arguments& arguments, const Environment& environment, bool echo) 
     settings.c_lflag |= ICANON | ISIG | (echo ? ECHO : 0U);
     settings.c_cc[VEOF] = 4;
     settings.c_cc[VINTR] = 3;
+    const Program program(arguments, environment);
     pid_ = forkpty(&terminal_, nullptr, &settings, nullptr);
     if (pid_ < 0) {
         throw std::system_error(errno, std::generic_category(), "forkpty");
     }
     if (pid_ == 0) {
-        execute(arguments, environment);
+        program.become();
     }
 }
 
