@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <future>
+#include <memory>
 #include <thread>
 
 namespace torture {
@@ -61,8 +62,9 @@ bool isAnswer(int result) {
 int beClient(Run& run, const std::string& socket, Clock::time_point end) {
     const auto commands = mixedCommands();
     TestClient client(socket);
-    std::atomic<int> events = 0;
-    client.manager().addEventHandler("BasebandOperatingModeChangeNotification", [&events](const xpc::Object&) { ++events; });
+    // What is on the queue when the client goes is handled all the same.
+    const auto events = std::make_shared<std::atomic<int>>(0);
+    client.manager().addEventHandler("BasebandOperatingModeChangeNotification", [events](const xpc::Object&) { ++*events; });
     int answered = 0;
     while (Clock::now() < end && run.kept()) {
         const Ask ask = choose(run, commands);
@@ -74,11 +76,11 @@ int beClient(Run& run, const std::string& socket, Clock::time_point end) {
             xpc::Object reply;
             result = client.manager().perform(ask.command, ask.argument, reply, TestClient::kLong);
         } else {
-            std::promise<int> promise;
+            const auto promise = std::make_shared<std::promise<int>>();
             client.manager().perform(
-                ask.command, ask.argument, [&promise](int given, const xpc::Object&) { promise.set_value(given); },
+                ask.command, ask.argument, [promise](int given, const xpc::Object&) { promise->set_value(given); },
                 TestClient::kLong);
-            result = promise.get_future().get();
+            result = promise->get_future().get();
         }
         run.expect(isAnswer(result), std::string(ask.command) + " ends with " + std::to_string(result));
         ++answered;
