@@ -20,16 +20,16 @@ std::string whyNotConnected(const std::string& path, int error) {
             return "Nothing listens on " + path + "; is Corvane running?";
         case EACCES:
         case EPERM:
-            return "No permission to use " + path + "; add yourself to group corvane and log in again";
+            return "No permission to use " + path + "; add yourself to group corvane and log in again.";
         case ENAMETOOLONG:
             return "The socket path " + path + " is too long: at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
-                   " bytes can be used";
+                   " bytes can be used.";
         case EAGAIN:
-            return "The manager at " + path + " took no new connection in time; it may be overloaded or stopped";
+            return "The manager at " + path + " took no new connection in time; it may be overloaded or stopped.";
         case EPROTOTYPE:
-            return path + " is not a manager's socket; set CORVANE_SOCKET to the one that Corvane listens on";
+            return "The socket " + path + " is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on.";
         default:
-            return "Can't connect to " + path + ": " + std::generic_category().message(error);
+            return "Can't connect to " + path + ": " + std::generic_category().message(error) + ".";
     }
 }
 
@@ -61,23 +61,23 @@ Failure connectionLost(const std::string& path, bool heard) {
 }
 
 Failure timedOut(const std::string& path, std::chrono::milliseconds timeout) {
-    return {kResultTimedOut, "The manager at " + path + " did not answer within " + inSeconds(timeout)};
+    return {kResultTimedOut, "The manager at " + path + " did not answer within " + inSeconds(timeout) + "."};
 }
 
 Failure malformedReply(const std::string& path) {
     return {kResultMalformedReply,
-            "The manager at " + path + " sent what the protocol does not allow, so the connection was closed"};
+            "The manager at " + path + " sent what the protocol does not allow, so the connection was closed."};
 }
 
 Failure flooded(const std::string& path) {
     return {kResultConnectionLost,
-            "The manager at " + path + " sent more events than could be handled, so the connection was closed"};
+            "The manager at " + path + " sent more events than could be handled, so the connection was closed."};
 }
 
 Failure tooLarge(std::string_view command) {
     return {kResultTooLarge, std::string(command.substr(0, 80)) + " can't be sent: its argument must fit " +
                                  std::to_string(wire::kMaxPacketSize) + " bytes, be nested at most " +
-                                 std::to_string(wire::kMaxNesting) + " deep and have keys in UTF-8"};
+                                 std::to_string(wire::kMaxNesting) + " deep and have keys in UTF-8."};
 }
 
 }  // namespace ryn::client

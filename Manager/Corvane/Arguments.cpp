@@ -30,7 +30,7 @@ Arguments::Arguments(const xpc::Object& argument, Need need) {
     if (type == XPC_TYPE_DICTIONARY) {
         argument_ = argument;
     } else if (need == Need::Dictionary || type != XPC_TYPE_NULL) {
-        refuse("the argument is " + std::string(nameOf(type)) + "; a dictionary is required");
+        refuse("The argument is " + std::string(nameOf(type)) + "; a dictionary is required.");
     }
 }
 
@@ -47,12 +47,13 @@ xpc_object_t Arguments::find(const char* key, xpc_type_t type, bool required) {
     xpc_object_t value = xpc_dictionary_get_value(argument_.get(), key);
     if (value == nullptr) {
         if (required) {
-            refuse(std::string(key) + " is missing; it takes " + std::string(nameOf(type)));
+            refuse(std::string(key) + " is missing; it takes " + std::string(nameOf(type)) + ".");
         }
         return nullptr;
     }
     if (xpc_get_type(value) != type) {
-        refuse(std::string(key) + " is " + std::string(nameOf(xpc_get_type(value))) + "; it takes " + std::string(nameOf(type)));
+        refuse(std::string(key) + " is " + std::string(nameOf(xpc_get_type(value))) + "; it takes " + std::string(nameOf(type)) +
+               ".");
         return nullptr;
     }
     return value;
@@ -74,14 +75,15 @@ std::string_view Arguments::textOf(const char* key, xpc_object_t value, std::str
     if (text.size() <= kLongestText) {
         return text;
     }
-    refuse(std::string(key) + " has " + std::to_string(text.size()) + " bytes; it takes up to " + std::to_string(kLongestText));
+    refuse(std::string(key) + " has " + std::to_string(text.size()) + " bytes; it takes up to " + std::to_string(kLongestText) +
+           ".");
     return fallback;
 }
 
 std::int64_t Arguments::number(const char* key, std::int64_t lowest, std::int64_t highest) {
     const auto value = optionalNumber(key, lowest, highest);
     if (!value) {
-        refuse(std::string(key) + " is missing; it takes an integer");
+        refuse(std::string(key) + " is missing; it takes an integer.");
     }
     return value.value_or(0);
 }
@@ -94,7 +96,7 @@ std::optional<std::int64_t> Arguments::optionalNumber(const char* key, std::int6
     const std::int64_t number = xpc_int64_get_value(value);
     if (number < lowest || number > highest) {
         refuse(std::string(key) + " can't be " + std::to_string(number) + "; it takes " + std::to_string(lowest) + " to " +
-               std::to_string(highest));
+               std::to_string(highest) + ".");
     }
     return number;
 }

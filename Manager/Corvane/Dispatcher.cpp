@@ -29,8 +29,8 @@ std::optional<Answer> Dispatcher::dispatch(Session& session, const ryn::wire::Re
         ++manager_.commandFigures().unknown;
         constexpr std::size_t kLongestShown = 64;
         return Answer{
-            Refusal{ResultCode::UnknownCommand, "there is no command '" + std::string(request.command.substr(0, kLongestShown)) +
-                                                    "'; corvane-protocol(7) lists those that there are"},
+            Refusal{ResultCode::UnknownCommand, "There is no command '" + std::string(request.command.substr(0, kLongestShown)) +
+                                                    "'; corvane-protocol(7) lists those that there are."},
             {}};
     }
     ++command->second.count;
@@ -40,7 +40,7 @@ std::optional<Answer> Dispatcher::dispatch(Session& session, const ryn::wire::Re
 std::optional<Answer> Dispatcher::fail(const Fault& fault, Session& session, std::uint64_t id) {
     switch (fault.kind) {
         case Fault::Kind::Result:
-            session.answerResult(id, fault.result, fault.withoutDictionary ? "" : "this failure was asked for with --fault");
+            session.answerResult(id, fault.result, fault.withoutDictionary ? "" : "This failure was asked for with --fault.");
             break;
         case Fault::Kind::Drop:
             session.end("met a fault rule");

@@ -41,14 +41,14 @@ std::optional<Refusal> Manager::refuseReset() {
         return std::nullopt;
     }
     return Refusal{ResultCode::Blocked,
-                   "resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first"};
+                   "Resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first."};
 }
 
 std::optional<Refusal> Manager::unblockResets() {
     if (!RYNProperties::storedBlockBasebandResets() || RYNProperties::storeBlockBasebandResets(false)) {
         return std::nullopt;
     }
-    return Refusal{ResultCode::StorageFailed, "the preference BlockBasebandResets could not be written"};
+    return Refusal{ResultCode::StorageFailed, "The preference BlockBasebandResets could not be written."};
 }
 
 std::optional<Refusal> Manager::resetSettings() {

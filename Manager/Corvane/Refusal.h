@@ -23,7 +23,7 @@ enum class ResultCode : std::uint32_t {
 /// A refusal is a value: nothing in the manager throws.
 struct Refusal {
     ResultCode code;
-    std::string sentence;  ///< one sentence for the user: what was wrong and what would be accepted
+    std::string sentence;  ///< a full sentence for the user, capital to full stop: what was wrong and what would be accepted
 
     /// As it travels, and as it stands under KeyErrorCode.
     std::int32_t result() const { return static_cast<std::int32_t>(code); }

@@ -71,9 +71,9 @@ void Session::request(const wire::Request& request, std::size_t packetSize) {
     }
     const bool tooManyBytes = !outstanding_.empty() && outstandingBytes_ + packetSize > kMaxOutstandingBytes;
     if (outstanding_.size() >= kMaxOutstanding || tooManyBytes) {
-        answer(request.id, {Refusal{ResultCode::LimitReached, "too many requests wait for their answers: at most " +
+        answer(request.id, {Refusal{ResultCode::LimitReached, "Too many requests wait for their answers: at most " +
                                                                   std::to_string(kMaxOutstanding) + ", of " +
-                                                                  std::to_string(kMaxOutstandingBytes) + " bytes in all, may"},
+                                                                  std::to_string(kMaxOutstandingBytes) + " bytes in all, may."},
                             {}});
         return;
     }
@@ -134,7 +134,7 @@ void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& obj
         return;
     }
     log::error("a reply did not fit a packet");
-    answerResult(id, static_cast<std::int32_t>(ResultCode::LimitReached), "the reply does not fit a packet");
+    answerResult(id, static_cast<std::int32_t>(ResultCode::LimitReached), "The reply does not fit a packet.");
 }
 
 void Session::sendGarbage() {

@@ -238,7 +238,7 @@ std::optional<std::string> SettingsStore::run(sqlite3_stmt* statement) {
     if (sqlite3_step(statement) == SQLITE_DONE) {
         return std::nullopt;
     }
-    return std::string("the settings could not be written: ") + sqlite3_errmsg(database_.get());
+    return std::string("The settings could not be written: ") + sqlite3_errmsg(database_.get()) + ".";
 }
 
 }  // namespace corvane

@@ -32,8 +32,8 @@ std::variant<std::size_t, Refusal> find(std::string_view filter) {
             return index;
         }
     }
-    return Refusal{ResultCode::InvalidArgument, "there is no trace filter '" + std::string(filter) + "'; there are " +
-                                                    kRules[0].name + " and " + kRules[1].name};
+    return Refusal{ResultCode::InvalidArgument, "There is no trace filter '" + std::string(filter) + "'; there are " +
+                                                    kRules[0].name + " and " + kRules[1].name + "."};
 }
 
 }  // namespace
@@ -57,7 +57,7 @@ std::optional<Refusal> TraceFilters::add(std::string_view filter, std::optional<
     if (value && (*value < 0 || *value > rule.highest)) {
         return Refusal{ResultCode::InvalidArgument, std::string(rule.name) + " can't be " + std::to_string(*value) +
                                                         "; it takes 0 to " + std::to_string(rule.highest) + ", or null for " +
-                                                        std::to_string(rule.byDefault)};
+                                                        std::to_string(rule.byDefault) + "."};
     }
     return keep(index, value.value_or(rule.byDefault));
 }

@@ -31,7 +31,7 @@ std::optional<Refusal> failed(const fs::path& folder, const std::string& why) {
     std::error_code ignored;
     fs::remove_all(folder, ignored);
     return Refusal{ResultCode::StorageFailed,
-                   "the trace logs could not be written to " + folder.parent_path().string() + ": " + why};
+                   "The trace logs could not be written to " + folder.parent_path().string() + ": " + why + "."};
 }
 
 bool writeFile(const fs::path& path, const std::string& content) {
@@ -48,7 +48,7 @@ TraceLogs::TraceLogs(fs::path folder, const TraceFilters& filters, ScratchLog& s
 
 std::optional<Refusal> TraceLogs::refuseCollection() const {
     if (filters_.maxLogLimit() == 0) {
-        return Refusal{ResultCode::LimitReached, "the max-log filter is 0, so that no trace logs are kept; raise or remove it"};
+        return Refusal{ResultCode::LimitReached, "The max-log filter is 0, so that no trace logs are kept; raise or remove it."};
     }
     const auto needed = filters_.freeSpacePercentage();
     struct statvfs disk {};
@@ -59,9 +59,9 @@ std::optional<Refusal> TraceLogs::refuseCollection() const {
     if (free >= *needed) {
         return std::nullopt;
     }
-    return Refusal{ResultCode::LimitReached, "the disk of " + folder_.string() + " has " + std::to_string(free) +
+    return Refusal{ResultCode::LimitReached, "The disk of " + folder_.string() + " has " + std::to_string(free) +
                                                  " % free and the free-space filter asks for " + std::to_string(*needed) +
-                                                 " %; make room, or lower or remove the filter"};
+                                                 " %; make room, or lower or remove the filter."};
 }
 
 std::optional<Refusal> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {

@@ -65,15 +65,15 @@ std::variant<TraceSettings::Row*, Refusal> TraceSettings::find(std::string_view 
     const auto rows = traces_.find(name);
     if (rows == traces_.end()) {
         return isKind ? Refusal{ResultCode::NotSupported,
-                                "trace " + name + " is not supported on this device; supported are " + joinedKeys(traces_)}
+                                "Trace " + name + " is not supported on this device; supported are " + joinedKeys(traces_) + "."}
                       : Refusal{ResultCode::InvalidArgument,
-                                "there is no trace '" + name + "'; supported are " + joinedKeys(traces_)};
+                                "There is no trace '" + name + "'; supported are " + joinedKeys(traces_) + "."};
     }
     if (Row* row = findExactly(name, property); row != nullptr) {
         return row;
     }
-    return Refusal{ResultCode::InvalidArgument,
-                   "trace " + name + " has no property '" + std::string(property) + "'; it has " + joinedKeys(rows->second)};
+    return Refusal{ResultCode::InvalidArgument, "Trace " + name + " has no property '" + std::string(property) + "'; it has " +
+                                                    joinedKeys(rows->second) + "."};
 }
 
 std::variant<xpc::Object, Refusal> TraceSettings::reply(std::string_view trace, std::string_view property) {
@@ -94,12 +94,12 @@ std::optional<Refusal> TraceSettings::set(std::string_view trace, std::string_vi
     Row& row = *std::get<Row*>(found);
     const std::string shown = ryn::trace::typeAsString(row.property.trace) + " " + row.property.name;
     if (row.property.keeping == Keeping::ReadOnly) {
-        return Refusal{ResultCode::InvalidArgument, shown + " can only be read"};
+        return Refusal{ResultCode::InvalidArgument, shown + " can only be read."};
     }
     const auto accepted = row.property.accept(value);
     if (!accepted) {
         return Refusal{ResultCode::InvalidArgument,
-                       shown + " can't be '" + std::string(value) + "'; it takes " + row.property.acceptable()};
+                       shown + " can't be '" + std::string(value) + "'; it takes " + row.property.acceptable() + "."};
     }
     return put(row, *accepted);
 }
@@ -131,7 +131,7 @@ std::optional<Refusal> TraceSettings::take(Row& row, const std::string& value) {
     if (row.property.keeping == Keeping::Preferences && !row.property.write(value)) {
         // A value that could not be written stays staged, and would be read back, but for this.
         row.property.write(row.value);
-        return Refusal{ResultCode::StorageFailed, "the preferences could not be written"};
+        return Refusal{ResultCode::StorageFailed, "The preferences could not be written."};
     }
     show(row, value);
     if (observer_) {

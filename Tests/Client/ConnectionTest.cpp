@@ -96,7 +96,7 @@ const Answering kAnswerings[] = {
      },
      "0 ", "", 1},
     {"by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "was Corvane stopped?", 2},
-    {"by silence", [](Connection&, const Request&) {}, kTimedOut, "did not answer within 0.2 s", 1, 200ms},
+    {"by silence", [](Connection&, const Request&) {}, kTimedOut, "did not answer within 0.2 s.", 1, 200ms},
     {"by an event only", sends({0x82, 0x04, 0x60}), kTimedOut, "", 1, 200ms},
     {"by garbage", sends({0xDE, 0xAD}), kMalformed, "sent what the protocol does not allow", 2},
     {"by half a reply", sends({0x83, 0x02}), kMalformed, "", 2},
@@ -204,9 +204,9 @@ TEST(Connection, SaysWhyThereIsNone) {
         {folder / "absent", "There is no manager socket " + (folder / "absent") + "; is Corvane running?"},
         {folder / "file", "Nothing listens on " + (folder / "file") + "; is Corvane running?"},
         {folder / "stale", "Nothing listens on " + (folder / "stale") + "; is Corvane running?"},
-        {folder / "stream", "is not a manager's socket"},
+        {folder / "stream", "is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on."},
         {folder / "full", "took no new connection in time"},
-        {folder / std::string(120, 'x'), "is too long: at most 107 bytes"},
+        {folder / std::string(120, 'x'), "is too long: at most 107 bytes can be used."},
         {folder / "file/below", "Can't connect to " + (folder / "file/below") + ": Not a directory"},
     };
     for (const auto& place : kPlaces) {

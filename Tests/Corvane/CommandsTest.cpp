@@ -26,13 +26,14 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
         const char* sentence;
     };
     const Case cases[] = {
-        {"MakeCoffeeCommand", kNull, "0xE020E100", "there is no command 'MakeCoffeeCommand'"},
-        {"GetTracePropertyCommand", kNull, "0xE020E101", "the argument is null; a dictionary is required"},
-        {"GetTracePropertyCommand", dictionary({}), "0xE020E101", "KeyTraceName is missing; it takes a string"},
+        {"MakeCoffeeCommand", kNull, "0xE020E100",
+         "There is no command 'MakeCoffeeCommand'; corvane-protocol(7) lists those that there are."},
+        {"GetTracePropertyCommand", kNull, "0xE020E101", "The argument is null; a dictionary is required."},
+        {"GetTracePropertyCommand", dictionary({}), "0xE020E101", "KeyTraceName is missing; it takes a string."},
         {"GetTracePropertyCommand", dictionary({{"KeyTraceName", number(1)}}), "0xE020E101",
          "KeyTraceName is an integer; it takes a string"},
         {"GetTracePropertyCommand", property(std::string(100000, 'x'), "Enabled"), "0xE020E101",
-         "KeyTraceName has 100000 bytes; it takes up to 4096"},
+         "KeyTraceName has 100000 bytes; it takes up to 4096."},
         {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({}), "0xE020E101", "KeyBasebandOperatingMode is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101", "8"},
@@ -43,7 +44,7 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
         {"BasebandDiagnosticsCommand", dictionary({{"KeyBasebandDiagnosticsAction", text("Walk")}}), "0xE020E101",
          "there are BasebandDiagnosticsActionRun and"},
         {"LogCollectionCommand", dictionary({{"KeyLogCollectionAction", text("Enable")}, {"KeyTracePropertyName", text("X")}}),
-         "0xE020E101", "it takes NPA, F3"},
+         "0xE020E101", "it takes NPA, F3."},
         {"SimulatePowerNotificationCommand", dictionary({{"KeyPowerNotificationMessage", number(-1)}}), "0xE020E101",
          "it takes 0 to 4294967295"},
         {"SetTEMSPropertyCommand", dictionary({{"KeyTEMSMode", text("SW")}}), "0xE020E101", "it takes OFF or HW"},
@@ -54,13 +55,13 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
          "KeyReportingData is missing; it takes a dictionary"},
         {"CollectTraceLogsCommand", dictionary({}), "0xE020E101", "KeyTraceLogsReason is missing"},
         {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("Size")}, {"KeyTraceFilterValue", number(1)}}),
-         "0xE020E101", "there are FreeSpacePercentage and MaxLogLimit"},
+         "0xE020E101", "there are FreeSpacePercentage and MaxLogLimit."},
         {"AddTraceFilterCommand",
          dictionary({{"KeyTraceFilterName", text("FreeSpacePercentage")}, {"KeyTraceFilterValue", number(101)}}), "0xE020E101",
          "it takes 0 to 100, or null"},
         {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("MaxLogLimit")}}), "0xE020E101",
          "KeyTraceFilterValue is missing"},
-        {"RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("")}}), "0xE020E101", "there is no trace filter ''"},
+        {"RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("")}}), "0xE020E101", "There is no trace filter ''"},
     };
     const Daemon daemon;
     Peer peer(daemon.socketPath());

@@ -80,7 +80,7 @@ TEST(Settings, AreRefusedInASentenceThatSaysWhatWouldBeAccepted) {
         const char* sentence;
     };
     const Case cases[] = {
-        {"DIAG", "Enabled", "yes", "DIAG Enabled can't be 'yes'; it takes true or false"},
+        {"DIAG", "Enabled", "yes", "DIAG Enabled can't be 'yes'; it takes true or false."},
         {"DIAG", "Enabled", "TRUE", "true or false"},
         {"DIAG", "Enabled", "", "true or false"},
         {"DIAG", "History", "0", "a whole number from 1 to 2048"},
@@ -91,17 +91,17 @@ TEST(Settings, AreRefusedInASentenceThatSaysWhatWouldBeAccepted) {
         {"DIAG", "Enabled_During_Sleep", "half", "Off, Full or Lite"},
         {"DIAG", "File_Extra", "a/b", "plain name"},
         {"DIAG", "File_Extra", "..", "plain name"},
-        {"DIAG", "File", "Tput", "DIAG File can only be read"},
-        {"DIAG", "Status", "Idle", "can only be read"},
+        {"DIAG", "File", "Tput", "DIAG File can only be read."},
+        {"DIAG", "Status", "Idle", "can only be read."},
         {"DIAG", "enabled", "true", "has no property 'enabled'; it has Buffering_On_AP_Awake, Enabled,"},
-        {"Elsewhere", "Enabled", "true", "there is no trace 'Elsewhere'; supported are BasebandIPC"},
+        {"Elsewhere", "Enabled", "true", "There is no trace 'Elsewhere'; supported are BasebandIPC"},
     };
     const Daemon daemon;
     Peer peer(daemon.socketPath());
     for (const Case& row : cases) {
         EXPECT_THAT(peer.ask(kSet, property(row.trace, row.name, row.value)), refused(kInvalid, row.sentence)) << row.value;
     }
-    EXPECT_THAT(peer.ask(kSet, property("Mux", "Enabled", "true")), refused(kNotSupported, "trace Mux is not supported"));
+    EXPECT_THAT(peer.ask(kSet, property("Mux", "Enabled", "true")), refused(kNotSupported, "Trace Mux is not supported"));
 }
 
 TEST(Settings, OfUnsupportedTracesAreRefused) {

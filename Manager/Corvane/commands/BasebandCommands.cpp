@@ -60,8 +60,8 @@ Later reset(Manager& manager, const Call& call) {
     const std::string_view reason = arguments.optionalText(ryn::kKeyBasebandResetReason, "");
     const bool soft = type == ryn::kBasebandResetTypeSoft;
     if (arguments && !soft && type != ryn::kBasebandResetTypeHard) {
-        arguments.refuse("there is no reset '" + std::string(type) + "'; there are '" + ryn::kBasebandResetTypeSoft + "' and '" +
-                         ryn::kBasebandResetTypeHard + "'");
+        arguments.refuse("There is no reset '" + std::string(type) + "'; there are '" + ryn::kBasebandResetTypeSoft + "' and '" +
+                         ryn::kBasebandResetTypeHard + "'.");
     }
     if (!arguments) {
         return Answer{arguments.refusal(), {}};
@@ -81,8 +81,8 @@ Later changeNVData(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
     const std::string_view action = arguments.text(ryn::kKeyBasebandNVDataAction);
     if (arguments && action != ryn::kBasebandNVDataErase) {
-        arguments.refuse("there is no action '" + std::string(action) + "' on the non-volatile data; there is '" +
-                         ryn::kBasebandNVDataErase + "'");
+        arguments.refuse("There is no action '" + std::string(action) + "' on the non-volatile data; there is '" +
+                         ryn::kBasebandNVDataErase + "'.");
     }
     if (!arguments) {
         return Answer{arguments.refusal(), {}};
@@ -112,8 +112,8 @@ Later diagnose(Manager& manager, const Call& call) {
     const std::string_view type = arguments.optionalText(ryn::kKeyBasebandDiagnosticsType, "");
     const bool run = action == ryn::kBasebandDiagnosticsActionRun;
     if (arguments && !run && action != ryn::kBasebandDiagnosticsActionAbort) {
-        arguments.refuse("there is no diagnostics action '" + std::string(action) + "'; there are " +
-                         ryn::kBasebandDiagnosticsActionRun + " and " + ryn::kBasebandDiagnosticsActionAbort);
+        arguments.refuse("There is no diagnostics action '" + std::string(action) + "'; there are " +
+                         ryn::kBasebandDiagnosticsActionRun + " and " + ryn::kBasebandDiagnosticsActionAbort + ".");
     }
     if (!arguments) {
         return Answer{arguments.refusal(), {}};

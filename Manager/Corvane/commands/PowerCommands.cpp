@@ -40,7 +40,7 @@ Value choose(Arguments& arguments, const char* key, const std::array<Named<Value
         }
         known += (known.empty() ? "" : ", ") + std::string(textOf(choice.name));
     }
-    arguments.refuse(std::string(key) + " can't be '" + std::string(name) + "'; it takes " + known);
+    arguments.refuse(std::string(key) + " can't be '" + std::string(name) + "'; it takes " + known + ".");
     return choices[0].value;
 }
 

@@ -50,7 +50,7 @@ std::optional<Answer> reportStatistics(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
     const std::int64_t module = arguments.number(ryn::kKeyReportingModuleType, 0, kLastModule);
     if (arguments && module != static_cast<std::int64_t>(Module::Boot)) {
-        arguments.refuse("the manager counts module " + std::to_string(module) + " itself; figures are reported to module 0");
+        arguments.refuse("The manager counts module " + std::to_string(module) + " itself; figures are reported to module 0.");
     }
     Arguments data(xpc::Object::share(arguments.dictionary(ryn::kKeyReportingData)), Arguments::Need::DictionaryOrNull);
     const auto recovery = data.optionalNumber(ryn::kKeyBootModuleLastRecoveryTime, 0, kLongestTime);

@@ -223,7 +223,7 @@ TEST_F(ModemManagerBasebandTest, ASimThatIsLockedOrAbsentIsTold) {
          "opens the SIM's.",
          "unsupported: The modem can't tell the time: its lock is sim-pin"},
         {AtModem::Sim::Absent, "Off (sim-missing)",
-         R"~({"KeyBasebandBootState":"Off (sim-missing)","KeyErrorString":"ModemManager found it unusable: sim-missing"})~",
+         R"~({"KeyBasebandBootState":"Off (sim-missing)","KeyErrorString":"ModemManager found it unusable: sim-missing."})~",
          "state: The modem can't go online: modem in failed state; ModemManager found it unusable: sim-missing.",
          "unsupported: The modem can't tell the time: ModemManager found it unusable: sim-missing."},
     };

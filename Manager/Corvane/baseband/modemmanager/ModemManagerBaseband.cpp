@@ -86,7 +86,7 @@ void ModemManagerBaseband::getVersion(Completion completion) {
 void ModemManagerBaseband::getBootState(Completion completion) {
     xpc::Object reply = dictionary({{ryn::kKeyBasebandBootState, text(bootState())}});
     if (const Modem* modem = follower_.modem(); modem != nullptr && isFailed(*modem)) {
-        xpc_dictionary_set_value(reply.get(), ryn::kKeyErrorString, text(obstacleOf(*modem)).get());
+        xpc_dictionary_set_value(reply.get(), ryn::kKeyErrorString, text(obstacleOf(*modem) + ".").get());
     }
     completion({{}, reply});
 }
