@@ -26,7 +26,7 @@ std::optional<std::string> absoluteFolder(const char* variable) {
     return value != nullptr && *value == '/' ? std::optional<std::string>(value) : std::nullopt;
 }
 
-/// XDG Base Directory Specification: a path that is not absolute counts as unset.
+/// XDG base directories: a path that is not absolute counts as unset.
 std::optional<std::string> configurationFolder() {
     if (auto folder = absoluteFolder("XDG_CONFIG_HOME")) {
         return folder;
