@@ -1,5 +1,4 @@
 #include "Client/wire/Packet.h"
-#include "Client/wire/Utf8.h"
 #include "support/ScriptedManager.h"
 
 #include <gtest/gtest.h>
@@ -225,17 +224,6 @@ TEST(Wire, EncodesOnlyWhatFitsAPacket) {
     EXPECT_TRUE(encodes(support::dictionary({{"ü", support::number(1)}})));
     EXPECT_FALSE(encodes(support::dictionary({{"\xFF", support::number(1)}})));
     EXPECT_EQ(render(Buffer(wire::kMaxPacketSize + 1, 0x80)), "refused");
-}
-
-TEST(Wire, JudgesUtf8AcrossWordBoundaries) {
-    const auto within = [](std::string_view bytes, std::size_t ascii) {
-        return std::string(ascii, 'a').append(bytes).append(ascii, 'a');
-    };
-    for (std::size_t ascii = 0; ascii < 17; ++ascii) {
-        EXPECT_TRUE(wire::isUtf8(within("\xE6\xB0\xB4", ascii))) << ascii;
-        EXPECT_FALSE(wire::isUtf8(within("\xE6\xB0", ascii))) << ascii;
-        EXPECT_FALSE(wire::isUtf8(within("\xBF", ascii))) << ascii;
-    }
 }
 
 }  // namespace

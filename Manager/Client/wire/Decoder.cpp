@@ -1,6 +1,6 @@
 #include "Client/wire/Cbor.h"
 #include "Client/wire/Packet.h"
-#include "Client/wire/Utf8.h"
+#include "Platform/Utf8.h"
 
 #include <algorithm>
 #include <limits>
@@ -125,7 +125,7 @@ private:
         }
         const std::string_view content(reinterpret_cast<const char*>(rest_.data()), head.argument);
         rest_ = rest_.subspan(head.argument);
-        return text && !isUtf8(content) ? std::nullopt : std::optional(content);
+        return text && !platform::isUtf8(content) ? std::nullopt : std::optional(content);
     }
 
     static xpc::Object simple(std::uint8_t initial) {

@@ -1,6 +1,6 @@
 #include "Client/wire/Cbor.h"
 #include "Client/wire/Packet.h"
-#include "Client/wire/Utf8.h"
+#include "Platform/Utf8.h"
 
 namespace ryn::wire {
 namespace {
@@ -89,7 +89,7 @@ private:
         buffer_.insert(buffer_.end(), content.begin(), content.end());
     }
 
-    void string(std::string_view content) { bytes(isUtf8(content) ? Major::Text : Major::Bytes, content); }
+    void string(std::string_view content) { bytes(platform::isUtf8(content) ? Major::Text : Major::Bytes, content); }
 
     void value(xpc_object_t object, unsigned depth) {
         const xpc_type_t type = xpc_get_type(object);
@@ -122,7 +122,7 @@ private:
         head(Major::Map, xpc_dictionary_get_count(object));
         xpc_dictionary_apply(object, [this, depth](const char* key, xpc_object_t entry) {
             const std::string_view name = key;
-            valid_ = valid_ && isUtf8(name);
+            valid_ = valid_ && platform::isUtf8(name);
             bytes(Major::Text, name);
             if (ok()) {
                 value(entry, depth + 1);
