@@ -55,7 +55,7 @@ TEST(InstallTest, PutsEverythingBelowThePrefixWithinDestdir) {
                                            "opt/ryn/share/polkit-1/rules.d/corvane.rules",
                                            "opt/ryn/share/zsh/vendor-completions/_ryntool",
                                        }));
-    std::ifstream tool(root.path() + "/opt/ryn/bin/ryntool", std::ios::binary);
+    std::ifstream tool(root.path() / "opt/ryn/bin/ryntool", std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(tool), {}};
     EXPECT_TRUE(bytes.find("StackshotOnShutdownTimeout") != std::string::npos) << "the linker dropped the settings";
 }
