@@ -57,7 +57,7 @@ TEST(InstallTest, PutsEverythingBelowThePrefixWithinDestdir) {
                                        }));
     std::ifstream tool(root.path() / "opt/ryn/bin/ryntool", std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(tool), {}};
-    EXPECT_TRUE(bytes.find("Trace::RYN::History") != std::string::npos) << "the linker dropped the settings";
+    EXPECT_TRUE(bytes.find("com.quorvel.Corvane") != std::string::npos) << "the linker dropped the settings";
 }
 
 TEST(InstallTest, UnitsAreValidAndConfined) {
