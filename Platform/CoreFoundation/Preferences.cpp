@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <tuple>
 
 namespace {
@@ -86,16 +87,16 @@ class LastRead {
 public:
     const Json& of(const platform::PreferencesFile& file) {
         auto stamp = file.stamp();  // before the file is read: a change in between is seen the next time
-        if (!stamp || stamp != stamp_) {
+        if (!tree_ || !stamp || stamp != stamp_) {
             tree_ = file.read();
             stamp_ = std::move(stamp);
         }
-        return tree_;
+        return *tree_;
     }
 
 private:
     std::optional<platform::PreferencesFile::Stamp> stamp_;
-    Json tree_;
+    std::optional<Json> tree_;
 };
 
 /// Guarded by the mutex of what is staged.

@@ -63,7 +63,8 @@ Program::Program(Arguments arguments, const Environment& environment) : argument
     }
     for (const auto& [name, value] : environment) {
         if (!value.empty()) {
-            variables_.push_back(name + "=" + value);
+            variables_.push_back(name);
+            variables_.back().append("=").append(value);
         }
     }
     const auto pointers = [](std::vector<std::string>& texts) {
