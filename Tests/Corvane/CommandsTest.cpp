@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <filesystem>
 
 namespace {
 
@@ -36,7 +35,6 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
          "KeyTraceName has 100000 bytes; it takes up to 4096."},
         {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({}), "0xE020E101", "KeyBasebandOperatingMode is missing"},
-        {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101", "8"},
         {"ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Warm")}}), "0xE020E101",
          "'Soft reset' and 'Hard reset'"},
         {"BasebandNVDataCommand", dictionary({{"KeyBasebandNVDataAction", text("Read")}}), "0xE020E101", "there is 'Erase'"},
@@ -84,28 +82,6 @@ TEST(Commands, FailAsTheFaultRulesSay) {
     peer.send(ryn::wire::Packet(ryn::wire::Request{1, "GetTraceFiltersCommand", kNull}));
     EXPECT_EQ(peer.ask("GetTEMSPropertyCommand"), R"(0 {"KeyTEMSMode":"OFF"})");
     EXPECT_EQ(peer.ask("C"), "closed");
-}
-
-TEST(Commands, ThatResetTheBasebandAreBlockedByThePreferenceUntilUnblocked) {
-    const Daemon daemon;
-    std::filesystem::create_directories(daemon.folder() / "config/corvane");
-    const auto block = [&daemon](bool on) {
-        support::writeFile(
-            daemon.folder() / "config/corvane/com.quorvel.Corvane.json",
-            std::string(R"({"CurrentUser":{"CurrentHost":{"BlockBasebandResets":)") + (on ? "true}}}" : "false}}}"));
-    };
-    const auto soft = dictionary({{"KeyBasebandResetType", text("Soft reset")}});
-    const auto mode = [](int value) { return dictionary({{"KeyBasebandOperatingMode", number(value)}}); };
-    Peer peer(daemon.socketPath());
-    EXPECT_EQ(peer.ask("SetBasebandOperatingModeCommand", mode(3)), "0");
-    block(true);
-    EXPECT_THAT(peer.ask("ResetBasebandCommand", soft), AllOf(StartsWith("0xE020E105"), HasSubstr("BlockBasebandResets")));
-    EXPECT_THAT(peer.ask("SetBasebandOperatingModeCommand", mode(4)), StartsWith("0xE020E105"));
-    EXPECT_EQ(peer.ask("SetBasebandOperatingModeCommand", mode(1)), "0");
-    EXPECT_EQ(peer.ask("UnblockBasebandResetCommand"), "0");
-    EXPECT_EQ(peer.ask("ResetBasebandCommand", soft), "0");
-    block(true);
-    EXPECT_THAT(peer.ask("ResetBasebandCommand", soft), StartsWith("0xE020E105"));
 }
 
 TEST(Commands, OfStatisticsTellWhatHappenedAndKeepWhatWasReported) {

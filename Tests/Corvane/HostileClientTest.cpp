@@ -4,14 +4,12 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
-#include <fstream>
 #include <optional>
 
 namespace {
 
 namespace wire = ryn::wire;
 using support::Daemon;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 using Bytes = std::vector<std::uint8_t>;
@@ -23,49 +21,30 @@ wire::Packet request(std::uint64_t id, const std::string& command,
     return wire::Request{id, command, argument};
 }
 
-/// The manager's memory in kilobytes.
-long residentKilobytes(const Daemon& daemon) {
-    std::ifstream status("/proc/" + std::to_string(const_cast<Daemon&>(daemon).process().pid()) + "/status");
-    for (std::string word; status >> word;) {
-        if (word == "VmRSS:") {
-            long kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes;
-        }
-    }
-    return -1;
-}
-
 TEST(HostileClient, LosesItsConnectionAndNoOtherDoes) {
     struct Case {
         const char* what;
         Peer::Greeting greeting;
-        std::vector<Bytes> packets;
+        Bytes packet;
     };
-    const Bytes infoWithoutHello{0x84, 0x01, 0x01, 0x61, 'x', 0xF6};
-    Bytes nested(40, 0x81);
-    nested[0] = 0x84;
-    Bytes oversized(wire::kMaxPacketSize + 1, 0x00);
     const Case cases[] = {
-        {"a request before hello", Peer::Greeting::None, {infoWithoutHello}},
-        {"events before hello", Peer::Greeting::None, {{0x82, 0x03, 0xF5}}},
-        {"another version", Peer::Greeting::None, {{0x83, 0x00, 0x02, 0x61, 'x'}}},
-        {"a second hello", Peer::Greeting::Sent, {{0x83, 0x00, 0x01, 0x61, 'x'}}},
-        {"an empty packet", Peer::Greeting::Sent, {{}}},
-        {"random bytes", Peer::Greeting::Sent, {{0xFF, 0x13, 0x37}}},
-        {"a truncated request", Peer::Greeting::Sent, {{0x84, 0x01, 0x01, 0x78, 0x40, 'G'}}},
-        {"bytes behind the item", Peer::Greeting::Sent, {{0x82, 0x03, 0xF5, 0x00}}},
-        {"deep nesting", Peer::Greeting::Sent, {nested}},
-        {"an oversized packet", Peer::Greeting::Sent, {oversized}},
-        {"a manager's packet", Peer::Greeting::Sent, {{0x83, 0x02, 0x01, 0x00}}},
+        {"a request before hello", Peer::Greeting::None, {0x84, 0x01, 0x01, 0x61, 'x', 0xF6}},
+        {"events before hello", Peer::Greeting::None, {0x82, 0x03, 0xF5}},
+        {"another version", Peer::Greeting::None, {0x83, 0x00, 0x02, 0x61, 'x'}},
+        {"a second hello", Peer::Greeting::Sent, {0x83, 0x00, 0x01, 0x61, 'x'}},
+        {"an empty packet", Peer::Greeting::Sent, {}},
+        {"random bytes", Peer::Greeting::Sent, {0xFF, 0x13, 0x37}},
+        {"a truncated request", Peer::Greeting::Sent, {0x84, 0x01, 0x01, 0x78, 0x40, 'G'}},
+        {"bytes behind the item", Peer::Greeting::Sent, {0x82, 0x03, 0xF5, 0x00}},
+        {"deep nesting", Peer::Greeting::Sent, Bytes(40, 0x81)},
+        {"an oversized packet", Peer::Greeting::Sent, Bytes(wire::kMaxPacketSize + 1)},
+        {"a manager's packet", Peer::Greeting::Sent, {0x83, 0x02, 0x01, 0x00}},
     };
     const Daemon daemon;
     Peer other(daemon.socketPath());
     for (const Case& row : cases) {
         Peer peer(daemon.socketPath(), row.greeting);
-        for (const Bytes& packet : row.packets) {
-            EXPECT_TRUE(peer.send(packet)) << row.what;
-        }
+        EXPECT_TRUE(peer.send(row.packet)) << row.what;
         EXPECT_TRUE(peer.isClosed()) << row.what;
         EXPECT_THAT(other.ask(kInfo), StartsWith("0 ")) << row.what;
     }
@@ -77,48 +56,12 @@ TEST(HostileClient, MayNotUseAnIdTwiceNorHaveMoreThan256RequestsOutstanding) {
     twice.send(request(7, kInfo));
     twice.send(request(7, "GetTraceFiltersCommand"));
     EXPECT_TRUE(twice.isClosed());
-
     Peer many(daemon.socketPath());
     for (std::uint64_t id = 1; id <= 256; ++id) {
         many.send(request(id, kInfo));
     }
     many.send(request(257, "GetTraceFiltersCommand"));
     EXPECT_THAT(many.receive(), StartsWith("reply 257 0xE020E10A"));
-}
-
-/// Answers come to those that ask while one client floods, and the flood costs no more than what the kernel buffers.
-TEST(HostileClient, ThatFloodsWithoutReadingIsHeldBack) {
-    const Daemon daemon;
-    Peer other(daemon.socketPath());
-    EXPECT_THAT(other.ask(kInfo), StartsWith("0 "));
-    const long before = residentKilobytes(daemon);
-    Peer flood(daemon.socketPath());
-    std::uint64_t id = 0;
-    for (int round = 0; round < 200; ++round) {
-        while (flood.send(request(++id, "GetTraceFiltersCommand"))) {
-        }
-        EXPECT_THAT(other.ask("GetTraceFiltersCommand"), StartsWith("0 "));
-    }
-    EXPECT_LT(residentKilobytes(daemon) - before, 1024);
-}
-
-TEST(HostileClient, ThatNeverReadsItsEventsLosesItsConnection) {
-    Daemon daemon;
-    Peer deaf(daemon.socketPath());
-    deaf.send(wire::Packet(wire::Events{true}));
-    Peer watcher(daemon.socketPath());
-    watcher.send(wire::Packet(wire::Events{true}));
-    const auto mode = [](int number) { return support::dictionary({{"KeyBasebandOperatingMode", support::number(number)}}); };
-    const auto figures = support::dictionary({{"KeyReportingModuleType", support::number(2)}});
-    std::string clients;
-    // Every change of mode is an event to both.
-    for (int change = 0; change < 20000 && clients.find(R"("EndedByManager":1)") == std::string::npos; ++change) {
-        EXPECT_EQ(watcher.ask("SetBasebandOperatingModeCommand", mode(change % 2)), "0");
-        clients = change % 100 == 0 ? watcher.ask("GetStatisticsCommand", figures) : clients;
-    }
-    EXPECT_THAT(clients, testing::AllOf(HasSubstr(R"("EndedByManager":1)"), HasSubstr(R"("WatchingEvents":1)")));
-    EXPECT_TRUE(daemon.process().waitForError("does not read what it is sent"));
-    EXPECT_LT(residentKilobytes(daemon), 64 * 1024);
 }
 
 TEST(HostileClient, ThatGoesAwayTakesItsOutstandingRequestsWithIt) {
@@ -150,12 +93,8 @@ TEST(HostileClient, BeyondTheLimitIsClosedAndTheOthersAreServed) {
         peers.emplace_back(daemon.socketPath());
     }
     EXPECT_THAT(peers.back().ask(kInfo), StartsWith("0 "));
-    for (int count = 0; count < 1000; ++count) {
-        EXPECT_TRUE(Peer(daemon.socketPath()).isClosed());
-    }
+    EXPECT_TRUE(Peer(daemon.socketPath()).isClosed());
     EXPECT_TRUE(daemon.process().waitForError("there are 1024 clients, the most there may be"));
-    EXPECT_THAT(peers.front().ask(kInfo), StartsWith("0 "));
-    EXPECT_LT(residentKilobytes(daemon), 64 * 1024);
     peers.pop_back();
     // The place is free as soon as the manager has seen the end.
     EXPECT_THAT(peers.front().ask(kInfo), StartsWith("0 "));

@@ -8,47 +8,36 @@
 
 #include <gtest/gtest.h>
 
+namespace corvane {
 namespace {
 
 using namespace std::chrono_literals;
 
-sd_event* newLoop() {
-    sd_event* loop = nullptr;
-    sd_event_new(&loop);
-    return loop;
-}
-
 /// The server on a loop that the test turns.
-class ServerTest : public testing::Test {
-protected:
-    static std::unique_ptr<corvane::SettingsStore> openStore(const support::TempFolder& folder) {
-        return std::get<std::unique_ptr<corvane::SettingsStore>>(corvane::SettingsStore::open(folder.path()));
-    }
-
-    const support::TempFolder folder_;
-    const std::string path_ = folder_ / "manager.sock";
-    const corvane::EventLoop loop_{newLoop()};
-    const corvane::PeerPolicy policy_;
-    const std::unique_ptr<corvane::SettingsStore> store_ = openStore(folder_);
-    corvane::LoopUse loopUse_;
-    corvane::Manager manager_{*store_, folder_.path(), loopUse_};
-    corvane::Dispatcher dispatcher_{manager_, {}};
-    corvane::Listener listener_ = std::get<corvane::Listener>(corvane::Listener::open(path_, policy_));
-};
-
-TEST_F(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
-    corvane::Server server(*loop_, loopUse_, listener_.takeSocket(), policy_, dispatcher_, manager_.clientFigures(),
-                           {10, 10, 0s});
-    Peer polite(path_);
-    Peer silent(path_, Peer::Greeting::None);
-    while (manager_.clientFigures().ended == 0) {
+TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
+    const support::TempFolder folder;
+    const std::string path = folder / "manager.sock";
+    sd_event* made = nullptr;
+    ASSERT_GE(sd_event_new(&made), 0);
+    const EventLoop loop(made);
+    const PeerPolicy policy;
+    const auto store = std::get<std::unique_ptr<SettingsStore>>(SettingsStore::open(folder.path()));
+    LoopUse loopUse;
+    Manager manager(*store, folder.path(), loopUse);
+    Dispatcher dispatcher(manager, {});
+    auto listener = std::get<Listener>(Listener::open(path, policy));
+    Server server(*loop, loopUse, listener.takeSocket(), policy, dispatcher, manager.clientFigures(), {10, 10, 0s});
+    Peer polite(path);
+    Peer silent(path, Peer::Greeting::None);
+    while (manager.clientFigures().ended == 0) {
         ASSERT_TRUE(server.turn());
     }
     EXPECT_TRUE(silent.isClosed());
     EXPECT_EQ(polite.receive(0ms), "nothing");
-    EXPECT_EQ(manager_.clientFigures().connected, 1U);
+    EXPECT_EQ(manager.clientFigures().connected, 1U);
     // Nothing is left that would wake the loop.
-    EXPECT_EQ(sd_event_run(loop_.get(), 0), 0);
+    EXPECT_EQ(sd_event_run(loop.get(), 0), 0);
 }
 
 }  // namespace
+}  // namespace corvane

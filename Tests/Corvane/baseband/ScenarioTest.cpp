@@ -7,7 +7,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace {
@@ -50,8 +49,7 @@ protected:
         for (const auto& folder : std::filesystem::directory_iterator(daemon_.statePath() + "/Snapshots")) {
             newest = std::max(newest, folder.path());
         }
-        std::ifstream stream(newest / file);
-        return {std::istreambuf_iterator<char>(stream), {}};
+        return support::readFile(newest / file);
     }
 
     support::Daemon daemon_;
@@ -152,10 +150,13 @@ TEST_F(ScenarioTest, SelfTestShowsEverythingOrEndsByAnotherTerminal) {
 TEST_F(ScenarioTest, BlockedResetsIncludeTheModeThatResets) {
     std::filesystem::create_directories(daemon_.folder() / "config/corvane");
     const std::string preferences = daemon_.folder() / "config/corvane/com.quorvel.Corvane.json";
-    std::ofstream(preferences) << R"({"CurrentUser":{"CurrentHost":{"BlockBasebandResets":true}}})";
-    EXPECT_EQ(tool("baseband state 3 -- baseband state 4").out, "Success\nFailed\n");
-    EXPECT_THAT(tool("baseband reset soft").err, HasSubstr("BlockBasebandResets"));
-    EXPECT_EQ(tool("baseband reset unblock -- baseband state 4").out, "Reset unblock: Success\nSuccess\n");
+    // What was unblocked can be blocked again.
+    for (int round = 0; round < 2; ++round) {
+        support::writeFile(preferences, R"({"CurrentUser":{"CurrentHost":{"BlockBasebandResets":true}}})");
+        EXPECT_EQ(tool("baseband state 3 -- baseband state 4").out, "Success\nFailed\n");
+        EXPECT_THAT(tool("baseband reset soft").err, HasSubstr("BlockBasebandResets"));
+        EXPECT_EQ(tool("baseband reset unblock -- baseband state 4").out, "Reset unblock: Success\nSuccess\n");
+    }
 }
 
 }  // namespace
