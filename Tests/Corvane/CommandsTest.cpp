@@ -35,6 +35,8 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
          "KeyTraceName has 100000 bytes; it takes up to 4096."},
         {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({}), "0xE020E101", "KeyBasebandOperatingMode is missing"},
+        {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101",
+         "There is no operating mode 8; the modes are 0 (online), 1 (low power)"},
         {"ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Warm")}}), "0xE020E101",
          "'Soft reset' and 'Hard reset'"},
         {"BasebandNVDataCommand", dictionary({{"KeyBasebandNVDataAction", text("Read")}}), "0xE020E101", "there is 'Erase'"},

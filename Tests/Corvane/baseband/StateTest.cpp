@@ -68,18 +68,6 @@ TEST_F(StateTest, Transitions) {
     }
 }
 
-TEST_F(StateTest, RefusalsSayWhatIsAccepted) {
-    runUntilEvent("Ready");
-    EXPECT_EQ(perform(mode(9)).refusal->sentence,
-              "There is no operating mode 9; the modes are 0 (online), 1 (low power), 2 (factory test), 3 (offline), 4 (reset), "
-              "5 (shutting down), 6 (persistent low power) and 7 (mode-only low power).");
-    EXPECT_EQ(perform(mode(4)).refusal->sentence,
-              "Operating mode 4 (reset) is accepted from mode 3 (offline) only; the baseband is in mode 1 (low power).");
-    EXPECT_EQ(perform(notify(0x1f)).refusal->sentence,
-              "0x1f is no power notification; 0x10 (about to sleep), 0x20 (woken by itself), 0x21 (voice call), 0x22 (short "
-              "message), 0x23 (packet data), 0x24 (network registration), 0x25 (positioning), 0x26 (SIM) are accepted.");
-}
-
 TEST_F(StateTest, CommandsWaitForABootInTheirOrder) {
     const AwaitedPtr commands[] = {begin(mode(3)), begin(mode(4)), begin(mode(2)), begin(mode(5)), begin(mode(0))};
     const char* const codes[] = {"ok", "ok", "ok", "ok", "state"};

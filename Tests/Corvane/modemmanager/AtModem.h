@@ -26,8 +26,6 @@ public:
     const std::string& port() const { return port_; }
 
     void setSim(Sim sim);
-    /// "yy/MM/dd,hh:mm:ss+zz", zz in quarters of an hour.
-    void setClock(const std::string& clock);
     /// Takes commands and says nothing.
     void mute();
     /// Called on the modem's thread when it has taken a reset; its power is on then, and whatever muted it is gone.
@@ -47,7 +45,6 @@ private:
     std::mutex mutex_;  ///< guards what stands below
     Sim sim_ = Sim::Ready;
     int functionality_ = 1;  ///< of +CFUN: 1 full, 4 no radio, 0 off
-    std::string clock_ = "26/11/21,08:55:01+04";
     bool mute_ = false;
     std::function<void()> whenReset_;
 

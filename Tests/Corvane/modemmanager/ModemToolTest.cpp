@@ -29,7 +29,6 @@ TEST(ModemToolTest, ASessionThroughTheRealModemManager) {
     ASSERT_EQ(ModemManagerRig::whatIsMissing(), "");
     becomePellcore();
     AtModem modem;
-    modem.setClock("26/11/21,08:55:01+04");
     ModemManagerRig rig;
     rig.plugAgainAfterReset(modem);
     Daemon daemon({"--backend", "modemmanager"});
