@@ -9,8 +9,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -100,12 +98,8 @@ TEST_F(Settings, AdapterStagesOrSynchronisesAndRefusesWhatIsAbsent) {
 TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {
     store(R"("HostServer": false, "RFSFlushInterval": 1, "BootBaseband": false, "LogScratchPath": "/x/")");
     EXPECT_EQ(RYNProperties::rfsFlushInterval(), 7200U);
-    EXPECT_EQ(RYNProperties::rfsFlushTimeout(), 0U);
     EXPECT_TRUE(RYNProperties::bootBaseband());
     EXPECT_EQ(RYNProperties::logScratchPath(), "/var/wireless/Library/Logs/Corvane/");
-    EXPECT_EQ(RYNProperties::logSnapshotPath(), "/var/wireless/Library/Logs/CrashReporter/Baseband/");
-    EXPECT_EQ(RYNProperties::coreDumpOnSoftResetTimeout(), 0U);
-    EXPECT_EQ(RYNProperties::stackshotOnShutdownTimeout(), 0U);
     const struct {
         const char* device;
         bool hostServer, traceEnabled, from7To9, is9;
@@ -128,21 +122,6 @@ TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {
             testing::ExitedWithCode(0), "")
             << row.device;
     }
-}
-
-TEST_F(Settings, ThereIsOneInstanceHoweverManyAskForItFirst) {
-    std::vector<std::shared_ptr<RYNProperties>> instances(8);
-    std::vector<std::thread> threads(instances.size());
-    for (std::size_t i = 0; i < threads.size(); ++i) {
-        threads[i] = std::thread([&instance = instances[i]] { instance = RYNProperties::instance(); });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    for (const auto& instance : instances) {
-        EXPECT_EQ(instance, RYNProperties::instance());
-    }
-    EXPECT_TRUE(fs::is_empty(temp.path()));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -13,11 +14,11 @@ using support::text;
 
 /// A success that carries one value.
 Answer carrying(const std::string& key, const xpc::Object& value) {
-    return {0, dictionary({{key, value}}), {}};
+    return {0, dictionary({{key, value}})};
 }
 
 Answer emptyDictionary() {
-    return {0, dictionary({}), {}};
+    return {0, dictionary({})};
 }
 
 std::string resetRequest(const std::string& type, const std::string& reason) {
@@ -26,78 +27,54 @@ std::string resetRequest(const std::string& type, const std::string& reason) {
 }
 
 TEST(RYNCommandTest, Info) {
-    const Answer versions{0, dictionary({{"KeyCorvaneVersion", text("Corvane-1")}, {"KeyBasebandVersion", text("1.2.3")}}), {}};
+    const Answer versions{0, dictionary({{"KeyCorvaneVersion", text("Corvane-1")}, {"KeyBasebandVersion", text("1.2.3")}})};
     const std::string asked = "GetCorvaneInfoCommand null";
     const std::string tool = "Tool version: Corvane-699\n";
     const std::string failed = "Query to get Daemon and Baseband version failed.\nError data : ";
     expectConversations({
-        {"info extra words", {versions}, {asked}, tool + "Daemon version: Corvane-1\nBaseband version: 1.2.3\n", "", 0},
+        {"info extra words", {versions}, {asked}, tool + "Daemon version: Corvane-1\nBaseband version: 1.2.3\n"},
         {"info",
          {carrying("KeyBasebandVersion", number(1))},
          {asked},
-         tool + "Daemon version: Unknown\nBaseband version: Unknown\n",
-         "",
-         0},
+         tool + "Daemon version: Unknown\nBaseband version: Unknown\n"},
         {"info", {refusal()}, {asked}, tool, failed + kRefusal + "\n", 1},
-        {"info", {{1, text("no dictionary"), {}}}, {asked}, tool, failed + "null\n", 1},
+        {"info", {{1, text("no dictionary")}}, {asked}, tool, failed + "null\n", 1},
     });
 }
 
 TEST(ModemCommandTest, State) {
-    const std::string bootState = "GetBasebandBootStateCommand null";
-    const std::string mode = "GetBasebandOperatingModeCommand null";
+    const std::vector<std::string> asked = {"GetBasebandBootStateCommand null", "GetBasebandOperatingModeCommand null"};
     const Answer ready = textAnswer("KeyBasebandBootState", "Ready");
-    const auto setMode = [](const std::string& argument) { return "SetBasebandOperatingModeCommand " + argument; };
+    const auto mode = [](int value) { return carrying("KeyBasebandOperatingMode", number(value)); };
+    const auto setMode = [](const std::string& arguments) {
+        return R"(SetBasebandOperatingModeCommand {"KeyBasebandOperatingMode":)" + arguments + "}";
+    };
     expectConversations({
-        {"baseband state",
-         {ready, carrying("KeyBasebandOperatingMode", number(3))},
-         {bootState, mode},
-         "Boot state: Ready\nOperating mode: 3\n",
-         "",
-         0},
-        {"baseband state",
-         {emptyDictionary(), emptyDictionary()},
-         {bootState, mode},
-         "Boot state: Unknown\nOperating mode: -1\n",
-         "",
-         0},
-        {"baseband state",
-         {refusal(), carrying("KeyBasebandOperatingMode", number(0))},
-         {bootState, mode},
-         "Boot state: Unknown\nOperating mode: 0\n",
-         "",
-         1},
-        {"baseband state", {ready, {}}, {bootState, mode}, "Boot state: Ready\nOperating mode: Unknown\n", "", 0},
-        {"baseband state", {ready, refusal()}, {bootState, mode}, "Boot state: Ready\nOperating mode: Unknown\n", "", 1},
-        {"baseband state 3", {}, {setMode(R"({"KeyBasebandOperatingMode":3})")}, "Success\n", "", 0},
-        {"baseband state 3 10 x", {refusal()}, {setMode(R"({"KeyBasebandOperatingMode":3,"KeyTimeout":10})")}, "Failed\n", "", 0},
-        {"baseband state abc", {}, {setMode(R"({"KeyBasebandOperatingMode":0})")}, "Success\n", "", 0},
-        {"baseband state Watch -- baseband state -2",
-         {},
-         {setMode(R"({"KeyBasebandOperatingMode":0})"), setMode(R"({"KeyBasebandOperatingMode":-2})")},
-         "Success\nSuccess\n",
-         "",
-         0},
+        {"baseband state", {ready, mode(3)}, asked, "Boot state: Ready\nOperating mode: 3\n"},
+        {"baseband state", {emptyDictionary(), emptyDictionary()}, asked, "Boot state: Unknown\nOperating mode: -1\n"},
+        {"baseband state", {refusal(), mode(0)}, asked, "Boot state: Unknown\nOperating mode: 0\n", "", 1},
+        {"baseband state", {ready, {}}, asked, "Boot state: Ready\nOperating mode: Unknown\n"},
+        {"baseband state", {ready, refusal()}, asked, "Boot state: Ready\nOperating mode: Unknown\n", "", 1},
+        {"baseband state 3", {}, {setMode("3")}, "Success\n"},
+        {"baseband state 3 10 x", {refusal()}, {setMode(R"(3,"KeyTimeout":10)")}, "Failed\n"},
+        {"baseband state Watch -- baseband state -2", {}, {setMode("0"), setMode("-2")}, "Success\nSuccess\n"},
     });
 }
 
 TEST(ModemCommandTest, TimeAndWake) {
     const std::string time = "GetBasebandTimeCommand null";
     const std::string wake = "GetBasebandWakeReasonCommand null";
+    const auto channel = [](const xpc::Object& value) { return carrying("KeyBasebandWakeChannel", value); };
+    const std::string asleep = "Baseband did not wake the AP\n";
+    const std::string awake = "Baseband woke the AP due to:\n{\"KeyBasebandWakeChannel\":7}\n";
     const std::string failed = "Failed to get wake reason\n";
     expectConversations({
-        {"baseband time x", {textAnswer("KeyBasebandTimeAsString", "noon")}, {time}, "Baseband time: noon\n", "", 0},
-        {"baseband time", {emptyDictionary()}, {time}, "Baseband time: Unknown\n", "", 0},
-        {"baseband time", {{}}, {time}, "Baseband time: Unknown\n", "", 0},
+        {"baseband time x", {textAnswer("KeyBasebandTimeAsString", "noon")}, {time}, "Baseband time: noon\n"},
+        {"baseband time", {emptyDictionary()}, {time}, "Baseband time: Unknown\n"},
         {"baseband time", {refusal()}, {time}, "Baseband time: Unknown\n", "", 1},
-        {"baseband wake x", {carrying("KeyBasebandWakeChannel", number(0))}, {wake}, "Baseband did not wake the AP\n", "", 0},
-        {"baseband wake", {carrying("KeyBasebandWakeChannel", text("7"))}, {wake}, "Baseband did not wake the AP\n", "", 0},
-        {"baseband wake",
-         {carrying("KeyBasebandWakeChannel", number(7))},
-         {wake},
-         "Baseband woke the AP due to:\n{\"KeyBasebandWakeChannel\":7}\n",
-         "",
-         0},
+        {"baseband wake x", {channel(number(0))}, {wake}, asleep},
+        {"baseband wake", {channel(text("7"))}, {wake}, asleep},
+        {"baseband wake", {channel(number(7))}, {wake}, awake},
         {"baseband wake", {{}}, {wake}, "", failed, 0},
         {"baseband wake", {refusal()}, {wake}, "", failed, 1},
     });
@@ -105,21 +82,16 @@ TEST(ModemCommandTest, TimeAndWake) {
 
 TEST(ResetCommandTest, Resets) {
     expectConversations({
-        {"baseband reset soft", {}, {resetRequest("Soft reset", "User triggered")}, "Soft reset baseband: Success\n", "", 0},
+        {"baseband reset soft", {}, {resetRequest("Soft reset", "User triggered")}, "Soft reset baseband: Success\n"},
         {"baseband reset hard crash",
          {refusal()},
          {resetRequest("Hard reset", "crash")},
          "Hard reset baseband: Failed\n",
          kRefusal + "\n",
          1},
-        {"baseband reset hard",
-         {{1, {}, {}}},
-         {resetRequest("Hard reset", "User triggered")},
-         "Hard reset baseband: Failed\n",
-         "",
-         1},
+        {"baseband reset hard", {{1}}, {resetRequest("Hard reset", "User triggered")}, "Hard reset baseband: Failed\n", "", 1},
         {"baseband reset soft two words", {}, {}, kResetHelp, "", 1},
-        {"baseband reset unblock now", {}, {"UnblockBasebandResetCommand null"}, "Reset unblock: Success\n", "", 0},
+        {"baseband reset unblock now", {}, {"UnblockBasebandResetCommand null"}, "Reset unblock: Success\n"},
         {"baseband reset unblock", {refusal()}, {"UnblockBasebandResetCommand null"}, "Reset unblock: Failed\n", "", 1},
     });
 }
@@ -152,9 +124,7 @@ TEST(DiagnosticsCommandTest, SelfTest) {
            {{event, dictionary({{"a", number(1)}})}, {"OtherNotification", dictionary({})}, {event, text("x")}, {event, {}}}}},
          {runRequest},
          "Sent " + ofRun + "\nEvent : " + event + "\nEvent data : {\"a\":1}\nEvent : " + event +
-             "\nEvent data : null\nEvent : " + event + "\nEvent data : null\nCallback for " + ofRun + " : Success\n",
-         "",
-         0},
+             "\nEvent data : null\nEvent : " + event + "\nEvent data : null\nCallback for " + ofRun + " : Success\n"},
         {"baseband diagnostics run rftest",
          {refusal()},
          {runRequest},
@@ -162,11 +132,9 @@ TEST(DiagnosticsCommandTest, SelfTest) {
          kRefusal + "\n",
          0},
         {"baseband diagnostics abort it",
-         {{1, text("x"), {}}},
+         {{1, text("x")}},
          {abortRequest},
-         "Sent " + ofAbort + "\nCallback for " + ofAbort + " : Failed\n",
-         "",
-         0},
+         "Sent " + ofAbort + "\nCallback for " + ofAbort + " : Failed\n"},
         {"baseband diagnostics run", {}, {}, kDiagnosticsHelp, invalid, 1},
         {"baseband diagnostics run rftest x", {}, {}, kDiagnosticsHelp, invalid, 1},
         {"baseband diagnostics run RFTEST", {}, {}, kDiagnosticsHelp, invalid, 1},
@@ -183,26 +151,24 @@ TEST(PowerCommandTest, LogsAndNotifications) {
     const std::string invalid = "Invalid power log option. Pass [npa|f3]\n";
     const std::string simulated = "Simulated power notification 0x";
     expectConversations({
-        {"power enable npa", {}, {log("Enable", "NPA")}, "Sent command to Enable NPA\n", "", 0},
-        {"power disable f3", {}, {log("Disable", "F3")}, "Sent command to Disable F3\n", "", 0},
+        {"power enable npa", {}, {log("Enable", "NPA")}, "Sent command to Enable NPA\n"},
+        {"power disable f3", {}, {log("Disable", "F3")}, "Sent command to Disable F3\n"},
         {"power dump f3", {refusal()}, {log("DumpLog", "F3")}, "Sent command to DumpLog F3\n", "", 1},
         {"power enable", {}, {}, "", invalid, 1},
         {"power enable NPA", {}, {}, "", invalid, 1},
         {"power enable npa f3", {}, {}, "", invalid, 1},
         {"power simulate", {}, {}, "Invalid power command usage\n", "", 1},
-        {"power simulate 0x1f more", {}, {simulate("31")}, simulated + "1f accepted\n", "", 0},
+        {"power simulate 0x1f more", {}, {simulate("31")}, simulated + "1f accepted\n"},
         {"power simulate 1Fg", {refusal()}, {simulate("31")}, simulated + "1f", " rejected\n", 1},
-        {"power simulate 123456789", {}, {simulate("591751049")}, simulated + "23456789 accepted\n", "", 0},
-        {"power simulate zz", {}, {simulate("0")}, simulated + "0 accepted\n", "", 0},
-        {"power simulate -1", {}, {simulate("4294967295")}, simulated + "ffffffff accepted\n", "", 0},
+        {"power simulate 123456789", {}, {simulate("591751049")}, simulated + "23456789 accepted\n"},
+        {"power simulate zz", {}, {simulate("0")}, simulated + "0 accepted\n"},
+        {"power simulate -1", {}, {simulate("4294967295")}, simulated + "ffffffff accepted\n"},
         // Standard output stays hexadecimal.
         {"power simulate 1 -- baseband state -- trace filter status",
          {{}, {}, carrying("KeyBasebandOperatingMode", number(-1)), carrying("FreeSpacePercentage", number(20))},
          {simulate("1"), "GetBasebandBootStateCommand null", "GetBasebandOperatingModeCommand null",
           "GetTraceFiltersCommand null"},
-         simulated + "1 accepted\nBoot state: Unknown\nOperating mode: ffffffff\nFree-space filter: 14 % \n",
-         "",
-         0},
+         simulated + "1 accepted\nBoot state: Unknown\nOperating mode: ffffffff\nFree-space filter: 14 % \n"},
     });
 }
 
@@ -220,9 +186,9 @@ TEST(RemoteFSCommandTest, SyncAndErase) {
         {"rfs sync", {}, {sync("true")}, "", syncFailed, 1},
         {"rfs sync nowait", {refusal()}, {sync("false")}, "", syncFailed + kRefusal + "\n", 1},
         {"rfs sync nowait now", {emptyDictionary()}, {sync("true")}, "", syncFailed + "{}\n", 1},
-        {"rfs erase all", {}, {erase, reset}, erased + triggering + wasReset, "", 0},
-        {"rfs erase", {{}, {0, boolean(true), {}}}, {erase, reset}, erased + triggering + wasReset, "", 1},
-        {"rfs erase", {emptyDictionary(), {}}, {erase, reset}, erased + triggering + wasReset, "", 1},
+        {"rfs erase all", {}, {erase, reset}, erased + triggering + wasReset},
+        {"rfs erase", {{}, {0, boolean(true)}}, {erase, reset}, erased + triggering + wasReset, "", 1},
+        {"rfs erase", {emptyDictionary()}, {erase, reset}, erased + triggering + wasReset, "", 1},
         {"rfs erase",
          {refusal(), refusal()},
          {erase, reset},
@@ -230,7 +196,7 @@ TEST(RemoteFSCommandTest, SyncAndErase) {
          "Erase remote filesystem: Failed\n" + kRefusal + "\nBaseband soft-reset: Failed\n" + kRefusal + "\n",
          1},
         {"rfs erase",
-         {{1, {}, {}}, {1, {}, {}}},
+         {{1}, {1}},
          {erase, reset},
          triggering,
          "Erase remote filesystem: Failed\nBaseband soft-reset: Failed\n",
@@ -246,25 +212,23 @@ TEST(StatsCommandTest, ReadsAndReports) {
     const std::string got = "Success to get statstics.\n";
     const std::string reported = "Success to create category in the statstics.\n";
     expectConversations({
-        {"stats get-statistics", {carrying("n", number(1))}, {get("{}")}, got + "{\"n\":1}\n", "", 0},
-        {"stats get-statistics 1 2", {}, {get("{}")}, got + "null\n", "", 0},
-        {"stats get-statistics 4294967297", {}, {get(R"({"KeyReportingModuleType":1})")}, got + "null\n", "", 0},
+        {"stats get-statistics", {carrying("n", number(1))}, {get("{}")}, got + "{\"n\":1}\n"},
+        {"stats get-statistics 1 2", {}, {get("{}")}, got + "null\n"},
+        {"stats get-statistics 4294967297", {}, {get(R"({"KeyReportingModuleType":1})")}, got + "null\n"},
         {"stats get-statistics -1",
          {refusal()},
          {get(R"({"KeyReportingModuleType":4294967295})")},
          "Failed to get statistics\n",
          "",
          1},
-        {"stats bootmodule", {}, {report("{}")}, reported, "", 0},
-        {"stats bootmodule 100", {}, {report(R"({"KeyBootModuleLastRecoveryTime":100})")}, reported, "", 0},
+        {"stats bootmodule", {}, {report("{}")}, reported},
+        {"stats bootmodule 100", {}, {report(R"({"KeyBootModuleLastRecoveryTime":100})")}, reported},
         {"stats bootmodule abc 9999999999 x",
          {},
          {report(R"({"KeyBootModuleLastHardResetTime":9999999999,"KeyBootModuleLastRecoveryTime":0})")},
-         reported,
-         "",
-         0},
+         reported},
         {"stats bootmodule", {refusal()}, {report("{}")}, "Failed to report statistics\nError data : " + kRefusal + "\n", "", 1},
-        {"stats bootmodule", {{1, {}, {}}}, {report("{}")}, "Failed to report statistics\nError data : null\n", "", 1},
+        {"stats bootmodule", {{1}}, {report("{}")}, "Failed to report statistics\nError data : null\n", "", 1},
     });
 }
 

@@ -13,16 +13,16 @@
 /// What the manager answers to one request: events first, then the result, with an object or without.
 struct Answer {
     int result = 0;
-    xpc::Object object;
-    std::vector<std::pair<std::string, xpc::Object>> events;
+    xpc::Object object = {};
+    std::vector<std::pair<std::string, xpc::Object>> events = {};
 };
 
 struct Conversation {
     std::string typed;            ///< the words, separated by blanks
     std::vector<Answer> answers;  ///< in the order of the requests; success without an object when they run out
     std::vector<std::string> requests;
-    std::string out;
-    std::string err;
+    std::string out = {};
+    std::string err = {};
     int status = 0;
 };
 

@@ -54,10 +54,6 @@ struct Fault {
 void drop(Connection& connection, const Request&) {
     connection.drop();
 }
-void garbage(Connection& connection, const Request&) {
-    connection.raw({0xff, 0x00, 0x13});
-}
-void silence(Connection&, const Request&) {}
 void refuse(Connection& connection, const Request& request) {
     connection.reply(request.id, -7, support::dictionary({{"KeyErrorCode", support::number(-7)}}));
 }
@@ -68,7 +64,6 @@ void accept(Connection& connection, const Request& request) {
 const Fault kFaults[] = {
     {"absent", nullptr, static_cast<int>(0xE020E010)},
     {"dead in the middle", drop, static_cast<int>(0xE020E011)},
-    {"garbage", garbage, static_cast<int>(0xE020E013)},
     {"refusing", refuse, -7},
 };
 
@@ -100,15 +95,6 @@ TEST(FaultTest, CommandsFailAndThePromptComesBack) {
     enter("baseband state 0", "Success\n", "");
     tool.write("quit\n");
     EXPECT_EQ(tool.finish().status, 0);
-}
-
-TEST(FaultTest, AManagerThatIsSilentRunsOutOfTime) {
-    support::becomePellcore();
-    const support::TempFolder folder;
-    const support::ScriptedManager manager(folder / "manager.sock", silence);
-    const support::Outcome outcome =
-        support::run({support::kTool, "baseband", "state", "0", "1"}, {{"CORVANE_SOCKET", manager.path()}});
-    EXPECT_EQ(outcome.out, "Failed\n");
 }
 
 }  // namespace

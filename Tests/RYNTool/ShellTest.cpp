@@ -3,7 +3,6 @@
 #include "shell/Output.h"
 #include "support/TempFolder.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,8 +11,6 @@
 #include <thread>
 
 namespace {
-
-using testing::ElementsAre;
 
 /// What `action` writes on standard output, with `input` on standard input.
 template <typename Action>
@@ -137,6 +134,7 @@ const Case kCases[] = {
     {{"cd"}, "", kRootHelp, false},
     {{"cd", "trace", "filter"}, "", kRootHelp, false},
     {{"cd", "trace/get"}, "", kTraceHelp, false},
+    {{"cd", "trace get"}, "", kTraceHelp, false},
     {{"trace", "cd", "filter"}, "", "", true},
     // Lines at the prompt.
     {{}, "", kRoot, false},
@@ -216,15 +214,6 @@ TEST(CommandBaseTest, WaitsForWorkThatOutlivesItsHandler) {
     EXPECT_TRUE(node->runCommand("start", {}));
     EXPECT_TRUE(finished);
     worker.join();
-}
-
-TEST(CommandShellTest, SplitsLinesAndPaths) {
-    EXPECT_THAT(CommandShell::tokenize(" a\t\v\f\r\nb \"c d\" "), ElementsAre("a", "b", "\"c", "d\""));
-    EXPECT_THAT(CommandShell::tokenize(" \t"), ElementsAre());
-    EXPECT_THAT(CommandShell::splitPath("/a//b/", '/'), ElementsAre("a", "b"));
-    EXPECT_THAT(CommandShell::splitPath("a b", '/'), ElementsAre("a", "b"));
-    EXPECT_THAT(CommandShell::splitCommands({"--", "a", "b", "--", "--", "c", "--"}),
-                ElementsAre(ElementsAre("a", "b"), ElementsAre("c")));
 }
 
 }  // namespace

@@ -30,16 +30,14 @@ void expectLeaf(const Leaf& leaf) {
     };
     const std::string get = getProperty(leaf.trace, leaf.property);
     expectConversations({
-        {leaf.command, {valueAnswer("as told")}, {get}, leaf.label + ": as told" + leaf.unit + "\n", "", 0},
-        {leaf.command, {{0, dictionary({}), {}}}, {get}, leaf.label + ": Unknown" + leaf.unit + "\n", "", 0},
-        {leaf.command, {{0, text("x"), {}}}, {get}, leaf.label + ": " + leaf.unit + "\n", "", 0},
+        {leaf.command, {valueAnswer("as told")}, {get}, leaf.label + ": as told" + leaf.unit + "\n"},
+        {leaf.command, {{0, dictionary({})}}, {get}, leaf.label + ": Unknown" + leaf.unit + "\n"},
+        {leaf.command, {{0, text("x")}}, {get}, leaf.label + ": " + leaf.unit + "\n"},
         failing(leaf.command, refusal(), {get}, "Failed to get " + quoted + leaf.getSuffix + "\n"),
         {leaf.command + " aS-Typed",
          {},
          {setProperty(leaf.trace, leaf.property, "aS-Typed")},
-         leaf.label + ": aS-Typed" + leaf.unit + "\n",
-         "",
-         0},
+         leaf.label + ": aS-Typed" + leaf.unit + "\n"},
         failing(leaf.command + " 64", refusal(), {setProperty(leaf.trace, leaf.property, "64")},
                 "Failed to set " + quoted + " to '64'" + leaf.unit + "\n"),
         failing(leaf.command + " true false", {}, {}, "Invalid value(s) passed for " + quoted + "\n"),
@@ -81,19 +79,17 @@ TEST(StatusTest, ReadsSeveralProperties) {
     const std::string pciFailed = "Failed to get status of kernelpci trace\n";
     const std::string coredump = getProperty("CoreDump", "Enabled");
     expectConversations({
-        {"coredump status x", {valueAnswer("true")}, {coredump}, "Enabled: true\n", "", 0},
+        {"coredump status x", {valueAnswer("true")}, {coredump}, "Enabled: true\n"},
         {"coredump status", {refusal()}, {coredump}, "Failed to get status of baseband coredump\n", "", 1},
-        {"kernelpci status x", {valueAnswer("true"), valueAnswer("5")}, pci, "Enabled: true\nHistory: 5 MB\n", "", 0},
+        {"kernelpci status x", {valueAnswer("true"), valueAnswer("5")}, pci, "Enabled: true\nHistory: 5 MB\n"},
         {"kernelpci status", {refusal(), valueAnswer("5")}, pci, pciFailed, "", 1},
         {"kernelpci status", {valueAnswer("true"), refusal()}, pci, pciFailed, "", 1},
         {"diag status x",
          {valueAnswer("1"), refusal(), valueAnswer("3"), valueAnswer("4"), valueAnswer("5"), valueAnswer("6"), valueAnswer("7")},
          diag,
-         "Enabled: 1\nHistory:  MB\nPrimary-dmc: 3\nSecondary-dmc: 4\nExtra-dmc: 5\nEnable-on-sleep: 7\nSleep-dmc: 6\n",
-         "",
-         0},
+         "Enabled: 1\nHistory:  MB\nPrimary-dmc: 3\nSecondary-dmc: 4\nExtra-dmc: 5\nEnable-on-sleep: 7\nSleep-dmc: 6\n"},
         {"diag status", {refusal()}, diag, "", "Failed to get status of DIAG trace\n", 1},
-        {"diag primary-dmc", {valueAnswer("Default")}, {diag[2]}, "Primary-dmc: Default\n", "", 0},
+        {"diag primary-dmc", {valueAnswer("Default")}, {diag[2]}, "Primary-dmc: Default\n"},
         {"diag primary-dmc", {refusal()}, {diag[2]}, "", "Failed to get 'Primary-dmc'\n", 1},
         {"diag primary-dmc x", {}, {}, "", denied, 1},
         {"diag primary-dmc x y", {}, {}, "", denied, 1},
@@ -104,10 +100,10 @@ TEST(TEMSCommandTest, Mode) {
     const std::string get = "GetTEMSPropertyCommand null";
     const auto set = [](const std::string& mode) { return R"(SetTEMSPropertyCommand {"KeyTEMSMode":")" + mode + "\"}"; };
     expectConversations({
-        {"tems mode", {textAnswer("KeyTEMSMode", "HW")}, {get}, "Mode: HW\n", "", 0},
-        {"tems mode", {{}}, {get}, "Mode: Unknown\n", "", 0},
+        {"tems mode", {textAnswer("KeyTEMSMode", "HW")}, {get}, "Mode: HW\n"},
+        {"tems mode", {{}}, {get}, "Mode: Unknown\n"},
         {"tems mode", {refusal()}, {get}, "", "Failed to get 'Mode'\n", 1},
-        {"tems mode Hw", {}, {set("HW")}, "Mode: HW\n", "", 0},
+        {"tems mode Hw", {}, {set("HW")}, "Mode: HW\n"},
         {"tems mode off", {refusal()}, {set("OFF")}, "", "Failed to set 'Mode' to 'OFF'\n", 1},
         {"tems mode sw", {}, {}, kTEMSHelp, "Invalid value(s) passed for 'Mode'\n", 1},
         {"tems mode hw off", {}, {}, "", "", 1},
@@ -119,14 +115,14 @@ TEST(TraceCommandTest, DumpGetSet) {
         return R"(CollectTraceLogsCommand {"KeyTraceLogsReason":"[ryntool] )" + reason + "\"}";
     };
     expectConversations({
-        {"trace dump", {}, {dump("User triggered")}, "Dump: Success\n", "", 0},
-        {"trace dump crash", {refusal()}, {dump("crash")}, "Dump: Failed\n", "", 0},
+        {"trace dump", {}, {dump("User triggered")}, "Dump: Success\n"},
+        {"trace dump crash", {refusal()}, {dump("crash")}, "Dump: Failed\n"},
         {"trace dump a b", {}, {}, kTraceHelp, "", 1},
-        {"trace set DIAG History 512 extra", {}, {setProperty("DIAG", "History", "512")}, "DIAG: History = 512\n", "", 0},
+        {"trace set DIAG History 512 extra", {}, {setProperty("DIAG", "History", "512")}, "DIAG: History = 512\n"},
         {"trace set NoSuch p v", {refusal()}, {setProperty("NoSuch", "p", "v")}, "Setting NoSuch p = v failed\n", "", 1},
         {"trace set DIAG History", {}, {}, kTraceHelp, "", 1},
-        {"trace get diag History x", {valueAnswer("256")}, {getProperty("diag", "History")}, "diag: History = 256\n", "", 0},
-        {"trace get x y", {{}}, {getProperty("x", "y")}, "x: y = Unknown\n", "", 0},
+        {"trace get diag History x", {valueAnswer("256")}, {getProperty("diag", "History")}, "diag: History = 256\n"},
+        {"trace get x y", {{}}, {getProperty("x", "y")}, "x: y = Unknown\n"},
         {"trace get x y", {refusal()}, {getProperty("x", "y")}, "Getting x y failed\n", "", 1},
         {"trace get x", {}, {}, kTraceHelp, "", 1},
     });
@@ -137,12 +133,14 @@ TEST(TraceFilterCommandTest, Add) {
         return R"(AddTraceFilterCommand {"KeyTraceFilterName":")" + name + R"(","KeyTraceFilterValue":)" + value + "}";
     };
     const auto freeSpace = [&](const std::string& typed, const std::string& sent) {
-        return Conversation{"trace filter add freespace " + typed,   {}, {add("FreeSpacePercentage", sent)},
-                            "Free-space filter: " + typed + " % \n", "", 0};
+        return Conversation{"trace filter add freespace " + typed,
+                            {},
+                            {add("FreeSpacePercentage", sent)},
+                            "Free-space filter: " + typed + " % \n"};
     };
     const auto maxLog = [&](const std::string& typed, const std::string& sent) {
-        return Conversation{"trace filter add maxlog " + typed,      {}, {add("MaxLogLimit", sent)},
-                            "Max-log limit filter: " + typed + "\n", "", 0};
+        return Conversation{
+            "trace filter add maxlog " + typed, {}, {add("MaxLogLimit", sent)}, "Max-log limit filter: " + typed + "\n"};
     };
     const auto refused = [](const std::string& filter, const std::string& typed, const std::string& what) {
         return Conversation{"trace filter add " + filter + " " + typed, {}, {}, kFilterHelp,
@@ -158,8 +156,8 @@ TEST(TraceFilterCommandTest, Add) {
         maxLog("010", "8"),
         maxLog("2147483647", "2147483647"),
         maxLog("0X7fffffff", "2147483647"),
-        {"trace filter add maxlog", {}, {add("MaxLogLimit", "null")}, "Max-log limit filter: default\n", "", 0},
-        {"trace filter add maxlog 3 4", {}, {add("MaxLogLimit", "null")}, "Max-log limit filter: default\n", "", 0},
+        {"trace filter add maxlog", {}, {add("MaxLogLimit", "null")}, "Max-log limit filter: default\n"},
+        {"trace filter add maxlog 3 4", {}, {add("MaxLogLimit", "null")}, "Max-log limit filter: default\n"},
         refused("freespace", "101", "free-space percentage [ 101 %"),
         refused("freespace", "-1", "free-space percentage [ -1 %"),
         refused("freespace", "0x", "free-space percentage [ 0x %"),
@@ -192,13 +190,13 @@ TEST(TraceFilterCommandTest, RemoveAndStatus) {
     const std::string misused = "\nInvalid input. Pass a filter to be removed.\n";
     const std::string none = "No trace log filters were configured\n";
     const auto filters = [](const std::vector<std::pair<std::string, xpc::Object>>& entries) {
-        return std::vector<Answer>{{0, dictionary(entries), {}}};
+        return std::vector<Answer>{{0, dictionary(entries)}};
     };
     expectConversations({
-        {"trace filter remove freespace", {}, {freeSpace}, "Removed 'Free-space' filter\n", "", 0},
+        {"trace filter remove freespace", {}, {freeSpace}, "Removed 'Free-space' filter\n"},
         {"trace filter remove maxlog", {refusal()}, {maxLog}, "", "Failed to removed 'Max-log' filter\n", 1},
         {"trace filter remove all",
-         {refusal(), {}},
+         {refusal()},
          {freeSpace, maxLog},
          "Removed 'Max-log' filter\n",
          "Failed to removed 'Free-space' filter\n",
@@ -209,13 +207,11 @@ TEST(TraceFilterCommandTest, RemoveAndStatus) {
         {"trace filter status x",
          filters({{"MaxLogLimit", number(3)}, {"FreeSpacePercentage", text("x")}}),
          {status},
-         "Free-space filter: 0 % \nMax-log limit filter: 3\n",
-         "",
-         0},
-        {"trace filter status", filters({{"MaxLogLimit", number(4294967297)}}), {status}, "Max-log limit filter: 1\n", "", 0},
-        {"trace filter status", filters({{"Other", number(3)}}), {status}, "", "", 0},
-        {"trace filter status", filters({}), {status}, none, "", 0},
-        {"trace filter status", {{0, number(1), {}}}, {status}, none, "", 0},
+         "Free-space filter: 0 % \nMax-log limit filter: 3\n"},
+        {"trace filter status", filters({{"MaxLogLimit", number(4294967297)}}), {status}, "Max-log limit filter: 1\n"},
+        {"trace filter status", filters({{"Other", number(3)}}), {status}, ""},
+        {"trace filter status", filters({}), {status}, none},
+        {"trace filter status", {{0, number(1)}}, {status}, none},
         {"trace filter status", {refusal()}, {status}, "", "Failed to get trace filter status\n", 1},
     });
 }
