@@ -29,12 +29,9 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
          "There is no command 'MakeCoffeeCommand'; corvane-protocol(7) lists those that there are."},
         {"GetTracePropertyCommand", kNull, "0xE020E101", "The argument is null; a dictionary is required."},
         {"GetTracePropertyCommand", dictionary({}), "0xE020E101", "KeyTraceName is missing; it takes a string."},
-        {"GetTracePropertyCommand", dictionary({{"KeyTraceName", number(1)}}), "0xE020E101",
-         "KeyTraceName is an integer; it takes a string"},
         {"GetTracePropertyCommand", property(std::string(100000, 'x'), "Enabled"), "0xE020E101",
          "KeyTraceName has 100000 bytes; it takes up to 4096."},
         {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
-        {"SetBasebandOperatingModeCommand", dictionary({}), "0xE020E101", "KeyBasebandOperatingMode is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101",
          "There is no operating mode 8; the modes are 0 (online), 1 (low power)"},
         {"ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Warm")}}), "0xE020E101",
@@ -51,16 +48,12 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
         {"GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(3)}}), "0xE020E101", "it takes 0 to 2"},
         {"ReportingStatisticsCommand", dictionary({{"KeyReportingModuleType", number(1)}, {"KeyReportingData", dictionary({})}}),
          "0xE020E101", "module 1 itself"},
-        {"ReportingStatisticsCommand", dictionary({{"KeyReportingModuleType", number(0)}}), "0xE020E101",
-         "KeyReportingData is missing; it takes a dictionary"},
         {"CollectTraceLogsCommand", dictionary({}), "0xE020E101", "KeyTraceLogsReason is missing"},
         {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("Size")}, {"KeyTraceFilterValue", number(1)}}),
          "0xE020E101", "there are FreeSpacePercentage and MaxLogLimit."},
         {"AddTraceFilterCommand",
          dictionary({{"KeyTraceFilterName", text("FreeSpacePercentage")}, {"KeyTraceFilterValue", number(101)}}), "0xE020E101",
          "it takes 0 to 100, or null"},
-        {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("MaxLogLimit")}}), "0xE020E101",
-         "KeyTraceFilterValue is missing"},
         {"RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("")}}), "0xE020E101", "There is no trace filter ''"},
     };
     const Daemon daemon;
@@ -71,7 +64,7 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
     }
     const std::string figures = peer.ask("GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(1)}}));
     EXPECT_THAT(figures, AllOf(HasSubstr(R"("Refused":)" + std::to_string(std::size(cases))), HasSubstr(R"("Unknown":1)"),
-                               HasSubstr(R"("GetTracePropertyCommand":4)"), testing::Not(HasSubstr("Boot"))));
+                               HasSubstr(R"("GetTracePropertyCommand":3)"), testing::Not(HasSubstr("Boot"))));
 }
 
 TEST(Commands, FailAsTheFaultRulesSay) {

@@ -20,18 +20,25 @@ using testing::StartsWith;
 
 namespace fs = std::filesystem;
 
+const xpc::Object kNull = xpc::Object::adopt(xpc_null_create());
+
 class TraceLogs : public testing::Test {
 protected:
+    std::string ask(const std::string& command, const xpc::Object& argument) {
+        return Peer(daemon_.socketPath()).ask(command, argument);
+    }
     std::string collect(const std::string& reason) {
-        return Peer(daemon_.socketPath()).ask("CollectTraceLogsCommand", dictionary({{"KeyTraceLogsReason", text(reason)}}));
+        return ask("CollectTraceLogsCommand", dictionary({{"KeyTraceLogsReason", text(reason)}}));
     }
     std::string add(const std::string& filter, const xpc::Object& value) {
-        return Peer(daemon_.socketPath())
-            .ask("AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text(filter)}, {"KeyTraceFilterValue", value}}));
+        return ask("AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text(filter)}, {"KeyTraceFilterValue", value}}));
     }
-    std::string filters() { return Peer(daemon_.socketPath()).ask("GetTraceFiltersCommand"); }
+    std::string remove(const std::string& filter) {
+        return ask("RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text(filter)}}));
+    }
+    std::string filters() { return ask("GetTraceFiltersCommand", kNull); }
     std::string keepScratchLogs(const std::string& value) {
-        return Peer(daemon_.socketPath()).ask("SetTracePropertyCommand", property("RYN", "KeepScratchLogs", value));
+        return ask("SetTracePropertyCommand", property("RYN", "KeepScratchLogs", value));
     }
     /// The folders, oldest first.
     std::vector<fs::path> folders() const {
@@ -77,9 +84,7 @@ TEST_F(TraceLogs, AreRefusedOnAFullerDiskThanTheFilterAllows) {
     EXPECT_EQ(add("FreeSpacePercentage", number(100)), "0");
     EXPECT_THAT(collect("too full"), AllOf(StartsWith("0xE020E10A"), HasSubstr("the free-space filter asks for 100 %")));
     EXPECT_TRUE(folders().empty());
-    EXPECT_EQ(Peer(daemon_.socketPath())
-                  .ask("RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("FreeSpacePercentage")}})),
-              "0");
+    EXPECT_EQ(remove("FreeSpacePercentage"), "0");
     EXPECT_EQ(collect("no filter"), "0");
 }
 
@@ -97,14 +102,12 @@ TEST_F(TraceLogs, TakeTheScratchLogAlongUnlessItIsKept) {
 TEST_F(TraceLogs, HaveFiltersThatOutliveTheManager) {
     EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":1,"MaxLogLimit":20})");
     EXPECT_EQ(add("FreeSpacePercentage", number(33)), "0");
-    EXPECT_EQ(
-        Peer(daemon_.socketPath()).ask("RemoveTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("MaxLogLimit")}})),
-        "0");
+    EXPECT_EQ(remove("MaxLogLimit"), "0");
     daemon_.stop(SIGKILL);
     daemon_.start();
     EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":33})");
-    EXPECT_EQ(add("FreeSpacePercentage", xpc::Object::adopt(xpc_null_create())), "0");
-    EXPECT_EQ(add("MaxLogLimit", xpc::Object::adopt(xpc_null_create())), "0");
+    EXPECT_EQ(add("FreeSpacePercentage", kNull), "0");
+    EXPECT_EQ(add("MaxLogLimit", kNull), "0");
     EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":1,"MaxLogLimit":20})");
 }
 

@@ -140,39 +140,6 @@ private:
     void basebandLog(std::string_view sentence) override { log_.emplace_back(sentence); }
 };
 
-TEST_F(ModemManagerBasebandTest, WhatOneCommandChangesAnotherShows) {
-    AtModem modem;
-    startWith(modem);
-    rig_->plugAgainAfterReset(modem);
-
-    struct Step {
-        Command command;
-        std::string answer;
-        std::vector<std::string> events;
-        std::string statistics;
-    };
-    const Step steps[] = {
-        {kVersion, R"({"KeyBasebandVersion":"Acme-1.2.3"})", {}, R"("State":"disabled")"},
-        {setMode(0), "ok", {"mode 0"}, R"("State":"registered")"},
-        {kMode, R"({"KeyBasebandOperatingMode":0})", {}, R"("OperatorName":"Testnet")"},
-        {kTime, R"({"KeyBasebandTimeAsString":"2026-11-21T08:55:01+01"})", {}, R"("SignalQualityPercentage":64)"},
-        {setMode(1), "ok", {"mode 1"}, R"("PowerState":"low")"},
-        {kMode, R"({"KeyBasebandOperatingMode":1})", {}, R"("State":"disabled")"},
-        {setMode(0), "ok", {"mode 0"}, R"("Registration":"home")"},
-        {setMode(3), "ok", {"mode 1", "mode 3"}, R"("PowerState":"off")"},
-        {kMode, R"({"KeyBasebandOperatingMode":3})", {}, R"("ModemManagerVersion":")"},
-        {setMode(0), "ok", {"mode 1", "mode 0"}, R"("AccessTechnologies":["lte"])"},
-        {reset(ResetType::Soft), "ok", {"Resetting", "Ready", "mode 1"}, R"("Boots":2,)"},
-        {kBootState, R"({"KeyBasebandBootState":"Ready"})", {}, R"("SoftResets":1)"},
-    };
-    for (const Step& step : steps) {
-        EXPECT_EQ(perform(step.command), step.answer);
-        awaitEvents(step.events);
-        awaitStatistics(step.statistics);
-        ASSERT_FALSE(HasFailure());
-    }
-}
-
 TEST_F(ModemManagerBasebandTest, WhatAModemCanNotDoIsRefusedInOneSentence) {
     AtModem modem;
     startWith(modem, "generic");  // a plug-in that has neither power states nor a reset
