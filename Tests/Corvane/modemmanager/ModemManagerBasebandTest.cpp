@@ -140,6 +140,18 @@ private:
     void basebandLog(std::string_view sentence) override { log_.emplace_back(sentence); }
 };
 
+TEST_F(ModemManagerBasebandTest, ChangesModesAndTellsEachOnTheWay) {
+    AtModem modem;
+    startWith(modem);
+    const std::pair<int, std::vector<std::string>> steps[] = {
+        {0, {"mode 0"}}, {3, {"mode 1", "mode 3"}}, {0, {"mode 1", "mode 0"}}};
+    for (const auto& [mode, events] : steps) {
+        EXPECT_EQ(perform(setMode(mode)), "ok");
+        awaitEvents(events);
+        EXPECT_EQ(perform(kMode), R"({"KeyBasebandOperatingMode":)" + std::to_string(mode) + "}");
+    }
+}
+
 TEST_F(ModemManagerBasebandTest, WhatAModemCanNotDoIsRefusedInOneSentence) {
     AtModem modem;
     startWith(modem, "generic");  // a plug-in that has neither power states nor a reset
