@@ -19,31 +19,13 @@ namespace {
 namespace client = ryn::client;
 using support::ScriptedManager;
 
-/// Sets an environment variable, or unsets it, and puts it back at the end.
-class Variable {
-public:
-    Variable(const char* name, const std::optional<std::string>& value) : name_(name) {
-        if (const char* const before = std::getenv(name)) {
-            before_ = before;
-        }
-        set(value);
+void setVariable(const char* name, const std::optional<std::string>& value) {
+    if (value) {
+        ::setenv(name, value->c_str(), 1);
+    } else {
+        ::unsetenv(name);
     }
-    ~Variable() { set(before_); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-private:
-    void set(const std::optional<std::string>& value) const {
-        if (value) {
-            ::setenv(name_, value->c_str(), 1);
-        } else {
-            ::unsetenv(name_);
-        }
-    }
-
-    const char* const name_;
-    std::optional<std::string> before_;
-};
+}
 
 TEST(Operations, TravelAsRequests) {
     const support::TempFolder folder;
@@ -122,8 +104,8 @@ TEST(SocketPath, FollowsTheEnvironment) {
         {std::nullopt, std::nullopt, system},
     };
     for (const auto& row : kCases) {
-        const Variable chosen("CORVANE_SOCKET", row.chosen);
-        const Variable runtimeFolder("XDG_RUNTIME_DIR", row.runtimeFolder);
+        setVariable("CORVANE_SOCKET", row.chosen);
+        setVariable("XDG_RUNTIME_DIR", row.runtimeFolder);
         EXPECT_EQ(client::SocketPath().current(), row.path);
     }
 }

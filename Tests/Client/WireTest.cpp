@@ -165,17 +165,11 @@ TEST(Wire, CodesPackets) {
 Buffer manyKeys(bool firstTwice) {
     constexpr int kKeys = 10'000;
     Buffer packet = fromHex("8401056143b9" + std::string(firstTwice ? "2711" : "2710"));
-    const auto append = [&packet](int key) {
-        const std::string digits = std::to_string(key + kKeys);
+    for (int key = 0; key < kKeys + (firstTwice ? 1 : 0); ++key) {
+        const std::string digits = std::to_string(2 * kKeys - 1 - key % kKeys);
         packet.push_back(static_cast<std::uint8_t>(0x60 + digits.size()));
         packet.insert(packet.end(), digits.begin(), digits.end());
         packet.push_back(0xF5);
-    };
-    for (int key = kKeys - 1; key >= 0; --key) {
-        append(key);
-    }
-    if (firstTwice) {
-        append(kKeys - 1);
     }
     return packet;
 }
@@ -217,7 +211,6 @@ TEST(Wire, EncodesOnlyWhatFitsAPacket) {
     constexpr std::size_t kFrame = 10;  // array, kind, id, command and the string's own head
     EXPECT_TRUE(encodes(support::text(std::string(wire::kMaxPacketSize - kFrame, 'x'))));
     EXPECT_FALSE(encodes(support::text(std::string(wire::kMaxPacketSize - kFrame + 1, 'x'))));
-    EXPECT_FALSE(encodes(support::text(std::string(1'000'000, 'x'))));
     EXPECT_TRUE(encodes(nested(16)));
     EXPECT_FALSE(encodes(nested(17)));
     EXPECT_FALSE(encodes(sharedWithin()));

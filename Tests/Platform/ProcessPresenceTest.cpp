@@ -1,10 +1,10 @@
 #include "Platform/vsk/ProcessPresence.h"
 #include "platform/vsk/SorvexUtil.h"
+#include "support/Process.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -83,23 +83,13 @@ TEST_F(ProcessPresence, FindsAProcessByItsExactNameUntilItHasEnded) {
 
 TEST_F(ProcessPresence, TellsLongNamesApartByTheProgramsName) {
     const std::string program = folder / "a-name-of-fifteen-and-more";
-    ::symlink("/bin/sleep", program.c_str());
-    int started[2] = {-1, -1};
-    ASSERT_EQ(::pipe2(started, O_CLOEXEC), 0);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::execl(program.c_str(), program.c_str(), "1000", nullptr);
-        ::_exit(1);
-    }
-    ::close(started[1]);
-    char end = 0;
-    EXPECT_EQ(::read(started[0], &end, 1), 0);  // the descriptor is closed by the exec
-    ::close(started[0]);
+    ::symlink("/bin/cat", program.c_str());
+    support::Process process({program});
+    process.write("runs");
+    ASSERT_TRUE(process.waitForOutput("runs"));
     EXPECT_TRUE(vsk::isProcessRunning("a-name-of-fifteen-and-more"));
     EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifteen-and-less"));
     EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifte"));
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
 }
 
 TEST_F(ProcessPresence, BelievesAnAnnouncementOnlyWhileItsProcessHasTheName) {

@@ -1,13 +1,11 @@
 #include "config/Capabilities.h"
 #include "config/RYNProperties.h"
-#include "platform/vsk/plist_adapter.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
 #include <string>
 
 namespace {
@@ -72,27 +70,6 @@ TEST_F(Settings, SettingIsOnDiskOnReturn) {
     fs::create_directory(file() + ".new");
     EXPECT_FALSE(RYNProperties::storeBlockBasebandResets(false));
     EXPECT_EQ(support::readFile(file()), content);
-}
-
-TEST_F(Settings, AdapterStagesOrSynchronisesAndRefusesWhatIsAbsent) {
-    const auto domain = CFStringCreateWithCString(kCFAllocatorDefault, "test.adapter", kCFStringEncodingUTF8);
-    const vsk::cf::plist_adapter adapter(domain, kCFPreferencesCurrentUser);
-    CFRelease(domain);
-    EXPECT_FALSE(adapter.set<bool>(std::nullopt, "k", true));
-    EXPECT_FALSE(adapter.set<unsigned long>(std::nullopt, "k", true));
-    EXPECT_FALSE(adapter.set<bool>(true, "not UTF-8 \xFF", true));
-    EXPECT_TRUE(adapter.set<unsigned long>(3, "k", false));
-    EXPECT_TRUE(fs::is_empty(temp.path()));
-    EXPECT_TRUE(adapter.set<bool>(true, "flag", true));
-    EXPECT_TRUE(fs::exists(temp / "corvane/test.adapter.json"));
-
-    const auto stored = adapter.copy("k");
-    std::uint32_t number = 0;
-    bool flag = false;
-    EXPECT_TRUE(vsk::cf::assign(number, stored));
-    EXPECT_EQ(number, 3U);
-    EXPECT_FALSE(vsk::cf::assign(flag, stored));
-    CFRelease(stored);
 }
 
 TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {

@@ -1,3 +1,4 @@
+#include "Platform/Utf8.h"
 #include "platform/vsk/SorvexUtil.h"
 #include "platform/xpc/Object.h"
 
@@ -83,6 +84,17 @@ TEST(Json, EscapesAsRfc8259AndReplacesWhatIsNotUtf8) {
     };
     for (const auto& [bytes, json] : cases) {
         EXPECT_EQ(xpc::to_string(text(bytes)), '"' + json + '"');
+    }
+}
+
+TEST(Utf8, IsJudgedAcrossWordBoundaries) {
+    const auto within = [](std::string_view bytes, std::size_t ascii) {
+        return std::string(ascii, 'a').append(bytes).append(ascii, 'a');
+    };
+    for (std::size_t ascii = 0; ascii < 17; ++ascii) {
+        EXPECT_TRUE(platform::isUtf8(within("\xE6\xB0\xB4", ascii))) << ascii;
+        EXPECT_FALSE(platform::isUtf8(within("\xE6\xB0", ascii))) << ascii;
+        EXPECT_FALSE(platform::isUtf8(within("\xBF", ascii))) << ascii;
     }
 }
 

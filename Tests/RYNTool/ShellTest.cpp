@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -193,27 +192,6 @@ TEST(CommandBaseTest, LaterRegistrationReplacesButForEmptyParts) {
     EXPECT_EQ(node->getSubCommand("none"), nullptr);
     EXPECT_EQ(outputOf([&] { node->printHelp(); }),
               "\nOptions for command 'node':\n\n\tboth              first help\n\n\n" + kBuiltIns);
-}
-
-TEST(CommandBaseTest, WaitsForWorkThatOutlivesItsHandler) {
-    std::thread worker;
-    bool finished = false;
-    const auto node = createNode<Node>("node", std::weak_ptr<CommandBase>{}, [&](Node& self) {
-        self.registerCommand(
-            "start",
-            [&](const dispatch::group& group, const Words&) {
-                worker = std::thread([&, entered = dispatch::EnteredGroup(group)]() mutable {
-                    const dispatch::EnteredGroup copy(entered);
-                    const auto moved = std::move(entered);
-                    finished = true;
-                });
-                return true;
-            },
-            "");
-    });
-    EXPECT_TRUE(node->runCommand("start", {}));
-    EXPECT_TRUE(finished);
-    worker.join();
 }
 
 }  // namespace
