@@ -43,35 +43,26 @@ struct Awaited {
 };
 using AwaitedPtr = std::shared_ptr<Awaited>;
 
-/// A simulated baseband on a real event loop, with what it has sent.
-class Bench : public testing::Test, protected BasebandListener {
+/// A baseband on a real event loop, with what it has told.
+class BasebandBench : public testing::Test, protected BasebandListener {
 protected:
-    using Command = std::function<void(SimulatedBaseband& baseband, Completion completion)>;
+    using Command = std::function<void(Baseband& baseband, Completion completion)>;
 
-    Bench() { restart(); }
+    BasebandBench() { renewLoop(); }
 
-    /// A new baseband on the old storage, as after the manager was killed; nothing has happened yet.
-    void restart(const simulated::Durations& durations = kShort) {
-        baseband_.reset();
-        events_.clear();
+    void renewLoop() {
         sd_event* made = nullptr;
         ASSERT_GE(sd_event_new(&made), 0);
         loop_.reset(made);
-        baseband_ = std::make_unique<SimulatedBaseband>(*loop_, storage_, durations);
-        baseband_->start(*this);
     }
-
     /// Runs the loop until `reached`. Fails the test when that takes too long.
     void runUntil(const std::function<bool()>& reached) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (!reached()) {
             ASSERT_LT(std::chrono::steady_clock::now(), deadline)
-                << "never reached; events so far: " << testing::PrintToString(events_);
+                << "events: " << testing::PrintToString(events_) << "; log: " << testing::PrintToString(log_);
             ASSERT_GE(sd_event_run(loop_.get(), 1'000'000), 0);
         }
-    }
-    void runUntilEvent(const std::string& event) {
-        runUntil([&] { return std::find(events_.begin(), events_.end(), event) != events_.end(); });
     }
 
     AwaitedPtr begin(const Command& command) {
@@ -97,47 +88,41 @@ protected:
     static std::string json(const Answer& answer) { return xpc::to_string(answer.reply); }
 
     static Command mode(std::int64_t number, int timeout = 0) {
-        return [=](SimulatedBaseband& baseband, Completion done) {
+        return [=](Baseband& baseband, Completion done) {
             baseband.setOperatingMode(number, std::chrono::seconds(timeout), std::move(done));
         };
     }
     static Command reset(ResetType type, const std::string& reason = "because") {
-        return [=](SimulatedBaseband& baseband, Completion done) {
-            baseband.reset({type, "UserTriggered", reason}, std::move(done));
-        };
+        return [=](Baseband& baseband, Completion done) { baseband.reset({type, "UserTriggered", reason}, std::move(done)); };
     }
     static Command powerLog(PowerLog log, PowerLogAction action) {
-        return [=](SimulatedBaseband& baseband, Completion done) { baseband.controlPowerLog(log, action, std::move(done)); };
+        return [=](Baseband& baseband, Completion done) { baseband.controlPowerLog(log, action, std::move(done)); };
     }
     static Command notify(std::uint32_t message) {
-        return
-            [=](SimulatedBaseband& baseband, Completion done) { baseband.simulatePowerNotification(message, std::move(done)); };
+        return [=](Baseband& baseband, Completion done) { baseband.simulatePowerNotification(message, std::move(done)); };
     }
     template <typename Method>
     static Command call(Method method) {
-        return [=](SimulatedBaseband& baseband, Completion done) { (baseband.*method)(std::move(done)); };
+        return [=](Baseband& baseband, Completion done) { (baseband.*method)(std::move(done)); };
     }
 
     /// The content of a file of a snapshot, empty when there is no such file.
     std::string snapshot(const std::string& name) {
-        std::string content;
+        std::optional<std::string> content;
         baseband_->collectSnapshot([&](const std::vector<SnapshotFile>& files) {
+            content.emplace();
             for (const SnapshotFile& file : files) {
-                content += file.name == name ? file.content : "";
+                *content += file.name == name ? file.content : "";
             }
         });
-        return content;
+        runUntil([&] { return content.has_value(); });
+        return content.value_or("");
     }
 
-    static constexpr std::chrono::milliseconds kInstant{1};
-    static constexpr simulated::Durations kShort{kInstant, kInstant, kInstant, kInstant, kInstant, 4 * kInstant};
-    /// What has begun stays under way for the length of a test.
-    static constexpr std::chrono::hours kForever{1};
-
-    BenchStorage storage_;
     EventLoop loop_;
-    std::unique_ptr<SimulatedBaseband> baseband_;
+    std::unique_ptr<Baseband> baseband_;
     std::vector<std::string> events_;  ///< "Booting", "mode 1", "test 25 goes on", ...
+    std::vector<std::string> log_;
     xpc::Object lastDiagnostics_;
 
 private:
@@ -154,7 +139,34 @@ private:
             lastDiagnostics_ = payload;
         }
     }
-    void basebandLog(std::string_view) override {}
+    void basebandLog(std::string_view sentence) override { log_.emplace_back(sentence); }
+};
+
+/// A simulated baseband.
+class Bench : public BasebandBench {
+protected:
+    Bench() { restart(); }
+    /// The baseband goes before its storage.
+    ~Bench() override { baseband_.reset(); }
+
+    /// A new baseband on the old storage, as after the manager was killed; nothing has happened yet.
+    void restart(const simulated::Durations& durations = kShort) {
+        baseband_.reset();
+        events_.clear();
+        renewLoop();
+        baseband_ = std::make_unique<SimulatedBaseband>(*loop_, storage_, durations);
+        baseband_->start(*this);
+    }
+    void runUntilEvent(const std::string& event) {
+        runUntil([&] { return std::find(events_.begin(), events_.end(), event) != events_.end(); });
+    }
+
+    static constexpr std::chrono::milliseconds kInstant{1};
+    static constexpr simulated::Durations kShort{kInstant, kInstant, kInstant, kInstant, kInstant, 4 * kInstant};
+    /// What has begun stays under way for the length of a test.
+    static constexpr std::chrono::hours kForever{1};
+
+    BenchStorage storage_;
 };
 
 }  // namespace corvane

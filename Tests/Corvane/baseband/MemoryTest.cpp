@@ -13,10 +13,10 @@ using testing::Not;
 class MemoryTest : public Bench {
 protected:
     static Command sync(bool wait) {
-        return [=](SimulatedBaseband& baseband, Completion done) { baseband.syncFileSystem(wait, std::move(done)); };
+        return [=](Baseband& baseband, Completion done) { baseband.syncFileSystem(wait, std::move(done)); };
     }
-    xpc::Object wake() { return perform(call(&SimulatedBaseband::getWakeReason)).reply; }
-    std::string statistics() { return json(perform(call(&SimulatedBaseband::getStatistics))); }
+    xpc::Object wake() { return perform(call(&Baseband::getWakeReason)).reply; }
+    std::string statistics() { return json(perform(call(&Baseband::getStatistics))); }
     void expectOk(const Command& command) { EXPECT_EQ(codeOf(perform(command)), "ok"); }
 };
 
@@ -96,7 +96,7 @@ TEST_F(MemoryTest, ErasePutsTheFactoryValuesBack) {
         expectOk(change);
     }
     const std::string before = snapshot("baseband.json");
-    expectOk(call(&SimulatedBaseband::eraseNVData));
+    expectOk(call(&Baseband::eraseNVData));
     restart();
     runUntilEvent("Ready");
     EXPECT_THAT(events_, testing::Contains("mode 1"));
@@ -145,9 +145,12 @@ TEST_F(MemoryTest, WhatCannotBeWrittenIsRefusedAndChangesNothing) {
     expectOk(powerLog(PowerLog::F3, PowerLogAction::Enable));
     const std::string before = xpc::to_string(wake());
     storage_.full = true;
-    const Command commands[] = {
-        mode(6),      powerLog(PowerLog::NPA, PowerLogAction::Enable), powerLog(PowerLog::F3, PowerLogAction::Dump),
-        notify(0x21), call(&SimulatedBaseband::eraseNVData),           sync(true)};
+    const Command commands[] = {mode(6),
+                                powerLog(PowerLog::NPA, PowerLogAction::Enable),
+                                powerLog(PowerLog::F3, PowerLogAction::Dump),
+                                notify(0x21),
+                                call(&Baseband::eraseNVData),
+                                sync(true)};
     for (const Command& command : commands) {
         EXPECT_EQ(codeOf(perform(command)), "storage") << &command - commands;
     }

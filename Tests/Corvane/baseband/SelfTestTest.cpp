@@ -49,9 +49,9 @@ std::vector<std::int64_t> values(const xpc::Object& array) {
 class SelfTestTest : public Bench {
 protected:
     static Command run(const xpc::Object& with = options(), const std::string& type = kType) {
-        return [=](SimulatedBaseband& baseband, Completion done) { baseband.runDiagnostics(type, with, std::move(done)); };
+        return [=](Baseband& baseband, Completion done) { baseband.runDiagnostics(type, with, std::move(done)); };
     }
-    static Command abort() { return call(&SimulatedBaseband::abortDiagnostics); }
+    static Command abort() { return call(&Baseband::abortDiagnostics); }
 
     void becomeReady(const simulated::Durations& durations = kShort) {
         restart(durations);
@@ -63,9 +63,7 @@ protected:
         durations.selfTest = kForever;
         return durations;
     }
-    std::int64_t statistic(const char* key) {
-        return numberAt(perform(call(&SimulatedBaseband::getStatistics)).reply, key).value_or(-1);
-    }
+    std::int64_t statistic(const char* key) { return numberAt(perform(call(&Baseband::getStatistics)).reply, key).value_or(-1); }
 };
 
 TEST_F(SelfTestTest, CompletesWithEventsInOrderAndMeasurements) {

@@ -12,10 +12,10 @@ using Events = std::vector<std::string>;
 class StateTest : public Bench {
 protected:
     std::string bootState() {
-        return textAt(perform(call(&SimulatedBaseband::getBootState)).reply, ryn::kKeyBasebandBootState).value_or("?");
+        return textAt(perform(call(&Baseband::getBootState)).reply, ryn::kKeyBasebandBootState).value_or("?");
     }
     std::int64_t operatingMode() {
-        return numberAt(perform(call(&SimulatedBaseband::getOperatingMode)).reply, ryn::kKeyBasebandOperatingMode).value_or(-1);
+        return numberAt(perform(call(&Baseband::getOperatingMode)).reply, ryn::kKeyBasebandOperatingMode).value_or(-1);
     }
 };
 
@@ -50,7 +50,7 @@ TEST_F(StateTest, Transitions) {
         {mode(5), "ok", {"mode 5", "Off"}, "Off", 5},
         {mode(0), "state", {}, "Off", 5},
         {mode(9), "invalid", {}, "Off", 5},
-        {call(&SimulatedBaseband::getTime), "state", {}, "Off", 5},
+        {call(&Baseband::getTime), "state", {}, "Off", 5},
         {notify(0x21), "state", {}, "Off", 5},
         {notify(0x20), "ok", {}, "Off", 5},
         {reset(ResetType::Soft), "ok", {"Booting", "mode 1", "Ready"}, "Ready", 1},
@@ -110,7 +110,7 @@ TEST_F(StateTest, StopAnswersWhatIsOutstanding) {
     simulated::Durations endless = kShort;
     endless.boot = kForever;
     restart(endless);
-    const AwaitedPtr commands[] = {begin(mode(0)), begin(mode(1, 100)), begin(call(&SimulatedBaseband::getTime)),
+    const AwaitedPtr commands[] = {begin(mode(0)), begin(mode(1, 100)), begin(call(&Baseband::getTime)),
                                    begin(reset(ResetType::Soft))};
     baseband_->stop();
     for (const AwaitedPtr& command : commands) {
@@ -121,7 +121,7 @@ TEST_F(StateTest, StopAnswersWhatIsOutstanding) {
 
 TEST_F(StateTest, ClockRunsByItself) {
     const auto time = [this] {
-        return textAt(perform(call(&SimulatedBaseband::getTime)).reply, ryn::kKeyBasebandTimeAsString).value_or("?");
+        return textAt(perform(call(&Baseband::getTime)).reply, ryn::kKeyBasebandTimeAsString).value_or("?");
     };
     const std::string first = time();
     EXPECT_THAT(first, testing::MatchesRegex("20..-..-..T..:..:..\\....Z"));

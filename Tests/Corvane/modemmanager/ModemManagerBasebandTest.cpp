@@ -1,18 +1,12 @@
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 
-#include "Corvane/EventLoop.h"
-#include "Corvane/Values.h"
+#include "Corvane/baseband/Bench.h"
 #include "Corvane/modemmanager/ModemManagerRig.h"
-#include "platform/ryn/constants.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <functional>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,49 +20,13 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
-using Command = std::function<void(Baseband& baseband, Completion completion)>;
 
-Command setMode(std::int64_t mode, int timeout = 0) {
-    return [=](Baseband& baseband, Completion done) {
-        baseband.setOperatingMode(mode, std::chrono::seconds(timeout), std::move(done));
-    };
-}
-
-Command reset(ResetType type) {
-    return [=](Baseband& baseband, Completion done) { baseband.reset({type, "UserTriggered", "a test"}, std::move(done)); };
-}
-
-template <typename Method>
-Command call(Method method) {
-    return [=](Baseband& baseband, Completion done) { (baseband.*method)(std::move(done)); };
-}
-
-const Command kVersion = call(&Baseband::getVersion);
-const Command kBootState = call(&Baseband::getBootState);
-const Command kMode = call(&Baseband::getOperatingMode);
-const Command kTime = call(&Baseband::getTime);
-const Command kErase = call(&Baseband::eraseNVData);
-const Command kStatistics = call(&Baseband::getStatistics);
-
-/// A refusal as "code: sentence", a reply as JSON, "ok" for neither.
-std::string describe(const Answer& answer) {
-    static const char* const kCodes[] = {"unknown", "invalid", "unsupported", "state",   "busy", "blocked",
-                                         "timeout", "aborted", "failed",      "storage", "limit"};
-    if (answer.refusal) {
-        return kCodes[static_cast<std::uint32_t>(answer.refusal->code) & 0xFFU] + (": " + answer.refusal->sentence);
-    }
-    return answer.reply ? xpc::to_string(answer.reply) : "ok";
-}
-
-/// The backend on a real event loop, with a real ModemManager and what the backend has told.
-class ModemManagerBasebandTest : public testing::Test, protected BasebandListener {
+/// The backend with a real ModemManager.
+class ModemManagerBasebandTest : public BasebandBench {
 protected:
     void SetUp() override {
         ASSERT_EQ(ModemManagerRig::whatIsMissing(), "");
         rig_.emplace();
-        sd_event* made = nullptr;
-        ASSERT_GE(sd_event_new(&made), 0);
-        loop_.reset(made);
     }
     void TearDown() override {
         if (baseband_) {
@@ -87,57 +45,30 @@ protected:
         awaitEvents({"Ready", "mode 1"});
     }
 
-    void runUntil(const std::function<bool()>& reached) {
-        const auto deadline = std::chrono::steady_clock::now() + support::kPatience;
-        while (!reached()) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline)
-                << "events: " << testing::PrintToString(events_) << "; log: " << testing::PrintToString(log_);
-            ASSERT_GE(sd_event_run(loop_.get(), 1'000'000), 0);
-        }
-    }
     /// Waits for as many events, and holds all there were against them.
     void awaitEvents(const std::vector<std::string>& expected) {
         runUntil([&] { return events_.size() >= expected.size(); });
         EXPECT_EQ(events_, expected);
         events_.clear();
     }
-    std::string perform(const Command& command) {
-        std::optional<Answer> answer;
-        command(*baseband_, [&](Answer given) { answer = std::move(given); });
-        runUntil([&] { return answer.has_value(); });
-        return describe(answer.value_or(Answer{}));
+    /// A refusal as "code: sentence", a reply as JSON, "ok" for neither.
+    static std::string describe(const Answer& answer) {
+        return answer.refusal ? codeOf(answer) + ": " + answer.refusal->sentence : answer.reply ? json(answer) : "ok";
     }
-
+    std::string perform(const Command& command) { return describe(BasebandBench::perform(command)); }
     /// Waits until the statistics, rendered as JSON, hold `text`.
     void awaitStatistics(const std::string& text) {
-        runUntil([&] { return perform(kStatistics).find(text) != std::string::npos; });
+        runUntil([&] { return perform(call(&Baseband::getStatistics)).find(text) != std::string::npos; });
     }
 
-    /// File names and their contents.
-    std::map<std::string, std::string> snapshot() {
-        std::map<std::string, std::string> contents;
-        baseband_->collectSnapshot([&](const std::vector<SnapshotFile>& files) {
-            for (const SnapshotFile& file : files) {
-                contents[file.name] = file.content;
-            }
-        });
-        runUntil([&] { return !contents.empty(); });
-        return contents;
-    }
+    const Command kVersion = call(&Baseband::getVersion);
+    const Command kBootState = call(&Baseband::getBootState);
+    const Command kMode = call(&Baseband::getOperatingMode);
+    const Command kTime = call(&Baseband::getTime);
+    const Command kErase = call(&Baseband::eraseNVData);
+    const Command kSoftReset = reset(ResetType::Soft);
 
     std::optional<ModemManagerRig> rig_;
-    EventLoop loop_;
-    std::unique_ptr<ModemManagerBaseband> baseband_;
-    std::vector<std::string> events_;  ///< "Ready", "mode 1", ...
-    std::vector<std::string> log_;
-
-private:
-    void basebandEvent(const char* event, const xpc::Object& payload) override {
-        const bool isBootState = std::string_view(event) == ryn::kEventBasebandBootStateChange;
-        events_.push_back(isBootState ? textAt(payload, ryn::kKeyBasebandBootState).value_or("?")
-                                      : "mode " + std::to_string(numberAt(payload, ryn::kKeyBasebandOperatingMode).value_or(-1)));
-    }
-    void basebandLog(std::string_view sentence) override { log_.emplace_back(sentence); }
 };
 
 TEST_F(ModemManagerBasebandTest, ChangesModesAndTellsEachOnTheWay) {
@@ -145,10 +76,10 @@ TEST_F(ModemManagerBasebandTest, ChangesModesAndTellsEachOnTheWay) {
     startWith(modem);
     const std::pair<int, std::vector<std::string>> steps[] = {
         {0, {"mode 0"}}, {3, {"mode 1", "mode 3"}}, {0, {"mode 1", "mode 0"}}};
-    for (const auto& [mode, events] : steps) {
-        EXPECT_EQ(perform(setMode(mode)), "ok");
+    for (const auto& [number, events] : steps) {
+        EXPECT_EQ(perform(mode(number)), "ok");
         awaitEvents(events);
-        EXPECT_EQ(perform(kMode), R"({"KeyBasebandOperatingMode":)" + std::to_string(mode) + "}");
+        EXPECT_EQ(perform(kMode), R"({"KeyBasebandOperatingMode":)" + std::to_string(number) + "}");
     }
 }
 
@@ -159,12 +90,12 @@ TEST_F(ModemManagerBasebandTest, WhatAModemCanNotDoIsRefusedInOneSentence) {
         Command command;
         std::string refusal;
     } cases[] = {
-        {setMode(1), "unsupported: The modem can't go to low power: Requested power transition is not supported by this modem."},
-        {setMode(3), "unsupported: The modem can't go offline: Requested power transition is not supported by this modem."},
-        {setMode(2),
+        {mode(1), "unsupported: The modem can't go to low power: Requested power transition is not supported by this modem."},
+        {mode(3), "unsupported: The modem can't go offline: Requested power transition is not supported by this modem."},
+        {mode(2),
          "unsupported: ModemManager can't bring a modem to operating mode 2; 0 (online), 1 (low power) and 3 (offline) are "
          "possible."},
-        {reset(ResetType::Soft), "unsupported: The modem can't reset: Cannot reset the modem: operation not supported."},
+        {kSoftReset, "unsupported: The modem can't reset: Cannot reset the modem: operation not supported."},
         {reset(ResetType::Hard), "unsupported: A modem behind ModemManager has no hard reset"},
         {kErase, "unsupported: The modem can't put its data back to the factory's: Cannot reset the modem to factory defaults"},
         {kTime, "state: The modem can't tell the time: Cannot load network time: not registered yet."},
@@ -201,15 +132,15 @@ TEST_F(ModemManagerBasebandTest, ASimThatIsLockedOrAbsentIsTold) {
         rig_->plug(modem);
         awaitEvents({bootState, "mode 1"});
         EXPECT_EQ(perform(kBootState), reply);
-        EXPECT_EQ(perform(setMode(0)), online);
+        EXPECT_EQ(perform(mode(0)), online);
         EXPECT_THAT(perform(kTime), StartsWith(time));
-        EXPECT_EQ(perform(setMode(3)), "ok");
+        EXPECT_EQ(perform(mode(3)), "ok");
         awaitEvents({"mode 3"});
         if (sim == AtModem::Sim::Locked) {
             rig_->call("/org/freedesktop/ModemManager1/SIM/0", "org.freedesktop.ModemManager1.Sim", "SendPin", "s",
                        AtModem::kPin);
             awaitEvents({"Booting", "Ready"});
-            EXPECT_EQ(perform(setMode(0)), "ok");
+            EXPECT_EQ(perform(mode(0)), "ok");
             awaitEvents({"mode 1", "mode 0"});
         }
         rig_->unplug();
@@ -240,7 +171,7 @@ TEST_F(ModemManagerBasebandTest, ModemManagerAndBusComeAndGo) {
     for (const auto& [leave, refusal, comeBack] : cases) {
         leave();
         awaitEvents({"Off"});
-        for (const Command& command : {kMode, kTime, kErase, setMode(0), reset(ResetType::Soft)}) {
+        for (const Command& command : {kMode, kTime, kErase, mode(0), kSoftReset}) {
             EXPECT_EQ(perform(command), refusal);
         }
         EXPECT_EQ(perform(kBootState), off);
@@ -248,7 +179,7 @@ TEST_F(ModemManagerBasebandTest, ModemManagerAndBusComeAndGo) {
         comeBack();
         rig_->plug(modem);
         awaitEvents({"Ready", "mode 1"});
-        EXPECT_EQ(perform(setMode(0)), "ok");
+        EXPECT_EQ(perform(mode(0)), "ok");
         awaitEvents({"mode 0"});
         ASSERT_FALSE(HasFailure());
     }
@@ -258,12 +189,12 @@ TEST_F(ModemManagerBasebandTest, NothingWaitsForOneThatDoesNotAnswer) {
     AtModem modem;
     startWith(modem);
     modem.mute();
-    EXPECT_EQ(perform(setMode(0, 1)), "timeout: The modem isn't in operating mode 0 after 1 s; it may still come.");
+    EXPECT_EQ(perform(mode(0, 1)), "timeout: The modem isn't in operating mode 0 after 1 s; it may still come.");
     rig_->stopModemManager(SIGSTOP);
     EXPECT_EQ(perform(kMode), R"({"KeyBasebandOperatingMode":1})");
 
     std::vector<std::string> answers;
-    for (const Command& command : {kTime, setMode(3), kErase, reset(ResetType::Soft), reset(ResetType::Soft)}) {
+    for (const Command& command : {kTime, mode(3), kErase, kSoftReset, kSoftReset}) {
         command(*baseband_, [&](const Answer& answer) { answers.push_back(describe(answer)); });
     }
     EXPECT_THAT(answers, ElementsAre("busy: The modem is being reset already."));
@@ -279,7 +210,7 @@ TEST_F(ModemManagerBasebandTest, ABusThatDoesNotAnswerHoldsNothingUp) {
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:abstract=" + silence.port()).c_str(), 1);
     start();
     EXPECT_EQ(perform(kBootState), R"({"KeyBasebandBootState":"Off"})");
-    EXPECT_THAT(perform(setMode(0)), StartsWith("state: The system bus can't be reached"));
+    EXPECT_THAT(perform(mode(0)), StartsWith("state: The system bus can't be reached"));
     const auto begin = std::chrono::steady_clock::now();
     sd_event_exit(loop_.get(), 0);
     sd_event_loop(loop_.get());
@@ -328,8 +259,8 @@ TEST_F(ModemManagerBasebandTest, ASnapshotHoldsTheModemAndItsBearers) {
     EXPECT_EQ(rig_->call("/org/freedesktop/ModemManager1/Modem/0", "org.freedesktop.ModemManager1.Modem", "CreateBearer", "a{sv}",
                          1, "apn", "s", "internet"),
               "");
-    EXPECT_THAT(snapshot()["modem.json"], HasSubstr(R"("EquipmentIdentifier": "490154203237518")"));
-    runUntil([&] { return snapshot()["bearers.json"].find(R"("apn": "internet")") != std::string::npos; });
+    EXPECT_THAT(snapshot("modem.json"), HasSubstr(R"("EquipmentIdentifier": "490154203237518")"));
+    runUntil([&] { return snapshot("bearers.json").find(R"("apn": "internet")") != std::string::npos; });
 }
 
 }  // namespace
