@@ -66,15 +66,11 @@ TEST(PropertyLeafTest, ReadsAndWritesAsTyped) {
 
 TEST(StatusTest, ReadsSeveralProperties) {
     const std::string denied = "Denied: Can't modify 'Primary-dmc'\n";
-    const std::vector<std::string> diag = {
-        getProperty("DIAG", "Enabled"),
-        getProperty("DIAG", "History"),
-        getProperty("DIAG", "File"),
-        getProperty("DIAG", "File_Secondary"),
-        getProperty("DIAG", "File_Extra"),
-        getProperty("DIAG", "File_Sleep"),
-        getProperty("DIAG", "Enabled_During_Sleep"),
-    };
+    std::vector<std::string> diag;
+    for (const auto* name :
+         {"Enabled", "History", "File", "File_Secondary", "File_Extra", "File_Sleep", "Enabled_During_Sleep"}) {
+        diag.push_back(getProperty("DIAG", name));
+    }
     const std::vector<std::string> pci = {getProperty("KernelPCI", "Enabled"), getProperty("KernelPCI", "History")};
     const std::string pciFailed = "Failed to get status of kernelpci trace\n";
     const std::string coredump = getProperty("CoreDump", "Enabled");
@@ -146,6 +142,7 @@ TEST(TraceFilterCommandTest, Add) {
         return Conversation{"trace filter add " + filter + " " + typed, {}, {}, kFilterHelp,
                             "\nInvalid " + what + " ] passed\n",        1};
     };
+    const std::string unset = "Failed to set trace filter '";
     expectConversations({
         freeSpace("100", "100"),
         freeSpace("0x20", "32"),
@@ -166,18 +163,8 @@ TEST(TraceFilterCommandTest, Add) {
         refused("maxlog", "-2147483648", "max-log limit [ -2147483648"),
         refused("maxlog", "2147483648", "max-log limit [ 2147483648"),
         refused("maxlog", "Default", "max-log limit [ Default"),
-        {"trace filter add freespace 5",
-         {refusal()},
-         {add("FreeSpacePercentage", "5")},
-         "",
-         "Failed to set trace filter 'Free-space' to '5 %'\n",
-         1},
-        {"trace filter add maxlog 5",
-         {refusal()},
-         {add("MaxLogLimit", "5")},
-         "",
-         "Failed to set trace filter 'Max-log' limit to '5'\n",
-         1},
+        {"trace filter add freespace 5", {refusal()}, {add("FreeSpacePercentage", "5")}, "", unset + "Free-space' to '5 %'\n", 1},
+        {"trace filter add maxlog 5", {refusal()}, {add("MaxLogLimit", "5")}, "", unset + "Max-log' limit to '5'\n", 1},
         {"trace filter add", {}, {}, kFilterHelp, "\nPass filter type to be added.\n", 1},
         {"trace filter add size 5", {}, {}, "", "", 1},
     });
