@@ -58,9 +58,7 @@ std::string Peer::ask(const std::string& command, const xpc::Object& argument) {
     const std::string mine = "reply " + std::to_string(id) + " ";
     for (;;) {
         const std::string packet = receive();
-        if (packet.starts_with("event ")) {
-            events_.push_back(packet);
-        } else {
+        if (!packet.starts_with("event ")) {
             return packet.starts_with(mine) ? packet.substr(mine.size()) : packet;
         }
     }

@@ -24,19 +24,17 @@ public:
     bool send(const std::vector<std::uint8_t>& packet) const;
     bool send(const ryn::wire::Packet& packet) const;
 
-    /// Sends a request and waits for its answer: "0", "0 {...}" or "closed". The code of a refusal is shown as 0xE020E1xx.
+    /// Sends a request and waits for its answer, past events: "0", "0 {...}" or "closed". The code of a refusal is shown as
+    /// 0xE020E1xx.
     std::string ask(const std::string& command, const xpc::Object& argument = xpc::Object::adopt(xpc_null_create()));
     /// The next packet: "reply ID RESULT OBJECT", "event NAME PAYLOAD", "malformed", "closed", or "nothing" when none comes in
     /// time.
     std::string receive(std::chrono::milliseconds patience = support::kPatience);
     bool isClosed() { return receive() == "closed"; }
-    /// The events that came while answers were waited for: "event NAME PAYLOAD".
-    const std::vector<std::string>& events() const { return events_; }
 
 private:
     int descriptor_ = -1;
     std::uint64_t lastId_ = 1000;
-    std::vector<std::string> events_;
 };
 
 /// Arguments of the two commands of trace properties.
