@@ -16,11 +16,12 @@ namespace corvane {
 
 class Connection;
 
-/// Told when a connection has ended or has something else to wait for.
+/// Told when a connection has ended or has something else to wait for, and when it begins or ceases to watch events.
 class ConnectionObserver {
 public:
     virtual ~ConnectionObserver() = default;
     virtual void connectionChanged(Connection& connection) = 0;
+    virtual void watchersChanged(bool more) = 0;
 };
 
 /// One client's socket: receives its packets for the session, and holds back what the client is too slow to take.
@@ -43,6 +44,7 @@ public:
 
     void send(std::span<const std::uint8_t> packet) override;
     void end(std::string_view why) override;
+    void watch(bool on) override { observer_.watchersChanged(on); }
 
     /// Nothing more is read while answers wait for the client to read them.
     Interest interest() const { return queue_.empty() ? Interest::Read : Interest::Write; }

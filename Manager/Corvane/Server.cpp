@@ -105,11 +105,7 @@ void Server::serve(Connection& connection, std::uint32_t events) {
 
 void Server::receive(Connection& connection) {
     const bool greeted = connection.session().greeted();
-    const bool watched = connection.session().wantsEvents();
     connection.receive({buffer_.get(), kBufferSize});
-    if (connection.session().wantsEvents() != watched) {
-        figures_.watchingEvents += watched ? std::uint64_t{0} - 1 : 1;
-    }
     if (!greeted && connection.session().greeted()) {
         ungreeted_.erase({connection.notes.greetingDeadline, &connection});
     }
@@ -189,6 +185,10 @@ void Server::connectionChanged(Connection& connection) {
         epoll_event event{epollEvents(connection.notes.watched), {&connection}};
         epoll_ctl(sockets_.get(), EPOLL_CTL_MOD, connection.descriptor(), &event);
     }
+}
+
+void Server::watchersChanged(bool more) {
+    figures_.watchingEvents += more ? 1 : std::uint64_t{0} - 1;
 }
 
 void Server::removeEnded() {

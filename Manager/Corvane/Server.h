@@ -54,6 +54,7 @@ private:
     void serve(Connection& connection, std::uint32_t events);
     void receive(Connection& connection);
     void connectionChanged(Connection& connection) override;
+    void watchersChanged(bool more) override;
     void removeEnded();
     void remove(Connection& connection);
 

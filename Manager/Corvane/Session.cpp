@@ -40,7 +40,7 @@ Session::Progress Session::receive(std::span<const std::uint8_t> packet) {
     if (const auto* asked = std::get_if<wire::Request>(&*decoded)) {
         request(*asked, packet.size());
     } else if (const auto* events = std::get_if<wire::Events>(&*decoded)) {
-        wantsEvents_ = events->on;
+        setEvents(events->on);
         return Progress::Expecting;
     } else {
         end("sent a packet that is not a client's");
@@ -62,6 +62,13 @@ Session::Progress Session::greet(const wire::Packet& packet) {
     clientName_ = hello->clientName.substr(0, kLongestName);
     greeted_ = true;
     return Progress::Expecting;
+}
+
+void Session::setEvents(bool on) {
+    if (wantsEvents_ != on) {
+        wantsEvents_ = on;
+        sink_.watch(on);
+    }
 }
 
 void Session::request(const wire::Request& request, std::size_t packetSize) {

@@ -21,6 +21,8 @@ public:
     virtual void send(std::span<const std::uint8_t> packet) = 0;
     /// Ends the conversation; nothing is received after it. @param why for the log.
     virtual void end(std::string_view why) = 0;
+    /// The client begins or ceases to watch events. Comes before its next packet is served, which may bring about the first one.
+    virtual void watch(bool on) = 0;
 };
 
 /// One client's conversation with the manager: its packets in, its answers out. Knows nothing of sockets.
@@ -65,6 +67,7 @@ public:
 
 private:
     Progress greet(const ryn::wire::Packet& packet);
+    void setEvents(bool on);
     void request(const ryn::wire::Request& request, std::size_t packetSize);
     void forget(std::uint64_t id);
     void send(std::uint64_t id, std::int32_t result, const xpc::Object& object);

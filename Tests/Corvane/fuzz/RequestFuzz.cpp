@@ -22,6 +22,7 @@ public:
         }
     }
     void end(std::string_view) override {}
+    void watch(bool) override {}
 };
 
 /// The whole manager but its sockets.
