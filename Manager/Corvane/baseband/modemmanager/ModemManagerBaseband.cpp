@@ -21,6 +21,8 @@ using modemmanager::PowerState;
 constexpr std::chrono::seconds kAnswerLimit = 25s;
 /// To enable a modem, ModemManager may wait for the SIM, the network and each of many slow commands.
 constexpr std::chrono::seconds kEnableLimit = 180s;
+/// ModemManager announces a modem's new state shortly after it has answered, or not at all when the state was the same.
+constexpr std::chrono::seconds kAnnouncementLimit = 1s;
 constexpr std::chrono::seconds kFactoryResetLimit = 50s;
 /// When the caller sets no time-out: a little less than a client waits by default.
 constexpr std::chrono::seconds kModeLimit = 55s;
@@ -60,7 +62,8 @@ ModemManagerBaseband::ModemManagerBaseband(sd_event& loop, std::string modem)
     : loop_(loop),
       follower_(
           loop, std::move(modem), [this] { modemChanged(); }, [this](const std::string& sentence) { log(sentence); }),
-      reset_(loop) {}
+      reset_(loop),
+      announcement_(loop) {}
 
 void ModemManagerBaseband::start(BasebandListener& listener) {
     listener_ = &listener;
@@ -73,6 +76,7 @@ void ModemManagerBaseband::stop() {
     for (const ModeChange& waiting : std::exchange(waitingChanges_, {})) {
         waiting.answer->refuse(ResultCode::Aborted, "The manager stopped before the mode was changed.");
     }
+    announcement_.cancel();
     follower_.stop();
     reset_.stop();
 }
@@ -127,7 +131,7 @@ void ModemManagerBaseband::changeModes() {
         if (modem == nullptr) {
             endModeChange({follower_.absence(), {}});
         } else if (change_->mode == OperatingMode::Online) {
-            enable(true, [this] { endModeChange({}); });
+            enable(true, [this] { awaitMode({}); });
         } else {
             const PowerState power = change_->mode == OperatingMode::Offline ? PowerState::Off : PowerState::Low;
             if (isActive(*modem)) {
@@ -160,14 +164,36 @@ void ModemManagerBaseband::setPowerState(PowerState state) {
         if (reply.error) {
             endModeChange(refused(*reply.error, actionOf(change_->mode)));
         } else {
-            follower_.note(path, kModemInterface, "PowerState", number(static_cast<std::int64_t>(state)));
-            endModeChange({});
+            awaitMode([this, state, path] {
+                follower_.note(path, kModemInterface, "PowerState", number(static_cast<std::int64_t>(state)));
+            });
         }
     };
     follower_.call(kModemInterface, "SetPowerState", kAnswerLimit, replied, "u", static_cast<std::uint32_t>(state));
 }
 
+void ModemManagerBaseband::awaitMode(std::function<void()> otherwise) {
+    awaited_ = true;
+    announcement_.set(kAnnouncementLimit, [this, then = std::move(otherwise)] {
+        awaited_ = false;
+        if (then) {
+            then();
+        }
+        endModeChange({});
+    });
+    endAwaitedChange();
+}
+
+void ModemManagerBaseband::endAwaitedChange() {
+    const Modem* modem = follower_.modem();
+    if (awaited_ && modem != nullptr && modemmanager::operatingModeOf(*modem) == change_->mode) {
+        endModeChange({});
+    }
+}
+
 void ModemManagerBaseband::endModeChange(Answer answer) {
+    awaited_ = false;
+    announcement_.cancel();
     const ModeChange ended = *std::exchange(change_, {});
     if (answer.refusal) {
         log(answer.refusal->sentence);
@@ -293,6 +319,7 @@ std::string ModemManagerBaseband::bootState() const {
 void ModemManagerBaseband::modemChanged() {
     reset_.modemChanged(follower_.modem());
     announce();
+    endAwaitedChange();
 }
 
 void ModemManagerBaseband::announce() {

@@ -2,6 +2,7 @@
 
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/PendingAnswer.h"
+#include "Corvane/baseband/Timer.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 #include "Corvane/baseband/modemmanager/ModemReset.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
@@ -56,6 +57,9 @@ private:
     void changeModes();
     void enable(bool on, std::function<void()> then);
     void setPowerState(modemmanager::PowerState state);
+    /// The change under way is carried out: it ends when the modem shows its mode, or after `otherwise` when it shows none.
+    void awaitMode(std::function<void()> otherwise);
+    void endAwaitedChange();
     void endModeChange(Answer answer);
     Answer refused(const modemmanager::BusError& error, std::string_view action) const;
 
@@ -65,6 +69,8 @@ private:
     modemmanager::ModemReset reset_;
     std::deque<ModeChange> waitingChanges_;  ///< in the order in which they were asked for
     std::optional<ModeChange> change_;       ///< under way
+    bool awaited_ = false;                   ///< carried out, but the modem doesn't show it yet
+    Timer announcement_;
 
     std::string_view loggedState_;  ///< ModemManager's word
     std::string announcedBootState_;
