@@ -1,4 +1,6 @@
 #include "Platform/CoreFoundation/ConstantString.h"
+#include "Platform/CoreFoundation/PreferencesFile.h"
+#include "Platform/FileDescriptor.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <thread>
 
 namespace {
 
@@ -77,6 +80,25 @@ int waitFor(pid_t pid) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+/// A folder in memory where there is one, since syncing to a disk thousands of times takes minutes.
+struct StoreFolder {
+    StoreFolder() {
+        const auto inMemory = fs::path("/dev/shm") / temp.path().filename();
+        std::error_code failed;
+        path = fs::create_directory(inMemory, failed) ? inMemory : temp.path();
+    }
+    StoreFolder(const StoreFolder&) = delete;
+    StoreFolder& operator=(const StoreFolder&) = delete;
+    ~StoreFolder() {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
+    std::string operator/(const char* name) const { return path / name; }
+
+    support::TempFolder temp;
+    fs::path path;
+};
+
 struct PreferencesStore : testing::Test {
     PreferencesStore() { ::setenv("XDG_CONFIG_HOME", (folder / "config").c_str(), 1); }
 
@@ -85,7 +107,7 @@ struct PreferencesStore : testing::Test {
         fs::create_directories(fs::path(file()).parent_path());
         support::writeFile(file(), content);
     }
-    support::TempFolder folder;
+    StoreFolder folder;
 };
 
 TEST_F(PreferencesStore, KeepsTypesKeysUsersAndHosts) {
@@ -213,7 +235,7 @@ TEST_F(PreferencesStore, AFailedWriteLeavesTheOldFileWholeAndTheValueStaged) {
 
 TEST_F(PreferencesStore, EightWritersLoseNothing) {
     constexpr int kWriters = 8;
-    constexpr int kWrites = 100;
+    constexpr int kWrites = 1'000;
     constexpr int kKeys = 2;  // written in turn: while one is written, the others write over the other
     std::vector<pid_t> writers;
     writers.reserve(kWriters);
@@ -238,6 +260,45 @@ TEST_F(PreferencesStore, EightWritersLoseNothing) {
             EXPECT_EQ(get(std::to_string(writer) + "." + std::to_string(key)), "number " + std::to_string(kWrites - kKeys + key));
         }
     }
+}
+
+/// Writes 0, 1, 2, ... each as 2,000 digits, and acknowledges each on `acknowledged`.
+int writeForever(int acknowledged) {
+    for (int value = 0;; ++value) {
+        set("k", text(std::string(2'000, static_cast<char>('0' + value % 10)) + std::to_string(value)).get());
+        if (!synchronize() || ::write(acknowledged, "", 1) != 1) {
+            return 1;
+        }
+    }
+}
+
+TEST_F(PreferencesStore, AKilledWriterLeavesTheOldValueOrTheNew) {
+    for (int round = 0; round < 40; ++round) {
+        int pipe[2] = {-1, -1};
+        ASSERT_EQ(::pipe(pipe), 0);
+        const platform::FileDescriptor read(pipe[0]);
+        platform::FileDescriptor write(pipe[1]);
+        const pid_t writer = inChild([&] { return writeForever(write.get()); });
+        write = platform::FileDescriptor();
+        char byte = 0;
+        int acknowledged = 0;
+        while (acknowledged <= round % 7 && ::read(read.get(), &byte, 1) == 1) {
+            ++acknowledged;
+        }
+        // How often this process gives way decides where in its next write the signal strikes the other.
+        for (int turn = 0; turn < round % 10; ++turn) {
+            std::this_thread::yield();
+        }
+        ::kill(writer, SIGKILL);
+        ASSERT_EQ(waitFor(writer), -SIGKILL);
+        while (::read(read.get(), &byte, 1) == 1) {
+            ++acknowledged;
+        }
+        ASSERT_TRUE(platform::parsePreferences(support::readFile(file())));
+        const auto value = get("k").substr(std::string("string ").size() + 2'000);
+        EXPECT_TRUE(value == std::to_string(acknowledged - 1) || value == std::to_string(acknowledged)) << value;
+    }
+    EXPECT_FALSE(fs::exists(file() + ".damaged"));
 }
 
 }  // namespace
