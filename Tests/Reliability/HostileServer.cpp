@@ -6,28 +6,13 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
-
-#include <cstring>
-#include <system_error>
 
 namespace torture {
 
 namespace wire = ryn::wire;
 
 namespace {
-
-int listenOn(const std::string& path) {
-    const int descriptor = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(descriptor, 8) != 0) {
-        throw std::system_error(errno, std::generic_category(), path);
-    }
-    return descriptor;
-}
 
 HostileServer::Phase phaseOf(const wire::Packet& packet) {
     return std::holds_alternative<wire::Hello>(packet)    ? HostileServer::Phase::Hello
@@ -57,7 +42,7 @@ bool HostileServer::Conversation::send(const Bytes& packet) const {
 HostileServer::HostileServer(const std::string& path, Phase phase, Misbehaviour misbehaviour)
     : phase_(phase),
       misbehaviour_(std::move(misbehaviour)),
-      listener_(listenOn(path)),
+      listener_(support::listenOn(path)),
       wake_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { serve(); }) {}
 

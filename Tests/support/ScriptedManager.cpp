@@ -18,8 +18,6 @@
 namespace support {
 namespace wire = ryn::wire;
 
-namespace {
-
 int listenOn(const std::string& path) {
     const int descriptor = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -31,6 +29,8 @@ int listenOn(const std::string& path) {
     }
     return descriptor;
 }
+
+namespace {
 
 void sendPacket(int descriptor, const wire::Packet& packet) {
     std::vector<std::uint8_t> bytes;

@@ -13,6 +13,9 @@
 
 namespace support {
 
+/// A listening socket of the protocol's kind at `path`, in place of what is there. @throw std::system_error
+int listenOn(const std::string& path);
+
 /// A manager that answers as a test tells it, on a real socket, from a thread of its own.
 class ScriptedManager {
 public:
