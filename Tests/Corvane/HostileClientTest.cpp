@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
+#include <fstream>
 #include <optional>
 
 namespace {
@@ -19,6 +20,19 @@ constexpr const char* kInfo = "GetCorvaneInfoCommand";
 wire::Packet request(std::uint64_t id, const std::string& command,
                      const xpc::Object& argument = xpc::Object::adopt(xpc_null_create())) {
     return wire::Request{id, command, argument};
+}
+
+/// The manager's memory in kilobytes.
+long residentKilobytes(const Daemon& daemon) {
+    std::ifstream status("/proc/" + std::to_string(const_cast<Daemon&>(daemon).process().pid()) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmRSS:") {
+            long kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes;
+        }
+    }
+    return -1;
 }
 
 TEST(HostileClient, LosesItsConnectionAndNoOtherDoes) {
@@ -64,6 +78,22 @@ TEST(HostileClient, MayNotUseAnIdTwiceNorHaveMoreThan256RequestsOutstanding) {
     EXPECT_THAT(many.receive(), StartsWith("reply 257 0xE020E10A"));
 }
 
+/// Answers come to those that ask while one client floods, and the flood costs no more than what the kernel buffers.
+TEST(HostileClient, ThatFloodsWithoutReadingIsHeldBack) {
+    const Daemon daemon;
+    Peer other(daemon.socketPath());
+    EXPECT_THAT(other.ask(kInfo), StartsWith("0 "));
+    const long before = residentKilobytes(daemon);
+    Peer flood(daemon.socketPath());
+    std::uint64_t id = 0;
+    for (int round = 0; round < 200; ++round) {
+        while (flood.send(request(++id, "GetTraceFiltersCommand"))) {
+        }
+        EXPECT_THAT(other.ask("GetTraceFiltersCommand"), StartsWith("0 "));
+    }
+    EXPECT_LT(residentKilobytes(daemon) - before, 1024);
+}
+
 TEST(HostileClient, ThatGoesAwayTakesItsOutstandingRequestsWithIt) {
     const Daemon daemon;
     const auto soft = support::dictionary({{"KeyBasebandResetType", support::text("Soft reset")}});
@@ -94,6 +124,7 @@ TEST(HostileClient, BeyondTheLimitIsClosedAndTheOthersAreServed) {
     }
     EXPECT_THAT(peers.back().ask(kInfo), StartsWith("0 "));
     EXPECT_TRUE(Peer(daemon.socketPath()).isClosed());
+    EXPECT_THAT(peers.front().ask(kInfo), StartsWith("0 "));
     EXPECT_TRUE(daemon.process().waitForError("there are 1024 clients, the most there may be"));
     peers.pop_back();
     // The place is free as soon as the manager has seen the end.
