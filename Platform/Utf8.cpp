@@ -29,6 +29,25 @@ Utf8Piece multiBytePiece(const LeadRange& range, std::string_view text) {
     return {range.length, true};
 }
 
+/// Eight bytes at a time, the last ones of a longer text twice.
+bool isAscii(std::string_view text) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    constexpr std::size_t kWord = sizeof kHighBits;
+    const auto wordAt = [text](std::size_t position) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + position, kWord);
+        return word;
+    };
+    if (text.size() < kWord) {
+        return std::none_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) > 0x7F; });
+    }
+    std::uint64_t seen = wordAt(text.size() - kWord);
+    for (std::size_t position = 0; position + kWord < text.size(); position += kWord) {
+        seen |= wordAt(position);
+    }
+    return (seen & kHighBits) == 0;
+}
+
 }  // namespace
 
 Utf8Piece firstUtf8Piece(std::string_view text) {
@@ -45,16 +64,10 @@ Utf8Piece firstUtf8Piece(std::string_view text) {
 }
 
 bool isUtf8(std::string_view text) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    if (isAscii(text)) {  // nearly all text here
+        return true;
+    }
     while (!text.empty()) {
-        // Nearly all text here is ASCII: eight bytes at a time, and the rest at once.
-        std::uint64_t word = 0;
-        const std::size_t length = std::min(text.size(), sizeof word);
-        std::memcpy(&word, text.data(), length);
-        if ((word & kHighBits) == 0) {
-            text.remove_prefix(length);
-            continue;
-        }
         const Utf8Piece piece = firstUtf8Piece(text);
         if (!piece.valid) {
             return false;

@@ -24,18 +24,36 @@ bool precedes(const Entry& left, const Entry& right) {
     return std::strcmp(left.key, right.key) < 0;
 }
 
-/// The first entry whose key is not below `key`.
-Entries::iterator lowerBound(Entries& entries, const char* key) {
-    // Keys mostly arrive in order: a dictionary is decoded from a packet that was sorted when it was encoded.
-    if (entries.empty() || std::strcmp(entries.back().key, key) < 0) {
-        return entries.end();
-    }
-    return std::lower_bound(entries.begin(), entries.end(), key,
-                            [](const Entry& entry, const char* wanted) { return std::strcmp(entry.key, wanted) < 0; });
-}
+/// Where a key stands among the entries, or would stand.
+struct Place {
+    Entries::iterator at;
+    bool taken;
+};
 
-bool holds(const Entries& entries, Entries::const_iterator position, const char* key) {
-    return position != entries.end() && std::strcmp(position->key, key) == 0;
+Place placeOf(Entries& entries, const char* key) {
+    // Keys mostly arrive in order: a dictionary is decoded from a packet that was sorted when it was encoded.
+    const int behindLast = entries.empty() ? 1 : std::strcmp(key, entries.back().key);
+    if (behindLast > 0) {
+        return {entries.end(), false};
+    }
+    auto low = entries.begin();
+    auto high = std::prev(entries.end());
+    if (behindLast == 0) {
+        return {high, true};
+    }
+    while (low != high) {
+        const auto middle = low + (high - low) / 2;
+        const int order = std::strcmp(key, middle->key);
+        if (order == 0) {
+            return {middle, true};
+        }
+        if (order < 0) {
+            high = middle;
+        } else {
+            low = std::next(middle);
+        }
+    }
+    return {low, false};
 }
 
 /// Sorts freshly filled entries; of equal keys the last one stays.
@@ -83,8 +101,8 @@ void xpc_dictionary_set_value(xpc_object_t dictionary, const char* key, xpc_obje
     if (object == nullptr || key == nullptr) {
         return;
     }
-    const auto position = lowerBound(object->entries, key);
-    if (!holds(object->entries, position, key)) {
+    const auto [position, taken] = placeOf(object->entries, key);
+    if (!taken) {
         if (value != nullptr) {
             object->entries.insert(position, {object->copyKey(key), xpc_retain(value)});
         }
@@ -104,8 +122,8 @@ xpc_object_t xpc_dictionary_get_value(xpc_object_t dictionary, const char* key) 
     if (object == nullptr || key == nullptr) {
         return nullptr;
     }
-    const auto position = lowerBound(object->entries, key);
-    return holds(object->entries, position, key) ? position->value : nullptr;
+    const auto [position, taken] = placeOf(object->entries, key);
+    return taken ? position->value : nullptr;
 }
 
 std::size_t xpc_dictionary_get_count(xpc_object_t dictionary) {

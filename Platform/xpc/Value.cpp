@@ -24,9 +24,13 @@ bool dropsLastReference(xpc_object_t object) {
     return !object->isImmortal() && object->references.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
 
-void destroyString(xpc::String* string) {
-    string->~String();
-    ::operator delete(string);
+void destroyScalar(xpc_object_t value) {
+    if (auto* string = xpc::as<xpc::String>(value, xpc::Kind::String)) {
+        string->~String();
+        ::operator delete(string);
+    } else {
+        delete static_cast<xpc::Int64*>(value);
+    }
 }
 
 /// Gives up a container's reference to `value`; a container that dies with it is left to `dying`, since recursing into it would
@@ -37,10 +41,8 @@ void drop(xpc_object_t value, std::vector<xpc_object_t>& dying) {
     }
     if (value->isContainer()) {
         dying.push_back(value);
-    } else if (value->kind == xpc::Kind::String) {
-        destroyString(static_cast<xpc::String*>(value));
     } else {
-        delete static_cast<xpc::Int64*>(value);
+        destroyScalar(value);
     }
 }
 
@@ -80,8 +82,15 @@ xpc_object_t xpc_retain(xpc_object_t object) {
 }
 
 void xpc_release(xpc_object_t object) {
+    if (!dropsLastReference(object)) {
+        return;
+    }
+    if (!object->isContainer()) {
+        destroyScalar(object);
+        return;
+    }
     std::vector<xpc_object_t> dying;
-    drop(object, dying);
+    destroyContainer(object, dying);
     while (!dying.empty()) {
         xpc_object* const container = dying.back();
         dying.pop_back();

@@ -3,6 +3,7 @@
 #include "Platform/Utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 
 namespace ryn::wire {
@@ -169,10 +170,19 @@ private:
         return key && key->find('\0') == std::string_view::npos ? Entry{*key, value(depth + 1)} : Entry{};
     }
 
+    /// Valid until the next call.
+    const char* terminated(std::string_view key) {
+        if (key.size() >= usualKey_.size()) {
+            longKey_.assign(key);
+            return longKey_.c_str();
+        }
+        *std::copy(key.begin(), key.end(), usualKey_.begin()) = '\0';
+        return usualKey_.data();
+    }
+
     /// @return false when the dictionary has the key already. @param entries how many it has
     bool add(xpc_object_t dictionary, const Entry& entry, std::size_t entries) {
-        key_.assign(entry.key);
-        xpc_dictionary_set_value(dictionary, key_.c_str(), entry.value.get());
+        xpc_dictionary_set_value(dictionary, terminated(entry.key), entry.value.get());
         return xpc_dictionary_get_count(dictionary) == entries + 1;
     }
 
@@ -212,7 +222,8 @@ private:
     }
 
     std::span<const std::uint8_t> rest_;
-    std::string key_;  // NUL-terminated copy of the key at hand
+    std::array<char, 64> usualKey_;
+    std::string longKey_;
 };
 
 std::optional<Packet> hello(Decoder& decoder) {

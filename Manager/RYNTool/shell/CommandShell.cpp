@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr std::size_t kUsualWords = 4;
+
 /// In the "C" locale, the only one that the tool runs in: blank, \t, \n, \v, \f and \r.
 constexpr bool isWhiteSpace(char character) {
     return character == ' ' || (character >= '\t' && character <= '\r');
@@ -17,6 +19,7 @@ constexpr bool isWhiteSpace(char character) {
 
 Words CommandShell::tokenize(std::string_view line) {
     Words words;
+    words.reserve(kUsualWords);
     auto start = std::find_if_not(line.begin(), line.end(), isWhiteSpace);
     while (start != line.end()) {
         const auto end = std::find_if(start, line.end(), isWhiteSpace);
@@ -28,20 +31,13 @@ Words CommandShell::tokenize(std::string_view line) {
 
 std::vector<Words> CommandShell::splitCommands(Words words) {
     std::vector<Words> commands;
-    Words pending;
-    const auto close = [&] {
-        if (!pending.empty()) {
-            commands.push_back(std::exchange(pending, {}));
+    for (auto next = words.begin(); next != words.end();) {
+        const auto end = std::find(next, words.end(), "--");
+        if (next != end) {
+            commands.emplace_back(std::move_iterator(next), std::move_iterator(end));
         }
-    };
-    for (std::string& word : words) {
-        if (word == "--") {
-            close();
-        } else {
-            pending.push_back(std::move(word));
-        }
+        next = end == words.end() ? end : end + 1;
     }
-    close();
     return commands;
 }
 
