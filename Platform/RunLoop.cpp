@@ -1,5 +1,6 @@
 #include "Platform/RunLoop.h"
 
+#include "Platform/WakeRequest.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 
 #include <malloc.h>
@@ -8,7 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <condition_variable>
+#include <cstdint>
 #include <ctime>
 #include <mutex>
 #include <vector>
@@ -18,6 +19,11 @@ namespace {
 
 using Clock = RunLoopSource::Clock;
 using Deadline = std::optional<Clock::time_point>;
+
+timespec toTimespec(Clock::duration duration) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(duration);
+    return {seconds.count(), std::chrono::nanoseconds(duration - seconds).count()};
+}
 
 Deadline earlier(const Deadline& left, const Deadline& right) {
     return left && right ? std::min(left, right) : left ? left : right;
@@ -50,7 +56,7 @@ void Watch::serve() const {
     }
 }
 
-/// The thread sleeps on a condition variable as long as no descriptor is to be watched, so that a run that needs none opens no
+/// The thread sleeps on its wake request as long as no descriptor is to be watched, so that a run that needs none opens no
 /// eventfd; with descriptors it sleeps in poll(2) and the eventfd ends the sleep.
 class RunLoop {
 public:
@@ -59,18 +65,15 @@ public:
     [[noreturn]] void run();
 
 private:
-    enum class Sleep { None, OnCondition, InPoll };
-
     Watch look();
     void sleep(Watch& watch);
     void sleepInPoll(Watch& watch);
     void drainWaker();
 
+    WakeRequest wake_;
     std::mutex mutex_;
-    std::condition_variable woken_;
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
-    Sleep sleep_ = Sleep::None;
-    bool wakeAsked_ = false;
+    bool inPoll_ = false;
     bool firstLookIsOver_ = false;
     int waker_ = -1;  ///< an eventfd, once a descriptor was watched
 
@@ -91,16 +94,15 @@ void RunLoop::add(const std::weak_ptr<RunLoopSource>& source) {
 
 void RunLoop::wake() {
     const std::lock_guard lock(mutex_);
-    if (wakeAsked_) {
+    if (!wake_.raise()) {
         return;
     }
-    wakeAsked_ = true;
-    if (sleep_ == Sleep::OnCondition) {
-        woken_.notify_one();
-    } else if (sleep_ == Sleep::InPoll) {
+    if (inPoll_) {
         constexpr std::uint64_t kOnce = 1;
         // Can't fail: the counter is drained after every sleep, and a missing eventfd bounds the sleep.
         [[maybe_unused]] const auto written = ::write(waker_, &kOnce, sizeof kOnce);
+    } else {
+        wake_.notify();
     }
 }
 
@@ -108,7 +110,7 @@ Watch RunLoop::look() {
     Watch watch;
     {
         const std::lock_guard lock(mutex_);
-        wakeAsked_ = false;
+        wake_.clear();
         std::erase_if(sources_, [](const auto& source) { return source.expired(); });
         watch.sources = sources_;
     }
@@ -127,27 +129,24 @@ void RunLoop::sleep(Watch& watch) {
         sleepInPoll(watch);
         return;
     }
-    std::unique_lock lock(mutex_);
-    sleep_ = Sleep::OnCondition;
-    const auto woken = [this] { return wakeAsked_; };
-    if (watch.deadline) {
-        woken_.wait_until(lock, *watch.deadline, woken);
-    } else {
-        woken_.wait(lock, woken);
+    if (!watch.deadline) {
+        wake_.wait(nullptr);
+    } else if (const auto left = *watch.deadline - Clock::now(); left > Clock::duration::zero()) {
+        const timespec longest = toTimespec(left);
+        wake_.wait(&longest);
     }
-    sleep_ = Sleep::None;
 }
 
 void RunLoop::sleepInPoll(Watch& watch) {
     {
         const std::lock_guard lock(mutex_);
-        if (wakeAsked_) {
+        if (wake_.isRaised()) {
             return;
         }
         if (waker_ < 0) {
             waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
         }
-        sleep_ = Sleep::InPoll;
+        inPoll_ = true;
     }
     if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
         watch.deadline = earlier(watch.deadline, Clock::now() + kFirstLook);
@@ -155,9 +154,7 @@ void RunLoop::sleepInPoll(Watch& watch) {
     watch.descriptors.push_back({waker_, POLLIN, 0});
     timespec left{};
     if (watch.deadline) {
-        const auto wait = std::max(Clock::duration::zero(), *watch.deadline - Clock::now());
-        const auto seconds = std::chrono::floor<std::chrono::seconds>(wait);
-        left = {seconds.count(), std::chrono::nanoseconds(wait - seconds).count()};
+        left = toTimespec(std::max(Clock::duration::zero(), *watch.deadline - Clock::now()));
     }
     if (::ppoll(watch.descriptors.data(), watch.descriptors.size(), watch.deadline ? &left : nullptr, nullptr) < 0) {
         for (auto& entry : watch.descriptors) {
@@ -165,7 +162,7 @@ void RunLoop::sleepInPoll(Watch& watch) {
         }
     }
     const std::lock_guard lock(mutex_);
-    sleep_ = Sleep::None;
+    inPoll_ = false;
     if (watch.descriptors.back().revents != 0) {
         drainWaker();
     }
@@ -179,23 +176,22 @@ void RunLoop::drainWaker() {
 void RunLoop::run() {
     const std::lock_guard parked(parked_);
     // Sources that are added right after the start are noticed without being announced.
-    Deadline firstLook = Clock::now() + kFirstLook;
+    const timespec firstLook = toTimespec(kFirstLook);
+    wake_.wait(&firstLook);
+    {
+        const std::lock_guard lock(mutex_);
+        firstLookIsOver_ = true;
+    }
     for (;;) {
-        if (firstLook && *firstLook <= Clock::now()) {
-            firstLook.reset();
-            const std::lock_guard lock(mutex_);
-            firstLookIsOver_ = true;
-        }
         auto watch = look();
-        watch.deadline = earlier(watch.deadline, firstLook);
         sleep(watch);
         watch.serve();
     }
 }
 
-/// The threads beside the parked one take turns more than they compete: one arena serves them all, and a run that is soon over
-/// is spared the setting up of a second.
-[[maybe_unused]] const bool kOneArena = ::mallopt(M_ARENA_MAX, 1) == 1;
+/// Spares a run that is soon over what the heap sets up for a long one: the threads beside the parked one take turns more than
+/// they compete, so one arena serves them all, and the buffer of a socket needs no mapping of its own.
+[[maybe_unused]] const bool kPlainHeap = ::mallopt(M_ARENA_MAX, 1) == 1 && ::mallopt(M_MMAP_THRESHOLD, 1024 * 1024) == 1;
 
 RunLoop& theRunLoop() {
     // Never destroyed: the parked thread uses it until the very end of the process.

@@ -29,7 +29,7 @@ public:
 /// costs no system call until then, and neither operation costs a thread or needs a parked thread.
 void addToRunLoop(const std::weak_ptr<RunLoopSource>& source);
 
-/// Asks every source for its interest again, at once. Free of system calls unless the parked thread is asleep. Call it
+/// Asks every source for its interest again, at once. One system call, none while an earlier request is not yet seen. Call it
 /// when an interest has changed and after a watched descriptor was closed: a sleep keeps the closed file open.
 void wakeRunLoop();
 

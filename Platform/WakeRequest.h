@@ -1,0 +1,32 @@
+#pragma once
+
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <cstdint>
+#include <ctime>
+
+namespace platform {
+
+/// A request to look again, which one thread can sleep for, in futex(2): a condition variable would read the clock before each
+/// sleep, and a run of the tool that is soon over would pay for that with a page fault.
+class WakeRequest {
+public:
+    /// @return whether this is the first since `clear`.
+    bool raise() { return raised_.exchange(1) == 0; }
+    bool isRaised() const { return raised_ != 0; }
+    void clear() { raised_ = 0; }
+
+    /// Ends the sleep of who waits for what was raised.
+    void notify() { ::syscall(SYS_futex, &raised_, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0); }
+    /// Sleeps until it is raised; now and then for no reason. @param longest null: without limit.
+    void wait(const timespec* longest) { ::syscall(SYS_futex, &raised_, FUTEX_WAIT_PRIVATE, 0, longest, nullptr, 0); }
+
+private:
+    std::atomic<std::uint32_t> raised_ = 0;
+};
+
+}  // namespace platform
