@@ -10,14 +10,6 @@ namespace {
 
 constexpr std::size_t kFieldWidth = 18;
 
-/// Where the tables of the tree come from: it is built at one go, on one thread, and still stands when the process exits, so
-/// nothing is given back.
-std::pmr::memory_resource* tableMemory() {
-    constexpr std::size_t kTablesOfOneTree = 16384;
-    static auto* const memory = std::make_unique<std::pmr::monotonic_buffer_resource>(kTablesOfOneTree).release();
-    return memory;
-}
-
 /// A longer word is not cut: it runs into what follows.
 std::string inField(std::string_view word) {
     std::string field(word);
@@ -36,11 +28,7 @@ void printEmptyLine() {
 }  // namespace
 
 CommandBase::CommandBase(std::string name, std::weak_ptr<CommandBase> parent)
-    : parent_(std::move(parent)),
-      name_(std::move(name)),
-      commands_(tableMemory()),
-      helpTexts_(tableMemory()),
-      subCommands_(tableMemory()) {}
+    : parent_(std::move(parent)), name_(std::move(name)) {}
 
 void CommandBase::initialize() {
     const auto parent = parent_.lock();
@@ -55,13 +43,13 @@ void CommandBase::printHelp() {
     printEmptyLine();
     output::printLine(stdout, {"Options for command '", name_, "':"});
     printEmptyLine();
-    for (const auto& [word, handler] : commands_) {
-        const auto helpText = helpTexts_.find(word);
-        printRow(word, helpText == helpTexts_.end() ? "..." : helpText->second);
+    for (const auto* const entry : commands_.ordered()) {
+        const auto& [word, leaf] = *entry;
+        printRow(word, leaf.helpText.empty() ? "..." : leaf.helpText);
     }
     printEmptyLine();
-    for (const auto& [word, child] : subCommands_) {
-        printSubCommandTree(child, 0);
+    for (const auto* const entry : subCommands_.ordered()) {
+        printSubCommandTree(entry->second, 0);
         printEmptyLine();
     }
     printRow("cd", "<sub-command>");
@@ -74,8 +62,8 @@ void CommandBase::printHelp() {
 void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child, int depth) {
     if (!child->commands_.empty()) {
         std::string leaves = "[";
-        for (const auto& [word, handler] : child->commands_) {
-            leaves += word;
+        for (const auto* const entry : child->commands_.ordered()) {
+            leaves += entry->first;
             leaves += '|';
         }
         leaves.back() = ']';
@@ -83,8 +71,8 @@ void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child,
         const std::string label = depth == 0 ? child->name_ : "<" + child->name_ + ">";
         output::printLine(stdout, {"\t", indent, inField(label), leaves});
     }
-    for (const auto& [word, grandchild] : child->subCommands_) {
-        printSubCommandTree(grandchild, depth + 1);
+    for (const auto* const entry : child->subCommands_.ordered()) {
+        printSubCommandTree(entry->second, depth + 1);
     }
 }
 
@@ -92,24 +80,25 @@ void CommandBase::registerCommand(std::string_view word, CommandHandler handler,
     if (!handler) {
         return;
     }
-    commands_.insert_or_assign(word, std::move(handler));
+    Leaf& leaf = commands_[word];
+    leaf.handler = std::move(handler);
     if (!helpText.empty()) {
-        helpTexts_.insert_or_assign(word, helpText);
+        leaf.helpText = helpText;
     }
 }
 
 void CommandBase::registerSubCommand(std::string_view word, std::shared_ptr<CommandBase> child) {
-    subCommands_.insert_or_assign(word, std::move(child));
+    subCommands_[word] = std::move(child);
 }
 
 std::shared_ptr<CommandBase> CommandBase::getSubCommand(std::string_view word) const {
-    const auto found = subCommands_.find(word);
-    return found == subCommands_.end() ? nullptr : found->second;
+    const auto* const child = subCommands_.find(word);
+    return child == nullptr ? nullptr : *child;
 }
 
 bool CommandBase::runCommand(std::string_view word, const Words& words) {
     const auto group = dispatch::group::create();
-    const bool succeeded = commands_.at(word)(group, words);
+    const bool succeeded = commands_.find(word)->handler(group, words);
     group.wait();
     return succeeded;
 }

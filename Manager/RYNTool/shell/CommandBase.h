@@ -1,12 +1,11 @@
 #pragma once
 
+#include "shell/WordTable.h"
 #include "shell/Words.h"
 #include "shell/group.h"
 
 #include <functional>
-#include <map>
 #include <memory>
-#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -53,15 +52,19 @@ protected:
     virtual void registerCommands() = 0;
 
 private:
+    struct Leaf {
+        CommandHandler handler;
+        std::string_view helpText;  ///< may be empty
+    };
+
     /// Prints the leaves of a child as one line, when it has any, then its own children one level deeper.
     void printSubCommandTree(const std::shared_ptr<CommandBase>& child, int depth);
 
     std::weak_ptr<CommandBase> parent_;
     std::string name_;
     std::string path_;
-    std::pmr::map<std::string_view, CommandHandler> commands_;
-    std::pmr::map<std::string_view, std::string_view> helpTexts_;
-    std::pmr::map<std::string_view, std::shared_ptr<CommandBase>> subCommands_;
+    WordTable<Leaf> commands_;
+    WordTable<std::shared_ptr<CommandBase>> subCommands_;
 };
 
 /// Makes a node: `initialize` hands out shared pointers to it, so it runs once one owns it.

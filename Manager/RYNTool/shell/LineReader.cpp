@@ -5,6 +5,12 @@
 
 #include <string_view>
 
+namespace {
+
+constexpr std::size_t kBufferSize = 4096;
+
+}  // namespace
+
 std::optional<std::string> LineReader::next() {
     std::string line;
     for (;;) {
@@ -26,6 +32,7 @@ bool LineReader::fill() {
     if (isAtEnd_) {
         return false;
     }
+    buffer_.resize(kBufferSize);
     begin_ = 0;
     end_ = platform::readStandardInput(buffer_.data(), buffer_.size());
     isAtEnd_ = end_ == 0;

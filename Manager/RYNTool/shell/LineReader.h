@@ -1,9 +1,9 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// Reads standard input line by line.
 ///
@@ -18,8 +18,8 @@ private:
     /// @return whether there is more.
     bool fill();
 
-    std::array<char, 4096> buffer_;
-    std::size_t begin_ = 0;  ///< of what was read and not yet taken
+    std::vector<char> buffer_;  ///< made when it is needed: a run of given words reads nothing
+    std::size_t begin_ = 0;     ///< of what was read and not yet taken
     std::size_t end_ = 0;
     bool isAtEnd_ = false;  ///< for good: a terminal could be read on
 };

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// What words stand for, each word once. The words are not copied: they live as long as the table, as literals do.
+///
+/// Made for the tables of a command node: a dozen words at the most, entered at every start of the tool and looked up once or
+/// never. So a lookup scans, and order is made for who prints.
+template <typename Value>
+class WordTable {
+public:
+    using Entry = std::pair<std::string_view, Value>;
+
+    bool empty() const { return entries_.empty(); }
+    bool contains(std::string_view word) const { return find(word) != nullptr; }
+    /// @return nullptr when the word is not there.
+    const Value* find(std::string_view word) const {
+        const auto found = position(entries_, word);
+        return found == entries_.end() ? nullptr : &found->second;
+    }
+    /// Enters a word that is not there with an empty value.
+    Value& operator[](std::string_view word) {
+        if (entries_.empty()) {
+            entries_.reserve(kUsualSize);
+        }
+        const auto found = position(entries_, word);
+        return found == entries_.end() ? entries_.emplace_back(word, Value()).second : found->second;
+    }
+    /// The entries in the ascending byte-wise order of their words.
+    std::vector<const Entry*> ordered() const {
+        std::vector<const Entry*> entries;
+        for (const Entry& entry : entries_) {
+            entries.push_back(&entry);
+        }
+        std::sort(entries.begin(), entries.end(),
+                  [](const Entry* left, const Entry* right) { return left->first < right->first; });
+        return entries;
+    }
+
+private:
+    static constexpr std::size_t kUsualSize = 4;
+
+    static auto position(auto& entries, std::string_view word) {
+        return std::find_if(entries.begin(), entries.end(), [word](const Entry& entry) { return entry.first == word; });
+    }
+
+    std::vector<Entry> entries_;
+};
