@@ -74,6 +74,9 @@ const Vector kPreferred[] = {
     {"9819" + repeat("01", 25), "[" + repeat("1,", 24) + "1]"},
     {"a26161016162820203", R"({"a":1,"b":[2,3]})"},
     {"826161a161626163", R"(["a",{"b":"c"}])"},
+    // keys of 63 and 64 bytes, beside a short one
+    {"a36161f5783f" + repeat("6b", 63) + "f57840" + repeat("6b", 64) + "f5",
+     R"({"a":true,")" + repeat("k", 63) + R"(":true,")" + repeat("k", 64) + R"(":true})"},
     {repeat("81", 15) + "a0", repeat("[", 15) + "{}" + repeat("]", 15)},
     {repeat("a160", 15) + "8100", repeat("{\"\":", 15) + "[0]" + repeat("}", 15)},
 };
