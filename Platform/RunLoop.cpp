@@ -189,9 +189,13 @@ void RunLoop::run() {
     }
 }
 
+constexpr int kMebibyte = 1024 * 1024;
+
 /// Spares a run that is soon over what the heap sets up for a long one: the threads beside the parked one take turns more than
-/// they compete, so one arena serves them all, and the buffer of a socket needs no mapping of its own.
-[[maybe_unused]] const bool kPlainHeap = ::mallopt(M_ARENA_MAX, 1) == 1 && ::mallopt(M_MMAP_THRESHOLD, 1024 * 1024) == 1;
+/// they compete, so one arena serves them all, and the buffer of a socket needs no mapping of its own. Who sets the one threshold
+/// must set the other, or the end of the heap goes back and forth with each large block.
+[[maybe_unused]] const bool kPlainHeap = ::mallopt(M_ARENA_MAX, 1) == 1 && ::mallopt(M_MMAP_THRESHOLD, kMebibyte) == 1 &&
+                                         ::mallopt(M_TRIM_THRESHOLD, 2 * kMebibyte) == 1;
 
 RunLoop& theRunLoop() {
     // Never destroyed: the parked thread uses it until the very end of the process.
