@@ -29,10 +29,11 @@ Utf8Piece multiBytePiece(const LeadRange& range, std::string_view text) {
     return {range.length, true};
 }
 
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+
 /// Eight bytes at a time, the last ones of a longer text twice.
 bool isAscii(std::string_view text) {
     constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    constexpr std::size_t kWord = sizeof kHighBits;
     const auto wordAt = [text](std::size_t position) {
         std::uint64_t word = 0;
         std::memcpy(&word, text.data() + position, kWord);
@@ -68,6 +69,10 @@ bool isUtf8(std::string_view text) {
         return true;
     }
     while (!text.empty()) {
+        if (text.size() >= kWord && isAscii(text.substr(0, kWord))) {
+            text.remove_prefix(kWord);
+            continue;
+        }
         const Utf8Piece piece = firstUtf8Piece(text);
         if (!piece.valid) {
             return false;
