@@ -12,7 +12,7 @@ import sys
 
 from world import World, run
 
-# valgrind shows the C library one processor; others run a sibling of the same function. The best known processors' come first.
+# valgrind shows the C library one processor; others run a sibling of the same function. Newest first.
 SIBLINGS = ("evex", "avx512", "avx2", "avx", "sse2")
 KIND = re.compile(rf"_({'|'.join(SIBLINGS)})(?=_|$)")
 # valgrind hides the vDSO, so the C library does not look into it.
@@ -62,7 +62,7 @@ def main():
         names = touched(world, [*world.tool, "coredump", "status"], symbols)
     of_one_kind = [name for name in names if KIND.search(name)]
     ordered = ["_start", *(name for name in names if name not in of_one_kind), *HIDDEN, *symbols.resolvers()]
-    print("\n".join(dict.fromkeys([*ordered, *siblings(of_one_kind), *of_one_kind])))
+    print("\n".join(dict.fromkeys([*ordered, *siblings(of_one_kind)])))
 
 
 if __name__ == "__main__":

@@ -55,8 +55,8 @@ class World:
         return found
 
     def _installed(self, built):
-        """A copy, written as an installation writes: how a linker did it shows in how fast the kernel maps the file, and would
-        pass through copy_file_range(2)."""
+        """A copy, written as an installation writes: how a linker did it shows in how fast the kernel maps the file, and passes
+        through a copy made inside the kernel."""
         copy = self.folder / built.name
         if not copy.exists():
             copy.write_bytes(built.read_bytes())

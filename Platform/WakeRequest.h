@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <climits>
 #include <cstdint>
 #include <ctime>
 
@@ -21,12 +20,13 @@ public:
     void clear() { raised_ = 0; }
 
     /// Ends the sleep of who waits for what was raised.
-    void notify() { ::syscall(SYS_futex, &raised_, FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0); }
-    /// Sleeps until it is raised; now and then for no reason. @param longest null: without limit.
+    void notify() { ::syscall(SYS_futex, &raised_, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0); }
+    /// Sleeps until it is raised, not at all when it is; now and then it wakes for no reason. @param longest null: without limit.
     void wait(const timespec* longest) { ::syscall(SYS_futex, &raised_, FUTEX_WAIT_PRIVATE, 0, longest, nullptr, 0); }
 
 private:
     std::atomic<std::uint32_t> raised_ = 0;
+    static_assert(sizeof raised_ == sizeof(std::uint32_t), "futex(2) takes 32 bits");
 };
 
 }  // namespace platform
