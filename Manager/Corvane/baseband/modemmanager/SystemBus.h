@@ -15,8 +15,6 @@
 
 namespace corvane::modemmanager {
 
-using Timer = Timer;
-
 /// A D-Bus error, or one of our own for an answer that never came.
 struct BusError {
     enum class Cause { Answered, TimedOut, Aborted };
