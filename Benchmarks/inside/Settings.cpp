@@ -1,6 +1,6 @@
 // A durable setting against the same bytes written and synced, and a store with many settings against an empty one.
 
-#include "Corvane/SettingsStore.h"
+#include "Corvane/settings/SettingsStore.h"
 #include "support/TempFolder.h"
 
 #include <benchmark/benchmark.h>

@@ -1,10 +1,10 @@
 #include "Corvane/Daemon.h"
 
-#include "Corvane/Log.h"
-#include "Corvane/RequestTrace.h"
-#include "Corvane/baseband/SimulatedBaseband.h"
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
-#include "Corvane/commands/Commands.h"
+#include "Corvane/baseband/simulated/SimulatedBaseband.h"
+#include "Corvane/requests/RequestTrace.h"
+#include "Corvane/requests/commands/Commands.h"
+#include "Corvane/support/Log.h"
 
 #include <sys/resource.h>
 #include <systemd/sd-daemon.h>

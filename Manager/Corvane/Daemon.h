@@ -1,13 +1,13 @@
 #pragma once
 
-#include "Corvane/Dispatcher.h"
-#include "Corvane/EventLoop.h"
-#include "Corvane/Listener.h"
-#include "Corvane/Manager.h"
 #include "Corvane/Options.h"
-#include "Corvane/Server.h"
-#include "Corvane/SettingsStore.h"
-#include "Corvane/StoredBaseband.h"
+#include "Corvane/baseband/StoredBaseband.h"
+#include "Corvane/clients/Listener.h"
+#include "Corvane/clients/Server.h"
+#include "Corvane/loop/EventLoop.h"
+#include "Corvane/requests/Dispatcher.h"
+#include "Corvane/requests/Manager.h"
+#include "Corvane/settings/SettingsStore.h"
 
 #include <memory>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Corvane/FaultRules.h"
+#include "Corvane/requests/FaultRules.h"
 
 #include <string>
 #include <variant>

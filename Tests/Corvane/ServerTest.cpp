@@ -1,9 +1,9 @@
-#include "Corvane/Server.h"
+#include "Corvane/clients/Server.h"
 
-#include "Corvane/Dispatcher.h"
-#include "Corvane/Listener.h"
-#include "Corvane/Manager.h"
 #include "Corvane/Peer.h"
+#include "Corvane/clients/Listener.h"
+#include "Corvane/requests/Dispatcher.h"
+#include "Corvane/requests/Manager.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "Corvane/TraceProperty.h"
+#include "Corvane/traces/TraceProperty.h"
 #include "support/TempFolder.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
-#include "Corvane/baseband/Timer.h"
+#include "Corvane/loop/Timer.h"
 
 #include <memory>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Corvane/EventLoop.h"
-#include "Corvane/Values.h"
-#include "Corvane/baseband/SimulatedBaseband.h"
+#include "Corvane/baseband/simulated/SimulatedBaseband.h"
+#include "Corvane/loop/EventLoop.h"
+#include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
 

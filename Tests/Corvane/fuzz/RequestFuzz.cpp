@@ -1,10 +1,10 @@
-#include "Corvane/Dispatcher.h"
-#include "Corvane/EventLoop.h"
-#include "Corvane/Log.h"
-#include "Corvane/Manager.h"
-#include "Corvane/StoredBaseband.h"
-#include "Corvane/baseband/SimulatedBaseband.h"
-#include "Corvane/commands/Commands.h"
+#include "Corvane/baseband/StoredBaseband.h"
+#include "Corvane/baseband/simulated/SimulatedBaseband.h"
+#include "Corvane/loop/EventLoop.h"
+#include "Corvane/requests/Dispatcher.h"
+#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/commands/Commands.h"
+#include "Corvane/support/Log.h"
 #include "support/TempFolder.h"
 
 #include <cstdlib>

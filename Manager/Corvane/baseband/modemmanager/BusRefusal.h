@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Corvane/Refusal.h"
 #include "Corvane/baseband/modemmanager/SystemBus.h"
+#include "Corvane/support/Refusal.h"
 
 #include <string_view>
 

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/modemmanager/BusValue.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 
 #include <array>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 
 namespace corvane::modemmanager {
 namespace {

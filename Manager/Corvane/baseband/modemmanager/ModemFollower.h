@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Corvane/Refusal.h"
 #include "Corvane/baseband/modemmanager/ModemChoice.h"
 #include "Corvane/baseband/modemmanager/ModemObjects.h"
 #include "Corvane/baseband/modemmanager/SystemBus.h"
+#include "Corvane/support/Refusal.h"
 
 #include <chrono>
 #include <functional>

@@ -1,8 +1,8 @@
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 
-#include "Corvane/Values.h"
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
 #include "Corvane/baseband/modemmanager/ModemReport.h"
+#include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
 #include <memory>

@@ -2,10 +2,10 @@
 
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/PendingAnswer.h"
-#include "Corvane/baseband/Timer.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 #include "Corvane/baseband/modemmanager/ModemReset.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
+#include "Corvane/loop/Timer.h"
 
 #include <deque>
 #include <functional>

@@ -1,8 +1,8 @@
 #include "Corvane/baseband/modemmanager/ModemReport.h"
 
-#include "Corvane/ReadableJson.h"
-#include "Corvane/Values.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
+#include "Corvane/support/ReadableJson.h"
+#include "Corvane/support/Values.h"
 
 #include <memory>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Corvane/baseband/Timer.h"
+#include "Corvane/loop/Timer.h"
 #include "platform/xpc/Object.h"
 
 #include <systemd/sd-bus.h>

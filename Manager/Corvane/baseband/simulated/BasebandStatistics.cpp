@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/BasebandStatistics.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/RFMeasurements.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 
 #include <algorithm>

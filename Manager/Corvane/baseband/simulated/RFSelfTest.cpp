@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/RFSelfTest.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 
 #include <utility>

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/RFSelfTestOptions.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 
 #include <optional>

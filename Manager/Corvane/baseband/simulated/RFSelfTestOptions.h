@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Corvane/Refusal.h"
+#include "Corvane/support/Refusal.h"
 #include "platform/xpc/Object.h"
 
 #include <array>

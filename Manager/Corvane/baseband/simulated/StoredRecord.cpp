@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/StoredRecord.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/WakeReasons.h"
 
-#include "Corvane/Values.h"
+#include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
 #include <array>

@@ -1,0 +1,157 @@
+#include "Corvane/clients/Session.h"
+
+#include "Corvane/requests/Dispatcher.h"
+#include "Corvane/requests/ErrorReply.h"
+#include "Corvane/requests/RequestTrace.h"
+#include "Corvane/support/Log.h"
+
+#include <algorithm>
+
+namespace corvane {
+
+namespace wire = ryn::wire;
+
+namespace {
+
+/// One buffer for all packets out: the daemon has one thread, and a sink has taken the bytes when it returns.
+std::vector<std::uint8_t>& outputBuffer() {
+    static std::vector<std::uint8_t> buffer;
+    return buffer;
+}
+
+/// The tool shows a person only that a command failed: why stands here.
+void logRefusal(const std::string& clientName, const Refusal& refusal) {
+    constexpr int kLinesAMinute = 30;
+    static log::RateLimited limited(kLinesAMinute);
+    limited.write(log::Level::Info, "Refused " + clientName + ": " + refusal.sentence);
+}
+
+}  // namespace
+
+Session::Progress Session::receive(std::span<const std::uint8_t> packet) {
+    const auto decoded = wire::decode(packet);
+    if (!decoded) {
+        end("sent a malformed packet");
+        return Progress::Ended;
+    }
+    if (!greeted_) {
+        return greet(*decoded);
+    }
+    if (const auto* asked = std::get_if<wire::Request>(&*decoded)) {
+        request(*asked, packet.size());
+    } else if (const auto* events = std::get_if<wire::Events>(&*decoded)) {
+        setEvents(events->on);
+        return Progress::Expecting;
+    } else {
+        end("sent a packet that is not a client's");
+    }
+    return ended_ ? Progress::Ended : Progress::Served;
+}
+
+Session::Progress Session::greet(const wire::Packet& packet) {
+    const auto* hello = std::get_if<wire::Hello>(&packet);
+    if (hello == nullptr) {
+        end("did not begin with hello");
+        return Progress::Ended;
+    }
+    if (hello->version != wire::kProtocolVersion) {
+        end("speaks version " + std::to_string(hello->version) + " of the protocol");
+        return Progress::Ended;
+    }
+    constexpr std::size_t kLongestName = 64;
+    clientName_ = hello->clientName.substr(0, kLongestName);
+    greeted_ = true;
+    return Progress::Expecting;
+}
+
+void Session::setEvents(bool on) {
+    if (wantsEvents_ != on) {
+        wantsEvents_ = on;
+        sink_.watch(on);
+    }
+}
+
+void Session::request(const wire::Request& request, std::size_t packetSize) {
+    if (std::ranges::find(outstanding_, request.id, &Outstanding::id) != outstanding_.end()) {
+        end("used the id of a request that waits for its answer");
+        return;
+    }
+    const bool tooManyBytes = !outstanding_.empty() && outstandingBytes_ + packetSize > kMaxOutstandingBytes;
+    if (outstanding_.size() >= kMaxOutstanding || tooManyBytes) {
+        answer(request.id, {Refusal{ResultCode::LimitReached, "Too many requests wait for their answers: at most " +
+                                                                  std::to_string(kMaxOutstanding) + ", of " +
+                                                                  std::to_string(kMaxOutstandingBytes) + " bytes in all, may."},
+                            {}});
+        return;
+    }
+    requestSize_ = packetSize;
+    if (auto answered = dispatcher_.dispatch(*this, request)) {
+        answer(request.id, *answered);
+    }
+}
+
+void Session::makeOutstanding(std::uint64_t id) {
+    outstanding_.push_back({id, requestSize_});
+    outstandingBytes_ += requestSize_;
+}
+
+void Session::forget(std::uint64_t id) {
+    const auto found = std::ranges::find(outstanding_, id, &Outstanding::id);
+    if (found != outstanding_.end()) {
+        outstandingBytes_ -= found->bytes;
+        outstanding_.erase(found);
+    }
+}
+
+Completion Session::answerLater(std::uint64_t id) {
+    makeOutstanding(id);
+    return [weak = weak_from_this(), id](const Answer& answered) {
+        if (const auto session = weak.lock()) {
+            session->forget(id);
+            session->answer(id, answered);
+        }
+    };
+}
+
+void Session::answer(std::uint64_t id, const Answer& answered) {
+    if (!answered.refusal) {
+        send(id, 0, answered.reply);
+        return;
+    }
+    dispatcher_.countRefusal();
+    logRefusal(clientName_, *answered.refusal);
+    send(id, answered.refusal->result(), errorReply(*answered.refusal, answered.reply));
+}
+
+void Session::answerResult(std::uint64_t id, std::int32_t result, const std::string& sentence) {
+    dispatcher_.countRefusal();
+    const Refusal refusal{static_cast<ResultCode>(result), sentence};
+    send(id, result, sentence.empty() ? xpc::Object() : errorReply(refusal, {}));
+}
+
+void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& object) {
+    if (ended_) {
+        return;
+    }
+    if (trace::isOn()) {
+        trace::reply(clientName_, id, result, object);
+    }
+    if (wire::encode(wire::Reply{id, result, object}, outputBuffer())) {
+        sink_.send(outputBuffer());
+        return;
+    }
+    log::error("a reply did not fit a packet");
+    answerResult(id, static_cast<std::int32_t>(ResultCode::LimitReached), "The reply does not fit a packet.");
+}
+
+void Session::sendGarbage() {
+    constexpr std::uint8_t kGarbage[] = {0xFF, 0x00, 0xFF};  // a break without a beginning (RFC 8949 section 3.2.1)
+    sink_.send(kGarbage);
+}
+
+void Session::end(std::string_view why) {
+    ended_ = true;
+    sink_.end(why);
+}
+
+}  // namespace corvane

@@ -1,0 +1,57 @@
+#include "Corvane/requests/FaultRules.h"
+
+#include <charconv>
+#include <limits>
+
+namespace corvane {
+
+namespace {
+
+constexpr std::string_view kWithoutDictionary = ":nodict";
+
+/// A result, signed or as the 32 bits that it is made of.
+std::optional<std::int32_t> parseResult(std::string_view word) {
+    const bool hexadecimal = word.starts_with("0x") || word.starts_with("0X");
+    const std::string_view digits = hexadecimal ? word.substr(2) : word;
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, hexadecimal ? 16 : 10);
+    const bool fits = number >= std::numeric_limits<std::int32_t>::min() && number <= std::numeric_limits<std::uint32_t>::max();
+    if (error != std::errc() || end != digits.data() + digits.size() || !fits || number == 0) {
+        return std::nullopt;
+    }
+    return static_cast<std::int32_t>(number);
+}
+
+std::optional<Fault> parseFault(std::string_view word) {
+    if (word == "drop") {
+        return Fault{Fault::Kind::Drop};
+    }
+    if (word == "hang") {
+        return Fault{Fault::Kind::Hang};
+    }
+    if (word == "malformed") {
+        return Fault{Fault::Kind::Malformed};
+    }
+    const bool withoutDictionary = word.ends_with(kWithoutDictionary);
+    if (withoutDictionary) {
+        word.remove_suffix(kWithoutDictionary.size());
+    }
+    const auto result = parseResult(word);
+    return result ? std::optional(Fault{Fault::Kind::Result, *result, withoutDictionary}) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> FaultRules::add(std::string_view rule) {
+    const std::size_t equals = rule.find('=');
+    const auto fault = equals == std::string_view::npos || equals == 0 ? std::nullopt : parseFault(rule.substr(equals + 1));
+    if (!fault) {
+        return "'" + std::string(rule) +
+               "' is no fault rule: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed is, with a "
+               "RESULT that is not 0";
+    }
+    rules_.insert_or_assign(std::string(rule.substr(0, equals)), *fault);
+    return std::nullopt;
+}
+
+}  // namespace corvane

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/loop/EventLoop.h"
+#include "Corvane/requests/Statistics.h"
+#include "Corvane/traces/ScratchLog.h"
+#include "Corvane/traces/TraceFilters.h"
+#include "Corvane/traces/TraceLogs.h"
+#include "Corvane/traces/TraceSettings.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace corvane {
+
+/// What the commands work on: the settings, the logs, the figures and the baseband, and what concerns several of them.
+class Manager : public BasebandListener {
+public:
+    using EventSink = std::function<void(const char* event, const xpc::Object& payload)>;
+
+    /// @param store and @param loopUse outlive this. @param stateFolder where the logs go.
+    Manager(SettingsStore& store, const std::filesystem::path& stateFolder, LoopUse& loopUse);
+    ~Manager() override;
+    Manager(const Manager&) = delete;
+    Manager& operator=(const Manager&) = delete;
+
+    /// @param events takes what every client that watches is to hear.
+    void start(std::unique_ptr<Baseband> baseband, EventSink events);
+    /// Answers everything that waits.
+    void stop();
+
+    /// Why the baseband may not be reset now; nullopt when it may.
+    static std::optional<Refusal> refuseReset();
+    static std::optional<Refusal> unblockResets();
+    /// Puts every setting back to its default.
+    std::optional<Refusal> resetSettings();
+    /// Answers without a reply, when the folder is written.
+    void collectTraceLogs(const std::string& reason, Completion completion);
+
+    TraceSettings& traceSettings() { return traceSettings_; }
+    TraceFilters& traceFilters() { return traceFilters_; }
+    BootFigures& bootFigures() { return bootFigures_; }
+    CommandFigures& commandFigures() { return commandFigures_; }
+    ClientFigures& clientFigures() { return clientFigures_; }
+    /// The only way to the baseband from outside: what is asked of it may take its time on the loop.
+    Baseband& baseband() {
+        loopUse_.raised = true;
+        return *baseband_;
+    }
+
+    void basebandEvent(const char* event, const xpc::Object& payload) override;
+    void basebandLog(std::string_view sentence) override;
+
+private:
+    void settingChanged(const TraceProperty& property, const std::string& value);
+    SnapshotFile describe(const std::string& reason, const xpc::Object& version);
+    void finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion);
+
+    LoopUse& loopUse_;
+    TraceSettings traceSettings_;
+    TraceFilters traceFilters_;
+    BootFigures bootFigures_;
+    CommandFigures commandFigures_;
+    ClientFigures clientFigures_;
+    ScratchLog scratchLog_;
+    TraceLogs traceLogs_;
+    unsigned collecting_ = 0;
+    EventSink events_;
+    std::unique_ptr<Baseband> baseband_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Corvane/settings/SettingsStore.h"
+#include "platform/xpc/Object.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace corvane {
+
+/// What the manager has counted since it started.
+struct ClientFigures {
+    std::uint64_t connected = 0;       ///< now
+    std::uint64_t watchingEvents = 0;  ///< now
+    std::uint64_t accepted = 0;
+    std::uint64_t refusedPeers = 0;  ///< not allowed to connect
+    std::uint64_t refusedOverLimit = 0;
+    std::uint64_t ended = 0;  ///< by the daemon: malformed packets, no hello in time, nothing read
+    std::uint64_t eventsSent = 0;
+
+    xpc::Object toDictionary() const;
+};
+
+struct CommandFigures {
+    std::map<std::string, std::uint64_t> served;  ///< by command; a count's place never changes
+    std::uint64_t refused = 0;
+    std::uint64_t unknown = 0;  ///< commands that there are not, refused too
+
+    xpc::Object toDictionary() const;
+};
+
+/// The boot module's figures that clients report. They are kept over restarts.
+class BootFigures {
+public:
+    explicit BootFigures(SettingsStore& store);
+
+    /// In seconds, from 0; absent ones stay as they are. @return why they could not be kept.
+    std::optional<std::string> report(std::optional<std::int64_t> lastRecoveryTime,
+                                      std::optional<std::int64_t> lastHardResetTime);
+    /// Adds the reported ones to `figures`.
+    void addTo(const xpc::Object& figures) const;
+
+private:
+    SettingsStore& store_;
+};
+
+}  // namespace corvane

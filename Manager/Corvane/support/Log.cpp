@@ -1,0 +1,99 @@
+#include "Corvane/support/Log.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace corvane::log {
+
+namespace {
+
+constexpr std::size_t kLongestLine = 2048;  // within PIPE_BUF, so that a line is written whole
+constexpr std::int64_t kRateLimitSeconds = 60;
+
+/// Whether standard error is the journal's own stream (systemd.exec(5), $JOURNAL_STREAM).
+bool isReadByJournal() {
+    const char* stream = std::getenv("JOURNAL_STREAM");
+    struct stat status {};
+    if (stream == nullptr || fstat(STDERR_FILENO, &status) != 0) {
+        return false;
+    }
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
+}
+
+struct State {
+    Level highest = Level::Info;
+    bool journal = isReadByJournal();
+    Taker taker;
+};
+
+State& state() {
+    static State instance;
+    return instance;
+}
+
+/// A terminal's line ends and control characters must not come from a client's text.
+void appendPrintable(std::string& text, std::string_view line) {
+    for (const char character : line.substr(0, kLongestLine)) {
+        const auto byte = static_cast<unsigned char>(character);
+        text += byte < 0x20 || byte == 0x7F ? '?' : character;
+    }
+}
+
+}  // namespace
+
+void setLevel(Level highest) {
+    state().highest = highest;
+}
+
+bool isOn(Level level) {
+    return level <= state().highest;
+}
+
+void alsoTo(Taker taker) {
+    state().taker = std::move(taker);
+}
+
+void write(Level level, std::string_view line) {
+    State& log = state();
+    const bool taken = log.taker && level <= Level::Info;
+    if (!isOn(level) && !taken) {
+        return;
+    }
+    std::string text = log.journal ? "<" + std::to_string(static_cast<int>(level)) + ">" : "Corvane: ";
+    const std::size_t prefix = text.size();
+    appendPrintable(text, line);
+    if (taken) {
+        log.taker(std::string_view(text).substr(prefix));
+    }
+    pollfd stream{STDERR_FILENO, POLLOUT, 0};
+    if (isOn(level) && poll(&stream, 1, 0) == 1 && (stream.revents & POLLOUT) != 0) {
+        text += '\n';
+        // Nothing can be done about a log that can't be written.
+        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+    }
+}
+
+void RateLimited::write(Level level, std::string_view line) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    if (now.tv_sec >= minuteEnds_) {
+        minuteEnds_ = now.tv_sec + kRateLimitSeconds;
+        written_ = 0;
+    }
+    if (written_ == linesAMinute_) {
+        ++leftOut_;
+        return;
+    }
+    ++written_;
+    const std::string more = leftOut_ == 0 ? "" : " (and " + std::to_string(leftOut_) + " more like it)";
+    leftOut_ = 0;
+    log::write(level, std::string(line) + more);
+}
+
+}  // namespace corvane::log

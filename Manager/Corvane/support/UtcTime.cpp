@@ -1,0 +1,34 @@
+#include "Corvane/support/UtcTime.h"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+namespace corvane {
+
+namespace {
+
+std::string format(const timespec& time, const char* format) {
+    tm parts{};
+    gmtime_r(&time.tv_sec, &parts);
+    std::array<char, 64> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), format, &parts)};
+}
+
+}  // namespace
+
+std::string utcTime(const char* pattern) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return format(now, pattern);
+}
+
+std::string utcTimeStamp() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    std::array<char, 8> fraction{};
+    std::snprintf(fraction.data(), fraction.size(), ".%03dZ", static_cast<int>(now.tv_nsec / 1000000) % 1000);
+    return format(now, "%Y-%m-%dT%H:%M:%S") + fraction.data();
+}
+
+}  // namespace corvane

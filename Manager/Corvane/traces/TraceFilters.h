@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Corvane/settings/SettingsStore.h"
+#include "Corvane/support/Refusal.h"
+#include "platform/xpc/Object.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace corvane {
+
+/// The two filters of trace log collections. Each is at its default, at a value of a client's, or removed.
+class TraceFilters {
+public:
+    explicit TraceFilters(SettingsStore& store);
+
+    /// @param value absent: back to the default. On disk before it returns. @return why it was refused.
+    std::optional<Refusal> add(std::string_view filter, std::optional<std::int64_t> value);
+    std::optional<Refusal> remove(std::string_view filter);
+    std::optional<Refusal> reset();
+
+    /// In percent of the disk that a collection needs free, from 0 to 100; nullopt when the filter is removed.
+    std::optional<std::int64_t> freeSpacePercentage() const { return values_[0]; }
+    /// How many folders of trace logs there may be; nullopt when the filter is removed.
+    std::optional<std::int64_t> maxLogLimit() const { return values_[1]; }
+
+    /// {filter: int64}, without those that are removed.
+    xpc::Object all() const;
+
+private:
+    std::optional<Refusal> keep(std::size_t index, std::optional<std::int64_t> value);
+
+    SettingsStore& store_;
+    std::array<std::optional<std::int64_t>, 2> values_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,136 @@
+#include "Corvane/traces/TraceLogs.h"
+
+#include "Corvane/support/Log.h"
+#include "Corvane/support/UtcTime.h"
+#include "config/TraceType.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <system_error>
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kPartial = ".partial";
+
+/// The number behind the last '-'; 0 when `name` is not one of ours.
+long numberOf(const std::string& name) {
+    const std::size_t dash = name.rfind('-');
+    return name.starts_with(ryn::trace::kLogDirPrefix) && dash != std::string::npos && !name.ends_with(kPartial)
+               ? std::strtol(name.c_str() + dash + 1, nullptr, 10)
+               : 0;
+}
+
+std::optional<Refusal> failed(const fs::path& folder, const std::string& why) {
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+    return Refusal{ResultCode::StorageFailed,
+                   "The trace logs could not be written to " + folder.parent_path().string() + ": " + why + "."};
+}
+
+bool writeFile(const fs::path& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary);
+    file << content;
+    file.close();
+    return file.good();
+}
+
+}  // namespace
+
+TraceLogs::TraceLogs(fs::path folder, const TraceFilters& filters, ScratchLog& scratchLog)
+    : folder_(std::move(folder)), filters_(filters), scratchLog_(scratchLog) {}
+
+std::optional<Refusal> TraceLogs::refuseCollection() const {
+    if (filters_.maxLogLimit() == 0) {
+        return Refusal{ResultCode::LimitReached, "The max-log filter is 0, so that no trace logs are kept; raise or remove it."};
+    }
+    const auto needed = filters_.freeSpacePercentage();
+    struct statvfs disk {};
+    if (!needed || statvfs(folder_.parent_path().c_str(), &disk) != 0 || disk.f_blocks == 0) {
+        return std::nullopt;
+    }
+    const auto free = static_cast<std::int64_t>(100 * disk.f_bavail / disk.f_blocks);
+    if (free >= *needed) {
+        return std::nullopt;
+    }
+    return Refusal{ResultCode::LimitReached, "The disk of " + folder_.string() + " has " + std::to_string(free) +
+                                                 " % free and the free-space filter asks for " + std::to_string(*needed) +
+                                                 " %; make room, or lower or remove the filter."};
+}
+
+std::optional<Refusal> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
+    std::error_code error;
+    fs::create_directories(folder_, error);
+    removeLeftovers();
+    const std::vector<Collection> before = collections();
+    const long number = before.empty() ? 1 : before.back().number + 1;
+    const fs::path whole = folder_ / (ryn::trace::kLogDirPrefix + utcTime("%Y-%m-%dT%H-%M-%SZ") + "-" + std::to_string(number));
+    const fs::path partial = whole.string() + std::string(kPartial);
+    if (!fs::create_directory(partial, error)) {
+        return failed(partial, error.message());
+    }
+    for (const SnapshotFile& file : files) {
+        if (!writeFile(partial / file.name, file.content)) {
+            return failed(partial, file.name + " did not fit or could not be made");
+        }
+    }
+    log::notice("collected trace logs in " + whole.string());
+    // The manager's own log comes last: a failure before has left it where it was.
+    if ((error = scratchLog_.collect(partial, keepScratchLogs))) {
+        return failed(partial, error.message());
+    }
+    fs::rename(partial, whole, error);
+    if (error) {
+        return failed(partial, error.message());
+    }
+    dropOldest();
+    return std::nullopt;
+}
+
+std::vector<TraceLogs::Collection> TraceLogs::collections() const {
+    std::vector<Collection> found;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
+        if (const long number = numberOf(entry->path().filename().string()); number > 0) {
+            found.push_back({number, entry->path()});
+        }
+    }
+    std::ranges::sort(found, {}, &Collection::number);
+    return found;
+}
+
+void TraceLogs::removeLeftovers() const {
+    std::vector<fs::path> leftovers;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
+        if (entry->path().filename().string().ends_with(kPartial)) {
+            leftovers.push_back(entry->path());
+        }
+    }
+    for (const fs::path& leftover : leftovers) {
+        fs::remove_all(leftover, error);
+    }
+}
+
+void TraceLogs::dropOldest() const {
+    const auto limit = filters_.maxLogLimit();
+    std::vector<Collection> kept = collections();
+    if (!limit || kept.size() <= static_cast<std::size_t>(*limit)) {
+        return;
+    }
+    kept.resize(kept.size() - static_cast<std::size_t>(*limit));
+    for (const Collection& oldest : kept) {
+        std::error_code error;
+        fs::remove_all(oldest.folder, error);
+        log::info(error ? "can't remove " + oldest.folder.string() + ": " + error.message()
+                        : "removed " + oldest.folder.string() + ": the max-log filter keeps " + std::to_string(*limit));
+    }
+}
+
+}  // namespace corvane

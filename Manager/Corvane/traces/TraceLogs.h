@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/support/Refusal.h"
+#include "Corvane/traces/ScratchLog.h"
+#include "Corvane/traces/TraceFilters.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace corvane {
+
+/// Folders of collected trace logs, "log-bb-<UTC time>-<n>" with an n that grows, below the state folder's "Snapshots".
+class TraceLogs {
+public:
+    /// The references outlive this.
+    TraceLogs(std::filesystem::path folder, const TraceFilters& filters, ScratchLog& scratchLog);
+
+    /// Why the filters forbid a collection now; nullopt when they don't.
+    std::optional<Refusal> refuseCollection() const;
+    /// Writes a folder that appears whole, and drops the oldest ones over the filter's limit.
+    /// @param keepScratchLogs whether the manager's own log goes on as if nothing had been collected.
+    std::optional<Refusal> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
+
+private:
+    struct Collection {
+        long number;
+        std::filesystem::path folder;
+    };
+
+    std::vector<Collection> collections() const;
+    void removeLeftovers() const;
+    void dropOldest() const;
+
+    std::filesystem::path folder_;
+    const TraceFilters& filters_;
+    ScratchLog& scratchLog_;
+};
+
+}  // namespace corvane

@@ -1,0 +1,181 @@
+#include "Corvane/traces/TraceProperty.h"
+
+#include "config/DiagConfig.h"
+#include "config/RYNProperties.h"
+#include "platform/vsk/SorvexUtil.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+
+namespace corvane {
+
+namespace {
+
+using ryn::trace::Type;
+using Form = TraceProperty::Form;
+using Keeping = TraceProperty::Keeping;
+namespace diag = ::diag::config;
+
+constexpr std::int64_t kKernelPCIHistory = 64;  // megabytes
+constexpr std::int64_t kKernelPCIBuffers = 4;
+constexpr std::int64_t kMaxKernelPCIBuffers = 64;
+constexpr std::int64_t kRYNHistory = 5;  // megabytes
+
+TraceProperty flag(Type trace, const char* name, bool byDefault, Keeping keeping = Keeping::Stored) {
+    return {trace, name, Form::Flag, keeping, byDefault ? "true" : "false"};
+}
+
+TraceProperty number(Type trace, const char* name, std::int64_t lowest, std::int64_t highest, std::int64_t byDefault) {
+    return {trace, name, Form::Number, Keeping::Stored, std::to_string(byDefault), lowest, highest};
+}
+
+TraceProperty choice(Type trace, const char* name, std::vector<std::string> choices, std::size_t byDefault,
+                     Keeping keeping = Keeping::Stored) {
+    const std::string text = choices[byDefault];
+    return {trace, name, Form::Choice, keeping, text, 0, 0, std::move(choices)};
+}
+
+TraceProperty fileName(Type trace, const char* name, const char* byDefault, Keeping keeping = Keeping::Stored) {
+    return {trace, name, Form::FileName, keeping, byDefault};
+}
+
+TraceProperty inPreferences(TraceProperty property, std::string (*read)(), bool (*write)(const std::string& value)) {
+    property.keeping = Keeping::Preferences;
+    property.read = read;
+    property.write = write;
+    return property;
+}
+
+/// The texts of an enumeration that counts from 0 to `last`.
+template <typename Enumeration>
+std::vector<std::string> textsUpTo(Enumeration last) {
+    std::vector<std::string> texts;
+    for (std::uint32_t value = 0; value <= static_cast<std::uint32_t>(last); ++value) {
+        texts.emplace_back(diag::toString(Enumeration{value}));
+    }
+    return texts;
+}
+
+std::vector<TraceProperty> allTraceProperties() {
+    const auto modes = textsUpTo(diag::Mode::PassiveOnAP);
+    const auto defaultMode = static_cast<std::size_t>(diag::kDefaultMode);
+    return {
+        flag(Type::DIAG, diag::kEnabledKey, diag::getDefaultEnabled()),
+        flag(Type::DIAG, diag::kTempEnabledKey, diag::getDefaultEnabled(), Keeping::Temporary),
+        choice(Type::DIAG, diag::kModeKey, modes, defaultMode),
+        choice(Type::DIAG, diag::kTempModeKey, modes, defaultMode, Keeping::Temporary),
+        number(Type::DIAG, diag::kHistoryKey, 1, diag::kMaxHistory, diag::kDefaultHistory),
+        fileName(Type::DIAG, diag::kPrimaryDMCFileKey, diag::kDefaultPrimaryDMCFile, Keeping::ReadOnly),
+        fileName(Type::DIAG, diag::kSecondaryDMCFileKey, diag::kDefaultSecondaryDMCFile),
+        fileName(Type::DIAG, diag::kExtraDMCFileKey, diag::kDefaultExtraDMCFile),
+        fileName(Type::DIAG, diag::kSleepDMCFileKey, diag::kDefaultSleepDMCFile),
+        choice(Type::DIAG, diag::kEnabledDuringSleepKey, textsUpTo(diag::DuringAPSleep::Lite), 0),
+        flag(Type::DIAG, diag::kUseThresholdKey, diag::kDefaultUseThreshold),
+        number(Type::DIAG, diag::kHighWatermarkKey, 0, 100, diag::kDefaultHighWatermark),
+        number(Type::DIAG, diag::kLowWatermarkKey, 0, 100, diag::kDefaultLowWatermark),
+        flag(Type::DIAG, diag::kStopReaderKey, diag::kDefaultStopReader),
+        flag(Type::DIAG, diag::kBufferingOnAPAwake, diag::kDefaultBufferingOnAPAwake),
+        flag(Type::DIAG, diag::kStallDetectionKey, diag::kDefaultStallDetection),
+        choice(Type::DIAG, diag::kStallDetectionRecoveryKey, textsUpTo(diag::Recovery::Reconfigure), 0),
+        choice(Type::DIAG, diag::kDumpStateKey, {"Idle", "Dumping"}, 0, Keeping::ReadOnly),
+        flag(Type::CoreDump, diag::kEnabledKey, true),
+        flag(Type::EURCoreDump, diag::kEnabledKey, true),
+        flag(Type::IPCTrace, diag::kEnabledKey, false),
+        flag(Type::BasebandIPC, diag::kEnabledKey, false),
+        choice(Type::TEMS, diag::kModeKey, {"OFF", "HW"}, 0),
+        inPreferences(
+            flag(Type::RYN, diag::kEnabledKey, ryn::trace::isAllowed()),
+            [] { return std::string(RYNProperties::traceRYNEnabled() ? "true" : "false"); },
+            [](const std::string& value) { return RYNProperties::setTraceRYNEnabled(value == "true"); }),
+        inPreferences(
+            number(Type::RYN, diag::kHistoryKey, 1, diag::kMaxHistory, kRYNHistory),
+            [] { return std::to_string(RYNProperties::traceRYNHistory()); },
+            [](const std::string& value) { return RYNProperties::setTraceRYNHistory(std::stoul(value)); }),
+        flag(Type::RYN, TraceProperty::kKeepScratchLogs, false),
+        flag(Type::SYSLOG, diag::kEnabledKey, false),
+        flag(Type::KernelPCI, diag::kEnabledKey, false),
+        number(Type::KernelPCI, diag::kHistoryKey, 1, diag::kMaxHistory, kKernelPCIHistory),
+        number(Type::KernelPCI, "BufferCount", 1, kMaxKernelPCIBuffers, kKernelPCIBuffers),
+    };
+}
+
+/// Core dumps are collected wherever the radio can write them, whichever of the two kinds the name stands for.
+bool isServed(Type trace) {
+    return trace == Type::CoreDump ? SorvexCapabilitiesRadioCoreDumpGetPersonality() != 0 : ryn::trace::isSupported(trace);
+}
+
+std::optional<std::int64_t> parse(std::string_view text) {
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+bool equalIgnoringCase(std::string_view left, std::string_view right) {
+    return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+}
+
+bool isPlainFileName(std::string_view name) {
+    const auto isUnfit = [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte < 0x20 || byte == 0x7F || character == '/';
+    };
+    return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." && std::ranges::none_of(name, isUnfit);
+}
+
+std::string joinedWithOr(const std::vector<std::string>& words) {
+    std::string text;
+    for (std::size_t index = 0; index < words.size(); ++index) {
+        text += (index == 0 ? "" : index + 1 == words.size() ? " or " : ", ") + words[index];
+    }
+    return text;
+}
+
+}  // namespace
+
+std::optional<std::string> TraceProperty::accept(std::string_view value) const {
+    switch (form) {
+        case Form::Flag:
+            return value == "true" || value == "false" ? std::optional<std::string>(value) : std::nullopt;
+        case Form::Number: {
+            const auto parsed = parse(value);
+            return parsed && *parsed >= lowest && *parsed <= highest ? std::optional(std::to_string(*parsed)) : std::nullopt;
+        }
+        case Form::Choice: {
+            const auto position = parse(value);
+            for (std::size_t index = 0; index < choices.size(); ++index) {
+                if (equalIgnoringCase(value, choices[index]) || position == static_cast<std::int64_t>(index)) {
+                    return choices[index];
+                }
+            }
+            return std::nullopt;
+        }
+        case Form::FileName:
+            return isPlainFileName(value) ? std::optional<std::string>(value) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::string TraceProperty::acceptable() const {
+    switch (form) {
+        case Form::Flag:
+            return "true or false";
+        case Form::Number:
+            return "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+        case Form::Choice:
+            return joinedWithOr(choices) + ", or its number from 0 to " + std::to_string(choices.size() - 1);
+        case Form::FileName:
+            return "the plain name of a DMC file, such as Default, Sleep, Tput or None";
+    }
+    return {};
+}
+
+std::vector<TraceProperty> supportedTraceProperties() {
+    std::vector<TraceProperty> properties = allTraceProperties();
+    std::erase_if(properties, [](const TraceProperty& property) { return !isServed(property.trace); });
+    return properties;
+}
+
+}  // namespace corvane
