@@ -1,0 +1,228 @@
+"""Both clients against a real manager, at its socket and through the bridge."""
+
+import asyncio
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import threading
+
+import cbor2
+import pytest
+
+from corvane import (
+    AsyncClient,
+    Client,
+    Command,
+    ConnectionLost,
+    CorvaneError,
+    MalformedReply,
+    NotConnected,
+    Refused,
+    RequestTooLarge,
+    TimedOut,
+    commands,
+)
+
+BRIDGE = os.environ.get("CORVANE_BRIDGE", "corvane-bridge")
+
+
+@pytest.fixture(params=["socket", "bridge"])
+def client(request, corvane, monkeypatch):
+    monkeypatch.setenv("CORVANE_SOCKET", corvane.socket)
+    with Client(bridge=[BRIDGE] if request.param == "bridge" else None) as client:
+        yield client
+
+
+def test_commands_change_the_baseband(client):
+    client.wait_for_state("Ready")
+    client.perform(commands.set_operating_mode(0))
+    assert client.perform(commands.operating_mode()) == 0
+    client.perform(commands.set_trace_property("DIAG", "History", "300"))
+    assert client.perform(commands.trace_property("DIAG", "History")) == "300"
+    client.perform(commands.reset("soft", "lab"))
+    assert client.perform(commands.boot_state()) == "Ready"
+    assert client.perform(commands.info())["KeyCorvaneVersion"]
+    client.perform(commands.collect_trace_logs("a \u00e9 reason"))
+
+
+def test_events_of_a_reset(client):
+    client.wait_for_state("Ready")
+    client.watch()
+    client.perform(commands.reset("hard", "lab"))
+    states = []
+    while states[-3:] != ["Resetting", "Booting", "Ready"]:
+        event = client.next_event(timeout=5)
+        if event.name == "BasebandBootStateChangeNotification":
+            states.append(event.payload["KeyBasebandBootState"])
+
+
+@pytest.mark.parametrize(
+    "command, result",
+    [
+        (Command("NoSuchCommand"), 0xE020E100),
+        (Command("SetBasebandOperatingModeCommand", {"KeyBasebandOperatingMode": "x"}), 0xE020E101),
+        (commands.trace_property("DIAG", "NoSuchProperty"), 0xE020E101),
+    ],
+)
+def test_a_refusal_tells_its_reason(client, command, result):
+    with pytest.raises(Refused) as refused:
+        client.perform(command)
+    assert refused.value.result == result
+    assert str(refused.value).endswith(".")
+
+
+def test_what_no_packet_carries_is_refused_here(client):
+    with pytest.raises(RequestTooLarge):
+        client.perform(Command("GetStatisticsCommand", {"Key": "x" * 200_000}))
+    for value in [1.5, {1: 2}, 2**63, {"Key": (1, 2)}]:
+        with pytest.raises(ValueError):
+            client.perform(Command("GetStatisticsCommand", value))
+    assert client.perform(commands.statistics())
+
+
+@pytest.mark.corvane("--fault", "GetBasebandTimeCommand=hang", "--fault", "GetStatisticsCommand=malformed")
+def test_a_manager_that_hangs_or_babbles(client):
+    with pytest.raises(TimedOut):
+        client.perform(commands.baseband_time(), timeout=0.05)
+    client.perform(commands.info())  # the connection is as good as before
+    with pytest.raises(MalformedReply):
+        client.perform(commands.statistics())
+    client.perform(commands.info())  # on a new connection
+
+
+@pytest.mark.corvane("--fault", "GetBasebandTimeCommand=drop")
+def test_a_lost_connection_is_made_again(client, corvane):
+    client.watch()
+    with pytest.raises(ConnectionLost):
+        client.perform(commands.baseband_time())
+    corvane.restart()
+    client.wait_for_state("Ready")
+    client.perform(commands.set_operating_mode(1))
+    assert client.next_event(timeout=5).name.startswith("Baseband")
+
+
+def test_no_manager(tmp_path):
+    missing = str(tmp_path / "none.sock")
+    for client in (Client(missing), Client(bridge=["/nonexistent/bridge"])):
+        with pytest.raises(NotConnected):
+            client.perform(commands.info())
+    with pytest.raises(NotConnected):
+        asyncio.run(AsyncClient(missing).connect())
+
+
+@pytest.mark.parametrize(
+    "answer, error",
+    [
+        (cbor2.dumps([2, 1, 0, 1.5]), MalformedReply),
+        (cbor2.dumps([2, 1, 0]) + b"\0", MalformedReply),
+        (cbor2.dumps([0, 1, "manager"]), MalformedReply),
+        (b"\xff", MalformedReply),
+        (cbor2.dumps([]), MalformedReply),
+        (b"", ConnectionLost),
+        (cbor2.dumps([9, "of a later version"]) + b"", None),
+        (cbor2.dumps([2, 99, 0]), None),
+        (cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}, "extra"]), None),
+    ],
+)
+def test_a_manager_that_answers_anything(tmp_path, answer, error):
+    """What a later manager may add is passed over; what the protocol forbids ends the connection, never the program."""
+    with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as listener:
+        listener.bind(str(tmp_path / "sock"))
+        listener.listen()
+
+        def serve():
+            peer = listener.accept()[0]
+            with peer:
+                peer.recv(1000), peer.recv(1000)
+                if answer:
+                    peer.send(answer)
+                if error is None:
+                    peer.send(cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}]))
+
+        server = threading.Thread(target=serve)
+        server.start()
+        with Client(str(tmp_path / "sock")) as client:
+            if error is None:
+                assert client.perform(commands.boot_state(), timeout=5) == "Off"
+            else:
+                with pytest.raises(error):
+                    client.perform(commands.boot_state(), timeout=5)
+        server.join()
+
+
+def test_asyncio_commands_run_side_by_side(corvane):
+    async def session():
+        async with AsyncClient(corvane.socket) as client:
+            await client.wait_for_state("Ready")
+            events = client.events()
+            first = asyncio.ensure_future(anext(events))
+            await asyncio.sleep(0)
+            reset = asyncio.ensure_future(client.perform(commands.reset("soft", "lab")))
+            versions = await asyncio.gather(*(client.perform(commands.info()) for _ in range(100)))
+            assert len(versions) == 100
+            assert (await first).name.startswith("Baseband")
+            assert not reset.done()  # a hundred answers came while it went on
+            await reset
+            with pytest.raises(Refused):
+                await client.perform(Command("NoSuchCommand"))
+            with pytest.raises(TimedOut):
+                await client.wait_for_state("Off", timeout=0.05)
+
+    asyncio.run(session())
+
+
+@pytest.mark.corvane("--fault", "GetBasebandTimeCommand=hang")
+@pytest.mark.parametrize("bridge", [False, True])
+def test_asyncio_end_of_the_manager_ends_each_request(corvane, monkeypatch, bridge):
+    monkeypatch.setenv("CORVANE_SOCKET", corvane.socket)
+
+    async def session():
+        async with AsyncClient(bridge=[BRIDGE] if bridge else None) as client:
+            waiting = [asyncio.ensure_future(client.perform(commands.baseband_time())) for _ in range(5)]
+            await client.perform(commands.info())
+            corvane.stop()
+            results = await asyncio.gather(*waiting, return_exceptions=True)
+            assert all(isinstance(result, CorvaneError) for result in results)
+            with pytest.raises(NotConnected):
+                await client.perform(commands.info())
+
+    asyncio.run(session())
+
+
+@pytest.fixture
+def ssh(tmp_path):
+    """The words that reach this machine through a real sshd, which ssh starts for itself: no port, no service."""
+    sshd = shutil.which("sshd", path="/usr/sbin:/usr/local/sbin")
+    if not sshd:
+        pytest.skip("openssh-server isn't installed")
+    for key in ("host", "user"):
+        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", tmp_path / key], check=True)
+    if os.getuid() == 0:
+        os.makedirs("/run/sshd", exist_ok=True)  # where sshd goes without privileges
+    (tmp_path / "sshd_config").write_text(
+        f"HostKey {tmp_path}/host\nAuthorizedKeysFile {tmp_path}/user.pub\nStrictModes no\nUsePAM no\nPermitRootLogin yes\n"
+    )
+    proxy = f"ProxyCommand {sshd} -i -f {tmp_path}/sshd_config"
+    options = ["BatchMode=yes", "StrictHostKeyChecking=no", "UserKnownHostsFile=/dev/null", "LogLevel=ERROR", proxy]
+    return ["ssh", "-F", "none", "-i", str(tmp_path / "user"), *(word for option in options for word in ("-o", option)), "bench"]
+
+
+def test_bridge_over_sshd_with_a_cut(ssh, corvane):
+    with Client(bridge=[*ssh, f"CORVANE_SOCKET={corvane.socket} {BRIDGE}"]) as client:
+        client.wait_for_state("Ready")
+        client.perform(commands.reset("soft", "lab"))
+        os.kill(client._transport._process.pid, signal.SIGKILL)
+        with pytest.raises(ConnectionLost):
+            client.perform(commands.info())
+
+
+def test_a_cut_bridge_ends_the_request(corvane, monkeypatch):
+    monkeypatch.setenv("CORVANE_SOCKET", corvane.socket)
+    with Client(bridge=[BRIDGE]) as client:
+        client.perform(commands.info())
+        os.kill(client._transport._process.pid, signal.SIGKILL)
+        with pytest.raises(ConnectionLost):
+            client.perform(commands.info())
+        assert client.perform(commands.info())  # through a new bridge
