@@ -34,10 +34,6 @@ std::size_t raiseDescriptorLimit(std::size_t clients) {
     return std::min<std::size_t>(clients, room);
 }
 
-int stop(sd_event_source* source, const signalfd_siginfo*, void*) {
-    return sd_event_exit(sd_event_source_get_event(source), 0);
-}
-
 }  // namespace
 
 std::optional<std::string> Daemon::run() {
@@ -47,7 +43,10 @@ std::optional<std::string> Daemon::run() {
     if (options_.traceRequests) {
         trace::switchOn();
     }
-    for (const auto step : {&Daemon::prepareLoop, &Daemon::listen, &Daemon::openSettings}) {
+    if (const auto prepared = prepareLoop(); !prepared) {
+        return prepared.refusal().sentence;
+    }
+    for (const auto step : {&Daemon::listen, &Daemon::openSettings}) {
         if (auto why = (this->*step)()) {
             return why;
         }
@@ -56,26 +55,16 @@ std::optional<std::string> Daemon::run() {
     return std::nullopt;
 }
 
-std::optional<std::string> Daemon::prepareLoop() {
+Result<void> Daemon::prepareLoop() {
     // A reader of the log that goes away, or a file that may not grow, is no reason to end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    sigset_t stopping;
-    sigemptyset(&stopping);
-    sigaddset(&stopping, SIGTERM);
-    sigaddset(&stopping, SIGINT);
-    sigprocmask(SIG_BLOCK, &stopping, nullptr);
-
-    sd_event* loop = nullptr;
-    if (sd_event_new(&loop) < 0) {
-        return "can't make an event loop";
+    auto made = Loop::make();
+    if (!made) {
+        return made.refusal();
     }
-    loop_.reset(loop);
-    for (const int signal : {SIGTERM, SIGINT}) {
-        sd_event_add_signal(loop, nullptr, signal, stop, nullptr);
-    }
-    sd_event_set_watchdog(loop, 1);
-    return std::nullopt;
+    loop_ = std::move(*made);
+    return loop_->exitOn({SIGTERM, SIGINT});
 }
 
 std::optional<std::string> Daemon::listen() {
@@ -121,18 +110,17 @@ void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    LoopUse loopUse;
-    Manager manager(*store_, options_.stateFolder, loopUse);
+    Manager manager(*store_, options_.stateFolder);
     Dispatcher dispatcher(manager, options_.faults);
     addAllCommands(dispatcher);
     Server::Limits limits;
     limits.clients = raiseDescriptorLimit(limits.clients);
-    Server server(*loop_, loopUse, std::move(socket), policy_, dispatcher, manager.clientFigures(), limits);
+    Server server(*loop_, std::move(socket), policy_, dispatcher, manager.clientFigures(), limits);
     manager.start(makeBaseband(), [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
     log::notice("ready");
     sd_notify(0, "READY=1");
-    while (server.turn()) {
+    while (loop_->turn()) {
     }
     sd_notify(0, "STOPPING=1");
     manager.stop();

@@ -4,7 +4,7 @@
 #include "Corvane/baseband/StoredBaseband.h"
 #include "Corvane/clients/Listener.h"
 #include "Corvane/clients/Server.h"
-#include "Corvane/loop/EventLoop.h"
+#include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Manager.h"
 #include "Corvane/settings/SettingsStore.h"
@@ -24,15 +24,15 @@ public:
     std::optional<std::string> run();
 
 private:
+    Result<void> prepareLoop();
     std::optional<std::string> listen();
     std::optional<std::string> openSettings();
-    std::optional<std::string> prepareLoop();
     std::unique_ptr<Baseband> makeBaseband();
     void serve(platform::FileDescriptor socket);
 
     Options options_;
     PeerPolicy policy_;
-    EventLoop loop_;
+    std::unique_ptr<Loop> loop_;
     Listener listener_;
     std::unique_ptr<SettingsStore> store_;
     std::optional<StoredBaseband> basebandStorage_;

@@ -17,26 +17,23 @@ using namespace std::chrono_literals;
 TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const support::TempFolder folder;
     const std::string path = folder / "manager.sock";
-    sd_event* made = nullptr;
-    ASSERT_GE(sd_event_new(&made), 0);
-    const EventLoop loop(made);
+    const auto loop = std::move(*Loop::make());
     const PeerPolicy policy;
     const auto store = std::get<std::unique_ptr<SettingsStore>>(SettingsStore::open(folder.path()));
-    LoopUse loopUse;
-    Manager manager(*store, folder.path(), loopUse);
+    Manager manager(*store, folder.path());
     Dispatcher dispatcher(manager, {});
     auto listener = std::get<Listener>(Listener::open(path, policy));
-    Server server(*loop, loopUse, listener.takeSocket(), policy, dispatcher, manager.clientFigures(), {10, 10, 0s});
+    Server server(*loop, listener.takeSocket(), policy, dispatcher, manager.clientFigures(), {10, 10, 0s});
     Peer polite(path);
     Peer silent(path, Peer::Greeting::None);
     while (manager.clientFigures().ended == 0) {
-        ASSERT_TRUE(server.turn());
+        ASSERT_TRUE(loop->turn());
     }
     EXPECT_TRUE(silent.isClosed());
     EXPECT_EQ(polite.receive(0ms), "nothing");
     EXPECT_EQ(manager.clientFigures().connected, 1U);
     // Nothing is left that would wake the loop.
-    EXPECT_EQ(sd_event_run(loop.get(), 0), 0);
+    EXPECT_EQ(sd_event_run(&loop->event(), 0), 0);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ constexpr std::chrono::seconds kLongestTimeout = std::chrono::hours(24 * 365);
 
 }  // namespace
 
-PendingAnswer::PendingAnswer(Completion completion, sd_event& loop, std::chrono::seconds timeout, std::string sentence)
+PendingAnswer::PendingAnswer(Completion completion, Loop& loop, std::chrono::seconds timeout, std::string sentence)
     : PendingAnswer(std::move(completion)) {
     if (timeout > std::chrono::seconds::zero()) {
         timeout_ = std::make_unique<Timer>(loop);

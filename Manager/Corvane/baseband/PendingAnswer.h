@@ -12,7 +12,7 @@ class PendingAnswer {
 public:
     explicit PendingAnswer(Completion completion) : completion_(std::move(completion)) {}
     /// Answers TimedOut with `sentence` if nothing else has answered within `timeout`; 0 or less: no time-out.
-    PendingAnswer(Completion completion, sd_event& loop, std::chrono::seconds timeout, std::string sentence);
+    PendingAnswer(Completion completion, Loop& loop, std::chrono::seconds timeout, std::string sentence);
 
     bool answered() const { return !completion_; }
     /// Runs the completion unless it has run.

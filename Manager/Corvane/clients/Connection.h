@@ -2,12 +2,14 @@
 
 #include "Corvane/clients/PeerPolicy.h"
 #include "Corvane/clients/Session.h"
+#include "Corvane/loop/Watch.h"
 #include "Platform/FileDescriptor.h"
 
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -30,9 +32,6 @@ public:
     /// Of memory, beyond what the kernel buffers. A client that lets more pile up loses its connection.
     static constexpr std::size_t kMaxQueuedBytes = 32768;
 
-    /// What the server's set of sockets is to watch.
-    enum class Interest { Read, Write };
-
     /// @param observer outlives the connection, and doesn't destroy it while it is being told.
     Connection(platform::FileDescriptor socket, PeerPolicy::Peer peer, Dispatcher& dispatcher, ConnectionObserver& observer);
 
@@ -47,7 +46,7 @@ public:
     void watch(bool on) override { observer_.watchersChanged(on); }
 
     /// Nothing more is read while answers wait for the client to read them.
-    Interest interest() const { return queue_.empty() ? Interest::Read : Interest::Write; }
+    Watch::Interest interest() const { return queue_.empty() ? Watch::Interest::Read : Watch::Interest::Write; }
     bool ended() const { return ended_; }
     bool endedByManager() const { return endedByManager_; }
     int descriptor() const { return socket_.get(); }
@@ -56,7 +55,7 @@ public:
 
     /// The server's notes.
     struct Notes {
-        Interest watched = Interest::Read;
+        std::optional<Watch> watch;
         std::size_t index = 0;
         bool removing = false;
         std::chrono::steady_clock::time_point greetingDeadline;

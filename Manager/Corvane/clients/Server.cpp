@@ -1,9 +1,7 @@
 #include "Corvane/clients/Server.h"
 
-#include <sys/epoll.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -12,93 +10,38 @@ namespace corvane {
 
 namespace {
 
-constexpr int kEventsALookRound = 128;
 constexpr std::chrono::seconds kListeningPause{1};
 constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
-
-std::uint64_t microseconds(std::chrono::steady_clock::duration duration) {
-    const auto count = std::chrono::ceil<std::chrono::microseconds>(duration).count();
-    return count < 0 ? 0 : static_cast<std::uint64_t>(count);
-}
 
 std::string describe(const PeerPolicy::Peer& peer) {
     return "a connection of process " + std::to_string(peer.process) + ", user " + std::to_string(peer.user);
 }
 
-std::uint32_t epollEvents(Connection::Interest interest) {
-    return interest == Connection::Interest::Read ? EPOLLIN : EPOLLOUT;
-}
-
 }  // namespace
 
-Server::Server(sd_event& loop, LoopUse& loopUse, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher,
-               ClientFigures& figures, Limits limits)
+Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
+               Limits limits)
     : loop_(loop),
-      loopUse_(loopUse),
       listener_(std::move(listener)),
-      sockets_(epoll_create1(EPOLL_CLOEXEC)),
       policy_(policy),
       dispatcher_(dispatcher),
       figures_(figures),
       limits_(limits),
-      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)) {
+      buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)),
+      greetingTimer_(loop),
+      listeningTimer_(loop) {
     resumeListening();
-    epoll_event event{EPOLLIN, {&loop_}};
-    epoll_ctl(sockets_.get(), EPOLL_CTL_ADD, sd_event_get_fd(&loop_), &event);
-    const auto onEnded = [](sd_event_source*, void* server) {
-        static_cast<Server*>(server)->removeEnded();
-        return 0;
-    };
-    sd_event_source* reaper = nullptr;
-    sd_event_add_defer(&loop_, &reaper, onEnded, this);
-    sd_event_source_set_enabled(reaper, SD_EVENT_OFF);
-    reaper_.reset(reaper);
 }
 
 Server::~Server() = default;
 
-bool Server::turn() {
-    loopUse_.raised = false;
-    int pending = sd_event_prepare(&loop_);
-    if (pending == 0) {
-        // The loop has armed its timers and sleeps; it must look again after anything that may have changed them.
-        while (!serveSockets() && !loopUse_.raised) {
-        }
-        pending = sd_event_wait(&loop_, 0);
-    }
-    if (pending > 0) {
-        pending = sd_event_dispatch(&loop_);
-    }
-    return pending >= 0 && sd_event_get_state(&loop_) != SD_EVENT_FINISHED;
-}
-
-bool Server::serveSockets() {
-    std::array<epoll_event, kEventsALookRound> events;
-    const int count = epoll_wait(sockets_.get(), events.data(), kEventsALookRound, -1);
-    bool loopIsDue = false;
-    serving_ = true;
-    for (int index = 0; index < count; ++index) {
-        const epoll_event& event = events[static_cast<std::size_t>(index)];
-        if (event.data.ptr == nullptr) {
-            accept();
-        } else if (event.data.ptr == &loop_) {
-            loopIsDue = true;
-        } else {
-            serve(*static_cast<Connection*>(event.data.ptr), event.events);
-        }
-    }
-    serving_ = false;
-    removeEnded();
-    return loopIsDue;
-}
-
-void Server::serve(Connection& connection, std::uint32_t events) {
+void Server::serve(Connection& connection) {
     if (connection.ended()) {
         return;
     }
-    if (connection.interest() == Connection::Interest::Write) {
+    if (connection.interest() == Watch::Interest::Write) {
         connection.flush();
-    } else if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
+    } else {
         receive(connection);
     }
 }
@@ -160,8 +103,8 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     if (connection.ended()) {
         return;
     }
-    epoll_event event{epollEvents(connection.notes.watched), {&connection}};
-    epoll_ctl(sockets_.get(), EPOLL_CTL_ADD, connection.descriptor(), &event);
+    connection.notes.watch.emplace(loop_, connection.descriptor(), [this, &connection] { serve(connection); });
+    connection.notes.watch->setInterest(connection.interest());
     if (!connection.session().greeted()) {
         connection.notes.greetingDeadline = Clock::now() + limits_.greeting;
         ungreeted_.emplace(connection.notes.greetingDeadline, &connection);
@@ -173,17 +116,15 @@ void Server::connectionChanged(Connection& connection) {
     if (connection.ended()) {
         if (!connection.notes.removing) {
             connection.notes.removing = true;
-            ended_.push_back(&connection);
-            if (!serving_) {
-                sd_event_source_set_enabled(reaper_.get(), SD_EVENT_ONESHOT);
+            if (ended_.empty()) {
+                loop_.defer([this] { removeEnded(); });
             }
+            ended_.push_back(&connection);
         }
         return;
     }
-    if (connection.interest() != connection.notes.watched) {
-        connection.notes.watched = connection.interest();
-        epoll_event event{epollEvents(connection.notes.watched), {&connection}};
-        epoll_ctl(sockets_.get(), EPOLL_CTL_MOD, connection.descriptor(), &event);
+    if (connection.notes.watch) {
+        connection.notes.watch->setInterest(connection.interest());
     }
 }
 
@@ -230,18 +171,10 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
 }
 
 void Server::armGreetingTimer() {
-    if (greetingTimer_ || ungreeted_.empty()) {
-        return;
+    if (!greetingTimer_.isSet() && !ungreeted_.empty()) {
+        const auto left = ungreeted_.begin()->first - Clock::now();
+        greetingTimer_.set(std::chrono::ceil<std::chrono::milliseconds>(left), [this] { endLateGreetings(); });
     }
-    const auto onTime = [](sd_event_source*, std::uint64_t, void* server) {
-        static_cast<Server*>(server)->endLateGreetings();
-        return 0;
-    };
-    sd_event_source* timer = nullptr;
-    sd_event_add_time_relative(&loop_, &timer, CLOCK_MONOTONIC, microseconds(ungreeted_.begin()->first - Clock::now()), 0, onTime,
-                               this);
-    greetingTimer_.reset(timer);
-    loopUse_.raised = true;
 }
 
 void Server::endLateGreetings() {
@@ -251,26 +184,16 @@ void Server::endLateGreetings() {
         ungreeted_.erase(ungreeted_.begin());
         late->end("sent no hello in time");
     }
-    greetingTimer_.reset();
     armGreetingTimer();
 }
 
 void Server::pauseListening() {
-    epoll_ctl(sockets_.get(), EPOLL_CTL_DEL, listener_.get(), nullptr);
-    const auto onTime = [](sd_event_source*, std::uint64_t, void* server) {
-        static_cast<Server*>(server)->resumeListening();
-        return 0;
-    };
-    sd_event_source* timer = nullptr;
-    sd_event_add_time_relative(&loop_, &timer, CLOCK_MONOTONIC, microseconds(kListeningPause), 0, onTime, this);
-    listeningTimer_.reset(timer);
-    loopUse_.raised = true;
+    loop_.defer([this] { listening_.reset(); });
+    listeningTimer_.set(kListeningPause, [this] { resumeListening(); });
 }
 
 void Server::resumeListening() {
-    listeningTimer_.reset();
-    epoll_event event{EPOLLIN, {nullptr}};
-    epoll_ctl(sockets_.get(), EPOLL_CTL_ADD, listener_.get(), &event);
+    listening_.emplace(loop_, listener_.get(), [this] { accept(); });
 }
 
 }  // namespace corvane

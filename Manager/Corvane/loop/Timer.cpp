@@ -1,31 +1,40 @@
 #include "Corvane/loop/Timer.h"
 
+#include <algorithm>
 #include <ctime>
-#include <system_error>
+#include <new>
 #include <utility>
 
 namespace corvane {
 namespace {
 
-/// 0 would mean the library's default of 250 ms.
-constexpr std::chrono::microseconds kAccuracy{1000};
+/// Of an absolute point of the monotonic clock, in microseconds; 0 would mean the library's default of 250 ms.
+constexpr std::uint64_t kAccuracy = 1000;
+
+std::uint64_t monotonicNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const auto sinceBoot = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+    return static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(sinceBoot).count());
+}
 
 }  // namespace
 
+// sd-event's relative timers count from its last iteration, which may be long ago when a request is served.
 void Timer::set(std::chrono::milliseconds delay, std::function<void()> then) {
-    then_ = std::move(then);
-    const auto microseconds = static_cast<std::uint64_t>(std::chrono::microseconds(delay).count());
+    const auto wait = std::max(std::chrono::microseconds(delay), std::chrono::microseconds::zero());
+    const std::uint64_t deadline = monotonicNow() + static_cast<std::uint64_t>(wait.count());
     const auto expired = [](sd_event_source*, std::uint64_t, void* timer) {
         static_cast<Timer*>(timer)->expire();
         return 0;
     };
     sd_event_source* source = nullptr;
-    const int result =
-        sd_event_add_time_relative(loop_, &source, CLOCK_MONOTONIC, microseconds, kAccuracy.count(), expired, this);
-    if (result < 0) {
-        throw std::system_error(-result, std::generic_category(), "sd_event_add_time_relative");
+    if (sd_event_add_time(&loop_.event(), &source, CLOCK_MONOTONIC, deadline, kAccuracy, expired, this) < 0) {
+        throw std::bad_alloc();  // nothing else can be lacking: the loop has opened its timer's descriptor
     }
     source_.reset(source);
+    then_ = std::move(then);
+    loop_.rearm();
 }
 
 void Timer::cancel() {
@@ -35,7 +44,7 @@ void Timer::cancel() {
 
 void Timer::expire() {
     source_.reset();
-    // What is called may set this timer again.
+    // What is called may set this timer again, or destroy it.
     const auto then = std::exchange(then_, nullptr);
     then();
 }

@@ -1,27 +1,30 @@
 #pragma once
 
-#include "Corvane/loop/EventLoop.h"
+#include "Corvane/loop/EventSource.h"
+#include "Corvane/loop/Loop.h"
 
 #include <chrono>
 #include <functional>
 
 namespace corvane {
 
-/// One point in time on the event loop; nothing wakes while it is not set.
+/// One point in time on the loop; nothing wakes while it is not set.
 class Timer {
 public:
-    explicit Timer(sd_event& loop) : loop_(&loop) {}
+    /// @param loop outlives the timer.
+    explicit Timer(Loop& loop) : loop_(loop) {}
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
     /// Calls `then` once, `delay` from now, in place of what was set before.
     void set(std::chrono::milliseconds delay, std::function<void()> then);
     void cancel();
+    bool isSet() const { return static_cast<bool>(then_); }
 
 private:
     void expire();
 
-    sd_event* loop_;  ///< outlives the timer
+    Loop& loop_;
     EventSource source_;
     std::function<void()> then_;
 };

@@ -10,9 +10,8 @@
 
 namespace corvane {
 
-Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder, LoopUse& loopUse)
-    : loopUse_(loopUse),
-      traceSettings_(store),
+Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
+    : traceSettings_(store),
       traceFilters_(store),
       bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),

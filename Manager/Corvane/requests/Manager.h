@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
-#include "Corvane/loop/EventLoop.h"
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/traces/ScratchLog.h"
 #include "Corvane/traces/TraceFilters.h"
@@ -20,8 +19,8 @@ class Manager : public BasebandListener {
 public:
     using EventSink = std::function<void(const char* event, const xpc::Object& payload)>;
 
-    /// @param store and @param loopUse outlive this. @param stateFolder where the logs go.
-    Manager(SettingsStore& store, const std::filesystem::path& stateFolder, LoopUse& loopUse);
+    /// @param store outlives this. @param stateFolder where the logs go.
+    Manager(SettingsStore& store, const std::filesystem::path& stateFolder);
     ~Manager() override;
     Manager(const Manager&) = delete;
     Manager& operator=(const Manager&) = delete;
@@ -44,11 +43,7 @@ public:
     BootFigures& bootFigures() { return bootFigures_; }
     CommandFigures& commandFigures() { return commandFigures_; }
     ClientFigures& clientFigures() { return clientFigures_; }
-    /// The only way to the baseband from outside: what is asked of it may take its time on the loop.
-    Baseband& baseband() {
-        loopUse_.raised = true;
-        return *baseband_;
-    }
+    Baseband& baseband() { return *baseband_; }
 
     void basebandEvent(const char* event, const xpc::Object& payload) override;
     void basebandLog(std::string_view sentence) override;
@@ -58,7 +53,6 @@ private:
     SnapshotFile describe(const std::string& reason, const xpc::Object& version);
     void finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion);
 
-    LoopUse& loopUse_;
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;
     BootFigures bootFigures_;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
-#include "Corvane/loop/EventLoop.h"
+#include "Corvane/loop/Loop.h"
 #include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
@@ -48,20 +48,14 @@ class BasebandBench : public testing::Test, protected BasebandListener {
 protected:
     using Command = std::function<void(Baseband& baseband, Completion completion)>;
 
-    BasebandBench() { renewLoop(); }
-
-    void renewLoop() {
-        sd_event* made = nullptr;
-        ASSERT_GE(sd_event_new(&made), 0);
-        loop_.reset(made);
-    }
+    void renewLoop() { loop_ = std::move(*Loop::make()); }
     /// Runs the loop until `reached`. Fails the test when that takes too long.
     void runUntil(const std::function<bool()>& reached) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (!reached()) {
             ASSERT_LT(std::chrono::steady_clock::now(), deadline)
                 << "events: " << testing::PrintToString(events_) << "; log: " << testing::PrintToString(log_);
-            ASSERT_GE(sd_event_run(loop_.get(), 1'000'000), 0);
+            ASSERT_GE(sd_event_run(&loop_->event(), 1'000'000), 0);
         }
     }
 
@@ -119,7 +113,7 @@ protected:
         return content.value_or("");
     }
 
-    EventLoop loop_;
+    std::unique_ptr<Loop> loop_ = std::move(*Loop::make());
     std::unique_ptr<Baseband> baseband_;
     std::vector<std::string> events_;  ///< "Booting", "mode 1", "test 25 goes on", ...
     std::vector<std::string> log_;

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/StoredBaseband.h"
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
-#include "Corvane/loop/EventLoop.h"
+#include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Manager.h"
 #include "Corvane/requests/commands/Commands.h"
@@ -31,12 +31,9 @@ public:
     Fuzzed() {
         setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
         corvane::log::setLevel(corvane::log::Level::Error);
-        sd_event* loop = nullptr;
-        sd_event_new(&loop);
-        loop_.reset(loop);
         store_ = std::get<std::unique_ptr<corvane::SettingsStore>>(corvane::SettingsStore::open(folder_.path()));
         storage_.emplace(*store_);
-        manager_.emplace(*store_, folder_.path(), loopUse_);
+        manager_.emplace(*store_, folder_.path());
         dispatcher_.emplace(*manager_, corvane::FaultRules());
         corvane::addAllCommands(*dispatcher_);
         manager_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *storage_), [](const char*, const xpc::Object&) {});
@@ -53,13 +50,12 @@ public:
             }
             input = input.subspan(2 + length);
         }
-        sd_event_run(loop_.get(), 0);
+        sd_event_run(&loop_->event(), 0);
     }
 
 private:
     support::TempFolder folder_;
-    corvane::EventLoop loop_;
-    corvane::LoopUse loopUse_;
+    std::unique_ptr<corvane::Loop> loop_ = std::move(*corvane::Loop::make());
     std::unique_ptr<corvane::SettingsStore> store_;
     std::optional<corvane::StoredBaseband> storage_;
     std::optional<corvane::Manager> manager_;

@@ -212,8 +212,8 @@ TEST_F(ModemManagerBasebandTest, ABusThatDoesNotAnswerHoldsNothingUp) {
     EXPECT_EQ(perform(kBootState), R"({"KeyBasebandBootState":"Off"})");
     EXPECT_THAT(perform(mode(0)), StartsWith("state: The system bus can't be reached"));
     const auto begin = std::chrono::steady_clock::now();
-    sd_event_exit(loop_.get(), 0);
-    sd_event_loop(loop_.get());
+    sd_event_exit(&loop_->event(), 0);
+    sd_event_loop(&loop_->event());
     EXPECT_LT(std::chrono::steady_clock::now() - begin, support::kPatience);
 }
 

@@ -29,7 +29,7 @@ std::string textArgument(const BusSignal& signal, std::size_t index) {
 
 }  // namespace
 
-ModemFollower::ModemFollower(sd_event& loop, std::string name, Changed changed, ModemChoice::Log log)
+ModemFollower::ModemFollower(Loop& loop, std::string name, Changed changed, ModemChoice::Log log)
     : changed_(std::move(changed)),
       log_(log),
       choice_(std::move(name), std::move(log)),

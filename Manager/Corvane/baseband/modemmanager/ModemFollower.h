@@ -18,7 +18,7 @@ public:
     using Changed = std::function<void()>;
 
     /// @param name see ModemChoice. @param changed runs after whatever may concern the chosen modem.
-    ModemFollower(sd_event& loop, std::string name, Changed changed, ModemChoice::Log log);
+    ModemFollower(Loop& loop, std::string name, Changed changed, ModemChoice::Log log);
 
     void start() { bus_.start(); }
     /// Answers every outstanding call with an error of cause Aborted; `changed` doesn't run any more.

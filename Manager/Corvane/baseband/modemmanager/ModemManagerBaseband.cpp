@@ -58,7 +58,7 @@ std::string_view actionOf(OperatingMode mode) {
 
 }  // namespace
 
-ModemManagerBaseband::ModemManagerBaseband(sd_event& loop, std::string modem)
+ModemManagerBaseband::ModemManagerBaseband(Loop& loop, std::string modem)
     : loop_(loop),
       follower_(
           loop, std::move(modem), [this] { modemChanged(); }, [this](const std::string& sentence) { log(sentence); }),

@@ -22,7 +22,7 @@ namespace corvane {
 class ModemManagerBaseband final : public Baseband {
 public:
     /// @param loop outlives it. @param modem see modemmanager::ModemChoice; empty: the first.
-    ModemManagerBaseband(sd_event& loop, std::string modem);
+    ModemManagerBaseband(Loop& loop, std::string modem);
 
     void start(BasebandListener& listener) override;
     void stop() override;
@@ -63,7 +63,7 @@ private:
     void endModeChange(Answer answer);
     Answer refused(const modemmanager::BusError& error, std::string_view action) const;
 
-    sd_event& loop_;
+    Loop& loop_;
     BasebandListener* listener_ = nullptr;
     modemmanager::ModemFollower follower_;
     modemmanager::ModemReset reset_;

@@ -13,7 +13,7 @@ namespace corvane::modemmanager {
 /// A reset from the request until the modem is back: it leaves the bus and comes again as another object.
 class ModemReset {
 public:
-    explicit ModemReset(sd_event& loop) : leave_(loop), return_(loop) {}
+    explicit ModemReset(Loop& loop) : leave_(loop), return_(loop) {}
 
     /// @param ended runs once, when nothing is under way any more.
     void begin(const std::string& path, Completion ended);

@@ -60,7 +60,7 @@ int SystemBus::open() {
         result = std::min(result, sd_bus_add_match_async(opened, nullptr, match.c_str(), signalled, nullptr, this));
     }
     result = std::min(result, dropAtExit());
-    return std::min(result, sd_bus_attach_event(opened, &loop_, SD_EVENT_PRIORITY_NORMAL));
+    return std::min(result, sd_bus_attach_event(opened, &loop_.event(), SD_EVENT_PRIORITY_NORMAL));
 }
 
 /// Ahead of what sd-bus does when the loop ends: it would wait until all is sent, for 90 s when the bus doesn't answer.
@@ -70,7 +70,7 @@ int SystemBus::dropAtExit() {
         return 0;
     };
     sd_event_source* source = nullptr;
-    if (const int result = sd_event_add_exit(&loop_, &source, exiting, this); result < 0) {
+    if (const int result = sd_event_add_exit(&loop_.event(), &source, exiting, this); result < 0) {
         return result;
     }
     exit_.reset(source);
@@ -125,6 +125,7 @@ void SystemBus::send(sd_bus_message* message, std::chrono::seconds limit, Handle
         return;
     }
     call->slot.reset(slot);
+    loop_.rearm();
 }
 
 void SystemBus::answer(Call& call, sd_bus_message* message) {

@@ -64,7 +64,7 @@ public:
     using Handler = std::function<void(BusReply)>;
 
     /// @param matches match rules, as AddMatch of the bus takes them, of the signals that `listener` is told of.
-    SystemBus(sd_event& loop, std::vector<std::string> matches, BusListener& listener)
+    SystemBus(Loop& loop, std::vector<std::string> matches, BusListener& listener)
         : loop_(loop), matches_(std::move(matches)), listener_(listener), retry_(loop) {}
 
     void start() { connect(); }
@@ -113,7 +113,7 @@ private:
     void send(sd_bus_message* message, std::chrono::seconds limit, Handler handler);
     void answer(Call& call, sd_bus_message* message);
 
-    sd_event& loop_;
+    Loop& loop_;
     const std::vector<std::string> matches_;
     BusListener& listener_;
     Connection connection_;

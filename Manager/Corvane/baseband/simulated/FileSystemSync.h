@@ -11,7 +11,7 @@ namespace corvane::simulated {
 /// Writes the baseband's remote filesystem out; who asks while that is under way shares its end.
 class FileSystemSync {
 public:
-    FileSystemSync(sd_event& loop, std::chrono::milliseconds duration, NVData& nvData, const BasebandClock& clock)
+    FileSystemSync(Loop& loop, std::chrono::milliseconds duration, NVData& nvData, const BasebandClock& clock)
         : duration_(duration), nvData_(nvData), clock_(clock), end_(loop) {}
 
     /// Answers when it has ended, or at once unless `waitForCompletion`.

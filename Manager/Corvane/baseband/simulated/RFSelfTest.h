@@ -22,7 +22,7 @@ public:
         virtual void selfTestEnded(Outcome outcome, const xpc::Object& event) = 0;
     };
 
-    RFSelfTest(sd_event& loop, std::chrono::milliseconds duration, Observer& observer)
+    RFSelfTest(Loop& loop, std::chrono::milliseconds duration, Observer& observer)
         : stepDuration_(duration / kSteps), observer_(observer), step_(loop) {}
 
     bool isRunning() const { return running_ != nullptr; }

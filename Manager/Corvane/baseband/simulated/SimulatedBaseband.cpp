@@ -33,7 +33,7 @@ const char* nameOf(ResetType type) {
 
 }  // namespace
 
-SimulatedBaseband::SimulatedBaseband(sd_event& loop, BasebandStorage& storage, const simulated::Durations& durations)
+SimulatedBaseband::SimulatedBaseband(Loop& loop, BasebandStorage& storage, const simulated::Durations& durations)
     : storage_(storage),
       nvData_(storage),
       statistics_(storage),

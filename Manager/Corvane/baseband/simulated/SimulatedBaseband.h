@@ -19,7 +19,7 @@ namespace corvane {
 class SimulatedBaseband final : public Baseband, simulated::StateMachine::Observer, simulated::RFSelfTest::Observer {
 public:
     /// @param loop and @param storage outlive it.
-    SimulatedBaseband(sd_event& loop, BasebandStorage& storage, const simulated::Durations& durations = {});
+    SimulatedBaseband(Loop& loop, BasebandStorage& storage, const simulated::Durations& durations = {});
 
     void start(BasebandListener& listener) override;
     void stop() override;

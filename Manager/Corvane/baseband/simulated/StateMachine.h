@@ -34,7 +34,7 @@ public:
         virtual void operatingModeChanged(OperatingMode mode) = 0;
     };
 
-    StateMachine(sd_event& loop, const Durations& durations, NVData& nvData, Observer& observer)
+    StateMachine(Loop& loop, const Durations& durations, NVData& nvData, Observer& observer)
         : loop_(loop), durations_(durations), nvData_(nvData), observer_(observer), step_(loop) {}
 
     void start() { boot(); }
@@ -74,7 +74,7 @@ private:
     void enter(OperatingMode mode);
     void succeedTransition();
 
-    sd_event& loop_;
+    Loop& loop_;
     const Durations durations_;
     NVData& nvData_;
     Observer& observer_;

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Corvane/support/Result.h"
+#include "Platform/FileDescriptor.h"
+
+#include <systemd/sd-event.h>
+
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <vector>
+
+namespace corvane {
+
+class Watch;
+
+/// The daemon's event loop. Everything in the daemon happens on its one thread.
+///
+/// Timers, signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own
+/// descriptor: serving one costs a single wait, and sd-event is only looked at when it has something to do. Whatever arms a timer
+/// meanwhile makes the loop compute its deadline again, so a handler need not know whether sd-event sleeps.
+class Loop {
+public:
+    static Result<std::unique_ptr<Loop>> make();
+    Loop(const Loop&) = delete;
+    Loop& operator=(const Loop&) = delete;
+
+    /// Blocks these signals; each of them ends the loop.
+    Result<void> exitOn(std::initializer_list<int> signals);
+
+    /// Waits until something has happened, and serves it. @return false when the loop has ended.
+    bool turn();
+
+    /// Runs `task` once, before the loop waits again.
+    void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
+
+    /// Makes the loop compute its deadline again. Timers call it themselves; so must whoever gives sd-event something else to
+    /// wait for, such as a call on a bus.
+    void rearm() { rearm_ = true; }
+    /// For what libsystemd attaches to it.
+    sd_event& event() { return *event_; }
+
+private:
+    friend Watch;
+
+    struct Release {
+        void operator()(sd_event* event) const { sd_event_unref(event); }
+    };
+
+    Loop() = default;
+    /// Waits for descriptors and serves them. @return whether sd-event has something to do.
+    bool serve();
+    void runDeferred();
+
+    std::unique_ptr<sd_event, Release> event_;
+    platform::FileDescriptor descriptors_;  ///< the epoll set
+    std::vector<std::function<void()>> deferred_;
+    bool rearm_ = false;
+};
+
+}  // namespace corvane
