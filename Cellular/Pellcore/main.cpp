@@ -3,6 +3,7 @@
 #include "Pellcore/Options.h"
 #include "Platform/vsk/ProcessPresence.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/console/StandardStreams.h"
 
 #include <csignal>
 #include <cstdio>
@@ -25,6 +26,7 @@ sigset_t blockEndSignals() {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+    platform::openStandardStreams();
     if (const auto exit = pellcore::parseOptions({arguments + 1, arguments + argumentCount})) {
         std::fputs(exit->text.c_str(), exit->status == 0 ? stdout : stderr);
         return exit->status;

@@ -2,6 +2,7 @@
 
 #include "commands/RYNCommand.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/console/StandardStreams.h"
 #include "platform/dispatch/dispatch.h"
 #include "platform/ryn/client.h"
 #include "platform/vsk/SorvexUtil.h"
@@ -9,7 +10,6 @@
 
 #include <pthread.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -37,11 +37,10 @@ void* runShell(void* argument) {
 }  // namespace
 
 int main(int argumentCount, char* arguments[]) {
-    // Lines come composed: each is one write(2), however long.
-    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    platform::openStandardStreams();
     Words words(arguments, arguments + argumentCount);
     if (!vsk::isProcessRunning("Pellcore")) {
-        output::printLine(stdout, {"Pellcore process is not running. Please run/load Pellcore and try again."});
+        output::printLine({"Pellcore process is not running. Please run/load Pellcore and try again."});
         return -1;
     }
     pthread_t worker{};

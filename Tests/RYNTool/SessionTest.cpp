@@ -6,9 +6,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <csignal>
@@ -16,7 +13,6 @@
 #include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -106,47 +102,11 @@ TEST_F(SessionTest, TypedAndPipedPrintTheSame) {
     EXPECT_EQ(piped.status, 0);
 }
 
-TEST_F(SessionTest, AnyBytesPassThroughWordWireAndPrint) {
-    const std::string bytes = "\xff\xc3(\x80\xed\xa0\x80";
-    const support::Outcome outcome =
-        support::run({support::kTool, "coredump", "enabled", bytes, "--", "coredump", "status"}, environment_);
-    EXPECT_EQ(outcome.out, "Enabled: " + bytes + "\nEnabled: " + bytes + "\n");
-    EXPECT_EQ(exchangeValue(""), bytes);
-}
-
 TEST_F(SessionTest, BlanksStayWithinAWordOfTheArguments) {
     const support::Outcome outcome = support::run({support::kTool, "trace", "filter", "add", "maxlog", " 5"}, environment_);
     EXPECT_EQ(outcome.out, "Max-log limit filter:  5\n");
     EXPECT_THAT(manager_.requests(),
                 testing::ElementsAre(R"(AddTraceFilterCommand {"KeyTraceFilterName":"MaxLogLimit","KeyTraceFilterValue":5})"));
-}
-
-/// Runs the tool with a packet socket for output: each packet is what one write(2) wrote.
-std::vector<std::string> writesOf(const support::Arguments& arguments, const support::Environment& environment) {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
-    const support::Program program(arguments, environment);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        program.become();
-    }
-    close(ends[1]);
-    std::vector<std::string> writes;
-    std::string buffer(65536, '\0');
-    for (ssize_t length = 0; (length = recv(ends[0], buffer.data(), buffer.size(), 0)) > 0;) {
-        writes.emplace_back(buffer, 0, static_cast<std::size_t>(length));
-    }
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    return writes;
-}
-
-TEST_F(SessionTest, EachLineIsOneWrite) {
-    const std::string longValue(20000, 'x');
-    EXPECT_THAT(
-        writesOf({support::kTool, "coredump", "enabled", longValue, "--", "kernelpci", "status"}, environment_),
-        testing::ElementsAre("Enabled: " + longValue + "\n", "Enabled: " + longValue + "\n", "History: " + longValue + " MB\n"));
 }
 
 TEST_F(SessionTest, WatchShowsChangesUntilInterrupted) {

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
 namespace {
@@ -38,7 +37,7 @@ public:
                 for (const std::string& argument : words) {
                     line += " <" + argument + ">";
                 }
-                output::printLine(stdout, {line});
+                output::printLine({line});
                 return std::find(words.begin(), words.end(), "fail") == words.end();
             },
             helpText);

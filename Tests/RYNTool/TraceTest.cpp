@@ -158,6 +158,8 @@ TEST(TraceFilterCommandTest, Add) {
         refused("freespace", "101", "free-space percentage [ 101 %"),
         refused("freespace", "-1", "free-space percentage [ -1 %"),
         refused("freespace", "0x", "free-space percentage [ 0x %"),
+        refused("maxlog", "0b11", "max-log limit [ 0b11"),
+        refused("maxlog", "0x-5", "max-log limit [ 0x-5"),
         refused("maxlog", "5abc", "max-log limit [ 5abc"),
         refused("maxlog", "08", "max-log limit [ 08"),
         refused("maxlog", "-2147483648", "max-log limit [ -2147483648"),

@@ -5,8 +5,6 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 namespace {
 
 constexpr PropertyLeaf kEnabled = {
@@ -27,9 +25,9 @@ void CoredumpCommand::registerCommands() {
 bool CoredumpCommand::status() const {
     std::string enabled;
     if (getTraceProperty(manager(), ryn::kTraceCoreDump, kEnabled.property, enabled, 0) != 0) {
-        output::printLine(stdout, {"Failed to get status of baseband coredump"});
+        output::printLine({"Failed to get status of baseband coredump"});
         return false;
     }
-    output::printLine(stdout, {"Enabled: ", enabled});
+    output::printLine({"Enabled: ", enabled});
     return true;
 }

@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdio>
 
 namespace {
 
@@ -18,7 +17,7 @@ constexpr PropertyLeaf kLeaves[] = {
     // word, property, label, unit, get suffix, help text
     {"enabled", config::kEnabledKey, "Enabled", "", " status", "[true|false] enable or disable diag trace"},
     {"history", config::kHistoryKey, "History", " MB", " status", "history (MB) of diag trace to capture"},
-    {"primary-dmc", config::kPrimaryDMCFileKey, "Primary-dmc", "", "", "primary-dmc used by diag trace", Stream::Error,
+    {"primary-dmc", config::kPrimaryDMCFileKey, "Primary-dmc", "", "", "primary-dmc used by diag trace", output::Stream::Error,
      Access::ReadOnly},
     {"secondary-dmc", config::kSecondaryDMCFileKey, "Secondary-dmc", "", "", "secondary-dmc used by diag trace"},
     {"extra-dmc", config::kExtraDMCFileKey, "Extra-dmc", "", "", "extra-dmc used by diag trace"},
@@ -67,11 +66,11 @@ bool DIAGCommand::status() const {
         ok = ok && (index > 0 || result == 0);
     }
     if (!ok) {
-        output::printLine(stderr, {"Failed to get status of DIAG trace"});
+        output::printError({"Failed to get status of DIAG trace"});
         return false;
     }
     for (const std::size_t index : kOrderOfPrinting) {
-        output::printLine(stdout, {kStatusLines[index].label, values[index], kStatusLines[index].unit});
+        output::printLine({kStatusLines[index].label, values[index], kStatusLines[index].unit});
     }
     return true;
 }

@@ -4,8 +4,6 @@
 #include "config/Diagnostics.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 namespace {
 
 constexpr std::int64_t kTargetTxPower3G4G = 200;
@@ -52,21 +50,21 @@ void DiagnosticsCommand::registerCommands() {
 }
 
 void DiagnosticsCommand::listen() {
-    ryn::client::RegisterEventHandler(
-        manager(), ryn::kEventBasebandDiagnostics, [weakThis = weak_from_this()](const xpc::Object& payload) {
-            if (const auto self = weakThis.lock()) {
-                const auto lock = output::hold();
-                output::printLine(stdout, {"Event : ", ryn::kEventBasebandDiagnostics});
-                output::printLine(stdout, {"Event data : ", xpc::to_string(dictionaryOrNothing(payload))});
-            }
-        });
+    ryn::client::RegisterEventHandler(manager(), ryn::kEventBasebandDiagnostics,
+                                      [weakThis = weak_from_this()](const xpc::Object& payload) {
+                                          if (const auto self = weakThis.lock()) {
+                                              const auto lock = output::hold();
+                                              output::printLine({"Event : ", ryn::kEventBasebandDiagnostics});
+                                              output::printLine({"Event data : ", xpc::to_string(dictionaryOrNothing(payload))});
+                                          }
+                                      });
     ryn::client::EventsOn(manager());
 }
 
 bool DiagnosticsCommand::run(const dispatch::group& group, const Words& words) {
     const std::string type = words == Words{"rftest"} ? ryn::kBasebandDiagnosticsTypeRFSelfTest : "";
     if (type.empty()) {
-        output::printLine(stderr, {"Invalid test type [", type, "] passed."});
+        output::printError({"Invalid test type [", type, "] passed."});
         printHelp();
         return false;
     }
@@ -86,11 +84,11 @@ void DiagnosticsCommand::send(const dispatch::group& group, const std::string& a
     ryn::client::PerformCommand(
         manager(), ryn::kCommandBasebandDiagnostics,
         [entered, action, type](int result, const xpc::Object& reply) {
-            output::printLine(stdout, {"Callback for command ", action, " to test ", type, " : ", verdict(result)});
+            output::printLine({"Callback for command ", action, " to test ", type, " : ", verdict(result)});
             if (result != 0) {
                 printErrorDetail(reply);
             }
         },
         argument);
-    output::printLine(stdout, {"Sent command ", action, " to test ", type});
+    output::printLine({"Sent command ", action, " to test ", type});
 }

@@ -5,15 +5,14 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 namespace {
 
 constexpr PropertyLeaf kLeaves[] = {
     // word, property, label, unit, get suffix, help text, failures on
-    {"enabled", "Enabled", "Enabled", "", " status", "[true|false] enable or disable kernelpci trace", Stream::Error},
-    {"history", "History", "History", " MB", "", "history (MB) of kernelpci trace to capture", Stream::Output},
-    {"buffercount", "BufferCount", "Buffer-count", "", "", "number of buffers to use for kernelpci trace", Stream::Output},
+    {"enabled", "Enabled", "Enabled", "", " status", "[true|false] enable or disable kernelpci trace", output::Stream::Error},
+    {"history", "History", "History", " MB", "", "history (MB) of kernelpci trace to capture", output::Stream::Output},
+    {"buffercount", "BufferCount", "Buffer-count", "", "", "number of buffers to use for kernelpci trace",
+     output::Stream::Output},
 };
 
 }  // namespace
@@ -37,10 +36,10 @@ bool KernelPCICommand::status() const {
     const int enabledResult = getTraceProperty(manager(), ryn::kTraceKernelPCI, "Enabled", enabled, 0);
     const int historyResult = getTraceProperty(manager(), ryn::kTraceKernelPCI, "History", history, 0);
     if (enabledResult != 0 || historyResult != 0) {
-        output::printLine(stdout, {"Failed to get status of kernelpci trace"});
+        output::printLine({"Failed to get status of kernelpci trace"});
         return false;
     }
-    output::printLine(stdout, {"Enabled: ", enabled});
-    output::printLine(stdout, {"History: ", history, " MB"});
+    output::printLine({"Enabled: ", enabled});
+    output::printLine({"History: ", history, " MB"});
     return true;
 }

@@ -5,7 +5,6 @@
 #include "shell/Output.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
 namespace {
@@ -44,7 +43,7 @@ void PowerCommand::registerCommands() {
 bool PowerCommand::requestLog(CFStringRef action, const Words& words) const {
     const std::string log = logNamedBy(words);
     if (log.empty()) {
-        output::printLine(stderr, {"Invalid power log option. Pass [npa|f3]"});
+        output::printError({"Invalid power log option. Pass [npa|f3]"});
         return false;
     }
     const std::string actionText = textOf(action);
@@ -54,27 +53,27 @@ bool PowerCommand::requestLog(CFStringRef action, const Words& words) const {
                     {CFStringGetCStringPtr(kKeyLogCollectionAction, kCFStringEncodingUTF8), payload::string(actionText)},
                     {ryn::kKeyTracePropertyName, payload::string(log)},
                 }));
-    output::printLine(stdout, {"Sent command to ", actionText, " ", log});
+    output::printLine({"Sent command to ", actionText, " ", log});
     return answer.succeeded();
 }
 
 bool PowerCommand::simulate(const Words& words) const {
     if (words.empty()) {
-        output::printLine(stdout, {"Invalid power command usage"});
+        output::printLine({"Invalid power command usage"});
         return false;
     }
-    const auto notification = static_cast<std::uint32_t>(std::strtol(words.front().c_str(), nullptr, 16));
+    const auto notification = static_cast<std::uint32_t>(std::strtoll(words.front().c_str(), nullptr, 16));
     const Answer answer = perform(ryn::kCommandSimulatePowerNotification,
                                   payload::dictionary({{ryn::kKeyPowerNotificationMessage, payload::integer(notification)}}));
     // It stays so for whatever is printed later.
     output::useHexadecimal();
     const std::string shown = "Simulated power notification 0x" + output::number(notification);
     if (answer.succeeded()) {
-        output::printLine(stdout, {shown, " accepted"});
+        output::printLine({shown, " accepted"});
         return true;
     }
     // The line on standard output stays without its end.
     output::print({shown});
-    output::printLine(stderr, {" rejected"});
+    output::printError({" rejected"});
     return false;
 }

@@ -3,32 +3,30 @@
 #include "commands/TraceProperty.h"
 #include "shell/Output.h"
 
-#include <cstdio>
 #include <string>
 
 bool runPropertyLeaf(const PropertyLeaf& leaf, const ryn::client::ManagerPtr& manager, const char* trace, const Words& words) {
-    std::FILE* const failures = leaf.failures == Stream::Error ? stderr : stdout;
     if (leaf.access == Access::ReadOnly && !words.empty()) {
-        output::printLine(failures, {"Denied: Can't modify '", leaf.label, "'"});
+        output::printLine(leaf.failures, {"Denied: Can't modify '", leaf.label, "'"});
         return false;
     }
     if (words.size() > 1) {
-        output::printLine(failures, {"Invalid value(s) passed for '", leaf.label, "'"});
+        output::printLine(leaf.failures, {"Invalid value(s) passed for '", leaf.label, "'"});
         return false;
     }
     std::string value;
     if (words.empty()) {
         if (getTraceProperty(manager, trace, leaf.property, value, 0) != 0) {
-            output::printLine(failures, {"Failed to get '", leaf.label, "'", leaf.getSuffix});
+            output::printLine(leaf.failures, {"Failed to get '", leaf.label, "'", leaf.getSuffix});
             return false;
         }
     } else {
         value = words.front();
         if (setTraceProperty(manager, trace, leaf.property, value, 0) != 0) {
-            output::printLine(failures, {"Failed to set '", leaf.label, "' to '", value, "'", leaf.unit});
+            output::printLine(leaf.failures, {"Failed to set '", leaf.label, "' to '", value, "'", leaf.unit});
             return false;
         }
     }
-    output::printLine(stdout, {leaf.label, ": ", value, leaf.unit});
+    output::printLine({leaf.label, ": ", value, leaf.unit});
     return true;
 }

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "platform/ryn/client.h"
+#include "shell/Output.h"
 #include "shell/Words.h"
 
-/// Which stream a leaf's failures go to; successes always go to standard output.
-enum class Stream { Output, Error };
 enum class Access { ReadWrite, ReadOnly };
 
 /// A leaf that shows one property of a trace, or with one word sets it.
@@ -19,7 +18,7 @@ struct PropertyLeaf {
     const char* unit;       ///< stands behind a value, and behind the closing quote of a refused one
     const char* getSuffix;  ///< ends the message of a failed get
     const char* helpText;
-    Stream failures = Stream::Error;
+    output::Stream failures = output::Stream::Error;  ///< successes always go to standard output
     Access access = Access::ReadWrite;
 };
 

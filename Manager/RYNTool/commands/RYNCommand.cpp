@@ -13,8 +13,6 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 namespace {
 
 const char* toolVersion() {
@@ -38,14 +36,14 @@ void RYNCommand::registerCommands() {
 }
 
 bool RYNCommand::info() const {
-    output::printLine(stdout, {"Tool version: ", toolVersion()});
+    output::printLine({"Tool version: ", toolVersion()});
     const Answer answer = perform(ryn::kCommandGetCorvaneInfo);
     if (!answer.succeeded()) {
-        output::printLine(stderr, {"Query to get Daemon and Baseband version failed."});
-        output::printLine(stderr, {"Error data : ", xpc::to_string(answer.reply)});
+        output::printError({"Query to get Daemon and Baseband version failed."});
+        output::printError({"Error data : ", xpc::to_string(answer.reply)});
         return false;
     }
-    output::printLine(stdout, {"Daemon version: ", payload::readString(answer.reply, ryn::kKeyCorvaneVersion)});
-    output::printLine(stdout, {"Baseband version: ", payload::readString(answer.reply, ryn::kKeyBasebandVersion)});
+    output::printLine({"Daemon version: ", payload::readString(answer.reply, ryn::kKeyCorvaneVersion)});
+    output::printLine({"Baseband version: ", payload::readString(answer.reply, ryn::kKeyBasebandVersion)});
     return true;
 }

@@ -3,8 +3,6 @@
 #include "commands/Payload.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
                                dispatch_queue_t queue)
     : CommandBase(std::move(name), std::move(parent)), manager_(std::move(manager)), queue_(queue) {
@@ -32,7 +30,7 @@ const char* verdict(int result) {
 
 void printErrorDetail(const xpc::Object& reply) {
     if (reply.isDictionary()) {
-        output::printLine(stderr, {xpc::to_string(reply)});
+        output::printError({xpc::to_string(reply)});
     }
 }
 

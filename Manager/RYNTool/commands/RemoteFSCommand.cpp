@@ -4,8 +4,6 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 void RemoteFSCommand::registerCommands() {
     registerCommand(
         "sync", [this](const auto&, const Words& words) { return sync(words); }, "[nowait] sync remote filesystem with baseband");
@@ -18,7 +16,7 @@ bool RemoteFSCommand::sync(const Words& words) const {
     const bool wait = words != Words{"nowait"};
     const Answer answer =
         perform(ryn::kCommandBasebandSyncFS, payload::dictionary({{ryn::kKeyFSSyncWaitForCompletion, payload::flag(wait)}}));
-    output::printLine(stderr, {"Sync remote filesystem: Failed"});
+    output::printError({"Sync remote filesystem: Failed"});
     printErrorDetail(answer.reply);
     return false;
 }
@@ -28,14 +26,14 @@ bool RemoteFSCommand::erase() const {
         perform(ryn::kCommandBasebandNVData,
                 payload::dictionary({{ryn::kKeyBasebandNVDataAction, payload::string(ryn::kBasebandNVDataErase)}}));
     if (erased.succeeded()) {
-        output::printLine(stdout, {"Erase remote filessytem: Success"});
+        output::printLine({"Erase remote filessytem: Success"});
     } else {
-        output::printLine(stderr, {"Erase remote filesystem: Failed"});
+        output::printError({"Erase remote filesystem: Failed"});
         printErrorDetail(erased.reply);
     }
 
     // The baseband is reset whether or not its data was erased.
-    output::printLine(stdout, {"Triggering baseband soft-reset ..."});
+    output::printLine({"Triggering baseband soft-reset ..."});
     const Answer reset =
         perform(ryn::kCommandResetBaseband,
                 payload::dictionary({
@@ -44,9 +42,9 @@ bool RemoteFSCommand::erase() const {
                     {ryn::kKeyBasebandResetReason, payload::string("[ryntool] Remote filesystem erased by user")},
                 }));
     if (reset.succeeded()) {
-        output::printLine(stdout, {"Baseband soft-reset: Success"});
+        output::printLine({"Baseband soft-reset: Success"});
     } else {
-        output::printLine(stderr, {"Baseband soft-reset: Failed"});
+        output::printError({"Baseband soft-reset: Failed"});
         printErrorDetail(reset.reply);
     }
     return !erased.carriedObject && !reset.carriedObject;

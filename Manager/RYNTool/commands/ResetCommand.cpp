@@ -4,8 +4,6 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 void ResetCommand::registerCommands() {
     registerCommand(
         "soft", [this](const auto&, const Words& words) { return reset(ryn::kBasebandResetTypeSoft, words); },
@@ -34,7 +32,7 @@ int ResetCommand::resetBaseband(const std::string& type, const std::string& reas
                                       {ryn::kKeyBasebandResetSubType, payload::string(ryn::kBasebandResetSubTypeUserTriggered)},
                                       {ryn::kKeyBasebandResetReason, payload::string(reason)},
                                   }));
-    output::printLine(stdout, {type, " baseband: ", verdict(answer.result)});
+    output::printLine({type, " baseband: ", verdict(answer.result)});
     if (!answer.succeeded()) {
         printErrorDetail(answer.reply);
     }
@@ -43,6 +41,6 @@ int ResetCommand::resetBaseband(const std::string& type, const std::string& reas
 
 bool ResetCommand::unblock() const {
     const Answer answer = perform(ryn::kCommandUnblockBasebandReset);
-    output::printLine(stdout, {"Reset unblock: ", verdict(answer.result)});
+    output::printLine({"Reset unblock: ", verdict(answer.result)});
     return answer.succeeded();
 }

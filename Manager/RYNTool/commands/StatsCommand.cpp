@@ -5,15 +5,15 @@
 #include "shell/Output.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
 namespace {
 
 constexpr std::int64_t kBootModule = 0;
 
-xpc::Object numberOf(const std::string& word) {
-    return payload::integer(std::atol(word.c_str()));
+/// 64 bits wide on every machine, which a `long` is not.
+std::int64_t numberOf(const std::string& word) {
+    return std::strtoll(word.c_str(), nullptr, 10);
 }
 
 }  // namespace
@@ -28,26 +28,26 @@ void StatsCommand::registerCommands() {
 bool StatsCommand::getStatistics(const Words& words) const {
     const auto argument = payload::dictionary();
     if (words.size() == 1) {
-        const auto moduleType = static_cast<std::uint32_t>(std::atol(words.front().c_str()));
+        const auto moduleType = static_cast<std::uint32_t>(numberOf(words.front()));
         payload::set(argument, ryn::kKeyReportingModuleType, payload::integer(moduleType));
     }
     const Answer answer = perform(ryn::kCommandGetStatistics, argument);
     if (!answer.succeeded()) {
-        output::printLine(stdout, {"Failed to get statistics"});
+        output::printLine({"Failed to get statistics"});
         return false;
     }
-    output::printLine(stdout, {"Success to get statstics."});
-    output::printLine(stdout, {xpc::to_string(answer.reply)});
+    output::printLine({"Success to get statstics."});
+    output::printLine({xpc::to_string(answer.reply)});
     return true;
 }
 
 bool StatsCommand::reportBootModule(const Words& words) const {
     const auto data = payload::dictionary();
     if (!words.empty() && !words[0].empty()) {
-        payload::set(data, ryn::kKeyBootModuleLastRecoveryTime, numberOf(words[0]));
+        payload::set(data, ryn::kKeyBootModuleLastRecoveryTime, payload::integer(numberOf(words[0])));
     }
     if (words.size() > 1 && !words[1].empty()) {
-        payload::set(data, ryn::kKeyBootModuleLastHardResetTime, numberOf(words[1]));
+        payload::set(data, ryn::kKeyBootModuleLastHardResetTime, payload::integer(numberOf(words[1])));
     }
     const Answer answer =
         perform(ryn::kCommandReportingStatistics, payload::dictionary({
@@ -55,10 +55,10 @@ bool StatsCommand::reportBootModule(const Words& words) const {
                                                       {ryn::kKeyReportingData, data},
                                                   }));
     if (!answer.succeeded()) {
-        output::printLine(stdout, {"Failed to report statistics"});
-        output::printLine(stdout, {"Error data : ", xpc::to_string(answer.reply)});
+        output::printLine({"Failed to report statistics"});
+        output::printLine({"Error data : ", xpc::to_string(answer.reply)});
         return false;
     }
-    output::printLine(stdout, {"Success to create category in the statstics."});
+    output::printLine({"Success to create category in the statstics."});
     return true;
 }

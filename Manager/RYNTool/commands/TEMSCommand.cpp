@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 
 namespace {
 
@@ -32,7 +31,7 @@ bool TEMSCommand::mode(const Words& words) {
     }
     const std::string value = upperCased(words.front());
     if (value != "HW" && value != "OFF") {
-        output::printLine(stderr, {"Invalid value(s) passed for 'Mode'"});
+        output::printError({"Invalid value(s) passed for 'Mode'"});
         printHelp();
         return false;
     }
@@ -42,10 +41,10 @@ bool TEMSCommand::mode(const Words& words) {
 bool TEMSCommand::getMode() const {
     const Answer answer = perform(ryn::kCommandGetTEMSProperty);
     if (!answer.succeeded()) {
-        output::printLine(stderr, {"Failed to get 'Mode'"});
+        output::printError({"Failed to get 'Mode'"});
         return false;
     }
-    output::printLine(stdout, {"Mode: ", payload::readString(answer.reply, ryn::kKeyTEMSMode)});
+    output::printLine({"Mode: ", payload::readString(answer.reply, ryn::kKeyTEMSMode)});
     return true;
 }
 
@@ -53,9 +52,9 @@ bool TEMSCommand::setMode(const std::string& mode) const {
     const Answer answer =
         perform(ryn::kCommandSetTEMSProperty, payload::dictionary({{ryn::kKeyTEMSMode, payload::string(mode)}}));
     if (!answer.succeeded()) {
-        output::printLine(stderr, {"Failed to set 'Mode' to '", mode, "'"});
+        output::printError({"Failed to set 'Mode' to '", mode, "'"});
         return false;
     }
-    output::printLine(stdout, {"Mode: ", mode});
+    output::printLine({"Mode: ", mode});
     return true;
 }

@@ -6,8 +6,6 @@
 #include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
-#include <cstdio>
-
 namespace {
 
 constexpr PropertyLeaf kKeepScratch = {
@@ -38,7 +36,7 @@ bool TraceCommand::dump(const dispatch::group& group, const Words& words) {
     }
     const std::string reason = "[ryntool] " + (words.empty() ? "User triggered" : words.front());
     ryn::client::CollectTraceLogs(manager(), reason, [entered = dispatch::EnteredGroup(group)](int result, const xpc::Object&) {
-        output::printLine(stdout, {"Dump: ", verdict(result)});
+        output::printLine({"Dump: ", verdict(result)});
     });
     return true;
 }
@@ -52,10 +50,10 @@ bool TraceCommand::set(const Words& words) {
     const std::string& property = words[1];
     const std::string& value = words[2];
     if (setTraceProperty(manager(), trace, property, value, 0) != 0) {
-        output::printLine(stdout, {"Setting ", trace, " ", property, " = ", value, " failed"});
+        output::printLine({"Setting ", trace, " ", property, " = ", value, " failed"});
         return false;
     }
-    output::printLine(stdout, {trace, ": ", property, " = ", value});
+    output::printLine({trace, ": ", property, " = ", value});
     return true;
 }
 
@@ -68,9 +66,9 @@ bool TraceCommand::get(const Words& words) {
     const std::string& property = words[1];
     std::string value = ryn::kUnknown;
     if (getTraceProperty(manager(), trace, property, value, 0) != 0) {
-        output::printLine(stdout, {"Getting ", trace, " ", property, " failed"});
+        output::printLine({"Getting ", trace, " ", property, " failed"});
         return false;
     }
-    output::printLine(stdout, {trace, ": ", property, " = ", value});
+    output::printLine({trace, ": ", property, " = ", value});
     return true;
 }

@@ -5,11 +5,12 @@
 #include "shell/Output.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
 #include <iterator>
 #include <limits>
 #include <optional>
-#include <stdexcept>
+#include <string_view>
+#include <system_error>
 
 namespace {
 
@@ -34,19 +35,21 @@ constexpr Filter kFilters[] = {
      "Max-log limit filter: ", "", ""},
 };
 
-/// The number when the whole word is one and the filter takes it, in automatic base: 0x and 0 lead hexadecimal and octal.
-std::optional<int> numberFor(const Filter& filter, const std::string& word) {
-    try {
-        std::size_t used = 0;
-        const int number = std::stoi(word, &used, 0);
-        // Negative numbers are large ones here.
-        if (used == word.size() && static_cast<unsigned>(number) <= filter.highest) {
-            return number;
-        }
-    } catch (const std::logic_error&) {
-        // No digits, or beyond an int.
+/// The number when the whole word is one and the filter takes it: blanks, a sign, then 0x for hexadecimal, 0 for octal, or
+/// decimal. The conversions of the C library would read 0b as well, where it is new.
+std::optional<unsigned> numberFor(const Filter& filter, std::string_view word) {
+    word.remove_prefix(std::min(word.find_first_not_of(" \t\n\v\f\r"), word.size()));
+    const bool isNegative = word.starts_with('-');
+    word.remove_prefix(isNegative || word.starts_with('+') ? 1 : 0);
+    int base = word.starts_with('0') ? 8 : 10;
+    if (word.starts_with("0x") || word.starts_with("0X")) {
+        base = 16;
+        word.remove_prefix(2);
     }
-    return std::nullopt;
+    unsigned number = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number, base);
+    const bool isWhole = error == std::errc() && end == word.data() + word.size();
+    return isWhole && number <= (isNegative ? 0 : filter.highest) ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace
@@ -65,7 +68,7 @@ void TraceFilterCommand::registerCommands() {
 
 bool TraceFilterCommand::add(const Words& words) {
     if (words.empty()) {
-        output::printLine(stderr, {"\nPass filter type to be added."});
+        output::printError({"\nPass filter type to be added."});
         printHelp();
         return false;
     }
@@ -79,23 +82,23 @@ bool TraceFilterCommand::add(const Words& words) {
     if (word != kDefault) {
         const auto number = numberFor(*filter, word);
         if (!number) {
-            output::printLine(stderr, {"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
+            output::printError({"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
             printHelp();
             return false;
         }
         value = payload::integer(*number);
     }
     if (ryn::client::AddTraceFilter(manager(), *filter->key, value) != 0) {
-        output::printLine(stderr, {"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
+        output::printError({"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
         return false;
     }
-    output::printLine(stdout, {filter->label, word, filter->unit, filter->end});
+    output::printLine({filter->label, word, filter->unit, filter->end});
     return true;
 }
 
 bool TraceFilterCommand::remove(const Words& words) {
     if (words.size() != 1) {
-        output::printLine(stdout, {"\nInvalid input. Pass a filter to be removed."});
+        output::printLine({"\nInvalid input. Pass a filter to be removed."});
         printHelp();
         return false;
     }
@@ -108,14 +111,14 @@ bool TraceFilterCommand::remove(const Words& words) {
         }
         isKnown = true;
         if (ryn::client::RemoveTraceFilter(manager(), *filter.key) != 0) {
-            output::printLine(stderr, {"Failed to removed ", filter.title, " filter"});
+            output::printError({"Failed to removed ", filter.title, " filter"});
             ok = false;
         } else {
-            output::printLine(stdout, {"Removed ", filter.title, " filter"});
+            output::printLine({"Removed ", filter.title, " filter"});
         }
     }
     if (!isKnown) {
-        output::printLine(stderr, {"\nInvalid filter option '", word, "' passed"});
+        output::printError({"\nInvalid filter option '", word, "' passed"});
         printHelp();
         return false;
     }
@@ -125,17 +128,17 @@ bool TraceFilterCommand::remove(const Words& words) {
 bool TraceFilterCommand::status() const {
     xpc::Object filters;
     if (ryn::client::GetTraceFilters(manager(), filters) != 0) {
-        output::printLine(stderr, {"Failed to get trace filter status"});
+        output::printError({"Failed to get trace filter status"});
         return false;
     }
     if (!filters.isDictionary() || xpc_dictionary_get_count(filters.get()) == 0) {
-        output::printLine(stdout, {"No trace log filters were configured"});
+        output::printLine({"No trace log filters were configured"});
         return true;
     }
     for (const Filter& filter : kFilters) {
         if (xpc_dictionary_get_value(filters.get(), *filter.key) != nullptr) {
             const std::string number = output::number(payload::readInteger(filters, *filter.key, 0));
-            output::printLine(stdout, {filter.label, number, filter.unit, filter.end});
+            output::printLine({filter.label, number, filter.unit, filter.end});
         }
     }
     return true;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 
 namespace {
 
@@ -18,11 +17,11 @@ std::string inField(std::string_view word) {
 }
 
 void printRow(std::string_view word, std::string_view text) {
-    output::printLine(stdout, {"\t", inField(word), text});
+    output::printLine({"\t", inField(word), text});
 }
 
 void printEmptyLine() {
-    output::printLine(stdout, {});
+    output::printLine({});
 }
 
 }  // namespace
@@ -41,7 +40,7 @@ void CommandBase::initialize() {
 void CommandBase::printHelp() {
     const auto lock = output::hold();
     printEmptyLine();
-    output::printLine(stdout, {"Options for command '", name_, "':"});
+    output::printLine({"Options for command '", name_, "':"});
     printEmptyLine();
     for (const auto* const entry : commands_.ordered()) {
         const auto& [word, leaf] = *entry;
@@ -69,7 +68,7 @@ void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child,
         leaves.back() = ']';
         const std::string indent(static_cast<std::size_t>(depth) * kFieldWidth, ' ');
         const std::string label = depth == 0 ? child->name_ : "<" + child->name_ + ">";
-        output::printLine(stdout, {"\t", indent, inField(label), leaves});
+        output::printLine({"\t", indent, inField(label), leaves});
     }
     for (const auto* const entry : child->subCommands_.ordered()) {
         printSubCommandTree(entry->second, depth + 1);

@@ -3,7 +3,6 @@
 #include "shell/Output.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <utility>
 
@@ -87,10 +86,10 @@ bool CommandShell::run(Words words) {
             const Result result = runCommand(command);
             if (result == Result::Quit) {
                 output::flush();  // the prompt before it
-                return true;
+                return !output::isLost();
             }
             current_ = isInteractive() ? location_ : root_;
-            ok = ok && result == Result::Succeeded;
+            ok = ok && result == Result::Succeeded && !output::isLost();
             if (!ok) {
                 break;
             }
@@ -154,7 +153,7 @@ CommandShell::Result CommandShell::runBuiltIn(const std::string& word, bool isLa
 
 CommandShell::Result CommandShell::refuse(const std::string& word) {
     const auto lock = output::hold();
-    output::printLine(stdout, {});
+    output::printLine({});
     // The help page starts with the end of this line.
     output::print({"Invalid command option '", word, "'"});
     current_->printHelp();

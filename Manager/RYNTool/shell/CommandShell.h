@@ -25,7 +25,7 @@ public:
 
     /// The whole life of the shell.
     /// @param words the program's arguments, its own name first.
-    /// @return true after "quit" or "exit", or when every command of the arguments succeeded.
+    /// @return true after "quit" or "exit", or when every command of the arguments succeeded; false when output was lost.
     bool run(Words words);
 
     /// The words of a line: runs of characters between white space. There are no quotes and no escapes.

@@ -1,6 +1,6 @@
 #include "shell/LineReader.h"
 
-#include "platform/console/StandardInput.h"
+#include "platform/console/StandardStreams.h"
 #include "shell/Output.h"
 
 #include <string_view>

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <charconv>
+#include <cstring>
 #include <limits>
 #include <memory>
 
@@ -9,6 +10,7 @@ namespace output {
 namespace {
 
 std::atomic<bool> isHexadecimal = false;
+std::atomic<bool> lost = false;
 
 /// What of standard output's present line is not written yet, and room for the next line. Guarded by hold(); never destroyed,
 /// since the queue's thread may print until the very end.
@@ -17,16 +19,18 @@ std::string& unwritten() {
     return *text;
 }
 
-void append(std::initializer_list<std::string_view> parts) {
+void append(Parts parts) {
     for (const std::string_view part : parts) {
         unwritten() += part;
     }
 }
 
-void writeTo(std::FILE* stream) {
-    std::fwrite(unwritten().data(), 1, unwritten().size(), stream);
-    std::fflush(stream);
+void writeTo(Stream stream) {
+    const int error = platform::writeStandardStream(stream, unwritten());
     unwritten().clear();
+    if (error != 0 && !lost.exchange(true)) {
+        platform::writeStandardStream(Stream::Error, std::string("ryntool: output is lost: ") + std::strerror(error) + "\n");
+    }
 }
 
 template <typename Number>
@@ -38,9 +42,17 @@ std::string inBase(int base, Number value) {
 
 }  // namespace
 
-void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts) {
+void printLine(Parts parts) {
+    printLine(Stream::Output, parts);
+}
+
+void printError(Parts parts) {
+    printLine(Stream::Error, parts);
+}
+
+void printLine(Stream stream, Parts parts) {
     const auto lock = hold();
-    if (stream != stdout) {
+    if (stream != Stream::Output) {
         flush();  // what was printed first shows first
     }
     append(parts);
@@ -48,7 +60,7 @@ void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts)
     writeTo(stream);
 }
 
-void print(std::initializer_list<std::string_view> parts) {
+void print(Parts parts) {
     const auto lock = hold();
     append(parts);
 }
@@ -56,8 +68,12 @@ void print(std::initializer_list<std::string_view> parts) {
 void flush() {
     const auto lock = hold();
     if (!unwritten().empty()) {
-        writeTo(stdout);
+        writeTo(Stream::Output);
     }
+}
+
+bool isLost() {
+    return lost;
 }
 
 std::string number(std::int32_t value) {

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "platform/console/StandardStreams.h"
+
 #include <cstdint>
-#include <cstdio>
 #include <initializer_list>
 #include <mutex>
 #include <string>
@@ -10,15 +11,24 @@
 /// What the tool prints. A line is composed whole before it is written, so that lines of the shell's thread and of the
 /// dispatch queue never mix. May be called from any thread.
 ///
-/// On C's streams: setting up those of C++ would cost a one-shot run half as much again.
+/// On the descriptors themselves: setting up the streams of C++ would cost a one-shot run half as much again.
 namespace output {
 
-/// Writes the parts as one line and flushes it.
-void printLine(std::FILE* stream, std::initializer_list<std::string_view> parts);
+using platform::Stream;
+
+using Parts = std::initializer_list<std::string_view>;
+
+/// Writes the parts as one line of standard output, of standard error, or of either.
+void printLine(Parts parts);
+void printError(Parts parts);
+void printLine(Stream stream, Parts parts);
 
 /// The parts are the start of a line of standard output. They show with its end, with a line of another stream, or with `flush`.
-void print(std::initializer_list<std::string_view> parts);
+void print(Parts parts);
 void flush();
+
+/// Whether something could not be written, on a full disk for instance. The user was told once, on standard error.
+bool isLost();
 
 /// The number as standard output shows it now: decimal at first.
 std::string number(std::int32_t value);
