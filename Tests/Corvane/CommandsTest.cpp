@@ -17,6 +17,32 @@ using testing::StartsWith;
 
 const xpc::Object kNull = xpc::Object::adopt(xpc_null_create());
 
+xpc::Object list(std::size_t count, const xpc::Object& value) {
+    auto array = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+    for (std::size_t index = 0; index < count; ++index) {
+        xpc_array_append_value(array.get(), value.get());
+    }
+    return array;
+}
+
+/// The tool's own options of the self-test, with `value` in place of what stands under `key`.
+xpc::Object options(const char* key, const xpc::Object& value) {
+    auto made = dictionary({{"KeyRFSelfTestTargetTxPower3G4G", number(200)},
+                            {"KeyRFSelfTestTargetTxPower2G", number(230)},
+                            {"KeyRFSelfTestPowerRatioLimitLowList", list(32, number(0))},
+                            {"KeyRFSelfTestPowerRatioLimitHighList", list(32, number(255))},
+                            {"KeyRFSelfTestForwardPowerLimitLowList", list(32, number(0))},
+                            {"KeyRFSelfTestForwardPowerLimitHighList", list(32, number(255))}});
+    xpc_dictionary_set_value(made.get(), key, value.get());
+    return made;
+}
+
+xpc::Object selfTest(const xpc::Object& with) {
+    return dictionary({{"KeyBasebandDiagnosticsAction", text("BasebandDiagnosticsActionRun")},
+                       {"KeyBasebandDiagnosticsType", text("BasebandDiagnosticsTypeRFSelfTest")},
+                       {"KeyBasebandDiagnosticsOptions", with}});
+}
+
 TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
     struct Case {
         const char* command;
@@ -34,12 +60,33 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
         {"SetTracePropertyCommand", property("DIAG", "Enabled"), "0xE020E101", "KeyTracePropertyValue is missing"},
         {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(8)}}), "0xE020E101",
          "There is no operating mode 8; the modes are 0 (online), 1 (low power)"},
+        {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(std::int64_t{1} << 40)}}),
+         "0xE020E101", "There is no operating mode 1099511627776"},
+        {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", text("x")}}), "0xE020E101",
+         "KeyBasebandOperatingMode is a string; it takes an integer."},
         {"ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Warm")}}), "0xE020E101",
          "'Soft reset' and 'Hard reset'"},
         {"BasebandNVDataCommand", dictionary({{"KeyBasebandNVDataAction", text("Read")}}), "0xE020E101", "there is 'Erase'"},
         {"BasebandSyncFSCommand", dictionary({{"KeyFSSyncWaitForCompletion", number(1)}}), "0xE020E101", "it takes a boolean"},
         {"BasebandDiagnosticsCommand", dictionary({{"KeyBasebandDiagnosticsAction", text("Walk")}}), "0xE020E101",
          "there are BasebandDiagnosticsActionRun and"},
+        {"BasebandDiagnosticsCommand", dictionary({{"KeyBasebandDiagnosticsAction", text("BasebandDiagnosticsActionRun")}}),
+         "0xE020E101", "There is no diagnostics test ''; BasebandDiagnosticsTypeRFSelfTest is accepted."},
+        {"BasebandDiagnosticsCommand", selfTest(number(1)), "0xE020E101",
+         "KeyBasebandDiagnosticsOptions is missing or not a dictionary"},
+        {"BasebandDiagnosticsCommand", selfTest(options("KeyRFSelfTestTargetTxPower2G", kNull)), "0xE020E101",
+         "KeyRFSelfTestTargetTxPower2G is missing or not an integer; a power from -500 to 330 (in 0.1 dBm) is accepted."},
+        {"BasebandDiagnosticsCommand", selfTest(options("KeyRFSelfTestTargetTxPower3G4G", number(331))), "0xE020E101",
+         "KeyRFSelfTestTargetTxPower3G4G is 331;"},
+        {"BasebandDiagnosticsCommand", selfTest(options("KeyRFSelfTestPowerRatioLimitLowList", kNull)), "0xE020E101",
+         "KeyRFSelfTestPowerRatioLimitLowList is missing or not a list; a list of 32 integers, one a channel, is accepted."},
+        {"BasebandDiagnosticsCommand", selfTest(options("KeyRFSelfTestPowerRatioLimitHighList", list(33, number(0)))),
+         "0xE020E101", "has 33 entries;"},
+        {"BasebandDiagnosticsCommand", selfTest(options("KeyRFSelfTestForwardPowerLimitHighList", list(32, text("0")))),
+         "0xE020E101", "has an entry 0 that is not an integer;"},
+        {"BasebandDiagnosticsCommand", selfTest(options("KeyRFSelfTestForwardPowerLimitLowList", list(32, number(256)))),
+         "0xE020E101",
+         "KeyRFSelfTestForwardPowerLimitLowList is 256 for channel 0, above the 255 of KeyRFSelfTestForwardPowerLimitHighList"},
         {"LogCollectionCommand", dictionary({{"KeyLogCollectionAction", text("Enable")}, {"KeyTracePropertyName", text("X")}}),
          "0xE020E101", "it takes NPA, F3."},
         {"SimulatePowerNotificationCommand", dictionary({{"KeyPowerNotificationMessage", number(-1)}}), "0xE020E101",

@@ -1,7 +1,11 @@
 #pragma once
 
-#include "Corvane/support/Refusal.h"
-#include "platform/xpc/Object.h"
+#include "Corvane/baseband/BootState.h"
+#include "Corvane/baseband/OperatingMode.h"
+#include "Corvane/baseband/RFSelfTest.h"
+#include "Corvane/support/Result.h"
+#include "Corvane/support/Values.h"
+#include "config/TraceType.h"
 
 #include <chrono>
 #include <cstdint>
@@ -13,38 +17,26 @@
 
 namespace corvane {
 
-/// How a command on the baseband ended.
-struct Answer {
-    std::optional<Refusal> refusal;  ///< absent: carried out
-    xpc::Object reply;               ///< a dictionary or none; with a refusal, what its error dictionary holds besides
-};
-
 /// Runs exactly once, on the event loop's thread, possibly before the command that it was given to returns.
-using Completion = std::function<void(Answer)>;
+template <typename T>
+using Completion = std::function<void(Result<T>)>;
 
-/// A file that a backend adds to a folder of trace logs.
-struct SnapshotFile {
-    std::string name;  ///< a plain file name, without folders
-    std::string content;
-};
-using SnapshotCompletion = std::function<void(std::vector<SnapshotFile>)>;
-
-/// Numbers of the QMI device-management service (DMS).
-enum class OperatingMode : std::int32_t {
-    Online = 0,
-    LowPower = 1,
-    FactoryTest = 2,
-    Offline = 3,
-    Reset = 4,
-    ShuttingDown = 5,
-    PersistentLowPower = 6,
-    ModeOnlyLowPower = 7,
+struct BasebandVersion {
+    std::string text;  ///< empty when it isn't known
 };
 
-/// Whether asking for `mode` resets the baseband, so that blocked resets block it too.
-constexpr bool resetsBaseband(std::int64_t mode) {
-    return mode == static_cast<std::int64_t>(OperatingMode::Reset);
-}
+struct BasebandTime {
+    std::string text;
+};
+
+/// What woke the application processor last.
+struct WakeReason {
+    std::int64_t channel = 0;  ///< 0: not the baseband, and nothing of the rest is known
+    std::string reason = {};
+    std::string time = {};
+    std::int64_t count = 0;  ///< of wakes so far
+    std::optional<std::int64_t> sleptMilliseconds = {};
+};
 
 enum class ResetType { Soft, Hard };
 struct ResetRequest {
@@ -56,23 +48,37 @@ struct ResetRequest {
 enum class PowerLog { NPA, F3 };
 enum class PowerLogAction { Enable, Disable, Dump };
 
-/// Who is told what happens in the baseband. Called on the event loop's thread, between commands or within one.
+/// A file that a backend adds to a folder of trace logs.
+struct SnapshotFile {
+    std::string name;  ///< a plain file name, without folders
+    std::string content;
+};
+using SnapshotFiles = std::vector<SnapshotFile>;
+
+/// One entry of a trace that is on.
+struct TraceRecord {
+    ryn::trace::Type trace;
+    std::chrono::system_clock::time_point time;
+    std::string content;  ///< a line of text without its end, or the bytes of a message
+};
+
+/// Hears what happens in the baseband. Called on the event loop's thread, between commands or within one.
 class BasebandListener {
 public:
     virtual ~BasebandListener() = default;
-    /// `event` is kEventBasebandBootStateChange ({KeyBasebandBootState: string}, and KeyErrorString with why it failed to boot),
-    /// kEventBasebandOperatingModeChange ({KeyBasebandOperatingMode: int64}) or kEventBasebandDiagnostics.
-    virtual void basebandEvent(const char* event, const xpc::Object& payload) = 0;
+    virtual void bootStateChanged(const BootStatus& status) = 0;
+    virtual void operatingModeChanged(OperatingMode mode) = 0;
+    virtual void selfTestProgressed(const RFSelfTestEvent& event) = 0;
+    virtual void traceRecorded(const TraceRecord&) {}
     /// One sentence for the manager's own log.
     virtual void basebandLog(std::string_view sentence) = 0;
 };
 
 /// The baseband as the manager sees it: simulated, or a real modem.
 ///
-/// Everything happens on the thread of one sd-event loop and nothing blocks it. A command that can't be carried out answers a
-/// refusal; a reply carries the protocol's keys and may go to the client as it stands. Boot states are "Off", "Booting", "Ready"
-/// and "Resetting". After it has booted, a baseband is in low power (1), or in persistent low power (6) when that was set
-/// before; someone has to bring it online.
+/// Everything happens on the thread of one sd-event loop and nothing blocks it. A command that can't be carried out completes
+/// with a refusal; one that a backend doesn't override is refused as not supported. After it has booted, a baseband is in low
+/// power (1), or in persistent low power (6) when that was set before; someone has to bring it online.
 class Baseband {
 public:
     Baseband() = default;
@@ -85,42 +91,52 @@ public:
     /// Ends everything under way: outstanding completions run with Aborted before it returns; no event follows.
     virtual void stop() = 0;
 
-    /// {KeyBasebandVersion: string}
-    virtual void getVersion(Completion completion) = 0;
-    /// {KeyBasebandBootState: string}, and KeyErrorString: string when it failed to boot
-    virtual void getBootState(Completion completion) = 0;
-    /// {KeyBasebandOperatingMode: int64}
-    virtual void getOperatingMode(Completion completion) = 0;
-    /// Answers when the mode is reached; a mode that resets, when the baseband is ready again.
-    /// @param mode any number: the backend refuses those that it doesn't know.
+    virtual void getBootState(Completion<BootStatus> completion) = 0;
+    virtual void getOperatingMode(Completion<OperatingMode> completion) = 0;
+
+    virtual void getVersion(Completion<BasebandVersion> completion) { completion(cannot("tell its version")); }
+    virtual void getTime(Completion<BasebandTime> completion) { completion(cannot("tell the time")); }
+    virtual void getWakeReason(Completion<WakeReason> completion) {
+        completion(cannot("tell what woke the application processor"));
+    }
+
+    /// Completes when the mode is reached; a mode that resets, when the baseband is ready again.
     /// @param timeout 0 or less: as long as it takes. When it passes first the answer is TimedOut, and what was begun goes on.
-    virtual void setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion) = 0;
-    /// {KeyBasebandTimeAsString: string}
-    virtual void getTime(Completion completion) = 0;
-    /// {KeyBasebandWakeChannel: int64, ...}: channel 0 when the baseband did not wake the application processor
-    virtual void getWakeReason(Completion completion) = 0;
+    virtual void setOperatingMode(OperatingMode, std::chrono::seconds /*timeout*/, Completion<void> completion) {
+        completion(cannot("change its operating mode"));
+    }
+    /// Completes when the baseband is ready again. Whether resets are blocked is the caller's to check.
+    virtual void reset(const ResetRequest&, Completion<void> completion) { completion(cannot("be reset")); }
+    /// Puts the non-volatile data back to the factory's.
+    virtual void eraseNVData(Completion<void> completion) { completion(cannot("erase its non-volatile data")); }
+    /// Writes the remote filesystem out; completes before it is written unless `waitForCompletion`.
+    virtual void syncFileSystem(bool /*waitForCompletion*/, Completion<void> completion) {
+        completion(cannot("sync a remote filesystem"));
+    }
 
-    /// Answers, without a reply, when the baseband is ready again. Whether resets are blocked is the caller's to check.
-    virtual void reset(const ResetRequest& request, Completion completion) = 0;
-    /// Puts the non-volatile data back to the factory's; answers without a reply.
-    virtual void eraseNVData(Completion completion) = 0;
-    /// Writes the remote filesystem out; answers without a reply, before it is written unless `waitForCompletion`.
-    virtual void syncFileSystem(bool waitForCompletion, Completion completion) = 0;
-
-    /// Answers without a reply. What was dumped goes into the next snapshot.
-    virtual void controlPowerLog(PowerLog log, PowerLogAction action, Completion completion) = 0;
+    /// What was dumped goes into the next snapshot.
+    virtual void controlPowerLog(PowerLog, PowerLogAction, Completion<void> completion) { completion(cannot("log its power")); }
     /// Acts as if the application processor had sent the power notification `message`.
-    virtual void simulatePowerNotification(std::uint32_t message, Completion completion) = 0;
+    virtual void simulatePowerNotification(std::uint32_t /*message*/, Completion<void> completion) {
+        completion(cannot("take power notifications"));
+    }
 
-    /// Answers when the test has ended: a reply with its status and result, or Aborted.
-    /// @param type what the command carried under KeyBasebandDiagnosticsType, empty when it carried none.
-    /// @param options what it carried under KeyBasebandDiagnosticsOptions, of any type or none.
-    virtual void runDiagnostics(const std::string& type, const xpc::Object& options, Completion completion) = 0;
-    virtual void abortDiagnostics(Completion completion) = 0;
+    /// Completes with the test's last event, complete or aborted.
+    virtual void runSelfTest(const RFSelfTestOptions&, Completion<RFSelfTestEvent> completion) {
+        completion(cannot("test its radio"));
+    }
+    virtual void abortSelfTest(Completion<void> completion) { completion(cannot("test its radio")); }
 
+    /// Begins or ceases to tell the listener the records of a trace.
+    virtual void switchTrace(ryn::trace::Type, bool /*on*/, Completion<void> completion) {
+        completion(cannot("record this trace"));
+    }
     /// A dictionary of the backend's own figures: boots, resets, modes, ...
-    virtual void getStatistics(Completion completion) = 0;
-    virtual void collectSnapshot(SnapshotCompletion completion) = 0;
+    virtual void getStatistics(Completion<xpc::Object> completion) { completion(dictionary({})); }
+    virtual void collectSnapshot(Completion<SnapshotFiles> completion) { completion(SnapshotFiles()); }
+
+protected:
+    static Refusal cannot(const std::string& what) { return Refusal::notSupported("This baseband can't " + what + "."); }
 };
 
 }  // namespace corvane

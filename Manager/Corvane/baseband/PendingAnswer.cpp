@@ -11,18 +11,18 @@ constexpr std::chrono::seconds kLongestTimeout = std::chrono::hours(24 * 365);
 
 }  // namespace
 
-PendingAnswer::PendingAnswer(Completion completion, Loop& loop, std::chrono::seconds timeout, std::string sentence)
+PendingAnswer::PendingAnswer(Completion<void> completion, Loop& loop, std::chrono::seconds timeout, std::string sentence)
     : PendingAnswer(std::move(completion)) {
     if (timeout > std::chrono::seconds::zero()) {
         timeout_ = std::make_unique<Timer>(loop);
         timeout_->set(std::min(timeout, kLongestTimeout),
-                      [this, said = std::move(sentence)] { refuse(ResultCode::TimedOut, said); });
+                      [this, said = std::move(sentence)] { answer(Refusal::timedOut(said)); });
     }
 }
 
-void PendingAnswer::answer(Answer answer) {
+void PendingAnswer::answer(Result<void> result) {
     if (!answered()) {
-        std::exchange(completion_, nullptr)(std::move(answer));
+        std::exchange(completion_, nullptr)(std::move(result));
     }
 }
 

@@ -10,18 +10,16 @@ namespace corvane {
 /// A completion that is still to run, within a time-out if its caller has set one.
 class PendingAnswer {
 public:
-    explicit PendingAnswer(Completion completion) : completion_(std::move(completion)) {}
+    explicit PendingAnswer(Completion<void> completion) : completion_(std::move(completion)) {}
     /// Answers TimedOut with `sentence` if nothing else has answered within `timeout`; 0 or less: no time-out.
-    PendingAnswer(Completion completion, Loop& loop, std::chrono::seconds timeout, std::string sentence);
+    PendingAnswer(Completion<void> completion, Loop& loop, std::chrono::seconds timeout, std::string sentence);
 
     bool answered() const { return !completion_; }
     /// Runs the completion unless it has run.
-    void answer(Answer answer);
-    void succeed() { answer({}); }
-    void refuse(ResultCode code, std::string sentence) { answer({Refusal{code, std::move(sentence)}, {}}); }
+    void answer(Result<void> result);
 
 private:
-    Completion completion_;
+    Completion<void> completion_;
     std::unique_ptr<Timer> timeout_;
 };
 

@@ -103,7 +103,7 @@ void Session::forget(std::uint64_t id) {
     }
 }
 
-Completion Session::answerLater(std::uint64_t id) {
+AnswerCompletion Session::answerLater(std::uint64_t id) {
     makeOutstanding(id);
     return [weak = weak_from_this(), id](const Answer& answered) {
         if (const auto session = weak.lock()) {

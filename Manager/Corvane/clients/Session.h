@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Client/wire/Packet.h"
-#include "Corvane/baseband/Baseband.h"
+#include "Corvane/requests/Answer.h"
 
 #include <cstdint>
 #include <memory>
@@ -50,7 +50,7 @@ public:
     Progress receive(std::span<const std::uint8_t> packet);
 
     /// A completion that answers request `id` when it runs, unless the client has gone by then.
-    Completion answerLater(std::uint64_t id);
+    AnswerCompletion answerLater(std::uint64_t id);
     /// Makes the request one that waits, for good if nobody answers it.
     void makeOutstanding(std::uint64_t id);
     void answer(std::uint64_t id, const Answer& answered);

@@ -20,7 +20,7 @@ struct Call {
     const xpc::Object& argument;
 
     /// For what takes time: the answer is given through what this returns, and the handler returns nothing.
-    Completion later() const { return session.answerLater(id); }
+    AnswerCompletion later() const { return session.answerLater(id); }
 };
 
 /// Answers at once, or returns nothing and answers later.

@@ -1,17 +1,28 @@
 #include "Corvane/requests/Manager.h"
 
+#include "Corvane/requests/Replies.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/UtcTime.h"
 #include "Corvane/support/Values.h"
 #include "config/DiagConfig.h"
+#include "config/Diagnostics.h"
 #include "config/RYNProperties.h"
 #include "platform/ryn/constants.h"
 
 namespace corvane {
 
+namespace {
+
+/// Where the last event of the last self-test is kept.
+constexpr std::string_view kBasebandArea = "baseband";
+constexpr std::string_view kLastSelfTest = "baseband.selftest";
+
+}  // namespace
+
 Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
-    : traceSettings_(store),
+    : store_(store),
+      traceSettings_(store),
       traceFilters_(store),
       bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),
@@ -62,45 +73,62 @@ void Manager::settingChanged(const TraceProperty& property, const std::string& v
     }
 }
 
-void Manager::collectTraceLogs(const std::string& reason, Completion completion) {
+void Manager::collectTraceLogs(const std::string& reason, Completion<void> completion) {
     if (auto refusal = traceLogs_.refuseCollection()) {
-        completion({std::move(refusal), {}});
+        completion(*std::move(refusal));
         return;
     }
     ++collecting_;
     traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Dumping");
-    baseband().getVersion([this, reason, completion = std::move(completion)](const Answer& version) {
-        baseband().collectSnapshot([this, reason, version, completion](std::vector<SnapshotFile> files) {
-            files.push_back(describe(reason, version.reply));
-            finishCollection(files, completion);
+    baseband().getVersion([this, reason, completion = std::move(completion)](const Result<BasebandVersion>& version) {
+        const std::string known = version && !version->text.empty() ? version->text : ryn::kUnknown;
+        baseband().collectSnapshot([this, reason, known, completion](Result<SnapshotFiles> collected) {
+            SnapshotFiles files = collected ? std::move(*collected) : SnapshotFiles();
+            files.push_back(describe(reason, known));
+            finishCollection(std::move(files), completion);
         });
     });
 }
 
-SnapshotFile Manager::describe(const std::string& reason, const xpc::Object& version) {
-    const std::string baseband = textAt(version, ryn::kKeyBasebandVersion).value_or(ryn::kUnknown);
-    return {"manager.json", readableJson(dictionary({
-                                {"Reason", text(reason)},
-                                {"Time", text(utcTimeStamp())},
-                                {"Versions", dictionary({{"Corvane", text(CORVANE_VERSION)}, {"Baseband", text(baseband)}})},
-                                {"Settings", traceSettings_.all()},
-                                {"Filters", traceFilters_.all()},
-                                {"Commands", commandFigures_.toDictionary()},
-                                {"Clients", clientFigures_.toDictionary()},
-                            }))};
+SnapshotFile Manager::describe(const std::string& reason, const std::string& basebandVersion) {
+    return {"manager.json",
+            readableJson(dictionary({
+                {"Reason", text(reason)},
+                {"Time", text(utcTimeStamp())},
+                {"Versions", dictionary({{"Corvane", text(CORVANE_VERSION)}, {"Baseband", text(basebandVersion)}})},
+                {"Settings", traceSettings_.all()},
+                {"Filters", traceFilters_.all()},
+                {"Commands", commandFigures_.toDictionary()},
+                {"Clients", clientFigures_.toDictionary()},
+            }))};
 }
 
-void Manager::finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion) {
+void Manager::finishCollection(SnapshotFiles files, const Completion<void>& completion) {
+    if (const auto lastSelfTest = store_.get(kBasebandArea, kLastSelfTest)) {
+        files.push_back({"rf-self-test.json", *lastSelfTest});
+    }
     const bool keep = traceSettings_.value(ryn::trace::Type::RYN, TraceProperty::kKeepScratchLogs) == "true";
     auto refusal = traceLogs_.write(files, keep);
     if (--collecting_ == 0) {
         traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Idle");
     }
-    completion({std::move(refusal), {}});
+    completion(refusal ? Result<void>(*std::move(refusal)) : Result<void>());
 }
 
-void Manager::basebandEvent(const char* event, const xpc::Object& payload) {
-    events_(event, payload);
+void Manager::bootStateChanged(const BootStatus& status) {
+    events_(ryn::kEventBasebandBootStateChange, toReply(status));
+}
+
+void Manager::operatingModeChanged(OperatingMode mode) {
+    events_(ryn::kEventBasebandOperatingModeChange, toReply(mode));
+}
+
+void Manager::selfTestProgressed(const RFSelfTestEvent& event) {
+    const xpc::Object payload = toReply(event);
+    if (event.status != RFSelfTestEvent::Status::Running) {
+        store_.put(kBasebandArea, kLastSelfTest, readableJson(payload));
+    }
+    events_(ryn::kEventBasebandDiagnostics, payload);
 }
 
 void Manager::basebandLog(std::string_view sentence) {

@@ -35,8 +35,8 @@ public:
     static std::optional<Refusal> unblockResets();
     /// Puts every setting back to its default.
     std::optional<Refusal> resetSettings();
-    /// Answers without a reply, when the folder is written.
-    void collectTraceLogs(const std::string& reason, Completion completion);
+    /// Completes when the folder is written.
+    void collectTraceLogs(const std::string& reason, Completion<void> completion);
 
     TraceSettings& traceSettings() { return traceSettings_; }
     TraceFilters& traceFilters() { return traceFilters_; }
@@ -45,14 +45,18 @@ public:
     ClientFigures& clientFigures() { return clientFigures_; }
     Baseband& baseband() { return *baseband_; }
 
-    void basebandEvent(const char* event, const xpc::Object& payload) override;
+    void bootStateChanged(const BootStatus& status) override;
+    void operatingModeChanged(OperatingMode mode) override;
+    void selfTestProgressed(const RFSelfTestEvent& event) override;
     void basebandLog(std::string_view sentence) override;
 
 private:
     void settingChanged(const TraceProperty& property, const std::string& value);
-    SnapshotFile describe(const std::string& reason, const xpc::Object& version);
-    void finishCollection(const std::vector<SnapshotFile>& files, const Completion& completion);
+    /// What the manager adds to a snapshot.
+    SnapshotFile describe(const std::string& reason, const std::string& basebandVersion);
+    void finishCollection(SnapshotFiles files, const Completion<void>& completion);
 
+    SettingsStore& store_;
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;
     BootFigures bootFigures_;

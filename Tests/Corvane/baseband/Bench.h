@@ -3,8 +3,6 @@
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/support/Values.h"
-#include "config/Diagnostics.h"
-#include "platform/ryn/constants.h"
 
 #include <gtest/gtest.h>
 
@@ -36,6 +34,37 @@ public:
     bool full = false;
 };
 
+/// How a command ended, with its value as a text.
+struct Answer {
+    std::optional<Refusal> refusal = {};
+    std::string value = {};
+};
+
+inline std::string shown(const BootStatus& status) {
+    return describe(status) + (status.explanation.empty() ? "" : ": " + status.explanation);
+}
+inline std::string shown(OperatingMode mode) {
+    return std::to_string(static_cast<int>(mode));
+}
+inline std::string shown(const BasebandVersion& version) {
+    return version.text;
+}
+inline std::string shown(const BasebandTime& time) {
+    return time.text;
+}
+/// "7 baseband reset, wake 3"
+inline std::string shown(const WakeReason& wake) {
+    return std::to_string(wake.channel) + " " + wake.reason + ", wake " + std::to_string(wake.count);
+}
+inline std::string shown(const xpc::Object& object) {
+    return xpc::to_string(object);
+}
+/// "goes on", "complete" or "aborted"
+inline std::string shown(const RFSelfTestEvent& event) {
+    constexpr const char* kStatuses[] = {"goes on", "complete", "aborted"};
+    return kStatuses[static_cast<std::size_t>(event.status)];
+}
+
 /// An answer that may still be outstanding.
 struct Awaited {
     std::optional<Answer> answer;
@@ -46,7 +75,7 @@ using AwaitedPtr = std::shared_ptr<Awaited>;
 /// A baseband on a real event loop, with what it has told.
 class BasebandBench : public testing::Test, protected BasebandListener {
 protected:
-    using Command = std::function<void(Baseband& baseband, Completion completion)>;
+    using Command = std::function<void(Baseband& baseband, std::function<void(Answer)> completion)>;
 
     void renewLoop() { loop_ = std::move(*Loop::make()); }
     /// Runs the loop until `reached`. Fails the test when that takes too long.
@@ -79,33 +108,36 @@ protected:
                                      "timeout", "aborted", "failed",      "storage", "limit"};
         return answer.refusal ? names[static_cast<std::uint32_t>(answer.refusal->code) & 0xFF] : "ok";
     }
-    static std::string json(const Answer& answer) { return xpc::to_string(answer.reply); }
 
-    static Command mode(std::int64_t number, int timeout = 0) {
-        return [=](Baseband& baseband, Completion done) {
-            baseband.setOperatingMode(number, std::chrono::seconds(timeout), std::move(done));
-        };
+    static Command mode(int number, int timeout = 0) {
+        return call(&Baseband::setOperatingMode, static_cast<OperatingMode>(number), std::chrono::seconds(timeout));
     }
     static Command reset(ResetType type, const std::string& reason = "because") {
-        return [=](Baseband& baseband, Completion done) { baseband.reset({type, "UserTriggered", reason}, std::move(done)); };
+        return call(&Baseband::reset, ResetRequest{type, "UserTriggered", reason});
     }
-    static Command powerLog(PowerLog log, PowerLogAction action) {
-        return [=](Baseband& baseband, Completion done) { baseband.controlPowerLog(log, action, std::move(done)); };
-    }
-    static Command notify(std::uint32_t message) {
-        return [=](Baseband& baseband, Completion done) { baseband.simulatePowerNotification(message, std::move(done)); };
-    }
-    template <typename Method>
-    static Command call(Method method) {
-        return [=](Baseband& baseband, Completion done) { (baseband.*method)(std::move(done)); };
+    static Command powerLog(PowerLog log, PowerLogAction action) { return call(&Baseband::controlPowerLog, log, action); }
+    static Command notify(std::uint32_t message) { return call(&Baseband::simulatePowerNotification, message); }
+    template <typename Method, typename... Values>
+    static Command call(Method method, Values... values) {
+        return [=](Baseband& baseband, const std::function<void(Answer)>& done) {
+            (baseband.*method)(values..., [done](const auto& result) {
+                if (!result) {
+                    done({result.refusal()});
+                } else if constexpr (requires { shown(*result); }) {
+                    done({{}, shown(*result)});
+                } else {
+                    done({});
+                }
+            });
+        };
     }
 
     /// The content of a file of a snapshot, empty when there is no such file.
     std::string snapshot(const std::string& name) {
         std::optional<std::string> content;
-        baseband_->collectSnapshot([&](const std::vector<SnapshotFile>& files) {
+        baseband_->collectSnapshot([&](const Result<SnapshotFiles>& files) {
             content.emplace();
-            for (const SnapshotFile& file : files) {
+            for (const SnapshotFile& file : *files) {
                 *content += file.name == name ? file.content : "";
             }
         });
@@ -117,21 +149,14 @@ protected:
     std::unique_ptr<Baseband> baseband_;
     std::vector<std::string> events_;  ///< "Booting", "mode 1", "test 25 goes on", ...
     std::vector<std::string> log_;
-    xpc::Object lastDiagnostics_;
+    RFSelfTestEvent lastSelfTest_;
 
 private:
-    void basebandEvent(const char* event, const xpc::Object& payload) override {
-        if (std::string_view(event) == ryn::kEventBasebandBootStateChange) {
-            events_.push_back(textAt(payload, ryn::kKeyBasebandBootState).value_or("?"));
-        } else if (std::string_view(event) == ryn::kEventBasebandOperatingModeChange) {
-            events_.push_back("mode " + std::to_string(numberAt(payload, ryn::kKeyBasebandOperatingMode).value_or(-1)));
-        } else {
-            const auto data = xpc::Object::share(xpc_dictionary_get_value(payload.get(), ryn::kKeyBasebandDiagnosticsStatusData));
-            const auto percentage = numberAt(data, "KeyBasebandDiagnosticsPercentage").value_or(-1);
-            events_.push_back("test " + std::to_string(percentage) + " " +
-                              textAt(payload, ryn::kKeyBasebandDiagnosticsStatus).value_or("goes on"));
-            lastDiagnostics_ = payload;
-        }
+    void bootStateChanged(const BootStatus& status) override { events_.push_back(describe(status)); }
+    void operatingModeChanged(OperatingMode mode) override { events_.push_back("mode " + shown(mode)); }
+    void selfTestProgressed(const RFSelfTestEvent& event) override {
+        events_.push_back("test " + std::to_string(event.percentage) + " " + shown(event));
+        lastSelfTest_ = event;
     }
     void basebandLog(std::string_view sentence) override { log_.emplace_back(sentence); }
 };

@@ -3,7 +3,6 @@
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
 #include "Corvane/baseband/modemmanager/ModemReport.h"
 #include "Corvane/support/Values.h"
-#include "platform/ryn/constants.h"
 
 #include <memory>
 #include <utility>
@@ -29,10 +28,6 @@ constexpr std::chrono::seconds kModeLimit = 55s;
 /// The service programming code that modems of the QMI kind leave the factory with; those of other kinds ask for none.
 constexpr const char* kServiceProgrammingCode = "000000";
 
-Answer refuse(ResultCode code, std::string sentence) {
-    return {Refusal{code, std::move(sentence)}, {}};
-}
-
 struct ModeName {
     OperatingMode mode;
     const char* action;
@@ -43,17 +38,14 @@ constexpr ModeName kModes[] = {
     {OperatingMode::Offline, "go offline"},
 };
 
-const ModeName* findMode(std::int64_t number) {
+/// nullptr when ModemManager can't bring a modem to `mode`.
+const char* actionOf(OperatingMode mode) {
     for (const ModeName& name : kModes) {
-        if (static_cast<std::int64_t>(name.mode) == number) {
-            return &name;
+        if (name.mode == mode) {
+            return name.action;
         }
     }
     return nullptr;
-}
-
-std::string_view actionOf(OperatingMode mode) {
-    return findMode(static_cast<std::int64_t>(mode))->action;
 }
 
 }  // namespace
@@ -67,55 +59,46 @@ ModemManagerBaseband::ModemManagerBaseband(Loop& loop, std::string modem)
 
 void ModemManagerBaseband::start(BasebandListener& listener) {
     listener_ = &listener;
-    announcedBootState_ = bootState();
+    announcedBootStatus_ = bootStatus();
     follower_.start();
 }
 
 void ModemManagerBaseband::stop() {
     listener_ = nullptr;
     for (const ModeChange& waiting : std::exchange(waitingChanges_, {})) {
-        waiting.answer->refuse(ResultCode::Aborted, "The manager stopped before the mode was changed.");
+        waiting.answer->answer(Refusal::aborted("The manager stopped before the mode was changed."));
     }
     announcement_.cancel();
     follower_.stop();
     reset_.stop();
 }
 
-void ModemManagerBaseband::getVersion(Completion completion) {
+void ModemManagerBaseband::getBootState(Completion<BootStatus> completion) {
+    completion(bootStatus());
+}
+
+void ModemManagerBaseband::getOperatingMode(Completion<OperatingMode> completion) {
     const Modem* modem = follower_.modem();
-    const std::string revision = modem == nullptr ? std::string() : modem->text("Revision");
-    completion({{}, revision.empty() ? dictionary({}) : dictionary({{ryn::kKeyBasebandVersion, text(revision)}})});
+    completion(modem == nullptr ? Result<OperatingMode>(follower_.absence()) : operatingModeOf(*modem));
 }
 
-void ModemManagerBaseband::getBootState(Completion completion) {
-    xpc::Object reply = dictionary({{ryn::kKeyBasebandBootState, text(bootState())}});
-    if (const Modem* modem = follower_.modem(); modem != nullptr && isFailed(*modem)) {
-        xpc_dictionary_set_value(reply.get(), ryn::kKeyErrorString, text(obstacleOf(*modem) + ".").get());
-    }
-    completion({{}, reply});
-}
-
-void ModemManagerBaseband::getOperatingMode(Completion completion) {
+void ModemManagerBaseband::getVersion(Completion<BasebandVersion> completion) {
     const Modem* modem = follower_.modem();
-    if (modem == nullptr) {
-        completion({follower_.absence(), {}});
-        return;
-    }
-    const auto mode = static_cast<std::int64_t>(operatingModeOf(*modem));
-    completion({{}, dictionary({{ryn::kKeyBasebandOperatingMode, number(mode)}})});
+    completion(BasebandVersion{modem == nullptr ? std::string() : modem->text("Revision")});
 }
 
-void ModemManagerBaseband::setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion) {
-    if (findMode(mode) == nullptr) {
-        completion(refuse(ResultCode::NotSupported, "ModemManager can't bring a modem to operating mode " + std::to_string(mode) +
-                                                        "; 0 (online), 1 (low power) and 3 (offline) are possible."));
+void ModemManagerBaseband::setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
+    const std::string number = std::to_string(static_cast<int>(mode));
+    if (actionOf(mode) == nullptr) {
+        completion(Refusal::notSupported("ModemManager can't bring a modem to operating mode " + number +
+                                         "; 0 (online), 1 (low power) and 3 (offline) are possible."));
         return;
     }
     const std::chrono::seconds limit = timeout > 0s ? timeout : kModeLimit;
-    auto answer = std::make_shared<PendingAnswer>(std::move(completion), loop_, limit,
-                                                  "The modem isn't in operating mode " + std::to_string(mode) + " after " +
-                                                      std::to_string(limit.count()) + " s; it may still come.");
-    waitingChanges_.push_back({static_cast<OperatingMode>(mode), std::move(answer)});
+    auto answer = std::make_shared<PendingAnswer>(
+        std::move(completion), loop_, limit,
+        "The modem isn't in operating mode " + number + " after " + std::to_string(limit.count()) + " s; it may still come.");
+    waitingChanges_.push_back({mode, std::move(answer)});
     changeModes();
 }
 
@@ -129,7 +112,7 @@ void ModemManagerBaseband::changeModes() {
         change_ = std::move(next);
         const Modem* modem = follower_.modem();
         if (modem == nullptr) {
-            endModeChange({follower_.absence(), {}});
+            endModeChange(follower_.absence());
         } else if (change_->mode == OperatingMode::Online) {
             enable(true, [this] { awaitMode({}); });
         } else {
@@ -157,7 +140,7 @@ void ModemManagerBaseband::enable(bool on, std::function<void()> then) {
 void ModemManagerBaseband::setPowerState(PowerState state) {
     const Modem* modem = follower_.modem();
     if (modem == nullptr) {
-        endModeChange({follower_.absence(), {}});
+        endModeChange(follower_.absence());
         return;
     }
     const auto replied = [this, state, path = modem->path](const BusReply& reply) {
@@ -191,105 +174,82 @@ void ModemManagerBaseband::endAwaitedChange() {
     }
 }
 
-void ModemManagerBaseband::endModeChange(Answer answer) {
+void ModemManagerBaseband::endModeChange(const Result<void>& result) {
     awaited_ = false;
     announcement_.cancel();
     const ModeChange ended = *std::exchange(change_, {});
-    if (answer.refusal) {
-        log(answer.refusal->sentence);
-    } else {
+    if (result) {
         ++modeChanges_;
+    } else {
+        log(result.refusal().sentence);
     }
-    ended.answer->answer(std::move(answer));
+    ended.answer->answer(result);
     changeModes();
 }
 
-void ModemManagerBaseband::getTime(Completion completion) {
+void ModemManagerBaseband::getTime(Completion<BasebandTime> completion) {
     const Modem* modem = follower_.modem();
     if (modem == nullptr) {
-        completion({follower_.absence(), {}});
+        completion(follower_.absence());
         return;
     }
     const char* action = "tell the time";
     if (!modem->has(kTimeInterface)) {
         const std::string obstacle = obstacleOf(*modem);
-        completion(refuse(
-            ResultCode::NotSupported,
+        completion(Refusal::notSupported(
             "The modem can't tell the time: " + (obstacle.empty() ? "ModemManager knows no clock of it" : obstacle) + "."));
         return;
     }
     const auto replied = [this, action, done = std::move(completion)](const BusReply& reply) {
-        done(reply.error ? refused(*reply.error, action)
-                         : Answer{{}, dictionary({{ryn::kKeyBasebandTimeAsString, reply.argument(0)}})});
+        if (reply.error) {
+            done(refused(*reply.error, action));
+            return;
+        }
+        const xpc::Object time = reply.argument(0);
+        done(BasebandTime{time.is(XPC_TYPE_STRING) ? xpc_string_get_string_ptr(time.get()) : ""});
     };
     follower_.call(kTimeInterface, "GetNetworkTime", kAnswerLimit, replied);
 }
 
-void ModemManagerBaseband::reset(const ResetRequest& request, Completion completion) {
+void ModemManagerBaseband::reset(const ResetRequest& request, Completion<void> completion) {
     if (request.type == ResetType::Hard) {
-        completion(refuse(ResultCode::NotSupported,
-                          "A modem behind ModemManager has no hard reset: its supply isn't the manager's to switch; a soft reset "
-                          "is possible."));
+        completion(
+            Refusal::notSupported("A modem behind ModemManager has no hard reset: its supply isn't the manager's to switch; a "
+                                  "soft reset is possible."));
         return;
     }
     const Modem* modem = follower_.modem();
     if (modem == nullptr || reset_.underWay()) {
-        completion(
-            {reset_.underWay() ? Refusal{ResultCode::Busy, "The modem is being reset already."} : follower_.absence(), {}});
+        completion(reset_.underWay() ? Refusal::busy("The modem is being reset already.") : follower_.absence());
         return;
     }
     log("Soft reset of the modem (" + request.subType + "): " + request.reason);
-    reset_.begin(modem->path, [this, done = std::move(completion)](const Answer& answer) {
-        softResets_ += answer.refusal ? 0 : 1;
+    reset_.begin(modem->path, [this, done = std::move(completion)](const Result<void>& result) {
+        softResets_ += result ? 1 : 0;
         announce();
-        done(answer);
+        done(result);
     });
     const auto replied = [this](const BusReply& reply) {
-        const auto failure = reply.error ? refused(*reply.error, "reset").refusal : std::nullopt;
-        reset_.replied(failure, reply.error && modemmanager::mayHaveLeft(*reply.error));
+        const Result<void> result = reply.error ? Result<void>(refused(*reply.error, "reset")) : Result<void>();
+        reset_.replied(result, reply.error && modemmanager::mayHaveLeft(*reply.error));
         announce();
     };
     follower_.call(kModemInterface, "Reset", kAnswerLimit, replied);
 }
 
-void ModemManagerBaseband::eraseNVData(Completion completion) {
+void ModemManagerBaseband::eraseNVData(Completion<void> completion) {
     if (follower_.modem() == nullptr) {
-        completion({follower_.absence(), {}});
+        completion(follower_.absence());
         return;
     }
     log("Factory reset of the modem.");
     const auto replied = [this, done = std::move(completion)](const BusReply& reply) {
-        done(reply.error ? refused(*reply.error, "put its data back to the factory's") : Answer{});
+        done(reply.error ? Result<void>(refused(*reply.error, "put its data back to the factory's")) : Result<void>());
     };
     follower_.call(kModemInterface, "FactoryReset", kFactoryResetLimit, replied, "s", kServiceProgrammingCode);
 }
 
-void ModemManagerBaseband::getWakeReason(Completion completion) {
-    completion(refuse(ResultCode::NotSupported, "ModemManager doesn't tell what woke the application processor."));
-}
-
-void ModemManagerBaseband::syncFileSystem(bool, Completion completion) {
-    completion(refuse(ResultCode::NotSupported,
-                      "A modem behind ModemManager keeps its own data; there is no remote filesystem to sync."));
-}
-
-void ModemManagerBaseband::controlPowerLog(PowerLog, PowerLogAction, Completion completion) {
-    completion(refuse(ResultCode::NotSupported, "ModemManager has no power logs."));
-}
-
-void ModemManagerBaseband::simulatePowerNotification(std::uint32_t, Completion completion) {
-    completion(refuse(ResultCode::NotSupported, "ModemManager takes no power notifications."));
-}
-
-void ModemManagerBaseband::runDiagnostics(const std::string&, const xpc::Object&, Completion completion) {
-    completion(refuse(ResultCode::NotSupported, "ModemManager has no RF self-test."));
-}
-
-void ModemManagerBaseband::abortDiagnostics(Completion completion) {
-    completion(refuse(ResultCode::NotSupported, "ModemManager has no RF self-test, so none is running."));
-}
-
-void ModemManagerBaseband::getStatistics(Completion completion) {
+void ModemManagerBaseband::getStatistics(Completion<xpc::Object> completion) {
     const Modem* modem = follower_.modem();
     xpc::Object statistics = modem == nullptr ? dictionary({}) : modemStatistics(*modem);
     const auto set = [&](const char* key, const xpc::Object& value) {
@@ -301,19 +261,19 @@ void ModemManagerBaseband::getStatistics(Completion completion) {
     if (const std::string& version = follower_.managerVersion(); !version.empty()) {
         set("ModemManagerVersion", text(version));
     }
-    completion({{}, statistics});
+    completion(statistics);
 }
 
-void ModemManagerBaseband::collectSnapshot(SnapshotCompletion completion) {
+void ModemManagerBaseband::collectSnapshot(Completion<SnapshotFiles> completion) {
     collectModemSnapshot(follower_, std::move(completion));
 }
 
-std::string ModemManagerBaseband::bootState() const {
+BootStatus ModemManagerBaseband::bootStatus() const {
     if (reset_.resetting()) {
-        return "Resetting";
+        return {BootState::Resetting};
     }
     const Modem* modem = follower_.modem();
-    return modem == nullptr ? "Off" : bootStateOf(*modem);
+    return modem == nullptr ? BootStatus{} : bootStatusOf(*modem);
 }
 
 void ModemManagerBaseband::modemChanged() {
@@ -334,19 +294,18 @@ void ModemManagerBaseband::announce() {
             log("Modem state: " + std::string(state));
         }
     }
-    if (const std::string state = bootState(); state != announcedBootState_) {
-        announcedBootState_ = state;
-        boots_ += state == "Ready" ? 1 : 0;
-        log("Boot state: " + state);
-        getBootState([this](const Answer& now) { listener_->basebandEvent(ryn::kEventBasebandBootStateChange, now.reply); });
+    if (const BootStatus status = bootStatus(); status != announcedBootStatus_) {
+        announcedBootStatus_ = status;
+        boots_ += status.state == BootState::Ready ? 1 : 0;
+        log("Boot state: " + describe(status));
+        listener_->bootStateChanged(status);
     }
     const auto mode = modem == nullptr ? std::nullopt : std::optional(operatingModeOf(*modem));
     if (mode != announcedMode_) {
         announcedMode_ = mode;
         if (mode) {
             log("Operating mode: " + std::to_string(static_cast<int>(*mode)));
-            getOperatingMode(
-                [this](const Answer& now) { listener_->basebandEvent(ryn::kEventBasebandOperatingModeChange, now.reply); });
+            listener_->operatingModeChanged(*mode);
         }
     }
 }
@@ -357,9 +316,9 @@ void ModemManagerBaseband::log(const std::string& sentence) {
     }
 }
 
-Answer ModemManagerBaseband::refused(const modemmanager::BusError& error, std::string_view action) const {
+Refusal ModemManagerBaseband::refused(const modemmanager::BusError& error, std::string_view action) const {
     const Modem* modem = follower_.modem();
-    return {refusalFor(error, action, modem == nullptr ? std::string() : obstacleOf(*modem)), {}};
+    return refusalFor(error, action, modem == nullptr ? std::string() : obstacleOf(*modem));
 }
 
 }  // namespace corvane

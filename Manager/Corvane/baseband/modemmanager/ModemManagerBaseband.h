@@ -27,21 +27,15 @@ public:
     void start(BasebandListener& listener) override;
     void stop() override;
 
-    void getVersion(Completion completion) override;
-    void getBootState(Completion completion) override;
-    void getOperatingMode(Completion completion) override;
-    void setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion) override;
-    void getTime(Completion completion) override;
-    void getWakeReason(Completion completion) override;
-    void reset(const ResetRequest& request, Completion completion) override;
-    void eraseNVData(Completion completion) override;
-    void syncFileSystem(bool waitForCompletion, Completion completion) override;
-    void controlPowerLog(PowerLog log, PowerLogAction action, Completion completion) override;
-    void simulatePowerNotification(std::uint32_t message, Completion completion) override;
-    void runDiagnostics(const std::string& type, const xpc::Object& options, Completion completion) override;
-    void abortDiagnostics(Completion completion) override;
-    void getStatistics(Completion completion) override;
-    void collectSnapshot(SnapshotCompletion completion) override;
+    void getBootState(Completion<BootStatus> completion) override;
+    void getOperatingMode(Completion<OperatingMode> completion) override;
+    void getVersion(Completion<BasebandVersion> completion) override;
+    void getTime(Completion<BasebandTime> completion) override;
+    void setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) override;
+    void reset(const ResetRequest& request, Completion<void> completion) override;
+    void eraseNVData(Completion<void> completion) override;
+    void getStatistics(Completion<xpc::Object> completion) override;
+    void collectSnapshot(Completion<SnapshotFiles> completion) override;
 
 private:
     struct ModeChange {
@@ -49,7 +43,7 @@ private:
         PendingAnswerPtr answer;
     };
 
-    std::string bootState() const;
+    BootStatus bootStatus() const;
     void modemChanged();
     void announce();
     void log(const std::string& sentence);
@@ -60,8 +54,8 @@ private:
     /// The change under way is carried out: it ends when the modem shows its mode, or after `otherwise` when it shows none.
     void awaitMode(std::function<void()> otherwise);
     void endAwaitedChange();
-    void endModeChange(Answer answer);
-    Answer refused(const modemmanager::BusError& error, std::string_view action) const;
+    void endModeChange(const Result<void>& result);
+    Refusal refused(const modemmanager::BusError& error, std::string_view action) const;
 
     Loop& loop_;
     BasebandListener* listener_ = nullptr;
@@ -73,7 +67,7 @@ private:
     Timer announcement_;
 
     std::string_view loggedState_;  ///< ModemManager's word
-    std::string announcedBootState_;
+    BootStatus announcedBootStatus_;
     std::optional<OperatingMode> announcedMode_;
     std::int64_t boots_ = 0;
     std::int64_t softResets_ = 0;

@@ -71,11 +71,11 @@ struct SnapshotInProgress {
     xpc::Object modem;
     xpc::Object bearers;
     std::size_t outstanding;
-    SnapshotCompletion completion;
+    Completion<SnapshotFiles> completion;
 
     void finishIfComplete() const {
         if (outstanding == 0) {
-            completion({{"modem.json", readableJson(modem)}, {"bearers.json", readableJson(bearers)}});
+            completion(SnapshotFiles{{"modem.json", readableJson(modem)}, {"bearers.json", readableJson(bearers)}});
         }
     }
 };
@@ -105,9 +105,9 @@ xpc::Object modemStatistics(const Modem& modem) {
     return statistics;
 }
 
-void collectModemSnapshot(ModemFollower& follower, SnapshotCompletion completion) {
+void collectModemSnapshot(ModemFollower& follower, Completion<SnapshotFiles> completion) {
     if (follower.modem() == nullptr) {
-        completion({});
+        completion(SnapshotFiles());
         return;
     }
     const Modem& modem = *follower.modem();

@@ -10,6 +10,6 @@ namespace corvane::modemmanager {
 xpc::Object modemStatistics(const Modem& modem);
 
 /// All that ModemManager shows of the modem and of its bearers: "modem.json" and "bearers.json". Without a modem: no file.
-void collectModemSnapshot(ModemFollower& follower, SnapshotCompletion completion);
+void collectModemSnapshot(ModemFollower& follower, Completion<SnapshotFiles> completion);
 
 }  // namespace corvane::modemmanager

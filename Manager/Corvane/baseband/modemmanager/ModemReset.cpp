@@ -16,29 +16,28 @@ constexpr std::chrono::seconds kReturnLimit = 55s;
 
 }  // namespace
 
-void ModemReset::begin(const std::string& path, Completion ended) {
+void ModemReset::begin(const std::string& path, Completion<void> ended) {
     path_ = path;
     ended_ = std::move(ended);
     accepted_ = false;
     left_ = false;
-    failure_.reset();
+    result_ = {};
     return_.set(kReturnLimit, [this] {
-        end(Refusal{ResultCode::TimedOut,
-                    "The modem was told to reset but isn't back yet; \"baseband state watch\" shows when it is."});
+        end(Refusal::timedOut("The modem was told to reset but isn't back yet; \"baseband state watch\" shows when it is."));
     });
 }
 
-void ModemReset::replied(std::optional<Refusal> failure, bool mayHaveLeft) {
+void ModemReset::replied(const Result<void>& result, bool mayHaveLeft) {
     if (!underWay() || left_) {
         return;
     }
-    if (failure && !mayHaveLeft) {
-        end(std::move(failure));
+    if (!result && !mayHaveLeft) {
+        end(result);
         return;
     }
     accepted_ = true;
-    failure_ = std::move(failure);
-    leave_.set(kLeaveLimit, [this] { end(failure_); });
+    result_ = result;
+    leave_.set(kLeaveLimit, [this] { end(Result<void>(result_)); });
 }
 
 void ModemReset::modemChanged(const Modem* modem) {
@@ -53,7 +52,7 @@ void ModemReset::modemChanged(const Modem* modem) {
         return;
     }
     if (isFailed(*modem)) {
-        end(Refusal{ResultCode::BasebandFailed, "The modem was reset and came back as " + bootStateOf(*modem) + "."});
+        end(Refusal::basebandFailed("The modem was reset and came back as " + describe(bootStatusOf(*modem)) + "."));
     } else if (isBooted(*modem)) {
         end({});
     }
@@ -61,14 +60,14 @@ void ModemReset::modemChanged(const Modem* modem) {
 
 void ModemReset::stop() {
     if (underWay()) {
-        end(Refusal{ResultCode::Aborted, "The manager stopped before the modem was back."});
+        end(Refusal::aborted("The manager stopped before the modem was back."));
     }
 }
 
-void ModemReset::end(std::optional<Refusal> refusal) {
+void ModemReset::end(const Result<void>& result) {
     leave_.cancel();
     return_.cancel();
-    std::exchange(ended_, nullptr)(Answer{std::move(refusal), {}});
+    std::exchange(ended_, nullptr)(result);
 }
 
 }  // namespace corvane::modemmanager

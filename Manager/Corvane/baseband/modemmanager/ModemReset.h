@@ -5,7 +5,6 @@
 #include "Corvane/baseband/modemmanager/SystemBus.h"
 
 #include <functional>
-#include <optional>
 #include <string>
 
 namespace corvane::modemmanager {
@@ -16,10 +15,9 @@ public:
     explicit ModemReset(Loop& loop) : leave_(loop), return_(loop) {}
 
     /// @param ended runs once, when nothing is under way any more.
-    void begin(const std::string& path, Completion ended);
-    /// What became of the request. @param failure absent: accepted. @param mayHaveLeft whether it may have been accepted all the
-    /// same.
-    void replied(std::optional<Refusal> failure, bool mayHaveLeft);
+    void begin(const std::string& path, Completion<void> ended);
+    /// What became of the request. @param mayHaveLeft whether one that failed may have been accepted all the same.
+    void replied(const Result<void>& result, bool mayHaveLeft);
     void modemChanged(const Modem* modem);
     void stop();
 
@@ -28,13 +26,13 @@ public:
     bool resetting() const { return underWay() && (accepted_ || left_); }
 
 private:
-    void end(std::optional<Refusal> refusal);
+    void end(const Result<void>& result);
 
     std::string path_;
-    Completion ended_;
+    Completion<void> ended_;
     bool accepted_ = false;
     bool left_ = false;
-    std::optional<Refusal> failure_;  ///< holds if the modem doesn't leave
+    Result<void> result_;  ///< holds if the modem doesn't leave
     Timer leave_;
     Timer return_;
 };

@@ -48,15 +48,15 @@ PowerState powerStateOf(const Modem& modem) {
     return static_cast<PowerState>(modem.number("PowerState"));
 }
 
-std::string bootStateOf(const Modem& modem) {
+BootStatus bootStatusOf(const Modem& modem) {
     switch (stateOf(modem)) {
         case ModemState::Failed:
-            return "Off (" + std::string(failedReasonName(modem.number("StateFailedReason"))) + ")";
+            return {BootState::Off, std::string(failedReasonName(modem.number("StateFailedReason"))), obstacleOf(modem) + "."};
         case ModemState::Unknown:
         case ModemState::Initializing:
-            return "Booting";
+            return {BootState::Booting};
         default:
-            return "Ready";
+            return {BootState::Ready};
     }
 }
 

@@ -37,8 +37,8 @@ inline bool isBooted(const Modem& modem) {
 inline bool isActive(const Modem& modem) {
     return stateOf(modem) > ModemState::Disabled;
 }
-/// "Booting", "Ready", or "Off (sim-missing)" with the reason for which it failed.
-std::string bootStateOf(const Modem& modem);
+/// A modem that failed is Off, with ModemManager's reason: "sim-missing".
+BootStatus bootStatusOf(const Modem& modem);
 OperatingMode operatingModeOf(const Modem& modem);
 /// What keeps the modem from being used, and what helps; empty when nothing does.
 std::string obstacleOf(const Modem& modem);

@@ -2,6 +2,7 @@
 
 #include "Corvane/support/Values.h"
 
+#include <iterator>
 #include <string>
 
 namespace corvane::simulated {
@@ -10,7 +11,9 @@ namespace {
 /// At the index of their enumerators.
 constexpr const char* kCounts[] = {"ModeChanges",    "Shutdowns",       "WakesByBaseband", "PowerNotifications",
                                    "NVDataErasures", "FileSystemSyncs", "PowerLogDumps"};
+static_assert(std::size(kCounts) == static_cast<std::size_t>(BasebandStatistics::Count::PowerLogDumps) + 1);
 constexpr const char* kSelfTests[] = {"SelfTestsPassed", "SelfTestsFailed", "SelfTestsAborted"};
+static_assert(std::size(kSelfTests) == static_cast<std::size_t>(RFSelfTest::Outcome::Aborted) + 1);
 
 constexpr const char* kBoots = "Boots";
 constexpr const char* kLastBoot = "LastBootMilliseconds";

@@ -4,35 +4,34 @@
 
 namespace corvane::simulated {
 
-void FileSystemSync::begin(bool waitForCompletion, const PendingAnswerPtr& answer) {
+void FileSystemSync::begin(bool waitForCompletion, Completion<void> completion) {
     if (!underWay_) {
         underWay_ = true;
         end_.set(duration_, [this] { complete(); });
     }
     if (waitForCompletion) {
-        waiting_.push_back(answer);
+        waiting_.push_back(std::move(completion));
     } else {
-        answer->succeed();
+        completion({});
     }
 }
 
 void FileSystemSync::interrupt(const std::string& why) {
     end_.cancel();
     underWay_ = false;
-    for (const PendingAnswerPtr& answer : std::exchange(waiting_, {})) {
-        answer->refuse(ResultCode::Aborted, "The sync of the remote filesystem was interrupted " + why + "; send it again.");
+    for (const Completion<void>& completion : std::exchange(waiting_, {})) {
+        completion(Refusal::aborted("The sync of the remote filesystem was interrupted " + why + "; send it again."));
     }
 }
 
 void FileSystemSync::complete() {
     underWay_ = false;
-    const bool written = nvData_.recordSync(clock_.text());
-    for (const PendingAnswerPtr& answer : std::exchange(waiting_, {})) {
-        if (written) {
-            answer->succeed();
-        } else {
-            answer->refuse(ResultCode::StorageFailed, "The remote filesystem could not be written to disk.");
-        }
+    const Result<void> outcome =
+        nvData_.recordSync(clock_.text())
+            ? Result<void>()
+            : Result<void>(Refusal::storageFailed("The remote filesystem could not be written to disk."));
+    for (const Completion<void>& completion : std::exchange(waiting_, {})) {
+        completion(outcome);
     }
 }
 

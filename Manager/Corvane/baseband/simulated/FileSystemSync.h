@@ -1,8 +1,9 @@
 #pragma once
 
-#include "Corvane/baseband/PendingAnswer.h"
+#include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/simulated/BasebandClock.h"
 #include "Corvane/baseband/simulated/NVData.h"
+#include "Corvane/loop/Timer.h"
 
 #include <vector>
 
@@ -14,8 +15,8 @@ public:
     FileSystemSync(Loop& loop, std::chrono::milliseconds duration, NVData& nvData, const BasebandClock& clock)
         : duration_(duration), nvData_(nvData), clock_(clock), end_(loop) {}
 
-    /// Answers when it has ended, or at once unless `waitForCompletion`.
-    void begin(bool waitForCompletion, const PendingAnswerPtr& answer);
+    /// Completes when it has ended, or at once unless `waitForCompletion`.
+    void begin(bool waitForCompletion, Completion<void> completion);
     /// Ends one that is under way without success. @param why a clause
     void interrupt(const std::string& why);
 
@@ -27,7 +28,7 @@ private:
     const BasebandClock& clock_;
     Timer end_;
     bool underWay_ = false;
-    std::vector<PendingAnswerPtr> waiting_;
+    std::vector<Completion<void>> waiting_;
 };
 
 }  // namespace corvane::simulated

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/PowerLogs.h"
 
+#include <iterator>
+
 namespace corvane::simulated {
 namespace {
 
@@ -15,6 +17,7 @@ constexpr LogNames kLogs[] = {
     {"NPA", "baseband.powerlog.npa", "power-log-npa.txt"},
     {"F3", "baseband.powerlog.f3", "power-log-f3.txt"},
 };
+static_assert(std::size(kLogs) == static_cast<std::size_t>(PowerLog::F3) + 1);
 
 const LogNames& namesOf(PowerLog log) {
     return kLogs[static_cast<std::size_t>(log)];
@@ -22,9 +25,11 @@ const LogNames& namesOf(PowerLog log) {
 
 /// What the modem's processor asks for, at the index of the boot state.
 constexpr const char* kProcessorRequests[] = {"off", "turbo", "nominal", "retention"};
+static_assert(std::size(kProcessorRequests) == static_cast<std::size_t>(BootState::Resetting) + 1);
 
 /// What the radio asks for, at the index of the operating mode.
 constexpr const char* kRadioRequests[] = {"receive+transmit", "off", "receive+transmit", "off", "off", "off", "off", "off"};
+static_assert(std::size(kRadioRequests) == static_cast<std::size_t>(OperatingMode::ModeOnlyLowPower) + 1);
 
 std::string request(const char* resource, const char* client, const char* level) {
     return std::string(resource) + " client=" + client + " request=" + level;
@@ -32,36 +37,35 @@ std::string request(const char* resource, const char* client, const char* level)
 
 }  // namespace
 
-std::optional<Refusal> PowerLogs::control(PowerLog log, PowerLogAction action) {
+Result<void> PowerLogs::control(PowerLog log, PowerLogAction action) {
     if (action == PowerLogAction::Dump) {
         return dump(log);
     }
     const bool enable = action == PowerLogAction::Enable;
     if (enable == nvData_.powerLogEnabled(log)) {
-        return std::nullopt;
+        return {};
     }
     if (!enable) {
         record(log, "collection ends");
     }
     if (!nvData_.setPowerLogEnabled(log, enable)) {
-        return Refusal{ResultCode::StorageFailed,
-                       "The switch could not be written to the non-volatile data; nothing has changed."};
+        return Refusal::storageFailed("The switch could not be written to the non-volatile data; nothing has changed.");
     }
     record(log, "collection begins");
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Refusal> PowerLogs::dump(PowerLog log) {
+Result<void> PowerLogs::dump(PowerLog log) {
     if (entriesOf(log).empty()) {
         const std::string name = namesOf(log).name;
-        return Refusal{ResultCode::WrongState, "The " + name + " power log has no entries; it collects them once it is enabled."};
+        return Refusal::wrongState("The " + name + " power log has no entries; it collects them once it is enabled.");
     }
     const std::string title = "Dumped at " + clock_.text() + "\n";
     if (!storage_.put(namesOf(log).dump, title + recorded(log))) {
-        return Refusal{ResultCode::StorageFailed, "The dump could not be written to disk; the power log goes on."};
+        return Refusal::storageFailed("The dump could not be written to disk; the power log goes on.");
     }
     entriesOf(log).clear();
-    return std::nullopt;
+    return {};
 }
 
 void PowerLogs::bootStateChanged(BootState state) {

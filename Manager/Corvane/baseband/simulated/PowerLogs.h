@@ -3,7 +3,6 @@
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/simulated/BasebandClock.h"
 #include "Corvane/baseband/simulated/NVData.h"
-#include "Corvane/baseband/simulated/StateMachine.h"
 
 #include <array>
 #include <deque>
@@ -21,8 +20,8 @@ public:
     PowerLogs(BasebandStorage& storage, NVData& nvData, const BasebandClock& clock)
         : storage_(storage), nvData_(nvData), clock_(clock) {}
 
-    /// What it changes is on disk before it returns. @return why it was refused.
-    std::optional<Refusal> control(PowerLog log, PowerLogAction action);
+    /// What it changes is on disk before it returns.
+    Result<void> control(PowerLog log, PowerLogAction action);
 
     void bootStateChanged(BootState state);
     void operatingModeChanged(OperatingMode mode);
@@ -37,7 +36,7 @@ public:
 
 private:
     void record(PowerLog log, const std::string& entry);
-    std::optional<Refusal> dump(PowerLog log);
+    Result<void> dump(PowerLog log);
     std::deque<std::string>& entriesOf(PowerLog log) { return entries_[static_cast<std::size_t>(log)]; }
     std::string recorded(PowerLog log) const;
 

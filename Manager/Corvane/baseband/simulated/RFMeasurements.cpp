@@ -1,15 +1,10 @@
 #include "Corvane/baseband/simulated/RFMeasurements.h"
 
-#include "Corvane/support/Values.h"
-#include "config/Diagnostics.h"
-
 #include <algorithm>
+#include <vector>
 
 namespace corvane::simulated {
 namespace {
-
-constexpr const char* kPassed = "Passed";
-constexpr const char* kFailed = "Failed";
 
 /// A quantity of the front end as it was designed, and how far a channel of a unit may be off. In 0.1 dBm or 0.1 dB.
 struct Design {
@@ -42,96 +37,57 @@ struct JudgedQuantity {
     const char* name;
     RFLimits RFSelfTestOptions::*limits;
     ChannelValues PortMeasurements::*values;
-    bool RFVerdict::*passed;
+    bool RFSelfTestResult::*passed;
 };
 constexpr JudgedQuantity kJudged[] = {
-    {"power ratio", &RFSelfTestOptions::powerRatio, &PortMeasurements::powerRatio, &RFVerdict::powerRatioPassed},
-    {"forward power", &RFSelfTestOptions::forwardPower, &PortMeasurements::forwardPower, &RFVerdict::forwardPowerPassed},
+    {"power ratio", &RFSelfTestOptions::powerRatio, &PortMeasurements::powerRatio, &RFSelfTestResult::powerRatioPassed},
+    {"forward power", &RFSelfTestOptions::forwardPower, &PortMeasurements::forwardPower, &RFSelfTestResult::forwardPowerPassed},
 };
 
-struct ReportedList {
-    const char* key;
-    PortMeasurements RFMeasurements::*port;
-    ChannelValues PortMeasurements::*values;
-};
-constexpr ReportedList kReported[] = {
-    {ryn::kKeyRFSelfTestPowerRatioMeasurementPortAList, &RFMeasurements::portA, &PortMeasurements::powerRatio},
-    {ryn::kKeyRFSelfTestPowerRatioMeasurementPortBList, &RFMeasurements::portB, &PortMeasurements::powerRatio},
-    {ryn::kKeyRFSelfTestForwardPowerMeasurementPortAList, &RFMeasurements::portA, &PortMeasurements::forwardPower},
-    {ryn::kKeyRFSelfTestForwardPowerMeasurementPortBList, &RFMeasurements::portB, &PortMeasurements::forwardPower},
-    {ryn::kKeyRFSelfTestReversePowerMeasurementPortAList, &RFMeasurements::portA, &PortMeasurements::reversePower},
-    {ryn::kKeyRFSelfTestReversePowerMeasurementPortBList, &RFMeasurements::portB, &PortMeasurements::reversePower},
-    {ryn::kKeyRFSelfTestRSSIMeasurementPortAList, &RFMeasurements::portA, &PortMeasurements::rssi},
-    {ryn::kKeyRFSelfTestRSSIMeasurementPortBList, &RFMeasurements::portB, &PortMeasurements::rssi},
-};
-
+/// One phrase for each value that is outside its limits.
 void judgePort(const JudgedQuantity& quantity, const RFLimits& limits, const PortMeasurements& measured, char portName,
-               RFVerdict& verdict) {
+               std::vector<std::string>& violations) {
     const ChannelValues& values = measured.*quantity.values;
     for (std::size_t channel = 0; channel < kRFChannels; ++channel) {
         const std::int64_t low = limits.low[channel];
         const std::int64_t high = limits.high[channel];
-        if (values[channel] >= low && values[channel] <= high) {
-            continue;
+        if (values[channel] < low || values[channel] > high) {
+            violations.push_back(std::string(quantity.name) + " " + std::to_string(values[channel]) + " on channel " +
+                                 std::to_string(channel) + " at port " + portName + " is outside " + std::to_string(low) +
+                                 " to " + std::to_string(high));
         }
-        verdict.*quantity.passed = false;
-        verdict.violations.push_back(std::string(quantity.name) + " " + std::to_string(values[channel]) + " on channel " +
-                                     std::to_string(channel) + " at port " + portName + " is outside " + std::to_string(low) +
-                                     " to " + std::to_string(high));
     }
-}
-
-xpc::Object toArray(const ChannelValues& values) {
-    auto array = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-    for (const std::int64_t value : values) {
-        xpc_array_append_value(array.get(), number(value).get());
-    }
-    return array;
 }
 
 }  // namespace
 
 void measure(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Port port, std::size_t channel,
-             RFMeasurements& measurements) {
+             RFSelfTestResult& result) {
     const auto of = [&](const Design& design) { return actual(design, calibrationSeed, port, channel); };
     const bool is2G = channel >= kFirst2GChannel;
     const std::int64_t target = is2G ? options.targetTxPower2G : options.targetTxPower3G4G;
     const std::int64_t transmitted = std::min(target, of(is2G ? kSaturation2G : kSaturation3G4G));
 
-    PortMeasurements& measured = measurements.at(port);
+    PortMeasurements& measured = port == Port::A ? result.portA : result.portB;
     measured.forwardPower[channel] = transmitted + of(kForwardDeviation) - (port == Port::B ? kPortBCableLoss : 0);
     measured.powerRatio[channel] = of(kReturnLoss);
     measured.reversePower[channel] = measured.forwardPower[channel] - measured.powerRatio[channel];
     measured.rssi[channel] = measured.forwardPower[channel] - of(kReceivePathLoss);
 }
 
-RFVerdict judge(const RFSelfTestOptions& options, const RFMeasurements& measurements) {
-    RFVerdict verdict;
+std::string judge(const RFSelfTestOptions& options, RFSelfTestResult& result) {
+    std::vector<std::string> violations;
     for (const JudgedQuantity& quantity : kJudged) {
-        judgePort(quantity, options.*quantity.limits, measurements.portA, 'A', verdict);
-        judgePort(quantity, options.*quantity.limits, measurements.portB, 'B', verdict);
+        const std::size_t before = violations.size();
+        judgePort(quantity, options.*quantity.limits, result.portA, 'A', violations);
+        judgePort(quantity, options.*quantity.limits, result.portB, 'B', violations);
+        result.*quantity.passed = violations.size() == before;
     }
-    return verdict;
-}
-
-std::string RFVerdict::errorSentence() const {
     if (violations.empty()) {
         return {};
     }
     const std::size_t others = violations.size() - 1;
     return "Out of limits: " + violations.front() + (others == 0 ? "." : ", and " + std::to_string(others) + " more.");
-}
-
-xpc::Object resultDictionary(const RFVerdict& verdict, const RFMeasurements& measurements) {
-    const auto status = [](bool passed) { return text(passed ? kPassed : kFailed); };
-    auto result = dictionary({{ryn::kKeyRFSelfTestOverallStatus, status(verdict.passed())},
-                              {ryn::kKeyRFSelfTestPowerRatioStatus, status(verdict.powerRatioPassed)},
-                              {ryn::kKeyRFSelfTestForwardPowerStatus, status(verdict.forwardPowerPassed)}});
-    for (const ReportedList& list : kReported) {
-        const auto array = toArray(measurements.*list.port.*list.values);
-        xpc_dictionary_set_value(result.get(), list.key, array.get());
-    }
-    return result;
 }
 
 }  // namespace corvane::simulated

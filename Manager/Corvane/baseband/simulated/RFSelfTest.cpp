@@ -1,20 +1,14 @@
 #include "Corvane/baseband/simulated/RFSelfTest.h"
 
-#include "Corvane/support/Values.h"
-#include "config/Diagnostics.h"
-
 #include <utility>
 
 namespace corvane::simulated {
-namespace {
 
-constexpr const char* kKeyPercentage = "KeyBasebandDiagnosticsPercentage";
+using Status = RFSelfTestEvent::Status;
 
-}  // namespace
-
-void RFSelfTest::run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, const PendingAnswerPtr& answer) {
-    running_ = std::make_unique<Run>(Run{options, calibrationSeed, answer, 0, {}});
-    observer_.selfTestProgressed(event(nullptr));
+void RFSelfTest::run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Completion<RFSelfTestEvent> completion) {
+    running_ = std::make_unique<Run>(Run{options, calibrationSeed, std::move(completion)});
+    listener_.selfTestProgressed(event(Status::Running));
     awaitStep();
 }
 
@@ -23,10 +17,9 @@ void RFSelfTest::abort(const std::string& why) {
         return;
     }
     step_.cancel();
-    const std::string sentence = "The RF self-test was aborted " + why + "; run it again for a result.";
-    auto aborted = event(ryn::kBasebandDiagnosticsStatusAborted);
-    xpc_dictionary_set_value(aborted.get(), ryn::kKeyBasebandDiagnosticsErrorString, text(sentence).get());
-    end(Outcome::Aborted, Refusal{ResultCode::Aborted, sentence}, aborted);
+    RFSelfTestEvent aborted = event(Status::Aborted);
+    aborted.error = "The RF self-test was aborted " + why + "; run it again for a result.";
+    end(Outcome::Aborted, aborted);
 }
 
 void RFSelfTest::awaitStep() {
@@ -39,45 +32,31 @@ void RFSelfTest::takeStep() {
     const Port port = running_->stepsDone < kSteps / 2 ? Port::A : Port::B;
     const std::size_t first = running_->stepsDone % (kSteps / 2) * kChannelsPerStep;
     for (std::size_t channel = first; channel < first + kChannelsPerStep; ++channel) {
-        measure(running_->options, running_->calibrationSeed, port, channel, running_->measurements);
+        measure(running_->options, running_->calibrationSeed, port, channel, running_->result);
     }
     if (++running_->stepsDone == kSteps) {
         complete();
         return;
     }
-    observer_.selfTestProgressed(event(nullptr));
+    listener_.selfTestProgressed(event(Status::Running));
     awaitStep();
 }
 
 void RFSelfTest::complete() {
-    const RFVerdict verdict = judge(running_->options, running_->measurements);
-    auto completed = event(ryn::kBasebandDiagnosticsStatusComplete);
-    const auto result = resultDictionary(verdict, running_->measurements);
-    xpc_dictionary_set_value(completed.get(), ryn::kKeyBasebandDiagnosticsResult, result.get());
-    if (!verdict.passed()) {
-        const auto code = number(verdict.errorCode());
-        xpc_dictionary_set_value(completed.get(), ryn::kKeyBasebandDiagnosticsErrorCode, code.get());
-        const auto sentence = text(verdict.errorSentence());
-        xpc_dictionary_set_value(completed.get(), ryn::kKeyBasebandDiagnosticsErrorString, sentence.get());
-    }
-    end(verdict.passed() ? Outcome::Passed : Outcome::Failed, std::nullopt, completed);
+    RFSelfTestEvent completed = event(Status::Complete);
+    completed.error = judge(running_->options, running_->result);
+    completed.result = running_->result;
+    end(completed.result->passed() ? Outcome::Passed : Outcome::Failed, completed);
 }
 
-/// @param status nullptr while the test goes on.
-xpc::Object RFSelfTest::event(const char* status) const {
-    const auto percentage = static_cast<std::int64_t>(100 * running_->stepsDone / kSteps);
-    auto made = dictionary({{ryn::kKeyBasebandDiagnosticsType, text(ryn::kBasebandDiagnosticsTypeRFSelfTest)},
-                            {ryn::kKeyBasebandDiagnosticsStatusData, dictionary({{kKeyPercentage, number(percentage)}})}});
-    if (status != nullptr) {
-        xpc_dictionary_set_value(made.get(), ryn::kKeyBasebandDiagnosticsStatus, text(status).get());
-    }
-    return made;
+RFSelfTestEvent RFSelfTest::event(Status status) const {
+    return {status, static_cast<std::int64_t>(100 * running_->stepsDone / kSteps)};
 }
 
-void RFSelfTest::end(Outcome outcome, std::optional<Refusal> refusal, const xpc::Object& event) {
+void RFSelfTest::end(Outcome outcome, const RFSelfTestEvent& event) {
     const auto ended = std::exchange(running_, nullptr);
-    observer_.selfTestEnded(outcome, event);
-    ended->answer->answer({std::move(refusal), event});
+    listener_.selfTestEnded(outcome, event);
+    ended->completion(event);
 }
 
 }  // namespace corvane::simulated

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "Corvane/baseband/PendingAnswer.h"
+#include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/simulated/RFMeasurements.h"
+#include "Corvane/loop/Timer.h"
 
-#include <functional>
+#include <memory>
 
 namespace corvane::simulated {
 
@@ -14,20 +15,20 @@ namespace corvane::simulated {
 class RFSelfTest {
 public:
     enum class Outcome { Passed, Failed, Aborted };
-    class Observer {
+    class Listener {
     public:
-        virtual ~Observer() = default;
-        virtual void selfTestProgressed(const xpc::Object& event) = 0;
+        virtual ~Listener() = default;
+        virtual void selfTestProgressed(const RFSelfTestEvent& event) = 0;
         /// Once a test, before its command is answered.
-        virtual void selfTestEnded(Outcome outcome, const xpc::Object& event) = 0;
+        virtual void selfTestEnded(Outcome outcome, const RFSelfTestEvent& event) = 0;
     };
 
-    RFSelfTest(Loop& loop, std::chrono::milliseconds duration, Observer& observer)
-        : stepDuration_(duration / kSteps), observer_(observer), step_(loop) {}
+    RFSelfTest(Loop& loop, std::chrono::milliseconds duration, Listener& listener)
+        : stepDuration_(duration / kSteps), listener_(listener), step_(loop) {}
 
     bool isRunning() const { return running_ != nullptr; }
-    /// Not while it is running. Answers with the last event's payload.
-    void run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, const PendingAnswerPtr& answer);
+    /// Not while it is running. Completes with the last event.
+    void run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Completion<RFSelfTestEvent> completion);
     /// Ends a running test with the aborted status. @param why "by ..."
     void abort(const std::string& why);
 
@@ -37,19 +38,20 @@ private:
     struct Run {
         RFSelfTestOptions options;
         std::uint64_t calibrationSeed = 0;
-        PendingAnswerPtr answer;
+        Completion<RFSelfTestEvent> completion;
         std::size_t stepsDone = 0;
-        RFMeasurements measurements;
+        RFSelfTestResult result = {};
     };
 
     void awaitStep();
     void takeStep();
     void complete();
-    xpc::Object event(const char* status) const;
-    void end(Outcome outcome, std::optional<Refusal> refusal, const xpc::Object& event);
+    /// Tells how far the test is.
+    RFSelfTestEvent event(RFSelfTestEvent::Status status) const;
+    void end(Outcome outcome, const RFSelfTestEvent& event);
 
     const std::chrono::milliseconds stepDuration_;
-    Observer& observer_;
+    Listener& listener_;
     Timer step_;
     std::unique_ptr<Run> running_;
 };

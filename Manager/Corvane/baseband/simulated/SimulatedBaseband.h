@@ -16,7 +16,7 @@ namespace corvane {
 ///
 /// It boots when it is started; what a real one remembers is in the storage. A command that needs it Ready waits while it boots
 /// or resets. A reset and a change of mode end a running self-test.
-class SimulatedBaseband final : public Baseband, simulated::StateMachine::Observer, simulated::RFSelfTest::Observer {
+class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener, simulated::RFSelfTest::Listener {
 public:
     /// @param loop and @param storage outlive it.
     SimulatedBaseband(Loop& loop, BasebandStorage& storage, const simulated::Durations& durations = {});
@@ -24,34 +24,32 @@ public:
     void start(BasebandListener& listener) override;
     void stop() override;
 
-    void getVersion(Completion completion) override;
-    void getBootState(Completion completion) override;
-    void getOperatingMode(Completion completion) override;
-    void setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion) override;
-    void getTime(Completion completion) override;
-    void getWakeReason(Completion completion) override;
-    void reset(const ResetRequest& request, Completion completion) override;
-    void eraseNVData(Completion completion) override;
-    void syncFileSystem(bool waitForCompletion, Completion completion) override;
-    void controlPowerLog(PowerLog log, PowerLogAction action, Completion completion) override;
-    void simulatePowerNotification(std::uint32_t message, Completion completion) override;
-    void runDiagnostics(const std::string& type, const xpc::Object& options, Completion completion) override;
-    void abortDiagnostics(Completion completion) override;
-    void getStatistics(Completion completion) override;
-    void collectSnapshot(SnapshotCompletion completion) override;
+    void getBootState(Completion<BootStatus> completion) override;
+    void getOperatingMode(Completion<OperatingMode> completion) override;
+    void getVersion(Completion<BasebandVersion> completion) override;
+    void getTime(Completion<BasebandTime> completion) override;
+    void getWakeReason(Completion<WakeReason> completion) override;
+    void setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) override;
+    void reset(const ResetRequest& request, Completion<void> completion) override;
+    void eraseNVData(Completion<void> completion) override;
+    void syncFileSystem(bool waitForCompletion, Completion<void> completion) override;
+    void controlPowerLog(PowerLog log, PowerLogAction action, Completion<void> completion) override;
+    void simulatePowerNotification(std::uint32_t message, Completion<void> completion) override;
+    void runSelfTest(const RFSelfTestOptions& options, Completion<RFSelfTestEvent> completion) override;
+    void abortSelfTest(Completion<void> completion) override;
+    void getStatistics(Completion<xpc::Object> completion) override;
+    void collectSnapshot(Completion<SnapshotFiles> completion) override;
 
 private:
     void resetBegins(const ResetRequest& request) override;
-    void bootStateChanged(simulated::BootState state) override;
+    void bootStateChanged(BootState state) override;
     void operatingModeChanged(OperatingMode mode) override;
-    void selfTestProgressed(const xpc::Object& event) override;
-    void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const xpc::Object& event) override;
+    void selfTestProgressed(const RFSelfTestEvent& event) override;
+    void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const RFSelfTestEvent& event) override;
 
-    void beginSelfTest(const simulated::RFSelfTestOptions& options, const PendingAnswerPtr& answer);
-    void tell(const char* event, const xpc::Object& payload);
+    void beginSelfTest(const RFSelfTestOptions& options, Completion<RFSelfTestEvent> completion);
     xpc::Object state() const;
 
-    BasebandStorage& storage_;
     BasebandListener* listener_ = nullptr;  ///< nullptr once stopped
 
     simulated::NVData nvData_;

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/StateMachine.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace corvane::simulated {
@@ -10,100 +12,88 @@ constexpr const char* kOffSentence = "The baseband is off or shutting down; a so
 
 }  // namespace
 
-const char* nameOf(BootState state) {
-    constexpr const char* kNames[] = {"Off", "Booting", "Ready", "Resetting"};
-    return kNames[static_cast<std::size_t>(state)];
-}
-
 void StateMachine::stop() {
     step_.cancel();
-    std::vector<PendingAnswerPtr> open = std::exchange(transition_, {});
-    for (Waiting& waiting : std::exchange(waiting_, {})) {
-        open.push_back(std::move(waiting.answer));
-    }
-    for (const PendingAnswerPtr& answer : open) {
-        answer->refuse(ResultCode::Aborted, "The manager is stopping; send the command again once it runs.");
+    std::vector<Completion<void>> open = std::exchange(transition_, {});
+    std::ranges::move(std::exchange(waiting_, {}), std::back_inserter(open));
+    for (const Completion<void>& completion : open) {
+        completion(Refusal::aborted("The manager is stopping; send the command again once it runs."));
     }
 }
 
-void StateMachine::setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion) {
-    if (findMode(mode) == nullptr) {
-        completion({refuseMode(mode_, mode), {}});
-        return;
-    }
-    const auto wanted = static_cast<OperatingMode>(mode);
-    const std::string tooLate = "The baseband did not reach operating mode " + describe(wanted) + " within " +
+void StateMachine::setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
+    const std::string tooLate = "The baseband did not reach operating mode " + describe(mode) + " within " +
                                 std::to_string(timeout.count()) + " s; allow it more time, or none for as long as it takes.";
     const auto answer = std::make_shared<PendingAnswer>(std::move(completion), loop_, timeout, tooLate);
-    whenReady({[this, wanted](const PendingAnswerPtr& pending) { changeMode(wanted, pending); }, answer});
+    whenReady([this, mode, answer](const Result<void>& ready) {
+        if (!ready) {
+            answer->answer(ready);
+        } else if (!answer->answered()) {
+            changeMode(mode, answer);
+        }
+    });
 }
 
-void StateMachine::reset(const ResetRequest& request, Completion completion) {
-    const auto answer = std::make_shared<PendingAnswer>(std::move(completion));
+void StateMachine::reset(const ResetRequest& request, Completion<void> completion) {
     if (resetUnderWay_) {
-        answer->refuse(ResultCode::Busy, "A reset is under way; the next one is accepted when the baseband is Ready.");
+        completion(Refusal::busy("A reset is under way; the next one is accepted when the baseband is Ready."));
     } else if (isShuttingDown()) {
-        answer->refuse(ResultCode::Busy, "The baseband is shutting down; a reset boots it again once it is Off.");
+        completion(Refusal::busy("The baseband is shutting down; a reset boots it again once it is Off."));
     } else {
-        beginReset(request, answer);
+        beginReset(request, std::move(completion));
     }
 }
 
-void StateMachine::whenReady(Completion completion, Action action) {
-    whenReady({std::move(action), std::make_shared<PendingAnswer>(std::move(completion))});
-}
-
-void StateMachine::whenReady(Waiting waiting) {
+void StateMachine::whenReady(Completion<void> completion) {
     if (bootState_ == BootState::Off || isShuttingDown()) {
-        waiting.answer->refuse(ResultCode::WrongState, kOffSentence);
+        completion(Refusal::wrongState(kOffSentence));
         return;
     }
-    waiting_.push_back(std::move(waiting));
+    waiting_.push_back(std::move(completion));
     runWaiting();
 }
 
-/// An action may change the state, or ask for more.
+/// A completion may change the state, or ask for more.
 void StateMachine::runWaiting() {
     while (bootState_ == BootState::Ready && !isShuttingDown() && !waiting_.empty()) {
-        const Waiting next = std::move(waiting_.front());
+        const Completion<void> next = std::move(waiting_.front());
         waiting_.pop_front();
-        if (!next.answer->answered()) {
-            next.action(next.answer);
-        }
+        next({});
     }
 }
 
 void StateMachine::changeMode(OperatingMode mode, const PendingAnswerPtr& answer) {
-    if (auto refusal = refuseMode(mode_, static_cast<std::int64_t>(mode))) {
-        answer->answer({std::move(refusal), {}});
+    if (const Result<void> allowed = checkModeChange(mode_, mode); !allowed) {
+        answer->answer(allowed);
         return;
     }
-    const Persistence persistence = ruleOf(mode).persistence;
+    const Persistence persistence = persistenceOf(mode);
     const bool persistent = persistence == Persistence::Set;
     if (persistence != Persistence::Keep && persistent != nvData_.persistentLowPower() &&
         !nvData_.setPersistentLowPower(persistent)) {
-        answer->refuse(ResultCode::StorageFailed,
-                       "The operating mode could not be written to the non-volatile data; nothing has changed.");
+        answer->answer(
+            Refusal::storageFailed("The operating mode could not be written to the non-volatile data; nothing has changed."));
         return;
     }
+    const auto completion = [answer](const Result<void>& reached) { answer->answer(reached); };
     if (mode == OperatingMode::ShuttingDown) {
-        beginShutdown(answer);
+        beginShutdown(completion);
         return;
     }
     if (mode != mode_) {
         enter(mode);
     }
     if (mode == OperatingMode::Reset) {
-        beginReset({ResetType::Soft, kSubTypeOperatingMode, "Operating mode " + describe(mode)}, answer);
+        beginReset({ResetType::Soft, kSubTypeOperatingMode, "Operating mode " + describe(mode)}, completion);
         return;
     }
-    answer->succeed();
+    completion({});
 }
 
-void StateMachine::beginReset(const ResetRequest& request, const PendingAnswerPtr& answer) {
-    transition_.push_back(answer);
+void StateMachine::beginReset(const ResetRequest& request, Completion<void> completion) {
+    transition_.push_back(std::move(completion));
     resetUnderWay_ = true;
-    observer_.resetBegins(request);
+    listener_.resetBegins(request);
     if (bootState_ == BootState::Off) {
         boot();
         return;
@@ -112,8 +102,8 @@ void StateMachine::beginReset(const ResetRequest& request, const PendingAnswerPt
     step_.set(request.type == ResetType::Hard ? durations_.hardReset : durations_.softReset, [this] { boot(); });
 }
 
-void StateMachine::beginShutdown(const PendingAnswerPtr& answer) {
-    transition_.push_back(answer);
+void StateMachine::beginShutdown(Completion<void> completion) {
+    transition_.push_back(std::move(completion));
     enter(OperatingMode::ShuttingDown);
     step_.set(durations_.shutdown, [this] { becomeOff(); });
 }
@@ -130,31 +120,31 @@ void StateMachine::becomeReady() {
     lastBootDuration_ = std::chrono::duration_cast<std::chrono::milliseconds>(took);
     resetUnderWay_ = false;
     enter(BootState::Ready);
-    succeedTransition();
+    completeTransition();
     runWaiting();
 }
 
 void StateMachine::becomeOff() {
     enter(BootState::Off);
-    succeedTransition();
-    for (const Waiting& waiting : std::exchange(waiting_, {})) {
-        waiting.answer->refuse(ResultCode::WrongState, kOffSentence);
+    completeTransition();
+    for (const Completion<void>& waiting : std::exchange(waiting_, {})) {
+        waiting(Refusal::wrongState(kOffSentence));
     }
 }
 
 void StateMachine::enter(BootState state) {
     bootState_ = state;
-    observer_.bootStateChanged(state);
+    listener_.bootStateChanged(state);
 }
 
 void StateMachine::enter(OperatingMode mode) {
     mode_ = mode;
-    observer_.operatingModeChanged(mode);
+    listener_.operatingModeChanged(mode);
 }
 
-void StateMachine::succeedTransition() {
-    for (const PendingAnswerPtr& answer : std::exchange(transition_, {})) {
-        answer->succeed();
+void StateMachine::completeTransition() {
+    for (const Completion<void>& completion : std::exchange(transition_, {})) {
+        completion({});
     }
 }
 

@@ -10,10 +10,6 @@
 
 namespace corvane::simulated {
 
-enum class BootState { Off, Booting, Ready, Resetting };
-/// As it travels: "Off", ...
-const char* nameOf(BootState state);
-
 /// Boot state and operating mode, and the time that their changes take.
 ///
 ///     start            Booting, mode 1 (or 6, persistent)          Ready
@@ -25,17 +21,17 @@ const char* nameOf(BootState state);
 /// while it is Off or shutting down. One reset at a time; a boot that no reset has caused may be cut short by one.
 class StateMachine {
 public:
-    /// Told of a change once it is made, before the command that caused it is answered.
-    class Observer {
+    /// Hears of a change once it is made, before the command that caused it is answered.
+    class Listener {
     public:
-        virtual ~Observer() = default;
+        virtual ~Listener() = default;
         virtual void resetBegins(const ResetRequest& request) = 0;
         virtual void bootStateChanged(BootState state) = 0;
         virtual void operatingModeChanged(OperatingMode mode) = 0;
     };
 
-    StateMachine(Loop& loop, const Durations& durations, NVData& nvData, Observer& observer)
-        : loop_(loop), durations_(durations), nvData_(nvData), observer_(observer), step_(loop) {}
+    StateMachine(Loop& loop, const Durations& durations, NVData& nvData, Listener& listener)
+        : loop_(loop), durations_(durations), nvData_(nvData), listener_(listener), step_(loop) {}
 
     void start() { boot(); }
     /// Answers everything that waits with Aborted.
@@ -47,44 +43,37 @@ public:
     std::chrono::milliseconds lastBootDuration() const { return lastBootDuration_; }
 
     /// See Baseband::setOperatingMode and Baseband::reset.
-    void setOperatingMode(std::int64_t mode, std::chrono::seconds timeout, Completion completion);
-    void reset(const ResetRequest& request, Completion completion);
-    /// `action` answers; it runs at once when the baseband is Ready.
-    using Action = std::function<void(const PendingAnswerPtr& answer)>;
-    void whenReady(Completion completion, Action action);
+    void setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion);
+    void reset(const ResetRequest& request, Completion<void> completion);
+    /// Completes when the baseband is Ready: at once when it is, with a refusal when it won't be.
+    void whenReady(Completion<void> completion);
 
 private:
-    struct Waiting {
-        Action action;
-        PendingAnswerPtr answer;
-    };
-
-    void whenReady(Waiting waiting);
     void runWaiting();
     bool isShuttingDown() const { return mode_ == OperatingMode::ShuttingDown && bootState_ != BootState::Off; }
 
     void changeMode(OperatingMode mode, const PendingAnswerPtr& answer);
-    void beginReset(const ResetRequest& request, const PendingAnswerPtr& answer);
-    void beginShutdown(const PendingAnswerPtr& answer);
+    void beginReset(const ResetRequest& request, Completion<void> completion);
+    void beginShutdown(Completion<void> completion);
     void boot();
     void becomeReady();
     void becomeOff();
 
     void enter(BootState state);
     void enter(OperatingMode mode);
-    void succeedTransition();
+    void completeTransition();
 
     Loop& loop_;
     const Durations durations_;
     NVData& nvData_;
-    Observer& observer_;
+    Listener& listener_;
 
     BootState bootState_ = BootState::Off;
     OperatingMode mode_ = OperatingMode::LowPower;
     Timer step_;                                ///< to the next boot state
     bool resetUnderWay_ = false;                ///< until Ready
-    std::vector<PendingAnswerPtr> transition_;  ///< answered when the reset or the shutdown has ended
-    std::deque<Waiting> waiting_;
+    std::vector<Completion<void>> transition_;  ///< of the reset or the shutdown under way
+    std::deque<Completion<void>> waiting_;      ///< for Ready
     std::chrono::steady_clock::time_point bootBegan_;
     std::chrono::milliseconds lastBootDuration_{};
 };

@@ -1,8 +1,5 @@
 #include "Corvane/baseband/simulated/WakeReasons.h"
 
-#include "Corvane/support/Values.h"
-#include "platform/ryn/constants.h"
-
 #include <array>
 #include <cstdio>
 #include <string>
@@ -43,7 +40,7 @@ Refusal unknown(std::uint32_t message) {
     for (const Notification& known : kNotifications) {
         sentence += (&known == kNotifications ? "" : ", ") + hexadecimal(known.message) + " (" + known.meaning + ")";
     }
-    return {ResultCode::InvalidArgument, sentence + " are accepted."};
+    return Refusal::invalidArgument(sentence + " are accepted.");
 }
 
 const Notification* find(std::uint32_t message) {
@@ -57,19 +54,18 @@ const Notification* find(std::uint32_t message) {
 
 }  // namespace
 
-std::variant<WakeReasons::Notified, Refusal> WakeReasons::notify(std::uint32_t message, bool basebandIsOff) {
+Result<WakeReasons::Notified> WakeReasons::notify(std::uint32_t message, bool basebandIsOff) {
     const Notification* known = find(message);
     if (known == nullptr) {
         return unknown(message);
     }
     if (basebandIsOff && known->channel != 0) {
-        return Refusal{ResultCode::WrongState,
-                       "The baseband is off and can't have woken the application processor; a reset boots it."};
+        return Refusal::wrongState("The baseband is off and can't have woken the application processor; a reset boots it.");
     }
     if (!known->wakes) {
         asleepSince_ = std::chrono::steady_clock::now();
     } else if (!recordWake(known->channel, known->meaning)) {
-        return Refusal{ResultCode::StorageFailed, "The wake could not be written to disk; nothing has changed."};
+        return Refusal::storageFailed("The wake could not be written to disk; nothing has changed.");
     }
     return Notified{known->meaning, known->channel != 0};
 }
@@ -94,22 +90,12 @@ bool WakeReasons::recordWake(std::int64_t channel, const char* reason) {
     return true;
 }
 
-xpc::Object WakeReasons::toDictionary() const {
-    const std::int64_t channel = record_.number(kChannel);
-    auto made = dictionary({{ryn::kKeyBasebandWakeChannel, number(channel)}});
-    if (channel == 0) {
-        return made;
+WakeReason WakeReasons::last() const {
+    WakeReason last{record_.number(kChannel), record_.text(kReason), record_.text(kTime), record_.number(kWakes)};
+    if (const std::int64_t slept = record_.number(kSlept); slept != kUnknownSleep) {
+        last.sleptMilliseconds = slept;
     }
-    const auto add = [&made](const char* key, const xpc::Object& value) {
-        xpc_dictionary_set_value(made.get(), key, value.get());
-    };
-    add("KeyBasebandWakeReason", text(record_.text(kReason)));
-    add("KeyBasebandWakeTime", text(record_.text(kTime)));
-    add("KeyBasebandWakeCount", number(record_.number(kWakes)));
-    if (record_.number(kSlept) != kUnknownSleep) {
-        add("KeyBasebandWakeSleptMilliseconds", number(record_.number(kSlept)));
-    }
-    return made;
+    return last;
 }
 
 }  // namespace corvane::simulated

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <optional>
-#include <variant>
 
 namespace corvane::simulated {
 
@@ -32,13 +31,13 @@ public:
         bool wokenByBaseband;
     };
     /// Takes a notification; the wake that it tells of is on disk before this returns. A baseband that is off wakes nobody.
-    std::variant<Notified, Refusal> notify(std::uint32_t message, bool basebandIsOff);
+    Result<Notified> notify(std::uint32_t message, bool basebandIsOff);
     /// Wakes the application processor if it sleeps. @return whether it did.
     bool resetBegins();
 
-    /// {KeyBasebandWakeChannel: int64} and, when that isn't 0: reason, time, how many wakes so far, and for how
-    /// long the application processor had slept (in ms) when it is known.
-    xpc::Object toDictionary() const;
+    WakeReason last() const;
+    /// What is stored of it.
+    xpc::Object toDictionary() const { return record_.toDictionary(); }
 
 private:
     bool recordWake(std::int64_t channel, const char* reason);

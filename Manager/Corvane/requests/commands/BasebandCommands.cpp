@@ -1,6 +1,8 @@
 #include "Corvane/requests/Arguments.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Replies.h"
+#include "Corvane/requests/SelfTestOptions.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
@@ -18,37 +20,42 @@ constexpr auto kLowest = std::numeric_limits<std::int64_t>::min();
 constexpr auto kHighest = std::numeric_limits<std::int64_t>::max();
 
 /// A question that takes no argument, passed on; so anything may come as one.
-template <void (Baseband::*Question)(Completion)>
+template <typename Value, void (Baseband::*question)(Completion<Value>)>
 Later ask(Manager& manager, const Call& call) {
-    (manager.baseband().*Question)(call.later());
+    (manager.baseband().*question)([answer = call.later()](const Result<Value>& value) {
+        answer(value ? Answer(toReply(*value)) : Answer(value.refusal()));
+    });
     return std::nullopt;
 }
 
 Later getInfo(Manager& manager, const Call& call) {
-    manager.baseband().getVersion([answer = call.later()](const Answer& version) {
+    manager.baseband().getVersion([answer = call.later()](const Result<BasebandVersion>& version) {
         // A baseband that can't be asked has no version; the daemon's own is told all the same.
-        const std::string baseband = textAt(version.reply, ryn::kKeyBasebandVersion).value_or(ryn::kUnknown);
-        answer({std::nullopt,
-                dictionary({{ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}, {ryn::kKeyBasebandVersion, text(baseband)}})});
+        const std::string baseband = version && !version->text.empty() ? version->text : ryn::kUnknown;
+        answer(dictionary({{ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}, {ryn::kKeyBasebandVersion, text(baseband)}}));
     });
     return std::nullopt;
 }
 
 Later setOperatingMode(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
-    const std::int64_t mode = arguments.number(ryn::kKeyBasebandOperatingMode, kLowest, kHighest);
+    const std::int64_t number = arguments.number(ryn::kKeyBasebandOperatingMode, kLowest, kHighest);
     const std::int64_t timeout = arguments.optionalNumber(ryn::kKeyTimeout, kLowest, kHighest).value_or(0);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
-    if (resetsBaseband(mode)) {
+    const auto mode = operatingMode(number);
+    if (!mode) {
+        return Answer{mode.refusal()};
+    }
+    if (*mode == OperatingMode::Reset) {
         if (auto blocked = manager.refuseReset()) {
-            return Answer{std::move(blocked), {}};
+            return blocked;
         }
     }
     // An hour is longer than any client waits, and never overflows a clock.
     constexpr std::int64_t kLongestTimeout = 3600;
-    manager.baseband().setOperatingMode(mode, std::chrono::seconds(std::min(timeout, kLongestTimeout)), call.later());
+    manager.baseband().setOperatingMode(*mode, std::chrono::seconds(std::min(timeout, kLongestTimeout)), call.later());
     return std::nullopt;
 }
 
@@ -64,17 +71,17 @@ Later reset(Manager& manager, const Call& call) {
                          ryn::kBasebandResetTypeHard + "'.");
     }
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     if (auto blocked = manager.refuseReset()) {
-        return Answer{std::move(blocked), {}};
+        return blocked;
     }
     manager.baseband().reset({soft ? ResetType::Soft : ResetType::Hard, std::string(subType), std::string(reason)}, call.later());
     return std::nullopt;
 }
 
 Later unblockReset(Manager& manager, const Call&) {
-    return Answer{manager.unblockResets(), {}};
+    return manager.unblockResets();
 }
 
 Later changeNVData(Manager& manager, const Call& call) {
@@ -85,13 +92,11 @@ Later changeNVData(Manager& manager, const Call& call) {
                          ryn::kBasebandNVDataErase + "'.");
     }
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
-    manager.baseband().eraseNVData([&manager, answer = call.later()](Answer erased) {
-        if (!erased.refusal) {
-            erased.refusal = manager.resetSettings();
-        }
-        answer(std::move(erased));
+    manager.baseband().eraseNVData([&manager, answer = call.later()](const Result<void>& erased) {
+        auto refusal = erased ? manager.resetSettings() : erased.refusal();
+        answer(std::move(refusal));
     });
     return std::nullopt;
 }
@@ -100,7 +105,7 @@ Later syncFileSystem(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
     const bool wait = arguments.optionalFlag(ryn::kKeyFSSyncWaitForCompletion, true);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     manager.baseband().syncFileSystem(wait, call.later());
     return std::nullopt;
@@ -116,14 +121,34 @@ Later diagnose(Manager& manager, const Call& call) {
                          ryn::kBasebandDiagnosticsActionRun + " and " + ryn::kBasebandDiagnosticsActionAbort + ".");
     }
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     if (!run) {
-        manager.baseband().abortDiagnostics(call.later());
+        manager.baseband().abortSelfTest([answer = call.later()](const Result<void>& aborted) {
+            answer(aborted
+                       ? Answer(dictionary({{ryn::kKeyBasebandDiagnosticsStatus, text(ryn::kBasebandDiagnosticsStatusAborted)}}))
+                       : Answer(aborted));
+        });
         return std::nullopt;
     }
-    const auto options = xpc::Object::share(xpc_dictionary_get_value(call.argument.get(), ryn::kKeyBasebandDiagnosticsOptions));
-    manager.baseband().runDiagnostics(std::string(type), options, call.later());
+    if (type != ryn::kBasebandDiagnosticsTypeRFSelfTest) {
+        return Answer{Refusal::invalidArgument("There is no diagnostics test '" + std::string(type) + "'; " +
+                                               ryn::kBasebandDiagnosticsTypeRFSelfTest + " is accepted.")};
+    }
+    const auto options = readSelfTestOptions(
+        xpc::Object::share(xpc_dictionary_get_value(call.argument.get(), ryn::kKeyBasebandDiagnosticsOptions)));
+    if (!options) {
+        return Answer{options.refusal()};
+    }
+    manager.baseband().runSelfTest(*options, [answer = call.later()](const Result<RFSelfTestEvent>& ended) {
+        if (!ended) {
+            answer(ended.refusal());
+        } else if (ended->status == RFSelfTestEvent::Status::Aborted) {
+            answer({Refusal::aborted(ended->error), toReply(*ended)});
+        } else {
+            answer(toReply(*ended));
+        }
+    });
     return std::nullopt;
 }
 
@@ -132,11 +157,11 @@ Later diagnose(Manager& manager, const Call& call) {
 void addBasebandCommands(Dispatcher& dispatcher) {
     dispatcher.add({
         {ryn::kCommandGetCorvaneInfo, getInfo},
-        {ryn::kCommandGetBasebandBootState, ask<&Baseband::getBootState>},
-        {ryn::kCommandGetBasebandOperatingMode, ask<&Baseband::getOperatingMode>},
+        {ryn::kCommandGetBasebandBootState, ask<BootStatus, &Baseband::getBootState>},
+        {ryn::kCommandGetBasebandOperatingMode, ask<OperatingMode, &Baseband::getOperatingMode>},
         {ryn::kCommandSetBasebandOperatingMode, setOperatingMode},
-        {ryn::kCommandGetBasebandTime, ask<&Baseband::getTime>},
-        {ryn::kCommandGetBasebandWakeReason, ask<&Baseband::getWakeReason>},
+        {ryn::kCommandGetBasebandTime, ask<BasebandTime, &Baseband::getTime>},
+        {ryn::kCommandGetBasebandWakeReason, ask<WakeReason, &Baseband::getWakeReason>},
         {ryn::kCommandResetBaseband, reset},
         {ryn::kCommandUnblockBasebandReset, unblockReset},
         {ryn::kCommandBasebandNVData, changeNVData},

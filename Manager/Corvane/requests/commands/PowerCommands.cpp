@@ -50,7 +50,7 @@ std::optional<Answer> controlLog(Manager& manager, const Call& call) {
     // A power log travels under the key of a trace property.
     const PowerLog log = choose(arguments, ryn::kKeyTracePropertyName, kPowerLogs);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     manager.baseband().controlPowerLog(log, action, call.later());
     return std::nullopt;
@@ -61,7 +61,7 @@ std::optional<Answer> simulateNotification(Manager& manager, const Call& call) {
     const std::int64_t message =
         arguments.number(ryn::kKeyPowerNotificationMessage, 0, std::numeric_limits<std::uint32_t>::max());
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     manager.baseband().simulatePowerNotification(static_cast<std::uint32_t>(message), call.later());
     return std::nullopt;

@@ -22,7 +22,7 @@ std::optional<Answer> getStatistics(Manager& manager, const Call& call) {
     Arguments arguments(call.argument, Arguments::Need::DictionaryOrNull);
     const auto asked = arguments.optionalNumber(ryn::kKeyReportingModuleType, 0, kLastModule);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     const auto isAsked = [asked](Module module) { return !asked || *asked == static_cast<std::int64_t>(module); };
     const xpc::Object figures = dictionary({});
@@ -33,15 +33,16 @@ std::optional<Answer> getStatistics(Manager& manager, const Call& call) {
         xpc_dictionary_set_value(figures.get(), "Clients", manager.clientFigures().toDictionary().get());
     }
     if (!isAsked(Module::Boot)) {
-        return Answer{std::nullopt, figures};
+        return Answer{figures};
     }
-    manager.baseband().getStatistics([&manager, figures, answer = call.later()](Answer boot) {
-        if (!boot.refusal && boot.reply.isDictionary()) {
-            manager.bootFigures().addTo(boot.reply);
-            xpc_dictionary_set_value(figures.get(), "Boot", boot.reply.get());
-            boot.reply = figures;
+    manager.baseband().getStatistics([&manager, figures, answer = call.later()](const Result<xpc::Object>& boot) {
+        if (!boot) {
+            answer(boot.refusal());
+            return;
         }
-        answer(std::move(boot));
+        manager.bootFigures().addTo(*boot);
+        xpc_dictionary_set_value(figures.get(), "Boot", boot->get());
+        answer(figures);
     });
     return std::nullopt;
 }
@@ -56,10 +57,10 @@ std::optional<Answer> reportStatistics(Manager& manager, const Call& call) {
     const auto recovery = data.optionalNumber(ryn::kKeyBootModuleLastRecoveryTime, 0, kLongestTime);
     const auto hardReset = data.optionalNumber(ryn::kKeyBootModuleLastHardResetTime, 0, kLongestTime);
     if (!arguments || !data) {
-        return Answer{arguments ? data.refusal() : arguments.refusal(), {}};
+        return Answer{arguments ? *data.refusal() : *arguments.refusal()};
     }
     if (auto why = manager.bootFigures().report(recovery, hardReset)) {
-        return Answer{Refusal{ResultCode::StorageFailed, std::move(*why)}, {}};
+        return Answer{Refusal::storageFailed(std::move(*why))};
     }
     return Answer{};
 }

@@ -10,7 +10,7 @@ namespace corvane {
 namespace {
 
 std::optional<Answer> refuse(Refusal refusal) {
-    return Answer{std::move(refusal), {}};
+    return Answer{std::move(refusal)};
 }
 
 std::optional<Answer> getTraceProperty(Manager& manager, const Call& call) {
@@ -24,7 +24,7 @@ std::optional<Answer> getTraceProperty(Manager& manager, const Call& call) {
     if (auto* refusal = std::get_if<Refusal>(&found)) {
         return refuse(std::move(*refusal));
     }
-    return Answer{std::nullopt, std::get<xpc::Object>(std::move(found))};
+    return Answer{std::get<xpc::Object>(std::move(found))};
 }
 
 std::optional<Answer> setTraceProperty(Manager& manager, const Call& call) {
@@ -36,7 +36,7 @@ std::optional<Answer> setTraceProperty(Manager& manager, const Call& call) {
     if (!arguments) {
         return refuse(*arguments.refusal());
     }
-    return Answer{manager.traceSettings().set(trace, property, value), {}};
+    return Answer(manager.traceSettings().set(trace, property, value));
 }
 
 /// The TEMS mode is a trace property with commands of its own.
@@ -45,8 +45,7 @@ std::optional<Answer> getTEMSProperty(Manager& manager, const Call&) {
     if (auto* refusal = std::get_if<Refusal>(&found)) {
         return refuse(std::move(*refusal));
     }
-    return Answer{std::nullopt,
-                  dictionary({{ryn::kKeyTEMSMode, text(manager.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})};
+    return Answer{dictionary({{ryn::kKeyTEMSMode, text(manager.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})};
 }
 
 std::optional<Answer> setTEMSProperty(Manager& manager, const Call& call) {
@@ -55,7 +54,7 @@ std::optional<Answer> setTEMSProperty(Manager& manager, const Call& call) {
     if (!arguments) {
         return refuse(*arguments.refusal());
     }
-    return Answer{manager.traceSettings().set("TEMS", "Mode", mode), {}};
+    return Answer(manager.traceSettings().set("TEMS", "Mode", mode));
 }
 
 }  // namespace

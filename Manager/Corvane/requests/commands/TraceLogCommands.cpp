@@ -14,7 +14,7 @@ std::optional<Answer> collectTraceLogs(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
     const std::string_view reason = arguments.text(ryn::request::kKeyTraceLogsReason);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
     manager.collectTraceLogs(std::string(reason), call.later());
     return std::nullopt;
@@ -25,22 +25,22 @@ std::optional<Answer> addTraceFilter(Manager& manager, const Call& call) {
     const std::string_view filter = arguments.text(ryn::request::kKeyTraceFilterName);
     const auto value = arguments.numberOrNull(ryn::request::kKeyTraceFilterValue);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
-    return Answer{manager.traceFilters().add(filter, value), {}};
+    return Answer(manager.traceFilters().add(filter, value));
 }
 
 std::optional<Answer> removeTraceFilter(Manager& manager, const Call& call) {
     Arguments arguments(call.argument);
     const std::string_view filter = arguments.text(ryn::request::kKeyTraceFilterName);
     if (!arguments) {
-        return Answer{arguments.refusal(), {}};
+        return arguments.refusal();
     }
-    return Answer{manager.traceFilters().remove(filter), {}};
+    return Answer(manager.traceFilters().remove(filter));
 }
 
 std::optional<Answer> getTraceFilters(Manager& manager, const Call&) {
-    return Answer{std::nullopt, manager.traceFilters().all()};
+    return Answer{manager.traceFilters().all()};
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
-#include "Corvane/baseband/simulated/RFSelfTestOptions.h"
+#include "Corvane/requests/SelfTestOptions.h"
 
 #include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 
-#include <optional>
 #include <string>
 
-namespace corvane::simulated {
+namespace corvane {
 namespace {
 
 /// In 0.1 dBm: what the front end can be asked for.
@@ -44,26 +43,23 @@ constexpr LimitPair kPairs[] = {
     {kLimits[2].key, kLimits[3].key, &RFSelfTestOptions::forwardPower},
 };
 
-Refusal invalid(std::string sentence) {
-    return {ResultCode::InvalidArgument, std::move(sentence)};
-}
-
-std::optional<Refusal> readTarget(const xpc::Object& options, const TargetOption& option, RFSelfTestOptions& read) {
+Result<void> readTarget(const xpc::Object& options, const TargetOption& option, RFSelfTestOptions& read) {
     const auto value = numberAt(options, option.key);
     if (!value || *value < kLowestTxPower || *value > kHighestTxPower) {
-        return invalid(std::string(option.key) + (value ? " is " + std::to_string(*value) : " is missing or not an integer") +
-                       "; a power from " + std::to_string(kLowestTxPower) + " to " + std::to_string(kHighestTxPower) +
-                       " (in 0.1 dBm) is accepted.");
+        return Refusal::invalidArgument(std::string(option.key) +
+                                        (value ? " is " + std::to_string(*value) : " is missing or not an integer") +
+                                        "; a power from " + std::to_string(kLowestTxPower) + " to " +
+                                        std::to_string(kHighestTxPower) + " (in 0.1 dBm) is accepted.");
     }
     read.*option.target = *value;
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Refusal> readLimits(const xpc::Object& options, const LimitOption& option, RFSelfTestOptions& read) {
+Result<void> readLimits(const xpc::Object& options, const LimitOption& option, RFSelfTestOptions& read) {
     xpc_object_t list = xpc_dictionary_get_value(options.get(), option.key);
     const auto refusal = [&option](const std::string& what) {
-        return invalid(std::string(option.key) + " " + what + "; a list of " + std::to_string(kRFChannels) +
-                       " integers, one a channel, is accepted.");
+        return Refusal::invalidArgument(std::string(option.key) + " " + what + "; a list of " + std::to_string(kRFChannels) +
+                                        " integers, one a channel, is accepted.");
     };
     if (list == nullptr || xpc_get_type(list) != XPC_TYPE_ARRAY) {
         return refusal("is missing or not a list");
@@ -78,45 +74,46 @@ std::optional<Refusal> readLimits(const xpc::Object& options, const LimitOption&
         }
         (read.*option.limits.*option.end)[channel] = xpc_int64_get_value(value);
     }
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Refusal> checkPair(const LimitPair& pair, const RFSelfTestOptions& read) {
+Result<void> checkPair(const LimitPair& pair, const RFSelfTestOptions& read) {
     const RFLimits& limits = read.*pair.limits;
     for (std::size_t channel = 0; channel < kRFChannels; ++channel) {
         if (limits.low[channel] > limits.high[channel]) {
-            return invalid(std::string(pair.lowKey) + " is " + std::to_string(limits.low[channel]) + " for channel " +
-                           std::to_string(channel) + ", above the " + std::to_string(limits.high[channel]) + " of " +
-                           pair.highKey + "; a low limit up to the high one is accepted.");
+            return Refusal::invalidArgument(std::string(pair.lowKey) + " is " + std::to_string(limits.low[channel]) +
+                                            " for channel " + std::to_string(channel) + ", above the " +
+                                            std::to_string(limits.high[channel]) + " of " + pair.highKey +
+                                            "; a low limit up to the high one is accepted.");
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 }  // namespace
 
-std::variant<RFSelfTestOptions, Refusal> readRFSelfTestOptions(const xpc::Object& options) {
+Result<RFSelfTestOptions> readSelfTestOptions(const xpc::Object& options) {
     if (!options.isDictionary()) {
-        return invalid(std::string(ryn::kKeyBasebandDiagnosticsOptions) +
-                       " is missing or not a dictionary; target powers and limit lists are accepted.");
+        return Refusal::invalidArgument(std::string(ryn::kKeyBasebandDiagnosticsOptions) +
+                                        " is missing or not a dictionary; target powers and limit lists are accepted.");
     }
     RFSelfTestOptions read;
     for (const TargetOption& option : kTargets) {
-        if (auto refusal = readTarget(options, option, read)) {
-            return *std::move(refusal);
+        if (const auto target = readTarget(options, option, read); !target) {
+            return target.refusal();
         }
     }
     for (const LimitOption& option : kLimits) {
-        if (auto refusal = readLimits(options, option, read)) {
-            return *std::move(refusal);
+        if (const auto limits = readLimits(options, option, read); !limits) {
+            return limits.refusal();
         }
     }
     for (const LimitPair& pair : kPairs) {
-        if (auto refusal = checkPair(pair, read)) {
-            return *std::move(refusal);
+        if (const auto ordered = checkPair(pair, read); !ordered) {
+            return ordered.refusal();
         }
     }
     return read;
 }
 
-}  // namespace corvane::simulated
+}  // namespace corvane

@@ -1,0 +1,19 @@
+#include "Corvane/baseband/BootState.h"
+
+#include <cstddef>
+#include <iterator>
+
+namespace corvane {
+
+const char* nameOf(BootState state) {
+    constexpr const char* kNames[] = {"Off", "Booting", "Ready", "Resetting"};
+    static_assert(std::size(kNames) == static_cast<std::size_t>(BootState::Resetting) + 1);
+    return kNames[static_cast<std::size_t>(state)];
+}
+
+std::string describe(const BootStatus& status) {
+    const std::string name = nameOf(status.state);
+    return status.failure.empty() ? name : name + " (" + status.failure + ")";
+}
+
+}  // namespace corvane

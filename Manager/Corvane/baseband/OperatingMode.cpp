@@ -1,0 +1,40 @@
+#include "Corvane/baseband/OperatingMode.h"
+
+#include <iterator>
+#include <vector>
+
+namespace corvane {
+namespace {
+
+/// At the index of their number.
+constexpr const char* kNames[] = {"online", "low power",     "factory test",         "offline",
+                                  "reset",  "shutting down", "persistent low power", "mode-only low power"};
+static_assert(std::size(kNames) == static_cast<std::size_t>(OperatingMode::ModeOnlyLowPower) + 1);
+
+}  // namespace
+
+Result<OperatingMode> operatingMode(std::int64_t number) {
+    if (number >= 0 && number < std::ssize(kNames)) {
+        return static_cast<OperatingMode>(number);
+    }
+    std::vector<OperatingMode> all;
+    for (int mode = 0; mode < std::ssize(kNames); ++mode) {
+        all.push_back(static_cast<OperatingMode>(mode));
+    }
+    return Refusal::invalidArgument("There is no operating mode " + std::to_string(number) + "; the modes are " + enumerate(all) +
+                                    ".");
+}
+
+std::string describe(OperatingMode mode) {
+    return std::to_string(static_cast<int>(mode)) + " (" + kNames[static_cast<std::size_t>(mode)] + ")";
+}
+
+std::string enumerate(std::span<const OperatingMode> modes) {
+    std::string list;
+    for (std::size_t index = 0; index < modes.size(); ++index) {
+        list += (index == 0 ? "" : index + 1 == modes.size() ? " and " : ", ") + describe(modes[index]);
+    }
+    return list;
+}
+
+}  // namespace corvane

@@ -1,0 +1,100 @@
+#include "Corvane/requests/Replies.h"
+
+#include "Corvane/support/Values.h"
+#include "config/Diagnostics.h"
+#include "platform/ryn/constants.h"
+
+namespace corvane {
+namespace {
+
+struct MeasurementList {
+    const char* key;
+    PortMeasurements RFSelfTestResult::*port;
+    ChannelValues PortMeasurements::*values;
+};
+constexpr MeasurementList kLists[] = {
+    {ryn::kKeyRFSelfTestPowerRatioMeasurementPortAList, &RFSelfTestResult::portA, &PortMeasurements::powerRatio},
+    {ryn::kKeyRFSelfTestPowerRatioMeasurementPortBList, &RFSelfTestResult::portB, &PortMeasurements::powerRatio},
+    {ryn::kKeyRFSelfTestForwardPowerMeasurementPortAList, &RFSelfTestResult::portA, &PortMeasurements::forwardPower},
+    {ryn::kKeyRFSelfTestForwardPowerMeasurementPortBList, &RFSelfTestResult::portB, &PortMeasurements::forwardPower},
+    {ryn::kKeyRFSelfTestReversePowerMeasurementPortAList, &RFSelfTestResult::portA, &PortMeasurements::reversePower},
+    {ryn::kKeyRFSelfTestReversePowerMeasurementPortBList, &RFSelfTestResult::portB, &PortMeasurements::reversePower},
+    {ryn::kKeyRFSelfTestRSSIMeasurementPortAList, &RFSelfTestResult::portA, &PortMeasurements::rssi},
+    {ryn::kKeyRFSelfTestRSSIMeasurementPortBList, &RFSelfTestResult::portB, &PortMeasurements::rssi},
+};
+
+void set(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
+    xpc_dictionary_set_value(dictionary.get(), key, value.get());
+}
+
+xpc::Object toReply(const RFSelfTestResult& result) {
+    const auto verdict = [](bool passed) { return text(passed ? "Passed" : "Failed"); };
+    xpc::Object reply = dictionary({{ryn::kKeyRFSelfTestOverallStatus, verdict(result.passed())},
+                                    {ryn::kKeyRFSelfTestPowerRatioStatus, verdict(result.powerRatioPassed)},
+                                    {ryn::kKeyRFSelfTestForwardPowerStatus, verdict(result.forwardPowerPassed)}});
+    for (const MeasurementList& list : kLists) {
+        const auto values = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+        for (const std::int64_t value : result.*list.port.*list.values) {
+            xpc_array_append_value(values.get(), number(value).get());
+        }
+        set(reply, list.key, values);
+    }
+    return reply;
+}
+
+}  // namespace
+
+xpc::Object toReply(const BootStatus& status) {
+    xpc::Object reply = dictionary({{ryn::kKeyBasebandBootState, text(describe(status))}});
+    if (!status.explanation.empty()) {
+        set(reply, ryn::kKeyErrorString, text(status.explanation));
+    }
+    return reply;
+}
+
+xpc::Object toReply(OperatingMode mode) {
+    return dictionary({{ryn::kKeyBasebandOperatingMode, number(static_cast<std::int64_t>(mode))}});
+}
+
+xpc::Object toReply(const BasebandTime& time) {
+    return dictionary({{ryn::kKeyBasebandTimeAsString, text(time.text)}});
+}
+
+xpc::Object toReply(const WakeReason& wake) {
+    xpc::Object reply = dictionary({{ryn::kKeyBasebandWakeChannel, number(wake.channel)}});
+    if (wake.channel == 0) {
+        return reply;
+    }
+    set(reply, "KeyBasebandWakeReason", text(wake.reason));
+    set(reply, "KeyBasebandWakeTime", text(wake.time));
+    set(reply, "KeyBasebandWakeCount", number(wake.count));
+    if (wake.sleptMilliseconds) {
+        set(reply, "KeyBasebandWakeSleptMilliseconds", number(*wake.sleptMilliseconds));
+    }
+    return reply;
+}
+
+xpc::Object toReply(const RFSelfTestEvent& event) {
+    xpc::Object reply = dictionary(
+        {{ryn::kKeyBasebandDiagnosticsType, text(ryn::kBasebandDiagnosticsTypeRFSelfTest)},
+         {ryn::kKeyBasebandDiagnosticsStatusData, dictionary({{"KeyBasebandDiagnosticsPercentage", number(event.percentage)}})}});
+    if (event.status != RFSelfTestEvent::Status::Running) {
+        const bool complete = event.status == RFSelfTestEvent::Status::Complete;
+        set(reply, ryn::kKeyBasebandDiagnosticsStatus,
+            text(complete ? ryn::kBasebandDiagnosticsStatusComplete : ryn::kBasebandDiagnosticsStatusAborted));
+    }
+    if (event.result) {
+        set(reply, ryn::kKeyBasebandDiagnosticsResult, toReply(*event.result));
+        if (!event.result->passed()) {
+            // Bit 0: a power ratio is outside its limits, bit 1: a forward power is.
+            const int code = (event.result->powerRatioPassed ? 0 : 1) | (event.result->forwardPowerPassed ? 0 : 2);
+            set(reply, ryn::kKeyBasebandDiagnosticsErrorCode, number(code));
+        }
+    }
+    if (!event.error.empty()) {
+        set(reply, ryn::kKeyBasebandDiagnosticsErrorString, text(event.error));
+    }
+    return reply;
+}
+
+}  // namespace corvane
