@@ -52,6 +52,7 @@ TEST(InstallTest, PutsEverythingBelowThePrefixWithinDestdir) {
                                            "opt/ryn/share/doc/corvane/copyright",
                                            "opt/ryn/share/doc/ryntool/changelog.gz",
                                            "opt/ryn/share/doc/ryntool/copyright",
+                                           "opt/ryn/share/lintian/overrides/corvane",
                                            "opt/ryn/share/lintian/overrides/ryntool",
                                            "opt/ryn/share/man/man1/corvane-bridge.1.gz",
                                            "opt/ryn/share/man/man1/ryntool.1.gz",
