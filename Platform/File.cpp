@@ -28,7 +28,8 @@ std::error_code writeAll(int descriptor, std::string_view bytes) {
 }
 
 std::error_code writeNewFile(const std::string& path, std::string_view bytes, mode_t mode, Durability durability) {
-    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
+    ::unlink(path.c_str());
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (!file) {
         return lastError();
     }
@@ -50,7 +51,11 @@ std::error_code syncFolderOf(const std::string& path) {
 FileContent readFile(const std::string& path, std::size_t limit) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file) {
-        return errno == ENOENT ? FileContent{{}, {}, true} : FileContent{{}, lastError()};
+        return errno == ENOENT ? FileContent{{}, {}, true} : FileContent{{}, lastError().message()};
+    }
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return {{}, "not a regular file"};
     }
     FileContent content;
     char block[4096];
@@ -60,13 +65,27 @@ FileContent readFile(const std::string& path, std::size_t limit) {
             return content;
         }
         if (got < 0 && errno != EINTR) {
-            return {{}, lastError()};
+            return {{}, lastError().message()};
         }
         content.bytes.append(block, got > 0 ? static_cast<std::size_t>(got) : 0);
         if (content.bytes.size() > limit) {
-            return {{}, std::make_error_code(std::errc::file_too_large)};
+            return {{}, "larger than " + std::to_string(limit) + " bytes"};
         }
     }
+}
+
+std::string followLinks(std::string path) {
+    constexpr int kLongestChain = 40;  // the kernel's
+    char target[4096];
+    for (int links = 0; links < kLongestChain; ++links) {
+        const auto length = ::readlink(path.c_str(), target, sizeof target);
+        if (length <= 0) {
+            break;
+        }
+        path.resize(*target == '/' ? 0 : path.rfind('/') + 1);
+        path.append(target, static_cast<std::size_t>(length));
+    }
+    return path;
 }
 
 std::error_code replaceFile(const std::string& path, const std::string& temporary, std::string_view bytes, mode_t mode,

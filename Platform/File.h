@@ -9,19 +9,22 @@
 
 namespace platform {
 
-/// Reads a whole file. `missing` is true, without an error, when there is none; a file over `limit` bytes is an error.
+/// Reads a whole regular file of at most `limit` bytes. Anything else is refused, so that no FIFO or device is waited for.
 struct FileContent {
     std::string bytes;
-    std::error_code error;
-    bool missing = false;
+    std::string problem;   ///< why it could not be read, in a few words; empty when it was, or when there is none
+    bool missing = false;  ///< there is none
 };
 FileContent readFile(const std::string& path, std::size_t limit);
+
+/// Where a path leads that may be a symbolic link. The end of the chain need not exist.
+std::string followLinks(std::string path);
 
 /// Whether a replaced file has to survive a power cut.
 enum class Durability { None, Synced };
 
 /// Replaces `path` by a file of `bytes`, so that every reader sees the old content or the new one. `temporary` is a name in the
-/// same folder that no other writer uses meanwhile.
+/// same folder that no other writer uses meanwhile; what a killed writer left there is removed.
 /// @return an error after which the old file is whole, or the new one when only its durability is in doubt
 std::error_code replaceFile(const std::string& path, const std::string& temporary, std::string_view bytes, mode_t mode,
                             Durability durability);

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 
 #include <cerrno>
+#include <system_error>
 #include <thread>
 
 namespace platform {
@@ -13,12 +14,10 @@ FileLock::FileLock(const std::string& path, std::chrono::milliseconds patience)
     // flock(2) can't wait for a limited time, so the wait is made of short ones.
     constexpr std::chrono::microseconds kPause{200};
     const auto end = std::chrono::steady_clock::now() + patience;
-    while (file_) {
-        if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
-            held_ = true;
-            return;
-        }
-        if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) {
+    while (!file_ || ::flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+        const bool isTaken = file_ && (errno == EWOULDBLOCK || errno == EINTR);
+        if (!isTaken || std::chrono::steady_clock::now() >= end) {
+            problem_ = isTaken ? "another process holds " + path : path + ": " + std::generic_category().message(errno);
             return;
         }
         std::this_thread::sleep_for(kPause);

@@ -13,11 +13,13 @@ public:
     /// Tries for at most `patience`, since a holder may have been stopped with the lock in its hands.
     FileLock(const std::string& path, std::chrono::milliseconds patience);
 
-    bool isHeld() const { return held_; }
+    bool isHeld() const { return problem_.empty(); }
+    /// Why it is not held, in a few words; empty when it is.
+    const std::string& problem() const { return problem_; }
 
 private:
     FileDescriptor file_;
-    bool held_ = false;
+    std::string problem_;
 };
 
 }  // namespace platform

@@ -5,6 +5,7 @@
 #include "Corvane/requests/RequestTrace.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
+#include "Platform/Report.h"
 
 #include <sys/resource.h>
 #include <systemd/sd-daemon.h>
@@ -37,6 +38,7 @@ std::size_t raiseDescriptorLimit(std::size_t clients) {
 }  // namespace
 
 std::optional<std::string> Daemon::run() {
+    platform::reportTo(log::warning);
     if (options_.verbose) {
         log::setLevel(log::Level::Debug);
     }

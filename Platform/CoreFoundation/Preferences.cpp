@@ -1,5 +1,6 @@
 #include "Platform/CoreFoundation/ConstantString.h"
 #include "Platform/CoreFoundation/PreferencesFile.h"
+#include "Platform/Report.h"
 
 #include <nlohmann/json.hpp>
 
@@ -82,29 +83,6 @@ void merge(const std::map<std::string, Json>& changes, Json& values) {
     }
 }
 
-/// The last file that was read: the manager asks for its preferences at every line of its log.
-class LastRead {
-public:
-    const Json& of(const platform::PreferencesFile& file) {
-        auto stamp = file.stamp();  // before the file is read: a change in between is seen the next time
-        if (!tree_ || !stamp || stamp != stamp_) {
-            tree_ = file.read();
-            stamp_ = std::move(stamp);
-        }
-        return *tree_;
-    }
-
-private:
-    std::optional<platform::PreferencesFile::Stamp> stamp_;
-    std::optional<Json> tree_;
-};
-
-/// Guarded by the mutex of what is staged.
-LastRead& lastRead() {
-    static LastRead instance;
-    return instance;
-}
-
 /// What stands under `key` of an object; null when there is nothing.
 const Json& at(const Json& object, const std::string& key) {
     static const Json nothing;
@@ -115,10 +93,8 @@ const Json& at(const Json& object, const std::string& key) {
 Json storedValue(const Scope& scope, const std::string& key) {
     const auto& [domain, user, host] = scope;
     const auto file = platform::PreferencesFile::ofDomain(domain);
-    if (!file) {
-        return nullptr;
-    }
-    return at(at(at(lastRead().of(*file), user), host), key);
+    const auto tree = file ? file->read() : std::nullopt;
+    return tree ? at(at(at(*tree, user), host), key) : nullptr;
 }
 
 }  // namespace
@@ -145,16 +121,15 @@ CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CF
 }
 
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host) {
-    const auto scope = scopeOf(domain, user, host);
     const std::lock_guard lock(staged().mutex);
-    const auto changes = staged().changes.find(scope);
-    if (changes == staged().changes.end()) {
-        return 1;
-    }
+    const auto changes = staged().changes.extract(scopeOf(domain, user, host));
     const auto file = platform::PreferencesFile::ofDomain(text(domain));
-    if (!file || !file->update([&](Json& tree) { merge(changes->second, tree[text(user)][text(host)]); })) {
+    if (!changes) {
+        return !file || file->read() ? 1 : 0;
+    }
+    if (!file) {
+        platform::report("The preferences can't be written: neither XDG_CONFIG_HOME nor HOME names an absolute folder");
         return 0;
     }
-    staged().changes.erase(changes);
-    return 1;
+    return file->update([&](Json& tree) { merge(changes.mapped(), tree[text(user)][text(host)]); }) ? 1 : 0;
 }

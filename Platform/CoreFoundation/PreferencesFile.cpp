@@ -2,15 +2,15 @@
 
 #include "Platform/File.h"
 #include "Platform/FileLock.h"
+#include "Platform/Report.h"
 
 #include <nlohmann/json.hpp>
 
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 
 namespace platform {
 namespace {
@@ -19,7 +19,7 @@ using Json = nlohmann::json;
 
 constexpr std::size_t kLargestFile = 1 << 20;
 constexpr int kDeepestNesting = 64;
-constexpr std::chrono::seconds kLockPatience{10};
+constexpr std::chrono::seconds kLockPatience{1};
 
 std::optional<std::string> absoluteFolder(const char* variable) {
     const char* value = std::getenv(variable);
@@ -62,55 +62,35 @@ std::optional<PreferencesFile> PreferencesFile::ofDomain(std::string_view domain
     if (!folder || domain.empty() || domain.find('/') != std::string_view::npos) {
         return std::nullopt;
     }
-    return PreferencesFile(*folder + "/corvane/" + std::string(domain) + ".json");
+    return PreferencesFile(followLinks(*folder + "/corvane/" + std::string(domain) + ".json"));
 }
 
-Json PreferencesFile::read() const {
-    auto tree = load();
-    return tree ? std::move(*tree) : Json::object();
+std::optional<Json> PreferencesFile::read() const {
+    return load([this]() -> std::optional<Json> {
+        const FileLock lock(lockPath(), kLockPatience);
+        if (!lock.isHeld()) {
+            fail("damaged, and can't be set aside: " + lock.problem());
+            return std::nullopt;
+        }
+        return readLocked();  // another process may have set it aside meanwhile
+    });
 }
 
-std::optional<PreferencesFile::Stamp> PreferencesFile::stamp() const {
-    constexpr std::int64_t kSecond = 1'000'000'000;  // above the granularity of any file system that is in use
-    const auto nanoseconds = [](const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; };
-    struct stat status {};
-    timespec now{};
-    if (::stat(path_.c_str(), &status) != 0 || ::clock_gettime(CLOCK_REALTIME, &now) != 0) {
-        return std::nullopt;
-    }
-    const std::int64_t changed = nanoseconds(status.st_ctim);
-    if (std::abs(nanoseconds(now) - changed) < kSecond) {
-        return std::nullopt;
-    }
-    return Stamp{path_, status.st_dev, status.st_ino, status.st_size, changed};
+std::optional<Json> PreferencesFile::readLocked() const {
+    return load([this] { return setAside() ? std::optional(Json::object()) : std::nullopt; });
 }
 
-std::optional<Json> PreferencesFile::load() const {
-    const auto content = readFile(path_, kLargestFile);
-    if (content.missing || content.error) {
-        return std::nullopt;
-    }
-    if (auto tree = parsePreferences(content.bytes)) {
-        return tree;
-    }
-    const FileLock lock(lockPath(), kLockPatience);
-    if (lock.isHeld()) {
-        return loadLocked();
-    }
-    std::fprintf(stderr, "%s: damaged, and its folder can't be written to; its preferences are not used\n", path_.c_str());
-    return std::nullopt;
-}
-
-std::optional<Json> PreferencesFile::loadLocked() const {
+std::optional<Json> PreferencesFile::load(const std::function<std::optional<Json>()>& whenDamaged) const {
     const auto content = readFile(path_, kLargestFile);
     if (content.missing) {
         return Json::object();
     }
-    if (content.error) {
+    if (!content.problem.empty()) {
+        fail(content.problem);
         return std::nullopt;
     }
     auto tree = parsePreferences(content.bytes);
-    return tree || !setAside() ? tree : std::optional(Json::object());
+    return tree ? std::move(tree) : whenDamaged();
 }
 
 bool PreferencesFile::setAside() const {
@@ -119,33 +99,54 @@ bool PreferencesFile::setAside() const {
         aside = path_ + ".damaged." + std::to_string(number);
     }
     if (std::rename(path_.c_str(), aside.c_str()) != 0) {
-        std::fprintf(stderr, "%s: damaged, and can't be set aside; its preferences are not used\n", path_.c_str());
-        return false;
+        return fail("damaged, and can't be set aside");
     }
-    std::fprintf(stderr, "%s: damaged; it was set aside as %s\n", path_.c_str(), aside.c_str());
+    report(path_ + ": damaged; it was set aside as " + aside);
     return true;
+}
+
+bool PreferencesFile::fail(const std::string& problem) const {
+    report(path_ + ": " + problem);
+    return false;
 }
 
 bool PreferencesFile::update(const std::function<void(Json&)>& change) const {
     constexpr mode_t kFolderMode = 0700;
-    constexpr mode_t kFileMode = 0600;
     const auto folder = path_.substr(0, path_.rfind('/'));
-    if (!exists(folder) && makeFolders(folder, kFolderMode)) {
-        return false;
+    if (const auto error = exists(folder) ? std::error_code() : makeFolders(folder, kFolderMode)) {
+        return fail("its folder can't be made: " + error.message());
     }
     const FileLock lock(lockPath(), kLockPatience);
-    const auto before = lock.isHeld() ? loadLocked() : std::nullopt;
+    if (!lock.isHeld()) {
+        return fail("can't be changed: " + lock.problem());
+    }
+    const auto before = readLocked();
     if (!before) {
         return false;
     }
     auto after = *before;
     change(after);
-    const auto text = after.dump(2) + '\n';
     // Compared as texts: as values, 5 and 5.0 would be the same.
-    if (text == before->dump(2) + '\n') {
+    const auto oldText = before->dump(2) + '\n';
+    const auto newText = after.dump(2) + '\n';
+    return newText == oldText || replace(oldText, newText);
+}
+
+bool PreferencesFile::replace(const std::string& oldText, const std::string& newText) const {
+    constexpr mode_t kFileMode = 0600;
+    const auto temporary = path_ + ".new";
+    if (newText.size() > kLargestFile) {
+        return fail("can't hold more than " + std::to_string(kLargestFile) + " bytes");
+    }
+    const auto error = replaceFile(path_, temporary, newText, kFileMode, Durability::Synced);
+    if (!error) {
         return true;
     }
-    return text.size() <= kLargestFile && !replaceFile(path_, path_ + ".new", text, kFileMode, Durability::Synced);
+    if (readFile(path_, kLargestFile).bytes == newText) {
+        // Only its durability is in doubt, but nobody may read back what was refused.
+        replaceFile(path_, temporary, oldText, kFileMode, Durability::None);
+    }
+    return fail("can't be written: " + error.message());
 }
 
 }  // namespace platform

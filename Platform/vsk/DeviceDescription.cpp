@@ -1,10 +1,10 @@
 #include "Platform/vsk/DeviceDescription.h"
 
 #include "Platform/File.h"
+#include "Platform/Report.h"
 
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 
@@ -77,9 +77,9 @@ DeviceDescription readDescription() {
     if (content.missing) {
         return {};
     }
-    const auto parsed = content.error ? refusal(content.error.message()) : parseDeviceDescription(content.bytes);
+    const auto parsed = content.problem.empty() ? parseDeviceDescription(content.bytes) : refusal(content.problem);
     if (!parsed.error.empty()) {
-        std::fprintf(stderr, "%s: %s; the device counts as an internal build with radio 9\n", path.c_str(), parsed.error.c_str());
+        platform::report(path + ": " + parsed.error + "; the device counts as an internal build with radio 9");
     }
     return parsed.description;
 }

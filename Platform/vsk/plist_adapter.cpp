@@ -3,6 +3,7 @@
 #include "Platform/CoreFoundation/Object.h"
 
 #include <memory>
+#include <mutex>
 
 namespace vsk::cf {
 namespace {
@@ -40,6 +41,9 @@ bool plist_adapter::store(const std::string& key, CFPropertyListRef value, bool 
     if (!keyString || value == nullptr) {
         return false;
     }
+    // One change at a time: a failed one takes all that is staged with it.
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
     CFPreferencesSetValue(asString(keyString), value, domain_, user_, kCFPreferencesCurrentHost);
     return !synchronise || CFPreferencesSynchronize(domain_, user_, kCFPreferencesCurrentHost) != 0;
 }
@@ -58,6 +62,10 @@ bool plist_adapter::set<unsigned long>(const std::optional<unsigned long>& value
     const auto number = static_cast<std::int64_t>(*value);
     const Owned object(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
     return store(key, object.get(), synchronise);
+}
+
+bool plist_adapter::isReadable() const {
+    return CFPreferencesSynchronize(domain_, user_, kCFPreferencesCurrentHost) != 0;
 }
 
 CFPropertyListRef plist_adapter::copy(const std::string& key) const {

@@ -1,6 +1,7 @@
 #include "Platform/CoreFoundation/ConstantString.h"
 #include "Platform/CoreFoundation/PreferencesFile.h"
 #include "Platform/FileDescriptor.h"
+#include "Platform/FileLock.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -8,9 +9,11 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -117,33 +120,27 @@ TEST_F(PreferencesStore, KeepsTypesKeysUsersAndHosts) {
 
     set("Flag", kCFBooleanTrue);
     set("Off", kCFBooleanFalse);
-    set("One", number(1).get());
     set("Least", number(INT64_MIN).get());
     set("Text", text("caf\xC3\xA9 \"1\"\n").get());
     set("Flag", number(7).get(), kCFPreferencesAnyHost);
     EXPECT_EQ(get("Flag"), "true") << "staged values are read back";
     EXPECT_FALSE(fs::exists(file()));
     ASSERT_TRUE(synchronize());
-    EXPECT_EQ(get("Flag", kCFPreferencesAnyHost), "number 7");
     ASSERT_TRUE(synchronize(kCFPreferencesAnyHost));
 
     struct stat status {};
     ASSERT_EQ(::stat((folder / "config/corvane").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0700U);
-    const std::pair<const char*, const char*> expected[] = {{"Flag", "true"},
-                                                            {"Off", "false"},
-                                                            {"One", "number 1"},
-                                                            {"Least", "number -9223372036854775808"},
-                                                            {"Text", "string caf\xC3\xA9 \"1\"\n"}};
+    const std::pair<const char*, const char*> expected[] = {
+        {"Flag", "true"}, {"Off", "false"}, {"Least", "number -9223372036854775808"}, {"Text", "string caf\xC3\xA9 \"1\"\n"}};
     for (const auto& [key, value] : expected) {
         EXPECT_EQ(get(key), value);
     }
     EXPECT_EQ(get("Flag", kCFPreferencesAnyHost), "number 7");
-    EXPECT_EQ(get("One", kCFPreferencesAnyHost), "absent");
-    set("One", nullptr);
-    EXPECT_EQ(get("One"), "absent");
+    EXPECT_EQ(get("Off", kCFPreferencesAnyHost), "absent");
+    set("Off", nullptr);
     ASSERT_TRUE(synchronize());
-    EXPECT_EQ(get("One"), "absent");
+    EXPECT_EQ(get("Off"), "absent");
     EXPECT_FALSE(text("not UTF-8 \xFF"));
 }
 
@@ -170,9 +167,18 @@ TEST_F(PreferencesStore, LiesWhereTheEnvironmentSays) {
     ::unsetenv("HOME");
     set("k", kCFBooleanFalse);
     EXPECT_FALSE(synchronize());
-    EXPECT_EQ(get("k"), "false") << "what could not be written stays staged";
-    ::setenv("HOME", (folder / "home").c_str(), 1);
-    EXPECT_TRUE(synchronize());
+    EXPECT_EQ(get("k"), "absent") << "what was refused is forgotten";
+}
+
+TEST_F(PreferencesStore, FollowsSymbolicLinks) {
+    fs::create_directories(fs::path(file()).parent_path());
+    fs::create_symlink("one.json", file());
+    fs::create_symlink(folder / "two.json", folder / "config/corvane/one.json");
+    set("k", number(1).get());
+    ASSERT_TRUE(synchronize());
+    EXPECT_TRUE(fs::is_symlink(file()));
+    EXPECT_TRUE(fs::is_regular_file(folder / "two.json"));
+    EXPECT_EQ(get("k"), "number 1");
 }
 
 TEST_F(PreferencesStore, SetsADamagedFileAside) {
@@ -202,35 +208,94 @@ TEST_F(PreferencesStore, SetsADamagedFileAside) {
     }
 }
 
-TEST_F(PreferencesStore, AFailedWriteLeavesTheOldFileWholeAndTheValueStaged) {
+struct Obstacle {
+    const char* what;
+    std::string sentence;  ///< what is said of it, in part
+    std::function<void(const std::string& file)> put;
+    std::function<void(const std::string& file)> remove = [](const std::string& file) { fs::remove(file); };
+};
+
+TEST_F(PreferencesStore, RefusesInASentenceWhatItCanNotRead) {
+    const Obstacle obstacles[] = {
+        {"a FIFO", "not a regular file", [](const std::string& file) { ::mkfifo(file.c_str(), 0600); }},
+        {"a device", "not a regular file", [](const std::string& file) { fs::create_symlink("/dev/zero", file); }},
+        {"a folder", "not a regular file", [](const std::string& file) { fs::create_directory(file); }},
+        {"a link to itself", "symbolic links", [](const std::string& file) { fs::create_symlink(file, file); }},
+        {"one byte too many", "larger than 1048576 bytes",
+         [](const std::string& file) { support::writeFile(file, "{}" + std::string((1 << 20) - 1, ' ')); }},
+    };
+    fs::create_directories(fs::path(file()).parent_path());
+    for (const auto& [what, sentence, put, remove] : obstacles) {
+        SCOPED_TRACE(what);
+        put(file());
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(get("k"), "absent");
+        EXPECT_FALSE(synchronize()) << "nothing was set, but the file can't be read";
+        set("k", kCFBooleanTrue);
+        EXPECT_FALSE(synchronize());
+        const auto said = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 3) << said;
+        EXPECT_NE(said.find(sentence), std::string::npos) << said;
+        remove(file());
+    }
+    writeFile("{}" + std::string((1 << 20) - 2, ' '));
+    EXPECT_TRUE(synchronize()) << "as large as a file may be";
+}
+
+/// Set while syncing a folder is to fail, as on a disk that goes away.
+bool folderSyncFails = false;
+
+TEST_F(PreferencesStore, AFailedSetLeavesNoTrace) {
+    std::unique_ptr<platform::FileLock> holder;
+    const Obstacle obstacles[] = {
+        {"the new file can't be made", "can't be written: File exists",
+         [](const std::string& file) { fs::create_directory(file + ".new"); },
+         [](const std::string& file) { fs::remove(file + ".new"); }},
+        {"the lock can't be made", ".lock: Is a directory",
+         [](const std::string& file) {
+             fs::remove(file + ".lock");
+             fs::create_directory(file + ".lock");
+         },
+         [](const std::string& file) { fs::remove(file + ".lock"); }},
+        {"the lock is held", "another process holds ",
+         [&holder](const std::string& file) {
+             holder = std::make_unique<platform::FileLock>(file + ".lock", std::chrono::milliseconds(0));
+         },
+         [&holder](const std::string&) { holder.reset(); }},
+        {"its folder can't be synced", "can't be written: Input/output error", [](const std::string&) { folderSyncFails = true; },
+         [](const std::string&) { folderSyncFails = false; }},
+        {"the disk is full", "can't be written: File too large",
+         [](const std::string&) {
+             const rlimit limit{100, RLIM_INFINITY};
+             ::signal(SIGXFSZ, SIG_IGN);
+             ::setrlimit(RLIMIT_FSIZE, &limit);
+         },
+         [](const std::string&) {
+             const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+             ::setrlimit(RLIMIT_FSIZE, &none);
+         }},
+    };
     set("k", text("old").get());
     ASSERT_TRUE(synchronize());
-    const auto old = support::readFile(file());
-    set("k", text(std::string(10'000, 'n')).get());
-
-    fs::create_directory(file() + ".new");
-    EXPECT_FALSE(synchronize());
-    fs::remove(file() + ".new");
-    fs::rename(file() + ".lock", folder / "lock");
-    fs::create_directory(file() + ".lock");
-    EXPECT_FALSE(synchronize());
-    fs::remove(file() + ".lock");
-    // A disk that is full after the first bytes.
-    EXPECT_EQ(waitFor(inChild([] {
-                  const rlimit limit{100, 100};
-                  ::signal(SIGXFSZ, SIG_IGN);
-                  return ::setrlimit(RLIMIT_FSIZE, &limit) == 0 && !synchronize() ? 0 : 1;
-              })),
-              0);
-    if (::geteuid() != 0) {
-        fs::permissions(fs::path(file()).parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
+    auto old = support::readFile(file());
+    for (const auto& [what, sentence, put, remove] : obstacles) {
+        SCOPED_TRACE(what);
+        set("k", text(std::string(10'000, 'n')).get());
+        put(file());
+        const auto start = std::chrono::steady_clock::now();
+        testing::internal::CaptureStderr();
         EXPECT_FALSE(synchronize());
-        fs::permissions(fs::path(file()).parent_path(), fs::perms::owner_all);
+        remove(file());
+        const auto said = testing::internal::GetCapturedStderr();
+        EXPECT_NE(said.find(sentence), std::string::npos) << said;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+        EXPECT_EQ(get("k"), "string old");
+        EXPECT_EQ(support::readFile(file()), old);
+        set(what, kCFBooleanTrue);
+        ASSERT_TRUE(synchronize());
+        EXPECT_EQ(get("k"), "string old") << "another change does not write it either";
+        old = support::readFile(file());
     }
-    EXPECT_EQ(support::readFile(file()), old);
-    EXPECT_EQ(get("k").size(), std::string("string ").size() + 10'000);
-    EXPECT_TRUE(synchronize());
-    EXPECT_NE(support::readFile(file()), old);
 }
 
 TEST_F(PreferencesStore, EightWritersLoseNothing) {
@@ -302,3 +367,13 @@ TEST_F(PreferencesStore, AKilledWriterLeavesTheOldValueOrTheNew) {
 }
 
 }  // namespace
+
+/// In place of the C library's.
+extern "C" int fsync(int descriptor) {
+    struct stat status {};
+    if (folderSyncFails && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}

@@ -57,11 +57,15 @@ private:
 
 /// A name that no other test of this machine uses at the same time, at most 11 bytes.
 std::string uniqueName() {
-    return "p" + std::to_string(::getpid());
+    constexpr int kSevenDigits = 1'000'000;  // so that its beginning is the name of no other
+    return "p" + std::to_string(kSevenDigits + ::getpid());
 }
 
 struct ProcessPresence : testing::Test {
-    ProcessPresence() { ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1); }
+    ProcessPresence() {
+        ::setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+        ::umask(S_IWGRP | S_IWOTH);  // the modes of what is made are looked at
+    }
 
     std::string pidFile(const std::string& name) const { return folder / ("corvane/" + name + ".pid"); }
     TempFolder folder;

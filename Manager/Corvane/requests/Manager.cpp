@@ -18,6 +18,9 @@ namespace {
 constexpr std::string_view kBasebandArea = "baseband";
 constexpr std::string_view kLastSelfTest = "baseband.selftest";
 
+const Refusal kUnreadablePreferences{ResultCode::StorageFailed,
+                                     "The preferences can't be read, and they may block resets; the manager's log says why."};
+
 }  // namespace
 
 Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
@@ -47,6 +50,9 @@ void Manager::stop() {
 }
 
 std::optional<Refusal> Manager::refuseReset() {
+    if (!RYNProperties::isReadable()) {
+        return kUnreadablePreferences;
+    }
     if (!RYNProperties::storedBlockBasebandResets()) {
         return std::nullopt;
     }
@@ -55,6 +61,9 @@ std::optional<Refusal> Manager::refuseReset() {
 }
 
 std::optional<Refusal> Manager::unblockResets() {
+    if (!RYNProperties::isReadable()) {
+        return kUnreadablePreferences;
+    }
     if (!RYNProperties::storedBlockBasebandResets() || RYNProperties::storeBlockBasebandResets(false)) {
         return std::nullopt;
     }
@@ -68,6 +77,7 @@ std::optional<Refusal> Manager::resetSettings() {
 
 void Manager::settingChanged(const TraceProperty& property, const std::string& value) {
     log::info(ryn::trace::typeAsString(property.trace) + " " + property.name + " is now " + value);
+    scratchLog_.refresh();
     if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
         scratchLog_.clear();
     }

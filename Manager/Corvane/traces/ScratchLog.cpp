@@ -18,6 +18,11 @@ constexpr std::uint64_t kMegabyte = 1048576;
 
 }  // namespace
 
+void ScratchLog::refresh() {
+    enabled_ = RYNProperties::traceRYNEnabled();
+    largestFile_ = RYNProperties::traceRYNHistory() * kMegabyte / 2;
+}
+
 bool ScratchLog::open() {
     if (file_) {
         return true;
@@ -32,10 +37,10 @@ bool ScratchLog::open() {
 }
 
 void ScratchLog::write(std::string_view line) {
-    if (!RYNProperties::traceRYNEnabled() || !open()) {
+    if (!enabled_ || !open()) {
         return;
     }
-    if (size_ >= RYNProperties::traceRYNHistory() * kMegabyte / 2) {
+    if (size_ >= largestFile_) {
         std::error_code error;
         fs::rename(current(), older(), error);
         file_ = {};

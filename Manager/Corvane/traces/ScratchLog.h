@@ -12,11 +12,14 @@ namespace corvane {
 /// The manager's own trace: its log in a file, for the next collection of trace logs.
 ///
 /// Written while the preference "Trace::RYN::Enabled" says so. Two files of half the preference "Trace::RYN::History" each; the
-/// older one makes room. Both are asked at every line, so that a change by anyone counts at once.
+/// older one makes room. Both are read at the start and by `refresh`: reading them at every line would cost a file each.
 class ScratchLog {
 public:
     /// @param folder made with the first line.
-    explicit ScratchLog(std::filesystem::path folder) : folder_(std::move(folder)) {}
+    explicit ScratchLog(std::filesystem::path folder) : folder_(std::move(folder)) { refresh(); }
+
+    /// Reads both preferences; to be called when one of them has changed.
+    void refresh();
 
     void write(std::string_view line);
     /// Puts what there is into `folder`: copies when it is to be kept, else moved there.
@@ -31,6 +34,8 @@ private:
     std::filesystem::path folder_;
     platform::FileDescriptor file_;
     std::uint64_t size_ = 0;
+    bool enabled_ = false;
+    std::uint64_t largestFile_ = 0;  ///< in bytes
 };
 
 }  // namespace corvane

@@ -129,8 +129,6 @@ void TraceSettings::show(Row& row, std::string value) {
 
 std::optional<Refusal> TraceSettings::take(Row& row, const std::string& value) {
     if (row.property.keeping == Keeping::Preferences && !row.property.write(value)) {
-        // A value that could not be written stays staged, and would be read back, but for this.
-        row.property.write(row.value);
         return Refusal{ResultCode::StorageFailed, "The preferences could not be written."};
     }
     show(row, value);

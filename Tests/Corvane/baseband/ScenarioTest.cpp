@@ -128,6 +128,11 @@ TEST_F(ScenarioTest, BlockedResetsIncludeTheModeThatResets) {
         EXPECT_THAT(tool("baseband reset soft").err, HasSubstr("BlockBasebandResets"));
         EXPECT_EQ(tool("baseband reset unblock -- baseband state 4").out, "Reset unblock: Success\nSuccess\n");
     }
+    // A file that can't be read may block them.
+    std::filesystem::remove(preferences);
+    std::filesystem::create_symlink("/dev/zero", preferences);
+    EXPECT_THAT(tool("baseband reset soft").err, HasSubstr("The preferences can't be read"));
+    EXPECT_THAT(tool("baseband reset unblock").out, "Reset unblock: Failed\n");
 }
 
 }  // namespace

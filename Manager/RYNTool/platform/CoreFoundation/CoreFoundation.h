@@ -62,6 +62,7 @@ extern const CFStringRef kCFPreferencesCurrentHost;
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain, CFStringRef user, CFStringRef host);
 /// What is staged in this process, else what stands in the file now. One reference, nullptr when the key is absent.
 CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CFStringRef user, CFStringRef host);
-/// Merges what is staged into the domain's file under its lock, atomically and synced; touches nothing when nothing is.
-/// @return false when the file could not be written; the old file is whole then and the staged values are kept.
+/// Merges what is staged into the domain's file under its lock, atomically and synced; with nothing staged, looks whether the
+/// file can be read.
+/// @return false when that failed: the old values stand, and what was staged is forgotten.
 Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringRef host);

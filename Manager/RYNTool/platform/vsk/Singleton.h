@@ -27,7 +27,7 @@ public:
     static std::shared_ptr<Interface> instance() {
         const GuardPolicy guard;
         if (!slot_) {
-            slot_ = std::make_shared<Concrete>();
+            slot_ = std::shared_ptr<Concrete>(new Concrete);  // its constructor may be for this class only
         }
         return slot_;
     }

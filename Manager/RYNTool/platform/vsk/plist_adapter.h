@@ -23,6 +23,8 @@ public:
     template <typename Value>
     bool set(const std::optional<Value>& value, const std::string& key, bool synchronise) const;
 
+    /// Whether the stored preferences can be read now; reports why not.
+    bool isReadable() const;
     /// One reference, which the caller releases; nullptr when there is no such value.
     CFPropertyListRef copy(const std::string& key) const;
 
