@@ -43,6 +43,9 @@ xpc::Object selfTest(const xpc::Object& with) {
                        {"KeyBasebandDiagnosticsOptions", with}});
 }
 
+/// The sentence that refuses it shows 64 bytes, which end within a character.
+const std::string kCutCommand = std::string(63, 'x') + "\xC3\xA4";
+
 TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
     struct Case {
         const char* command;
@@ -53,6 +56,8 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
     const Case cases[] = {
         {"MakeCoffeeCommand", kNull, "0xE020E100",
          "There is no command 'MakeCoffeeCommand'; corvane-protocol(7) lists those that there are."},
+        {"\x1B[31m", kNull, "0xE020E100", R"('\\u001b[31m';)"},
+        {kCutCommand.c_str(), kNull, "0xE020E100", "xxx'; corvane"},
         {"GetTracePropertyCommand", kNull, "0xE020E101", "The argument is null; a dictionary is required."},
         {"GetTracePropertyCommand", dictionary({}), "0xE020E101", "KeyTraceName is missing; it takes a string."},
         {"GetTracePropertyCommand", property(std::string(100000, 'x'), "Enabled"), "0xE020E101",
@@ -110,7 +115,7 @@ TEST(Commands, ThatCannotBeServedAreRefusedInASentence) {
         EXPECT_THAT(answer, AllOf(StartsWith(row.code), HasSubstr("KeyErrorCode"), HasSubstr(row.sentence))) << row.command;
     }
     const std::string figures = peer.ask("GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(1)}}));
-    EXPECT_THAT(figures, AllOf(HasSubstr(R"("Refused":)" + std::to_string(std::size(cases))), HasSubstr(R"("Unknown":1)"),
+    EXPECT_THAT(figures, AllOf(HasSubstr(R"("Refused":)" + std::to_string(std::size(cases))), HasSubstr(R"("Unknown":3)"),
                                HasSubstr(R"("GetTracePropertyCommand":3)"), testing::Not(HasSubstr("Boot"))));
 }
 
@@ -137,8 +142,11 @@ TEST(Commands, OfStatisticsTellWhatHappenedAndKeepWhatWasReported) {
                   "0");
         EXPECT_EQ(peer.ask("ReportingStatisticsCommand", report(dictionary({{"KeyBootModuleLastHardResetTime", number(7)}}))),
                   "0");
-        EXPECT_EQ(peer.ask("ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Hard reset")}})), "0");
-        EXPECT_THAT(peer.ask("GetStatisticsCommand"), AllOf(HasSubstr(R"("HardResets":1)"), HasSubstr(R"("Connected":1)")));
+        const auto hardReset =
+            dictionary({{"KeyBasebandResetType", text("Hard reset")}, {"KeyBasebandResetReason", text("\xC2\x9B")}});
+        EXPECT_EQ(peer.ask("ResetBasebandCommand", hardReset), "0");
+        EXPECT_THAT(peer.ask("GetStatisticsCommand"), AllOf(HasSubstr(R"("HardResets":1)"), HasSubstr(R"("Connected":1)"),
+                                                            HasSubstr(R"("LastHardResetReason":"\\u009b")")));
     }
     daemon.stop(SIGKILL);
     daemon.start();

@@ -90,6 +90,23 @@ TEST(Start, IsRefusedToASecondManagerAndTheFirstGoesOn) {
     EXPECT_FALSE(std::filesystem::exists(daemon.socketPath()));
 }
 
+TEST(Start, LogsWhatTheOptionsAskFor) {
+    const struct {
+        const char* option;
+        const char* line;
+    } cases[] = {
+        {"--verbose", "listening on "},
+        {"--trace-requests", "peer #1001 > GetTEMSPropertyCommand null\nCorvane: peer #1001 < 0 {\"KeyTEMSMode\":\"OFF\"}\n"},
+    };
+    for (const auto& [option, line] : cases) {
+        for (const bool asked : {true, false}) {
+            Daemon daemon(asked ? support::Arguments{option} : support::Arguments{});
+            EXPECT_THAT(Peer(daemon.socketPath()).ask("GetTEMSPropertyCommand"), StartsWith("0 "));
+            EXPECT_EQ(daemon.stop(SIGTERM).err.find(line) != std::string::npos, asked) << option;
+        }
+    }
+}
+
 TEST(Start, SetsADamagedDatabaseAsideAndKeepsIt) {
     Daemon daemon;
     const std::string database = daemon.statePath() + "/settings.db";

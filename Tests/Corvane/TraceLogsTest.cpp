@@ -55,14 +55,14 @@ protected:
 };
 
 TEST_F(TraceLogs, AreAFolderThatAPersonCanRead) {
-    EXPECT_EQ(collect("[tool] why"), "0");
+    EXPECT_EQ(collect("[tool] \x1Bwhy"), "0");
     ASSERT_EQ(folders().size(), 1U);
     const fs::path folder = folders()[0];
     EXPECT_THAT(folder.filename().string(), MatchesRegex("log-bb-[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}-[0-9]{2}-[0-9]{2}Z-1"));
     EXPECT_TRUE(daemon_.process().waitForError("collected trace logs in " + folder.string()));
     EXPECT_THAT(support::readFile(folder / "Corvane.log"), AllOf(HasSubstr("Z ready\n"), HasSubstr("collected trace logs")));
     EXPECT_THAT(support::readFile(folder / "manager.json"),
-                AllOf(StartsWith("{\n"), HasSubstr(R"("Reason": "[tool] why")"), HasSubstr(R"("History": "256")"),
+                AllOf(StartsWith("{\n"), HasSubstr(R"("Reason": "[tool] \\u001bwhy")"), HasSubstr(R"("History": "256")"),
                       HasSubstr(R"("MaxLogLimit": 20)"), HasSubstr(R"("Baseband": "Simulated)")));
     EXPECT_TRUE(fs::exists(folder / "baseband.json"));
 }

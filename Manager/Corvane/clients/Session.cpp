@@ -4,6 +4,7 @@
 #include "Corvane/requests/ErrorReply.h"
 #include "Corvane/requests/RequestTrace.h"
 #include "Corvane/support/Log.h"
+#include "Corvane/support/Text.h"
 
 #include <algorithm>
 
@@ -59,7 +60,7 @@ Session::Progress Session::greet(const wire::Packet& packet) {
         return Progress::Ended;
     }
     constexpr std::size_t kLongestName = 64;
-    clientName_ = hello->clientName.substr(0, kLongestName);
+    clientName_ = cut(hello->clientName, kLongestName);
     greeted_ = true;
     return Progress::Expecting;
 }

@@ -2,6 +2,7 @@
 
 #include "Corvane/requests/Manager.h"
 #include "Corvane/requests/RequestTrace.h"
+#include "Corvane/support/Text.h"
 
 namespace corvane {
 
@@ -29,7 +30,7 @@ std::optional<Answer> Dispatcher::dispatch(Session& session, const ryn::wire::Re
         ++manager_.commandFigures().unknown;
         constexpr std::size_t kLongestShown = 64;
         return Answer{
-            Refusal{ResultCode::UnknownCommand, "There is no command '" + std::string(request.command.substr(0, kLongestShown)) +
+            Refusal{ResultCode::UnknownCommand, "There is no command '" + std::string(cut(request.command, kLongestShown)) +
                                                     "'; corvane-protocol(7) lists those that there are."},
             {}};
     }

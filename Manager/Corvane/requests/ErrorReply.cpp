@@ -1,5 +1,6 @@
 #include "Corvane/requests/ErrorReply.h"
 
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
@@ -7,7 +8,7 @@ namespace corvane {
 
 xpc::Object errorReply(const Refusal& refusal, const xpc::Object& details) {
     xpc::Object reply =
-        dictionary({{ryn::kKeyErrorCode, number(refusal.result())}, {ryn::kKeyErrorString, text(refusal.sentence)}});
+        dictionary({{ryn::kKeyErrorCode, number(refusal.result())}, {ryn::kKeyErrorString, text(escaped(refusal.sentence))}});
     if (details.isDictionary()) {
         xpc_dictionary_apply(details.get(), [&reply](const char* key, xpc_object_t value) {
             if (xpc_dictionary_get_value(reply.get(), key) == nullptr) {

@@ -1,5 +1,7 @@
 #include "Corvane/support/Log.h"
 
+#include "Corvane/support/Text.h"
+
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,14 +39,6 @@ State& state() {
     return instance;
 }
 
-/// A terminal's line ends and control characters must not come from a client's text.
-void appendPrintable(std::string& text, std::string_view line) {
-    for (const char character : line.substr(0, kLongestLine)) {
-        const auto byte = static_cast<unsigned char>(character);
-        text += byte < 0x20 || byte == 0x7F ? '?' : character;
-    }
-}
-
 }  // namespace
 
 void setLevel(Level highest) {
@@ -67,7 +61,7 @@ void write(Level level, std::string_view line) {
     }
     std::string text = log.journal ? "<" + std::to_string(static_cast<int>(level)) + ">" : "Corvane: ";
     const std::size_t prefix = text.size();
-    appendPrintable(text, line);
+    text += cut(escaped(cut(line, kLongestLine)), kLongestLine);
     if (taken) {
         log.taker(std::string_view(text).substr(prefix));
     }

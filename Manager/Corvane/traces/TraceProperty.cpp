@@ -1,5 +1,6 @@
 #include "Corvane/traces/TraceProperty.h"
 
+#include "Corvane/support/Text.h"
 #include "config/DiagConfig.h"
 #include "config/RYNProperties.h"
 #include "platform/vsk/SorvexUtil.h"
@@ -118,11 +119,8 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
 }
 
 bool isPlainFileName(std::string_view name) {
-    const auto isUnfit = [](char character) {
-        const auto byte = static_cast<unsigned char>(character);
-        return byte < 0x20 || byte == 0x7F || character == '/';
-    };
-    return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." && std::ranges::none_of(name, isUnfit);
+    return !name.empty() && name.size() <= NAME_MAX && name != "." && name != ".." && name.find('/') == std::string_view::npos &&
+           isPrintable(name);
 }
 
 std::string joinedWithOr(const std::vector<std::string>& words) {

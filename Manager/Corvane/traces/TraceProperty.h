@@ -16,7 +16,7 @@ struct TraceProperty {
         Flag,      ///< "true" or "false"
         Number,    ///< decimal, `lowest` to `highest`
         Choice,    ///< one of `choices` in any letter case, or its number counted from 0
-        FileName,  ///< 1 to 255 bytes, a plain name without folders
+        FileName,  ///< 1 to 255 bytes, a printable name without folders
     };
     enum class Keeping {
         Stored,       ///< in the settings store

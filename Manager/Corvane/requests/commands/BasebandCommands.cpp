@@ -4,6 +4,7 @@
 #include "Corvane/requests/Replies.h"
 #include "Corvane/requests/SelfTestOptions.h"
 #include "Corvane/requests/commands/Commands.h"
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
@@ -76,7 +77,7 @@ Later reset(Manager& manager, const Call& call) {
     if (auto blocked = manager.refuseReset()) {
         return blocked;
     }
-    manager.baseband().reset({soft ? ResetType::Soft : ResetType::Hard, std::string(subType), std::string(reason)}, call.later());
+    manager.baseband().reset({soft ? ResetType::Soft : ResetType::Hard, escaped(subType), escaped(reason)}, call.later());
     return std::nullopt;
 }
 

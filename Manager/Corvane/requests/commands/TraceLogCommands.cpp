@@ -3,6 +3,7 @@
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Manager.h"
 #include "Corvane/requests/commands/Commands.h"
+#include "Corvane/support/Text.h"
 
 #include <limits>
 
@@ -16,7 +17,7 @@ std::optional<Answer> collectTraceLogs(Manager& manager, const Call& call) {
     if (!arguments) {
         return arguments.refusal();
     }
-    manager.collectTraceLogs(std::string(reason), call.later());
+    manager.collectTraceLogs(escaped(reason), call.later());
     return std::nullopt;
 }
 

@@ -1,0 +1,34 @@
+#include "Corvane/support/Text.h"
+
+#include "Platform/ControlCharacters.h"
+
+namespace corvane {
+
+std::string escaped(std::string_view text) {
+    std::string line;
+    for (const char character : platform::escapeControlCharacters(text)) {
+        if (character == '\n' || character == '\t') {
+            line += character == '\n' ? "\\n" : "\\t";
+        } else {
+            line += character;
+        }
+    }
+    return line;
+}
+
+bool isPrintable(std::string_view text) {
+    return escaped(text) == text;
+}
+
+std::string_view cut(std::string_view text, std::size_t size) {
+    if (text.size() <= size) {
+        return text;
+    }
+    // A byte 10xxxxxx goes on with a character (RFC 3629, section 3).
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U) {
+        --size;
+    }
+    return text.substr(0, size);
+}
+
+}  // namespace corvane
