@@ -23,7 +23,7 @@ TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     Services services(*store, folder.path());
     Dispatcher dispatcher(services, {});
     auto listener = std::get<Listener>(Listener::open(path, policy));
-    Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {10, 10, 0s});
+    Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});
     Peer polite(path);
     Peer silent(path, Peer::Greeting::None);
     while (services.clientFigures().ended == 0) {
