@@ -18,6 +18,11 @@ std::string textOf(const xpc::Object& dictionary, const char* key) {
     return text == nullptr ? "" : text;
 }
 
+/// Whether somebody has asked for an operating mode since the baseband has booted.
+bool isModeWanted(const xpc::Object& bootState) {
+    return xpc_dictionary_get_value(bootState.get(), ryn::kKeyBasebandOperatingMode) != nullptr;
+}
+
 }  // namespace
 
 CellularService::CellularService()
@@ -39,7 +44,7 @@ void CellularService::start() {
             service->bootStateIs(payload);
         }
     });
-    // A new connection means that the manager has started, and events may have been missed.
+    // A new connection may mean that the manager has started; events may have been missed.
     ryn::client::RegisterConnectionHandler(manager_, ask);
     ryn::client::EventsOn(manager_);
     dispatch_async(queue_, ask);
@@ -73,7 +78,12 @@ void CellularService::bootStateIs(const xpc::Object& payload) {
     bootState_ = std::move(state);
     lastProblem_.clear();
     log("the baseband's boot state is " + (bootState_.empty() ? ryn::kUnknown : bootState_));
-    if (bootState_ == kBootStateReady) {
+    if (bootState_ != kBootStateReady) {
+        return;
+    }
+    if (isModeWanted(payload)) {
+        log("an operating mode was asked for since the baseband has booted; it is left as it is");
+    } else {
         bringOnline();
     }
 }

@@ -8,8 +8,8 @@
 
 namespace pellcore {
 
-/// Brings the baseband online each time that it becomes ready: when the service or the manager has started, and when the
-/// baseband has booted or was reset. A mode that somebody sets afterwards is left alone.
+/// Brings the baseband online each time that it has booted. A mode that somebody asks for afterwards is left alone, also when the
+/// service or the manager starts again: the manager's boot state says that there is one.
 ///
 /// All its work is done on its own queue; the thread that is parked in the run loop receives for it.
 class CellularService : public std::enable_shared_from_this<CellularService> {

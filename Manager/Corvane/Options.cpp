@@ -20,7 +20,8 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
   --state DIR         keep settings and trace logs there; else in /var/lib/corvane for root and
                       $XDG_STATE_HOME/corvane (~/.local/state/corvane) for a user
   --backend NAME      "simulated" (the default) or "modemmanager"
-  --modem MODEM       which modem of ModemManager: its index, object path, device or IMEI
+  --modem MODEM       which modem of ModemManager: its index, object path, device or IMEI;
+                      "any" follows whatever modem is there
   --fault RULE        make a command fail: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed;
                       may be given again
   --verbose           log more

@@ -66,6 +66,16 @@ TEST_F(CellularService, BringsTheBasebandOnlineWheneverItGetsReady) {
     EXPECT_THAT(startedAgain->packets(), testing::Contains("events on"));
 }
 
+TEST_F(CellularService, LeavesAModeAloneThatSomebodyHasAskedFor) {
+    const ScriptedManager manager(path_, [](auto& connection, const auto& request) {
+        connection.reply(request.id, 0,
+                         support::dictionary({{"KeyBasebandBootState", support::text("Ready")},
+                                              {"KeyBasebandOperatingMode", support::number(3)}}));
+    });
+    ASSERT_TRUE(service_.waitForError("it is left as it is\n"));
+    EXPECT_THAT(manager.requests(), ElementsAre(kAsk));
+}
+
 TEST_F(CellularService, SaysWhyTheBasebandStaysOffline) {
     const auto manager = startManager(path_, "Ready", -534716160);
     EXPECT_TRUE(service_.waitForError("can't bring the baseband online: not?now\n"));

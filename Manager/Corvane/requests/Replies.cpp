@@ -49,6 +49,9 @@ xpc::Object toReply(const BootStatus& status) {
     if (!status.explanation.empty()) {
         set(reply, ryn::kKeyErrorString, text(status.explanation));
     }
+    if (status.wantedMode) {
+        set(reply, ryn::kKeyBasebandOperatingMode, number(static_cast<std::int64_t>(*status.wantedMode)));
+    }
     return reply;
 }
 

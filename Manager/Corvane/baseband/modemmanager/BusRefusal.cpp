@@ -1,5 +1,11 @@
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
 
+#include "Corvane/baseband/modemmanager/ModemStates.h"
+
+#include <ModemManager.h>
+#include <pwd.h>
+#include <unistd.h>
+
 #include <string>
 
 namespace corvane::modemmanager {
@@ -10,21 +16,28 @@ struct Meaning {
     ResultCode code;
 };
 
-constexpr std::string_view kSerialErrors = "org.freedesktop.ModemManager1.Error.Serial.";
-constexpr std::string_view kNoAnswerOnPort = "org.freedesktop.ModemManager1.Error.Serial.ResponseTimeout";
-constexpr std::string_view kForbidden[] = {"org.freedesktop.DBus.Error.AccessDenied",
-                                           "org.freedesktop.ModemManager1.Error.Core.Unauthorized"};
+constexpr std::string_view kNoAnswerOnPort = MM_SERIAL_ERROR_DBUS_PREFIX ".ResponseTimeout";
 constexpr Meaning kMeanings[] = {
-    {"org.freedesktop.ModemManager1.Error.Core.Unsupported", ResultCode::NotSupported},
-    {"org.freedesktop.ModemManager1.Error.Core.WrongState", ResultCode::WrongState},
-    {"org.freedesktop.ModemManager1.Error.Core.InProgress", ResultCode::Busy},
-    {"org.freedesktop.ModemManager1.Error.Core.Timeout", ResultCode::TimedOut},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Unsupported", ResultCode::NotSupported},
+    {MM_CORE_ERROR_DBUS_PREFIX ".WrongState", ResultCode::WrongState},
+    {MM_CORE_ERROR_DBUS_PREFIX ".InProgress", ResultCode::Busy},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Retry", ResultCode::Busy},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Timeout", ResultCode::TimedOut},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Aborted", ResultCode::Aborted},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Cancelled", ResultCode::Aborted},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Unauthorized", ResultCode::NotPermitted},
     {kNoAnswerOnPort, ResultCode::TimedOut},
-    {"org.freedesktop.DBus.Error.UnknownMethod", ResultCode::NotSupported},
-    {"org.freedesktop.DBus.Error.UnknownInterface", ResultCode::NotSupported},
+    {SD_BUS_ERROR_ACCESS_DENIED, ResultCode::NotPermitted},
+    {SD_BUS_ERROR_UNKNOWN_METHOD, ResultCode::NotSupported},
+    {SD_BUS_ERROR_UNKNOWN_INTERFACE, ResultCode::NotSupported},
 };
+/// What ModemManager's sentence begins with when it couldn't ask polkit, or polkit didn't say yes.
+constexpr std::string_view kPolkitFailed = "PolicyKit ";
 
 ResultCode codeOf(const BusError& error) {
+    if (error.message.starts_with(kPolkitFailed)) {
+        return ResultCode::NotPermitted;
+    }
     for (const Meaning& meaning : kMeanings) {
         if (meaning.error == error.name) {
             return meaning.code;
@@ -33,32 +46,56 @@ ResultCode codeOf(const BusError& error) {
     return ResultCode::BasebandFailed;
 }
 
+/// From 1.22 on ModemManager's sentences begin with the error's name: "Unsupported: Cannot reset the modem".
+std::string sentenceOf(const BusError& error) {
+    const std::string label = error.name.substr(error.name.rfind('.') + 1);
+    for (const std::string& prefix : {label + ": ", std::string("Wrong state: "), std::string("In progress: ")}) {
+        if (error.message.starts_with(prefix)) {
+            return error.message.substr(prefix.size());
+        }
+    }
+    return error.message;
+}
+
+std::string polkitAction(std::string_view interface) {
+    constexpr std::string_view kOwnActions[] = {MM_DBUS_INTERFACE_MODEM_TIME, MM_DBUS_INTERFACE_MODEM_LOCATION};
+    for (const std::string_view own : kOwnActions) {
+        if (interface == own) {
+            return MM_DBUS_SERVICE + std::string(own.substr(own.rfind('.')));
+        }
+    }
+    return MM_DBUS_SERVICE ".Device.Control";
+}
+
+std::string userName() {
+    const passwd* user = getpwuid(geteuid());
+    return user == nullptr ? std::to_string(geteuid()) : user->pw_name;
+}
+
 }  // namespace
 
-Refusal refusalFor(const BusError& error, std::string_view action, std::string_view obstacle) {
+Refusal refusalFor(const BusError& error, std::string_view interface, std::string_view action, const Modem* modem) {
     const std::string doing(action);
     switch (error.cause) {
         case BusError::Cause::TimedOut:
-            return {ResultCode::TimedOut,
-                    "ModemManager doesn't say whether the modem could " + doing + ": it didn't answer in time."};
+            return Refusal::timedOut("ModemManager doesn't say whether the modem could " + doing + ": it didn't answer in time.");
         case BusError::Cause::Aborted:
-            return {ResultCode::Aborted, "Whether the modem could " + doing + " isn't known: " + error.message + "."};
+            return Refusal::aborted("Whether the modem could " + doing + " isn't known: " + error.message + ".");
         case BusError::Cause::Answered:
             break;
     }
-    for (const std::string_view forbidden : kForbidden) {
-        if (error.name == forbidden) {
-            return {ResultCode::NotSupported, "ModemManager doesn't let the manager's user make the modem " + doing +
-                                                  "; polkit must allow it org.freedesktop.ModemManager1 actions (" +
-                                                  error.message + ")."};
-        }
+    const ResultCode code = codeOf(error);
+    if (code == ResultCode::NotPermitted) {
+        return Refusal::notPermitted("The modem may not " + doing + ": polkit doesn't allow the user " + userName() +
+                                     " the action " + polkitAction(interface) + " (" + sentenceOf(error) + ").");
     }
-    const std::string known = obstacle.empty() ? "" : "; " + std::string(obstacle);
-    return {codeOf(error), "The modem can't " + doing + ": " + error.message + known + "."};
+    const std::string obstacle = modem == nullptr ? "" : obstacleOf(*modem);
+    return {code, "The modem can't " + doing + ": " + sentenceOf(error) + (obstacle.empty() ? "" : "; " + obstacle) + "."};
 }
 
-bool mayHaveLeft(const BusError& error) {
-    return error.cause != BusError::Cause::Answered || (error.name.starts_with(kSerialErrors) && error.name != kNoAnswerOnPort);
+bool connectionBroke(const BusError& error) {
+    return error.cause == BusError::Cause::Answered && error.name != kNoAnswerOnPort &&
+           error.name.starts_with(MM_SERIAL_ERROR_DBUS_PREFIX ".");
 }
 
 }  // namespace corvane::modemmanager

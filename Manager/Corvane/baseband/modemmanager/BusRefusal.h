@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Corvane/baseband/modemmanager/ModemObjects.h"
 #include "Corvane/baseband/modemmanager/SystemBus.h"
 #include "Corvane/support/Refusal.h"
 
@@ -8,11 +9,11 @@
 namespace corvane::modemmanager {
 
 /// What ModemManager's error means to the user.
-/// @param action what the modem was asked to do, to follow "can't": "go online".
-/// @param obstacle what is known to stand in its way; may be empty.
-Refusal refusalFor(const BusError& error, std::string_view action, std::string_view obstacle);
+/// @param interface whose method failed. @param action what the modem was asked to do, to follow "can't": "go online".
+/// @param modem may be nullptr; what stands in its way is said.
+Refusal refusalFor(const BusError& error, std::string_view interface, std::string_view action, const Modem* modem);
 
-/// Whether the modem may have left the bus while it was talked to, as a reset makes it do: not known to have refused.
-bool mayHaveLeft(const BusError& error);
+/// Whether the connection to the modem broke, as a reset makes it do before its answer.
+bool connectionBroke(const BusError& error);
 
 }  // namespace corvane::modemmanager

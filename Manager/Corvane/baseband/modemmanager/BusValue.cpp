@@ -1,8 +1,10 @@
 #include "Corvane/baseband/modemmanager/BusValue.h"
 
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <limits>
@@ -42,6 +44,9 @@ xpc::Object readDouble(sd_bus_message* message) {
     if (sd_bus_message_read_basic(message, SD_BUS_TYPE_DOUBLE, &value) <= 0) {
         return {};
     }
+    if (std::trunc(value) == value && std::abs(value) < 1e15) {
+        return number(static_cast<std::int64_t>(value));
+    }
     std::array<char, 32> digits{};
     std::snprintf(digits.data(), digits.size(), "%g", value);
     return text(digits.data());
@@ -49,7 +54,7 @@ xpc::Object readDouble(sd_bus_message* message) {
 
 xpc::Object readText(sd_bus_message* message, char type) {
     const char* value = nullptr;
-    return sd_bus_message_read_basic(message, type, &value) > 0 ? text(value) : xpc::Object();
+    return sd_bus_message_read_basic(message, type, &value) > 0 ? text(escaped(value)) : xpc::Object();
 }
 
 /// All that stands up to the end of the container that is entered.

@@ -5,63 +5,59 @@
 namespace corvane::modemmanager {
 
 const Modem* ModemChoice::choose(const Modems& modems) {
-    const Modem* found = find(modems);
-    const std::string path = found == nullptr ? std::string() : found->path;
-    if (path != path_) {
-        path_ = path;
-        if (found != nullptr) {
-            follow(*found, modems.size());
-        } else {
-            log_("The modem has gone.");
-        }
-    }
-    return found;
-}
-
-const Modem* ModemChoice::find(const Modems& modems) const {
-    const auto present = std::ranges::find_if(modems, [this](const auto& entry) { return entry.second->path == path_; });
-    if (present != modems.end()) {
+    const auto isPresent = [this](const auto& entry) { return entry.second->path == path_; };
+    if (const auto present = std::ranges::find_if(modems, isPresent); present != modems.end()) {
         return present->second;
     }
-    if (name_.empty()) {
-        return modems.empty() ? nullptr : modems.begin()->second;
+    const auto found = std::ranges::find_if(modems, [this](const auto& entry) { return matches(*entry.second); });
+    if (found != modems.end()) {
+        bind(*found->second, modems);
+        return found->second;
     }
-    const auto named = std::ranges::find_if(modems, [this](const auto& entry) { return matches(*entry.second); });
-    return named == modems.end() ? nullptr : named->second;
+    if (!path_.empty()) {
+        path_.clear();
+        log_("The modem has gone.");
+    }
+    return nullptr;
 }
 
 bool ModemChoice::matches(const Modem& modem) const {
+    if (!isBound()) {
+        return isNamed(modem);
+    }
     const std::string imei = modem.text("EquipmentIdentifier");
-    const std::string device = modem.text("Device");
-    const std::string port = modem.text("PrimaryPort");
-    if (name_ == imei || name_ == device || name_ == port || name_ == "/dev/" + port) {
-        return true;
-    }
-    if (device_.empty()) {
-        return name_ == modem.index() || name_ == modem.path;
-    }
-    return imei.empty() || imei_.empty() ? device == device_ : imei == imei_;
+    return imei.empty() || imei_.empty() ? modem.text("Device") == device_ : imei == imei_;
 }
 
-void ModemChoice::follow(const Modem& modem, std::size_t count) {
-    imei_ = modem.text("EquipmentIdentifier");
+bool ModemChoice::isNamed(const Modem& modem) const {
+    const std::string port = modem.text("PrimaryPort");
+    const std::string names[] = {
+        modem.text("EquipmentIdentifier"), modem.text("Device"), port, "/dev/" + port, modem.index(), modem.path};
+    return name_.empty() || name_ == kAny || std::ranges::find(names, name_) != std::end(names);
+}
+
+/// An IMEI that another modem has too, as those that were never given one do, tells nothing.
+void ModemChoice::bind(const Modem& modem, const Modems& modems) {
+    path_ = modem.path;
     device_ = modem.text("Device");
+    description_ = modem.description();
+    imei_ = modem.text("EquipmentIdentifier");
+    const auto hasImei = [this](const auto& entry) { return entry.second->text("EquipmentIdentifier") == imei_; };
+    if (std::ranges::count_if(modems, hasImei) > 1) {
+        imei_.clear();
+    }
     std::string sentence = "The baseband is the modem " + modem.describe();
-    if (name_.empty() && count > 1) {
-        sentence += ", the first of " + std::to_string(count) + "; --modem chooses another";
+    if (name_.empty() && modems.size() > 1) {
+        sentence += ", the first of " + std::to_string(modems.size()) + "; --modem chooses another";
     }
     log_(sentence + ".");
 }
 
-std::string ModemChoice::describeAbsence(const Modems& modems) const {
-    if (modems.empty()) {
-        return "ModemManager has no modem.";
+std::string ModemChoice::describeAbsence() const {
+    if (isBound()) {
+        return "The modem " + description_ + " isn't there";
     }
-    std::string sentence = "ModemManager has no modem \"" + name_ + "\"; it has";
-    for (const auto& [index, modem] : modems) {
-        sentence += (modem == modems.begin()->second ? " " : ", ") + modem->describe();
-    }
-    return sentence + ".";
+    return name_.empty() || name_ == kAny ? "There is no modem" : "There is no modem \"" + name_ + "\"";
 }
 
 }  // namespace corvane::modemmanager

@@ -8,34 +8,39 @@
 
 namespace corvane::modemmanager {
 
-/// Which of the modems is the baseband.
-///
-/// A name that stays with a modem (IMEI, device, port) is looked for at all times. An index or object path changes each time the
-/// modem is plugged in, so it is looked for until it is found once; from then on that modem is, by its IMEI or else its device.
-/// Without a name the first is taken and kept for as long as it is there.
+using Log = std::function<void(const std::string& sentence)>;
+
+/// Which of the modems is the baseband: the one with the name, without a name the first. The baseband is bound to the modem that
+/// was found, by its IMEI or else by its device, and never becomes another by itself, also while that modem is away.
 class ModemChoice {
 public:
-    using Modems = std::map<std::int64_t, const Modem*>;
-    using Log = std::function<void(const std::string& sentence)>;
+    /// The name that stands for whatever modem is there.
+    static constexpr std::string_view kAny = "any";
 
-    /// @param name index, object path, device, primary port or IMEI; empty: none.
+    using Modems = std::map<std::int64_t, const Modem*>;
+
+    /// @param name index, object path, device, primary port, IMEI or kAny; empty: none.
     explicit ModemChoice(std::string name, Log log) : name_(std::move(name)), log_(std::move(log)) {}
 
     /// The chosen one of `modems`; nullptr when it isn't among them.
     const Modem* choose(const Modems& modems);
-    /// "ModemManager has no modem", or which ones it has when none has the name.
-    std::string describeAbsence(const Modems& modems) const;
+    /// "There is no modem \"5\"", or "The modem Acme Modem 1, IMEI ... isn't there" once it was found.
+    std::string describeAbsence() const;
+    /// IMEI or else device of the modem that the baseband is bound to; empty before one was found.
+    const std::string& identity() const { return imei_.empty() ? device_ : imei_; }
 
 private:
+    bool isBound() const { return !device_.empty() && name_ != kAny; }
     bool matches(const Modem& modem) const;
-    const Modem* find(const Modems& modems) const;
-    void follow(const Modem& modem, std::size_t count);
+    bool isNamed(const Modem& modem) const;
+    void bind(const Modem& modem, const Modems& modems);
 
     const std::string name_;
     const Log log_;
     std::string path_;  ///< of the present choice
-    std::string imei_;  ///< of the last choice, so is `device_`
+    std::string imei_;  ///< of the last choice, so are the next two; empty when the modem has none of its own
     std::string device_;
+    std::string description_;
 };
 
 }  // namespace corvane::modemmanager

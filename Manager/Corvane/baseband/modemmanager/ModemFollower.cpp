@@ -12,6 +12,9 @@ constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
 constexpr std::chrono::seconds kAnswerLimit = 25s;
 constexpr std::chrono::seconds kReloadPause = 5s;
+/// A ModemManager that hangs is noticed after as long as both take.
+constexpr std::chrono::seconds kPingPause = 10s;
+constexpr std::chrono::seconds kPingLimit = 15s;
 
 const std::vector<std::string> kMatches = {
     "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.freedesktop.ModemManager1'",
@@ -29,35 +32,65 @@ std::string textArgument(const BusSignal& signal, std::size_t index) {
 
 }  // namespace
 
-ModemFollower::ModemFollower(Loop& loop, std::string name, Changed changed, ModemChoice::Log log)
+ModemFollower::ModemFollower(Loop& loop, std::string name, Changed changed, Log log)
     : changed_(std::move(changed)),
       log_(log),
       choice_(std::move(name), std::move(log)),
       reload_(loop),
+      ping_(loop),
       bus_(loop, kMatches, *this) {}
 
 void ModemFollower::stop() {
     ++generation_;
     reload_.cancel();
+    ping_.cancel();
     bus_.stop();
     forget();
     modem_ = nullptr;
 }
 
 Refusal ModemFollower::absence() const {
-    if (!busAnswers_) {
-        return {ResultCode::WrongState,
-                "The system bus can't be reached, so neither can a modem; it is tried again every few seconds."};
+    std::string why = "the system bus can't be reached; it is tried again every few seconds";
+    if (managerRuns_) {
+        why = "ModemManager knows ";
+        for (const auto& [index, modem] : objects_.modems()) {
+            why += (why.ends_with(' ') ? "" : ", ") + modem->describe();
+        }
+        why += why.ends_with(' ') ? "none" : "";
+    } else if (busAnswers_) {
+        why = "ModemManager isn't running; \"systemctl start ModemManager\" starts it";
     }
-    if (!managerRuns_) {
-        return {ResultCode::WrongState, "ModemManager isn't running; \"systemctl start ModemManager\" starts it."};
-    }
-    return {ResultCode::WrongState, choice_.describeAbsence(objects_.modems())};
+    return Refusal::wrongState(choice_.describeAbsence() + ": " + why + ".");
 }
 
-void ModemFollower::note(const std::string& path, const char* interface, const char* property, const xpc::Object& value) {
-    objects_.change(path, interface, dictionary({{property, value}}), {});
-    update();
+std::optional<std::chrono::seconds> ModemFollower::silence() const {
+    if (!silent_) {
+        return std::nullopt;
+    }
+    return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - lastAnswer_);
+}
+
+/// ModemManager tells changes by itself: without a question it could hang unnoticed for as long as nothing is asked of it.
+void ModemFollower::ping() {
+    callObject(kRoot, "org.freedesktop.DBus.Peer", "Ping", kPingLimit, [this, asked = generation_](const BusReply& reply) {
+        if (asked == generation_) {
+            ponged(reply);
+        }
+    });
+}
+
+void ModemFollower::ponged(const BusReply& reply) {
+    const bool answered = !reply.error || reply.error->cause == BusError::Cause::Answered;
+    if (answered) {
+        lastAnswer_ = std::chrono::steady_clock::now();
+    }
+    if (silent_ == answered) {
+        silent_ = !answered;
+        log_(answered ? "ModemManager answers again."
+                      : "ModemManager doesn't answer; what is shown of the modem may be out of date.");
+        update();
+    }
+    ping_.set(kPingPause, [this] { ping(); });
 }
 
 void ModemFollower::busConnected() {
@@ -116,7 +149,10 @@ void ModemFollower::interfacesAdded(const BusSignal& signal) {
 }
 
 void ModemFollower::interfacesRemoved(const BusSignal& signal) {
+    const bool wasThere = modem_ != nullptr;
     objects_.remove(textArgument(signal, 0), argument(signal, 1));
+    modem_ = choice_.choose(objects_.modems());
+    left_ = left_ || (wasThere && modem_ == nullptr);
 }
 
 void ModemFollower::propertiesChanged(const BusSignal& signal) {
@@ -152,6 +188,8 @@ void ModemFollower::loaded(const BusReply& reply) {
     if (!reply.error) {
         complained_ = false;
         managerRuns_ = true;
+        lastAnswer_ = std::chrono::steady_clock::now();
+        ping_.set(kPingPause, [this] { ping(); });
         objects_.load(reply.argument(0));
         update();
         if (modem_ == nullptr) {
@@ -160,7 +198,7 @@ void ModemFollower::loaded(const BusReply& reply) {
         return;
     }
     if (reply.error->cause == BusError::Cause::Aborted) {
-        return;  // what took its answerer away is told, and brings it back, by itself
+        return;  // a signal or the bus tells what took ModemManager away, and when it is back
     }
     if (reply.error->name == SD_BUS_ERROR_SERVICE_UNKNOWN || reply.error->name == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
         complained_ = false;
@@ -173,12 +211,18 @@ void ModemFollower::loaded(const BusReply& reply) {
 
 void ModemFollower::forget() {
     managerRuns_ = false;
+    left_ = false;
+    silent_ = false;
+    ping_.cancel();
     version_.clear();
     objects_.clear();
 }
 
 void ModemFollower::update() {
     modem_ = choice_.choose(objects_.modems());
+    if (modem_ != nullptr && std::exchange(left_, false)) {
+        ++boots_;
+    }
     changed_();
 }
 

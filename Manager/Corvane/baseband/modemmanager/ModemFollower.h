@@ -18,7 +18,7 @@ public:
     using Changed = std::function<void()>;
 
     /// @param name see ModemChoice. @param changed runs after whatever may concern the chosen modem.
-    ModemFollower(Loop& loop, std::string name, Changed changed, ModemChoice::Log log);
+    ModemFollower(Loop& loop, std::string name, Changed changed, Log log);
 
     void start() { bus_.start(); }
     /// Answers every outstanding call with an error of cause Aborted; `changed` doesn't run any more.
@@ -28,6 +28,15 @@ public:
     const Modem* modem() const { return modem_; }
     /// Why there is no modem.
     Refusal absence() const;
+    /// IMEI or else device of the modem that commands are meant for; empty before one was found.
+    const std::string& identity() const { return choice_.identity(); }
+    /// How often that modem has left a ModemManager that went on, and come back: it has booted then.
+    std::int64_t boots() const { return boots_; }
+
+    /// Whether ModemManager is on the bus and has told its modems.
+    bool isServed() const { return managerRuns_; }
+    /// Since when ModemManager has answered nothing, when that is long; nullopt otherwise.
+    std::optional<std::chrono::seconds> silence() const;
     /// "1.20.4", or "" while ModemManager isn't running.
     const std::string& managerVersion() const { return version_; }
 
@@ -42,8 +51,6 @@ public:
                     SystemBus::Handler handler, const char* signature = "", Arguments... arguments) {
         bus_.call({kService, path, interface, member}, limit, std::move(handler), signature, arguments...);
     }
-    /// Notes a property's value that a reply implies, ahead of the signal that announces it.
-    void note(const std::string& path, const char* interface, const char* property, const xpc::Object& value);
 
 private:
     static constexpr const char* kService = "org.freedesktop.ModemManager1";
@@ -58,22 +65,30 @@ private:
     void propertiesChanged(const BusSignal& signal);
     void stateChanged(const BusSignal& signal);
 
+    void ping();
+    void ponged(const BusReply& reply);
+
     void load();
     void loaded(const BusReply& reply);
     void forget();
     void update();
 
     const Changed changed_;
-    const ModemChoice::Log log_;
+    const Log log_;
     ModemObjects objects_;
     ModemChoice choice_;
     const Modem* modem_ = nullptr;
     std::string version_;
     bool busAnswers_ = false;
     bool managerRuns_ = false;
+    bool left_ = false;  ///< the modem has, and ModemManager has gone on since
+    std::int64_t boots_ = 0;
+    std::chrono::steady_clock::time_point lastAnswer_;
+    bool silent_ = false;           ///< ModemManager, and the log says so
     bool complained_ = false;       ///< that there is no bus, since there was one
     std::uint64_t generation_ = 0;  ///< answers to the questions of an earlier one are out of date
     Timer reload_;
+    Timer ping_;
     SystemBus bus_;
 };
 

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
-#include "Corvane/baseband/PendingAnswer.h"
+#include "Corvane/baseband/BasebandStorage.h"
+#include "Corvane/baseband/modemmanager/ModeChanges.h"
+#include "Corvane/baseband/modemmanager/ModeWish.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 #include "Corvane/baseband/modemmanager/ModemReset.h"
-#include "Corvane/baseband/modemmanager/ModemStates.h"
-#include "Corvane/loop/Timer.h"
+#include "Corvane/baseband/modemmanager/ModemSignal.h"
 
-#include <deque>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,8 +20,8 @@ namespace corvane {
 /// that failed is "Off" with ModemManager's reason in parentheses: "Off (sim-missing)".
 class ModemManagerBaseband final : public Baseband {
 public:
-    /// @param loop outlives it. @param modem see modemmanager::ModemChoice; empty: the first.
-    ModemManagerBaseband(Loop& loop, std::string modem);
+    /// @param loop and @param storage outlive it. @param modem see modemmanager::ModemChoice; empty: the first.
+    ModemManagerBaseband(Loop& loop, BasebandStorage& storage, std::string modem);
 
     void start(BasebandListener& listener) override;
     void stop() override;
@@ -38,40 +37,31 @@ public:
     void collectSnapshot(Completion<SnapshotFiles> completion) override;
 
 private:
-    struct ModeChange {
-        OperatingMode mode;
-        PendingAnswerPtr answer;
-    };
-
+    /// Why no reset can begin; nullopt when one can.
+    std::optional<Refusal> refuseReset() const;
     BootStatus bootStatus() const;
     void modemChanged();
+    void countBoots();
     void announce();
+    void announceBootState();
+    void announceMode();
+    xpc::Object statistics() const;
     void log(const std::string& sentence);
 
-    void changeModes();
-    void enable(bool on, std::function<void()> then);
-    void setPowerState(modemmanager::PowerState state);
-    /// The change under way is carried out: it ends when the modem shows its mode, or after `otherwise` when it shows none.
-    void awaitMode(std::function<void()> otherwise);
-    void endAwaitedChange();
-    void endModeChange(const Result<void>& result);
-    Refusal refused(const modemmanager::BusError& error, std::string_view action) const;
-
-    Loop& loop_;
     BasebandListener* listener_ = nullptr;
+    modemmanager::ModeWish wish_;
     modemmanager::ModemFollower follower_;
     modemmanager::ModemReset reset_;
-    std::deque<ModeChange> waitingChanges_;  ///< in the order in which they were asked for
-    std::optional<ModeChange> change_;       ///< under way
-    bool awaited_ = false;                   ///< carried out, but the modem doesn't show it yet
-    Timer announcement_;
+    modemmanager::ModeChanges modeChanges_;
+    modemmanager::ModemSignal signal_;
 
     std::string_view loggedState_;  ///< ModemManager's word
     BootStatus announcedBootStatus_;
     std::optional<OperatingMode> announcedMode_;
+    bool booting_ = false;        ///< the modem has booted and isn't ready yet
+    std::int64_t seenBoots_ = 0;  ///< of those that the follower has counted
     std::int64_t boots_ = 0;
     std::int64_t softResets_ = 0;
-    std::int64_t modeChanges_ = 0;
 };
 
 }  // namespace corvane

@@ -45,14 +45,18 @@ std::int64_t Modem::number(std::string_view name) const {
     return xpc_int64_get_value(property(kModemInterface, name).get());
 }
 
-std::string Modem::describe() const {
+std::string Modem::description() const {
+    const std::string imei = text("EquipmentIdentifier");
+    const std::string identity = imei.empty() ? "device " + text("Device") : "IMEI " + imei;
     std::string known;
-    for (const auto& [label, name] : {std::pair{"", "Manufacturer"}, {" ", "Model"}, {", IMEI ", "EquipmentIdentifier"}}) {
-        if (const std::string value = text(name); !value.empty()) {
-            known += label + value;
-        }
+    for (const std::string& part : {text("Manufacturer"), text("Model")}) {
+        known += part.empty() ? "" : part + (known.empty() && !text("Model").empty() ? " " : "");
     }
-    return known.empty() ? path : path + " (" + known + ")";
+    return known.empty() ? identity : known + ", " + identity;
+}
+
+std::string Modem::describe() const {
+    return path + " (" + description() + ")";
 }
 
 void ModemObjects::load(const xpc::Object& objects) {

@@ -2,6 +2,8 @@
 
 #include "platform/xpc/Object.h"
 
+#include <ModemManager.h>
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,9 +12,10 @@
 
 namespace corvane::modemmanager {
 
-inline constexpr const char* kModemInterface = "org.freedesktop.ModemManager1.Modem";
-inline constexpr const char* kThreeGppInterface = "org.freedesktop.ModemManager1.Modem.Modem3gpp";
-inline constexpr const char* kTimeInterface = "org.freedesktop.ModemManager1.Modem.Time";
+inline constexpr const char* kModemInterface = MM_DBUS_INTERFACE_MODEM;
+inline constexpr const char* kThreeGppInterface = MM_DBUS_INTERFACE_MODEM_MODEM3GPP;
+inline constexpr const char* kTimeInterface = MM_DBUS_INTERFACE_MODEM_TIME;
+inline constexpr const char* kSignalInterface = MM_DBUS_INTERFACE_MODEM_SIGNAL;
 
 using Properties = std::map<std::string, xpc::Object, std::less<>>;
 using Interfaces = std::map<std::string, Properties, std::less<>>;
@@ -31,6 +34,8 @@ struct Modem {
     std::string text(std::string_view name) const;
     std::int64_t number(std::string_view name) const;
 
+    /// "Acme Modem 1, IMEI 123456789012347", without an IMEI its device.
+    std::string description() const;
     /// "/org/.../Modem/0 (Acme Modem 1, IMEI 123456789012347)"
     std::string describe() const;
 };

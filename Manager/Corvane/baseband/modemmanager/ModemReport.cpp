@@ -1,10 +1,15 @@
 #include "Corvane/baseband/modemmanager/ModemReport.h"
 
-#include "Corvane/baseband/modemmanager/ModemStates.h"
+#include "Corvane/baseband/modemmanager/BusRefusal.h"
+#include "Corvane/baseband/modemmanager/NamedProperties.h"
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/Values.h"
 
+#include <ModemManager.h>
+
+#include <iterator>
 #include <memory>
+#include <sstream>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -12,96 +17,139 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const char* kBearerInterface = "org.freedesktop.ModemManager1.Bearer";
-constexpr std::chrono::seconds kBearerLimit = 5s;
+constexpr std::chrono::seconds kAnswerLimit = 5s;
 
-xpc::Object texts(const std::vector<std::string_view>& values) {
-    auto list = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-    for (const std::string_view value : values) {
-        xpc_array_append_value(list.get(), text(value).get());
-    }
-    return list;
-}
-
-/// A property that is a number with a word for it.
-struct NamedNumber {
-    const char* key;
-    const char* interface;
-    const char* property;
-    std::string_view (*name)(std::int64_t);
-};
-constexpr NamedNumber kNamedNumbers[] = {
-    {"State", kModemInterface, "State", stateName},
-    {"FailedReason", kModemInterface, "StateFailedReason", failedReasonName},
-    {"PowerState", kModemInterface, "PowerState", powerStateName},
-    {"Lock", kModemInterface, "UnlockRequired", lockName},
-    {"Registration", kThreeGppInterface, "RegistrationState", registrationName},
-};
-/// A property that is passed on as it is.
-struct Plain {
+/// What the statistics call a property.
+struct Figure {
     const char* key;
     const char* interface;
     const char* property;
 };
-constexpr Plain kPlain[] = {
+constexpr Figure kFigures[] = {
+    {"State", kModemInterface, "State"},
+    {"FailedReason", kModemInterface, "StateFailedReason"},
+    {"PowerState", kModemInterface, "PowerState"},
+    {"Lock", kModemInterface, "UnlockRequired"},
+    {"UnlockRetries", kModemInterface, "UnlockRetries"},
     {"Plugin", kModemInterface, "Plugin"},
     {"Device", kModemInterface, "Device"},
+    {"AccessTechnologies", kModemInterface, "AccessTechnologies"},
+    {"Bands", kModemInterface, "CurrentBands"},
+    {"Registration", kThreeGppInterface, "RegistrationState"},
+    {"PacketService", kThreeGppInterface, "PacketServiceState"},
     {"OperatorName", kThreeGppInterface, "OperatorName"},
     {"OperatorCode", kThreeGppInterface, "OperatorCode"},
 };
+/// Of Modem.Signal: the first technology that is measured is the one that counts.
+constexpr const char* kMeasured[] = {"Lte", "Nr5g"};
+constexpr std::pair<const char*, const char*> kMeasurements[] = {{"RSRP", "rsrp"}, {"RSRQ", "rsrq"}, {"SNR", "snr"}};
 
 bool isKnown(const xpc::Object& value) {
     return value && !(value.is(XPC_TYPE_STRING) && xpc_string_get_length(value.get()) == 0);
 }
 
-xpc::Object toDictionary(const Interfaces& interfaces) {
-    xpc::Object all = dictionary({});
-    for (const auto& [interface, properties] : interfaces) {
-        xpc::Object values = dictionary({});
-        for (const auto& [name, value] : properties) {
-            xpc_dictionary_set_value(values.get(), name.c_str(), value.get());
-        }
-        xpc_dictionary_set_value(all.get(), interface.c_str(), values.get());
+void set(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
+    if (isKnown(value)) {
+        xpc_dictionary_set_value(dictionary.get(), key, value.get());
     }
-    return all;
 }
 
-/// Waits for what all bearers answer.
-struct SnapshotInProgress {
-    xpc::Object modem;
-    xpc::Object bearers;
-    std::size_t outstanding;
+xpc::Object at(const xpc::Object& dictionary, const char* key) {
+    return xpc::Object::share(xpc_dictionary_get_value(dictionary.get(), key));
+}
+
+void addSignal(const Modem& modem, const xpc::Object& statistics) {
+    // A structure: the percentage, and whether it was measured within the last minute.
+    const xpc::Object quality = modem.property(kModemInterface, "SignalQuality");
+    set(statistics, "SignalQualityPercentage", xpc::Object::share(xpc_array_get_value(quality.get(), 0)));
+    set(statistics, "SignalQualityRecent", xpc::Object::share(xpc_array_get_value(quality.get(), 1)));
+    for (const char* technology : kMeasured) {
+        const xpc::Object measured = modem.property(kSignalInterface, technology);
+        if (xpc_dictionary_get_count(measured.get()) > 0) {
+            for (const auto& [key, name] : kMeasurements) {
+                set(statistics, key, at(measured, name));
+            }
+            return;
+        }
+    }
+}
+
+xpc::Object toDictionary(const std::string& interface, const Properties& properties) {
+    xpc::Object values = dictionary({});
+    for (const auto& [name, value] : properties) {
+        set(values, name.c_str(), named(interface, name, value));
+    }
+    return values;
+}
+
+/// From "MCC,MNC,LAC,CI,TAC", the last three hexadecimal, as ModemManager tells the place in the network.
+xpc::Object placeOf(const std::string& location) {
+    constexpr const char* kKeys[] = {"MCC", "MNC", "LAC", "Cell", "TAC"};
+    xpc::Object place = dictionary({});
+    std::istringstream parts(location);
+    for (const char* key : kKeys) {
+        std::string part;
+        std::getline(parts, part, ',');
+        set(place, key, text(part));
+    }
+    return place;
+}
+
+/// Waits for what ModemManager answers about the modem's parts.
+struct Snapshot {
+    xpc::Object modem = dictionary({});
+    xpc::Object bearers = dictionary({});
+    std::size_t outstanding = 1;  ///< the questions themselves, until all are asked
     Completion<SnapshotFiles> completion;
 
-    void finishIfComplete() const {
-        if (outstanding == 0) {
+    void finish() {
+        if (--outstanding == 0) {
             completion(SnapshotFiles{{"modem.json", readableJson(modem)}, {"bearers.json", readableJson(bearers)}});
         }
     }
 };
+using SnapshotPtr = std::shared_ptr<Snapshot>;
+
+/// Asks for the properties of an object, to stand under its path in `part`.
+void addProperties(ModemFollower& follower, const SnapshotPtr& snapshot, const xpc::Object& part, const std::string& path,
+                   const char* interface) {
+    ++snapshot->outstanding;
+    const auto answered = [snapshot, part, path, interface](const BusReply& reply) {
+        Properties properties;
+        xpc_dictionary_apply(reply.argument(0).get(), [&](const char* name, xpc_object_t value) {
+            properties[name] = xpc::Object::share(value);
+            return true;
+        });
+        set(part, path.c_str(), reply.error ? text(reply.error->message) : toDictionary(interface, properties));
+        snapshot->finish();
+    };
+    follower.callObject(path, "org.freedesktop.DBus.Properties", "GetAll", kAnswerLimit, answered, "s", interface);
+}
+
+void addPlace(ModemFollower& follower, const SnapshotPtr& snapshot) {
+    ++snapshot->outstanding;
+    const auto answered = [snapshot](const BusReply& reply) {
+        if (reply.error) {
+            const Refusal refusal = refusalFor(*reply.error, MM_DBUS_INTERFACE_MODEM_LOCATION, "tell where it is", nullptr);
+            set(snapshot->modem, "Location", text(refusal.sentence));
+        } else {
+            const std::string source = std::to_string(MM_MODEM_LOCATION_SOURCE_3GPP_LAC_CI);
+            const char* location = xpc_string_get_string_ptr(at(reply.argument(0), source.c_str()).get());
+            set(snapshot->modem, "Location", placeOf(location == nullptr ? "" : location));
+        }
+        snapshot->finish();
+    };
+    follower.call(MM_DBUS_INTERFACE_MODEM_LOCATION, "GetLocation", kAnswerLimit, answered);
+}
 
 }  // namespace
 
 xpc::Object modemStatistics(const Modem& modem) {
     xpc::Object statistics = dictionary({{"Modem", text(modem.describe())}});
-    const auto set = [&](const char* key, const xpc::Object& value) {
-        if (isKnown(value)) {
-            xpc_dictionary_set_value(statistics.get(), key, value.get());
-        }
-    };
-    for (const NamedNumber& entry : kNamedNumbers) {
-        if (const xpc::Object value = modem.property(entry.interface, entry.property); value.is(XPC_TYPE_INT64)) {
-            set(entry.key, text(entry.name(xpc_int64_get_value(value.get()))));
-        }
+    for (const Figure& figure : kFigures) {
+        set(statistics, figure.key, named(figure.interface, figure.property, modem.property(figure.interface, figure.property)));
     }
-    for (const Plain& entry : kPlain) {
-        set(entry.key, modem.property(entry.interface, entry.property));
-    }
-    set("AccessTechnologies", texts(accessTechnologyNames(modem.number("AccessTechnologies"))));
-    // A structure: the percentage, and whether it was measured within the last minute.
-    const xpc::Object quality = modem.property(kModemInterface, "SignalQuality");
-    set("SignalQualityPercentage", xpc::Object::share(xpc_array_get_value(quality.get(), 0)));
-    set("SignalQualityRecent", xpc::Object::share(xpc_array_get_value(quality.get(), 1)));
+    addSignal(modem, statistics);
     return statistics;
 }
 
@@ -110,24 +158,26 @@ void collectModemSnapshot(ModemFollower& follower, Completion<SnapshotFiles> com
         completion(SnapshotFiles());
         return;
     }
-    const Modem& modem = *follower.modem();
+    const Modem modem = *follower.modem();
+    const auto snapshot = std::make_shared<Snapshot>();
+    snapshot->completion = std::move(completion);
+    const xpc::Object interfaces = dictionary({});
+    for (const auto& [interface, properties] : modem.interfaces) {
+        set(interfaces, interface.c_str(), toDictionary(interface, properties));
+    }
+    set(snapshot->modem, modem.path.c_str(), interfaces);
+    if (const std::string sim = modem.text("Sim"); sim.size() > 1) {
+        addProperties(follower, snapshot, snapshot->modem, sim, MM_DBUS_INTERFACE_SIM);
+    }
+    if (modem.has(MM_DBUS_INTERFACE_MODEM_LOCATION)) {
+        addPlace(follower, snapshot);
+    }
     const xpc::Object bearers = modem.property(kModemInterface, "Bearers");
-    const std::size_t count = xpc_array_get_count(bearers.get());
-    const auto snapshot = std::make_shared<SnapshotInProgress>(SnapshotInProgress{
-        dictionary({{modem.path.c_str(), toDictionary(modem.interfaces)}}), dictionary({}), count, std::move(completion)});
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < xpc_array_get_count(bearers.get()); ++i) {
         const std::string path = xpc_string_get_string_ptr(xpc_array_get_value(bearers.get(), i));
-        const auto answered = [snapshot, path](const BusReply& reply) {
-            const xpc::Object properties = reply.error ? text(reply.error->message) : reply.argument(0);
-            xpc_dictionary_set_value(snapshot->bearers.get(), path.c_str(), properties.get());
-            --snapshot->outstanding;
-            snapshot->finishIfComplete();
-        };
-        follower.callObject(path, "org.freedesktop.DBus.Properties", "GetAll", kBearerLimit, answered, "s", kBearerInterface);
+        addProperties(follower, snapshot, snapshot->bearers, path, MM_DBUS_INTERFACE_BEARER);
     }
-    if (count == 0) {
-        snapshot->finishIfComplete();
-    }
+    snapshot->finish();
 }
 
 }  // namespace corvane::modemmanager

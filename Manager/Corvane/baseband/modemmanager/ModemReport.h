@@ -5,11 +5,12 @@
 
 namespace corvane::modemmanager {
 
-/// The modem's state, lock, power, signal, access technologies and registration in ModemManager's words: {"State": "registered",
-/// "SignalQualityPercentage": 64, ...}. What isn't known is left out.
+/// The modem's state, lock, power, signal, bands, access technologies and registration in ModemManager's words: {"State":
+/// "registered", "SignalQualityPercentage": 64, ...}. What isn't known is left out.
 xpc::Object modemStatistics(const Modem& modem);
 
-/// All that ModemManager shows of the modem and of its bearers: "modem.json" and "bearers.json". Without a modem: no file.
+/// All that ModemManager shows of the modem, its SIM, its place in the network and its bearers: "modem.json" and "bearers.json".
+/// Without a modem: no file.
 void collectModemSnapshot(ModemFollower& follower, Completion<SnapshotFiles> completion);
 
 }  // namespace corvane::modemmanager

@@ -1,5 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModemReset.h"
 
+#include "Corvane/baseband/modemmanager/BusRefusal.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
 #include <utility>
@@ -9,65 +10,132 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Modems on USB are gone within a second or two; one that is still there after this has reset without leaving the bus.
+constexpr std::chrono::seconds kResetLimit = 25s;
+constexpr std::chrono::seconds kFactoryResetLimit = 50s;
+/// How long after a factory reset a modem may restart by itself, and how long after a broken connection it may leave.
 constexpr std::chrono::seconds kLeaveLimit = 10s;
-/// A little less than a client waits by default.
-constexpr std::chrono::seconds kReturnLimit = 55s;
+/// Of the whole: a little less than a client waits by default.
+constexpr std::chrono::seconds kLimit = 55s;
+/// The service programming code that modems of the QMI kind leave the factory with; those of other kinds ask for none.
+constexpr const char* kServiceProgrammingCode = "000000";
 
 }  // namespace
 
-void ModemReset::begin(const std::string& path, Completion<void> ended) {
-    path_ = path;
+ModemReset::ModemReset(Loop& loop, ModemFollower& follower, std::function<void()> changed)
+    : follower_(follower), changed_(std::move(changed)), leave_(loop), limit_(loop) {}
+
+void ModemReset::begin(std::string action, Completion<void> ended) {
+    action_ = std::move(action);
     ended_ = std::move(ended);
-    accepted_ = false;
-    left_ = false;
-    result_ = {};
-    return_.set(kReturnLimit, [this] {
-        end(Refusal::timedOut("The modem was told to reset but isn't back yet; \"baseband state watch\" shows when it is."));
-    });
+    path_ = follower_.modem()->path;
+    mayInitialize_ = stateOf(*follower_.modem()) > MM_MODEM_STATE_LOCKED;
+    phase_ = Phase::Asked;
+    ++number_;
+    limit_.set(kLimit, [this] { end(late()); });
 }
 
-void ModemReset::replied(const Result<void>& result, bool mayHaveLeft) {
-    if (!underWay() || left_) {
-        return;
-    }
-    if (!result && !mayHaveLeft) {
-        end(result);
-        return;
-    }
-    accepted_ = true;
-    result_ = result;
-    leave_.set(kLeaveLimit, [this] { end(Result<void>(result_)); });
+void ModemReset::reset(Completion<void> ended) {
+    begin("reset", std::move(ended));
+    askReset();
 }
 
-void ModemReset::modemChanged(const Modem* modem) {
+void ModemReset::askReset() {
+    const auto answered = [this, asked = number_](const BusReply& reply) {
+        if (asked == number_) {
+            replied(reply);
+        }
+    };
+    follower_.call(kModemInterface, "Reset", kResetLimit, answered);
+}
+
+void ModemReset::eraseData(Completion<void> ended) {
+    begin("put its data back to the factory's", std::move(ended));
+    const auto answered = [this, asked = number_](const BusReply& reply) {
+        if (asked != number_) {
+            return;
+        }
+        replied(reply);
+        if (phase_ == Phase::Accepted && underWay()) {
+            leave_.set(kLeaveLimit, [this] { askReset(); });
+        }
+    };
+    follower_.call(kModemInterface, "FactoryReset", kFactoryResetLimit, answered, "s", kServiceProgrammingCode);
+}
+
+void ModemReset::replied(const BusReply& reply) {
+    if (!underWay() || phase_ == Phase::Left) {
+        return;
+    }
+    if (!reply.error) {
+        phase_ = Phase::Accepted;
+        changed_();
+        return;
+    }
+    const Refusal refusal = refusalFor(*reply.error, kModemInterface, action_, follower_.modem());
+    if (!connectionBroke(*reply.error)) {
+        end(refusal);
+        return;
+    }
+    phase_ = Phase::Accepted;
+    leave_.set(kLeaveLimit, [this, refusal] { end(refusal); });
+    changed_();
+}
+
+void ModemReset::modemChanged() {
     if (!underWay()) {
         return;
     }
-    if (modem == nullptr || modem->path != path_) {
-        left_ = true;
+    if (!follower_.isServed()) {
+        end(Refusal::aborted("Whether the modem could " + action_ + " isn't known: ModemManager went away."));
+        return;
+    }
+    const Modem* modem = follower_.modem();
+    const bool restarted =
+        modem != nullptr && phase_ == Phase::Accepted && mayInitialize_ && !isBooted(*modem) && !isFailed(*modem);
+    if (modem == nullptr || modem->path != path_ || restarted) {
+        phase_ = Phase::Left;
         leave_.cancel();
     }
-    if (!left_ || modem == nullptr) {
+    if (phase_ != Phase::Left || modem == nullptr) {
         return;
     }
     if (isFailed(*modem)) {
-        end(Refusal::basebandFailed("The modem was reset and came back as " + describe(bootStatusOf(*modem)) + "."));
+        end(Refusal::basebandFailed("The modem has restarted and came back as " + describe(bootStatusOf(*modem)) + "."));
     } else if (isBooted(*modem)) {
         end({});
     }
 }
 
+Refusal ModemReset::late() const {
+    const std::string waited = std::to_string(kLimit.count()) + " s";
+    switch (phase_) {
+        case Phase::Asked:
+            return Refusal::timedOut("ModemManager doesn't say whether the modem could " + action_ + ": no answer within " +
+                                     waited + ".");
+        case Phase::Accepted:
+            return Refusal::timedOut("ModemManager accepted to make the modem " + action_ + ", but it hasn't restarted within " +
+                                     waited + ".");
+        case Phase::Left:
+            break;
+    }
+    return Refusal::timedOut("The modem has left to " + action_ + " but isn't back within " + waited +
+                             "; \"baseband state watch\" shows when it is.");
+}
+
 void ModemReset::stop() {
     if (underWay()) {
-        end(Refusal::aborted("The manager stopped before the modem was back."));
+        end(Refusal::aborted("The manager stopped before the modem could " + action_ + "."));
     }
 }
 
-void ModemReset::end(const Result<void>& result) {
+/// What was asked is over before anybody hears of it: the next may begin at once.
+void ModemReset::end(Result<void> result) {
     leave_.cancel();
-    return_.cancel();
-    std::exchange(ended_, nullptr)(result);
+    limit_.cancel();
+    ++number_;
+    const auto ended = std::exchange(ended_, nullptr);
+    changed_();
+    ended(std::move(result));
 }
 
 }  // namespace corvane::modemmanager

@@ -1,6 +1,7 @@
 #include "Corvane/baseband/modemmanager/SystemBus.h"
 
 #include "Corvane/baseband/modemmanager/BusValue.h"
+#include "Corvane/support/Text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -141,7 +142,7 @@ void SystemBus::answer(Call& call, sd_bus_message* message) {
     // Nobody but sd-bus and the bus itself say NoReply: to a call whose time is up, or whose answerer is gone.
     const bool unanswered = sd_bus_error_has_name(error, SD_BUS_ERROR_NO_REPLY) != 0;
     const auto cause = !unanswered ? BusError::Cause::Answered : late ? BusError::Cause::TimedOut : BusError::Cause::Aborted;
-    handler(BusReply{BusError{orEmpty(error->name), orEmpty(error->message), cause}, {}});
+    handler(BusReply{BusError{orEmpty(error->name), escaped(orEmpty(error->message)), cause}, {}});
 }
 
 }  // namespace corvane::modemmanager

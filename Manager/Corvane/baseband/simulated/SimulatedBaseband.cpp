@@ -45,7 +45,7 @@ void SimulatedBaseband::stop() {
 }
 
 void SimulatedBaseband::getBootState(Completion<BootStatus> completion) {
-    completion(BootStatus{stateMachine_.bootState()});
+    completion(BootStatus{.state = stateMachine_.bootState(), .wantedMode = wantedMode_});
 }
 
 void SimulatedBaseband::getOperatingMode(Completion<OperatingMode> completion) {
@@ -67,7 +67,13 @@ void SimulatedBaseband::getWakeReason(Completion<WakeReason> completion) {
 }
 
 void SimulatedBaseband::setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
-    stateMachine_.setOperatingMode(mode, timeout, std::move(completion));
+    const auto changed = [this, mode, done = std::move(completion)](Result<void> result) {
+        if (result && stateMachine_.operatingMode() == mode) {
+            wantedMode_ = mode;
+        }
+        done(std::move(result));
+    };
+    stateMachine_.setOperatingMode(mode, timeout, changed);
 }
 
 void SimulatedBaseband::reset(const ResetRequest& request, Completion<void> completion) {
@@ -187,6 +193,7 @@ void SimulatedBaseband::resetBegins(const ResetRequest& request) {
 }
 
 void SimulatedBaseband::bootStateChanged(BootState state) {
+    wantedMode_.reset();
     if (state == BootState::Booting) {
         clock_.set();
     }

@@ -60,6 +60,7 @@ private:
     simulated::RFSelfTest selfTest_;
     simulated::FileSystemSync fileSystemSync_;
     simulated::StateMachine stateMachine_;
+    std::optional<OperatingMode> wantedMode_;  ///< what was asked for since the boot
 };
 
 }  // namespace corvane

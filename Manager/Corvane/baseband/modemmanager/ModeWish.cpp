@@ -1,0 +1,43 @@
+#include "Corvane/baseband/modemmanager/ModeWish.h"
+
+#include <cstdint>
+#include <fstream>
+#include <utility>
+
+namespace corvane::modemmanager {
+namespace {
+
+constexpr std::string_view kName = "modem-mode";
+
+/// Another one each time that the machine boots (random(4)).
+const std::string& bootId() {
+    static const std::string kId = [] {
+        std::string id;
+        std::ifstream("/proc/sys/kernel/random/boot_id") >> id;
+        return id;
+    }();
+    return kId;
+}
+
+/// What follows the mode's digit in a wish for this modem.
+std::string keyOf(const std::string& modem) {
+    return " " + bootId() + " " + modem;
+}
+
+}  // namespace
+
+ModeWish::ModeWish(BasebandStorage& storage) : storage_(storage), stored_(storage.get(kName).value_or("")) {}
+
+std::optional<OperatingMode> ModeWish::of(const std::string& modem) const {
+    if (stored_.empty() || stored_.substr(1) != keyOf(modem)) {
+        return std::nullopt;
+    }
+    return static_cast<OperatingMode>(stored_.front() - '0');
+}
+
+bool ModeWish::set(const std::string& modem, std::optional<OperatingMode> mode) {
+    std::string wish = mode ? std::to_string(static_cast<std::int32_t>(*mode)) + keyOf(modem) : "";
+    return std::exchange(stored_, wish) == wish || storage_.put(kName, wish);
+}
+
+}  // namespace corvane::modemmanager

@@ -1,0 +1,23 @@
+# Writes ModemManagerTables.inc: for each enumeration of ModemManager's header a table of its numbers and of mmcli(1)'s names for them.
+pkg_check_modules(MODEMMANAGER REQUIRED IMPORTED_TARGET ModemManager)
+find_file(modemmanager_enums ModemManager-enums.h HINTS ${MODEMMANAGER_INCLUDE_DIRS} REQUIRED NO_CACHE)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${modemmanager_enums})
+file(READ ${modemmanager_enums} header)
+
+set(tables "")
+foreach(enumeration state state_failed_reason power_state lock access_technology band 3gpp_registration_state
+                    3gpp_packet_service_state)
+  string(REGEX MATCH "underscore_name=mm_modem_${enumeration} >[^}]*" body "${header}")
+  string(TOUPPER "MM_MODEM_${enumeration}_" prefix)
+  string(REGEX MATCHALL "${prefix}[0-9A-Z_]+ *=" symbols "${body}")
+  string(APPEND tables "constexpr Name k_${enumeration}[] = {\n")
+  foreach(symbol IN LISTS symbols)
+    string(REGEX REPLACE " *=$" "" symbol ${symbol})
+    string(REGEX REPLACE "^${prefix}" "" name ${symbol})
+    string(TOLOWER ${name} name)
+    string(REPLACE "_" "-" name ${name})
+    string(APPEND tables "    {${symbol}, \"${name}\"},\n")
+  endforeach()
+  string(APPEND tables "};\n")
+endforeach()
+file(CONFIGURE OUTPUT ModemManagerTables.inc CONTENT "${tables}" @ONLY)

@@ -1,0 +1,107 @@
+"""Services on the bus that answer what a test says: a polkit, and a ModemManager of one modem."""
+import threading
+
+import dbus.bus
+import dbus.mainloop.glib
+import dbus.service
+from gi.repository import GLib
+
+SERVICE = "org.freedesktop.ModemManager1"
+ROOT = "/org/freedesktop/ModemManager1"
+MODEM = SERVICE + ".Modem"
+PROPERTIES = "org.freedesktop.DBus.Properties"
+OBJECTS = "org.freedesktop.DBus.ObjectManager"
+STATE = {"disabled": 3, "registered": 8}
+dbus.mainloop.glib.threads_init()
+threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
+
+
+def connect(address, name):
+    bus = dbus.bus.BusConnection(address, mainloop=dbus.mainloop.glib.DBusGMainLoop())
+    bus.request_name(name)
+    return bus
+
+
+class Polkit(dbus.service.Object):
+    """Answers every question for a permission with the same two booleans: authorized, challenge."""
+
+    def __init__(self, address, authorized, challenge):
+        super().__init__(connect(address, "org.freedesktop.PolicyKit1"), "/org/freedesktop/PolicyKit1/Authority")
+        self.answer = authorized, challenge
+
+    @dbus.service.method("org.freedesktop.PolicyKit1.Authority", "(sa{sv})sa{ss}us", "(bba{ss})")
+    def CheckAuthorization(self, subject, action, details, flags, cancellation):
+        return *self.answer, {}
+
+    @dbus.service.method(PROPERTIES, "s", "a{sv}")
+    def GetAll(self, interface):
+        return {}
+
+
+class ModemManager(dbus.service.Object):
+    def __init__(self, address):
+        super().__init__(connect(address, SERVICE), ROOT)
+        self.modem = Modem(self, 0)
+
+    def interfaces(self):
+        return {MODEM: self.modem.properties}
+
+    def leave(self):
+        self.InterfacesRemoved(self.modem.path, [MODEM])
+        self.modem.remove_from_connection()
+
+    def come_back(self):
+        self.modem = Modem(self, self.modem.index + 1)
+        self.InterfacesAdded(self.modem.path, self.interfaces())
+
+    @dbus.service.method(OBJECTS, "", "a{oa{sa{sv}}}")
+    def GetManagedObjects(self):
+        return {self.modem.path: self.interfaces()}
+
+    @dbus.service.method(PROPERTIES, "ss", "v")
+    def Get(self, interface, name):
+        return "1.24.0"
+
+    @dbus.service.signal(OBJECTS, "oa{sa{sv}}")
+    def InterfacesAdded(self, path, interfaces):
+        pass
+
+    @dbus.service.signal(OBJECTS, "oas")
+    def InterfacesRemoved(self, path, interfaces):
+        pass
+
+
+class Modem(dbus.service.Object):
+    failures = {}  # method: the name and the sentence of its error
+    asked = []
+
+    def __init__(self, manager, index):
+        self.manager, self.index, self.path = manager, index, f"{ROOT}/Modem/{index}"
+        self.properties = {"State": dbus.Int32(STATE["registered"]), "PowerState": dbus.UInt32(3), "Device": "/fake",
+                           "EquipmentIdentifier": "490154203237518", "Largest": dbus.UInt64(2**64 - 1),
+                           "Bearers": dbus.Array([], "o")}
+        super().__init__(manager.connection, self.path)
+
+    def take(self, method):
+        self.asked.append(method)
+        if method in self.failures:
+            name, sentence = self.failures[method]
+            raise dbus.DBusException(sentence, name=name)
+
+    @dbus.service.method(MODEM, "b")
+    def Enable(self, on):
+        self.take("Enable")
+
+    @dbus.service.method(MODEM, "u")
+    def SetPowerState(self, state):
+        self.take("SetPowerState")
+
+    @dbus.service.method(MODEM)
+    def Reset(self):
+        self.take("Reset")
+        GLib.timeout_add(50, self.manager.leave)
+        GLib.timeout_add(100, self.manager.come_back)
+
+    @dbus.service.method(MODEM, "s")
+    def FactoryReset(self, code):
+        self.take("FactoryReset")

@@ -1,0 +1,384 @@
+import os
+import re
+import signal
+import threading
+import time
+
+import dbus
+import pytest
+
+import fakes
+from at_modem import ERROR, PIN, AtModem, line
+from rig import PATIENCE, ROOT, SERVICE, Client, rig, until  # noqa: F401
+
+MODEM = SERVICE + ".Modem"
+NONE = "103: There is no modem: "
+ACME = "The modem Acme Modem 1, IMEI 490154203237518 isn't there: "
+OTHER = "356938035643809"
+
+
+def radio(modem):
+    """The commands that the modem has heard that concern its radio."""
+    return [command for command in modem.heard if re.match(r"AT\+CFUN=|AT\+CPWROFF", command)]
+
+
+def test_mode_changes_are_told_on_the_way(rig):
+    client = rig.ready(AtModem())
+    for number, events in (0, [0]), (3, [3]), (1, [1]), (0, [0]):
+        assert client.set_mode(number) is None
+        client.saw(*events)
+        assert client.mode() == number
+    until(lambda: client.statistics()["State"] == "registered", "the network")
+    figures = client.statistics()
+    expected = {"State": "registered", "PowerState": "on", "Registration": "home", "PacketService": "attached",
+                "AccessTechnologies": ["lte"], "OperatorName": "Testnet", "RSRP": -81, "RSRQ": -10, "ModeChanges": 4,
+                "UnlockRetries": {"sim-pin": 3, "sim-puk": 3, "sim-pin2": 3, "sim-puk2": 3}, "Boots": 0, "SoftResets": 0}
+    assert figures | expected == figures
+
+
+def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
+    client = rig.ready(AtModem(), plugin="generic")  # has neither power states nor a reset
+    assert client.set_mode(0) is None
+    for answer, refusal in [
+        (client.set_mode(1), "102: The modem can't go to low power: Requested power transition is not supported by this modem."),
+        (client.mode(), "103: The modem is in no operating mode: ModemManager shows it as disabled with its power on."),
+        (client.set_mode(3), "102: The modem can't go offline: Requested power transition is not supported by this modem."),
+        (client.set_mode(2), "102: ModemManager can't bring a modem to operating mode 2; 0 (online), 1 (low power) and 3"),
+        (client.reset(), "102: The modem can't reset: Cannot reset the modem: operation not supported."),
+        (client.reset("Hard"), "102: A modem behind ModemManager has no hard reset"),
+        (client.answer(client.ask_erase()), "102: The modem can't put its data back to the factory's: Cannot reset the modem to"),
+        (client.do("GetBasebandTime"), "103: The modem can't tell the time: Cannot load network time: not registered yet."),
+    ]:
+        assert str(answer).startswith(refusal)
+    assert client.state() == "Ready"
+    client.saw(0)
+    assert rig.manager.text.count("can't go to low power") == 1  # said once
+
+
+@pytest.mark.parametrize("sim, state, why, online", [
+    ("SIM PIN", "Ready", None, "103: The modem can't go online: Cannot enable modem: device locked; its lock is sim-pin, "
+     '"mmcli --sim=0 --pin=PIN" opens the SIM\'s.'),
+    ("ABSENT", "Off (sim-missing)", "ModemManager found it unusable: sim-missing.",
+     "103: The modem can't go online: modem in failed state; ModemManager found it unusable: sim-missing."),
+])
+def test_a_sim_that_is_locked_or_absent_is_told(rig, sim, state, why, online):
+    client = rig.start_manager()
+    rig.plug(AtModem(sim=sim))
+    client.saw(state)
+    assert client.do("GetBasebandBootState").get("KeyErrorString") == why
+    assert client.set_mode(0) == online
+    assert client.do("GetBasebandTime").startswith("102: The modem can't tell the time: ")
+    assert client.set_mode(3) is None
+    client.saw(3)
+    if sim == "SIM PIN":
+        rig.call(ROOT + "/SIM/0", SERVICE + ".Sim", "SendPin", PIN)
+        client.saw("Booting", "Ready")
+        assert client.set_mode(0) is None
+
+
+def test_modem_manager_and_bus_come_and_go(rig):
+    modem = AtModem()
+    client = rig.ready(modem)
+    stopped = 'ModemManager isn\'t running; "systemctl start ModemManager" starts it.'
+    for leave, why, come_back in [
+        (rig.unplug, "ModemManager knows none.", []),
+        (lambda: rig.modem_manager.end(signal.SIGKILL), stopped, [rig.start_modem_manager]),
+        (lambda: rig.modem_manager.end(), stopped, [rig.start_modem_manager]),
+        (rig.stop_bus, "the system bus can't be reached; it is tried again every few seconds.",
+         [rig.start_bus, rig.start_modem_manager]),
+    ]:
+        leave()
+        client.saw("Off")
+        for ask in client.mode, client.reset, lambda: client.set_mode(0), lambda: client.answer(client.ask_erase()):
+            assert ask() == "103: " + ACME + why
+        assert client.state() == "Off"
+        for step in come_back:
+            step()
+        rig.plug(modem)
+        client.saw("Ready")
+
+
+def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
+    modem = AtModem()
+    client = rig.ready(modem)
+    rig.start_pellcore()
+    client.saw(0)
+    for number in 3, 1, 0:
+        assert client.set_mode(number) is None
+        modem.heard.clear()
+        rig.pellcore.end()
+        rig.start_pellcore()
+        rig.manager.end()
+        client = rig.start_manager()
+        for how in signal.SIGTERM, signal.SIGKILL:
+            until(lambda: client.mode() == number, f"mode {number}")
+            rig.pellcore.says("it is left as it is")
+            rig.modem_manager.end(how)
+            rig.start_modem_manager()
+            rig.plug(modem)
+        until(lambda: client.mode() == number, f"mode {number}")
+        assert number == 0 or "AT+CFUN=1" not in modem.heard
+    assert client.set_mode(3) is None
+    rig.unplug()
+    modem.power = 1
+    rig.plug(modem)
+    until(lambda: client.mode() == 0, "mode 0 after a boot")
+    assert client.statistics()["Boots"] == 1
+
+
+def test_commands_reach_the_modem_that_the_manager_is_bound_to(rig):
+    held, other = AtModem(), AtModem(OTHER)
+    rig.plug(held, "left")
+    until(rig.modems)
+    rig.plug(other, "right")
+    until(lambda: len(rig.modems()) == 2, "two modems")
+    client = rig.ready()
+    assert rig.manager.text.count(", the first of 2; --modem chooses another.") == 1
+    rig.replug_on_reset(held, "left", leave=0.1, away=1)
+    reset = client.ask_reset()
+    until(lambda: client.state() == "Resetting", "the reset")
+    time.sleep(0.5)
+    assert client.set_mode(3).startswith("103: " + ACME + f"ModemManager knows {ROOT}/Modem/1 (Acme Modem 1, IMEI {OTHER}).")
+    assert client.answer(reset) is None
+    client.events = []
+    rig.unplug("left")
+    client.saw("Off")
+    for ask in client.ask_erase, client.ask_erase, client.ask_reset:
+        assert client.answer(ask()).startswith("103: " + ACME)
+    rig.plug(held, "left")
+    client.saw("Ready")
+    assert radio(other) == []
+    figures = client.statistics()
+    assert (figures["Boots"], figures["SoftResets"]) == (2, 1)
+
+
+def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
+    left, right = AtModem(), AtModem(OTHER)
+    rig.plug(left, "left")
+    until(rig.modems)
+    rig.plug(right, "right")
+    until(lambda: len(rig.modems()) == 2, "two modems")
+    for name, modem in [(OTHER, right), ("/virtual/left", left), (right.port, right), (f"{ROOT}/Modem/0", left), ("any", left),
+                        ("1", right)]:
+        client = rig.start_manager("--modem", name)
+        until(lambda: client.state() == "Ready", name)
+        assert f"IMEI {modem.imei}" in client.statistics()["Modem"]
+        if name == "any":
+            rig.unplug("left")
+            until(lambda: f"IMEI {OTHER}" in client.statistics().get("Modem", ""), "the other modem")
+        if name != "1":
+            rig.manager.end()
+    # An index is another one when the modem comes back, and may then be that of another modem.
+    rig.unplug("right")
+    rig.plug(AtModem("353547080000002"), "right")
+    until(lambda: len(rig.modems()) == 1, "a new modem")
+    assert client.mode().startswith(f"103: The modem Acme Modem 1, IMEI {OTHER} isn't there: ModemManager knows ")
+    rig.unplug("right")
+    rig.plug(right, "left")
+    until(lambda: client.state() == "Ready", "the modem in another place")
+    rig.manager.end()
+    assert "There is no modem \"5\": ModemManager knows /" in rig.start_manager("--modem", "5").mode()
+
+
+@pytest.mark.parametrize("leave, away", [(0, 0), (0.5, 1), (11, 0.5)])
+def test_a_reset_succeeds_when_the_modem_is_back(rig, leave, away):
+    modem = AtModem()
+    client = rig.ready(modem)
+    rig.replug_on_reset(modem, leave=leave, away=away)
+    begin = time.monotonic()
+    asked = client.ask_reset()
+    until(lambda: client.state() == "Resetting", "the reset")
+    assert client.reset() == "104: The modem is being reset already."
+    assert client.answer(asked) is None
+    assert time.monotonic() - begin > leave + away
+    assert client.events == ["Resetting", "Ready"]
+    figures = client.statistics()
+    assert (figures["Boots"], figures["SoftResets"]) == (1, 1)
+
+
+@pytest.mark.parametrize("answer, refusal", [
+    (ERROR, "108: The modem can't reset: "),
+    ("\x00\xffgarbage\r\n", "106: The modem can't reset: "),
+])
+def test_a_reset_that_the_modem_refuses_fails(rig, answer, refusal):
+    modem = AtModem()
+    client = rig.ready(modem)
+    modem.instead["AT+CFUN=15"] = answer
+    assert re.match(refusal, client.reset())
+    assert client.state() == "Ready" and client.events == []
+
+
+def test_a_reset_during_which_modem_manager_goes_is_of_unknown_outcome(rig):
+    modem = AtModem()
+    client = rig.ready(modem)
+    for leave in False, True:
+        modem.instead["AT+CFUN=15"] = None
+        if leave:
+            rig.replug_on_reset(modem, away=None)
+        asked = client.ask_reset()
+        until(lambda: "AT+CFUN=15" in modem.heard, "the reset")
+        leave and until(lambda: client.state() == "Resetting", "the reset")
+        modem.heard.clear()
+        rig.modem_manager.end(signal.SIGKILL)
+        assert client.answer(asked).startswith("107: Whether the modem could reset isn't known: ")
+        rig.start_modem_manager()
+        rig.plug(modem)
+        until(lambda: client.state() == "Ready", "the modem")
+    figures = client.statistics()
+    assert (figures["Boots"], figures["SoftResets"]) == (0, 0)
+
+
+def test_a_modem_manager_that_hangs_is_told(rig):
+    client = rig.ready(AtModem())
+    rig.modem_manager.kill(signal.SIGSTOP)
+    begin = time.monotonic()
+    reset = client.ask_reset()
+    until(lambda: "ModemManagerSilentSeconds" in client.statistics(), "the silence")
+    assert time.monotonic() - begin < 30
+    rig.manager.says("ModemManager doesn't answer; what is shown of the modem may be out of date.")
+    assert client.answer(reset) == "106: ModemManager doesn't say whether the modem could reset: it didn't answer in time."
+    assert client.state() == "Ready" and client.events == [] and client.statistics()["Boots"] == 0
+    rig.modem_manager.kill(signal.SIGCONT)
+    rig.manager.says("ModemManager answers again.")
+
+
+def test_mode_changes_wait_no_longer_than_they_say(rig):
+    client = rig.ready(AtModem())
+    rig.modem_manager.kill(signal.SIGSTOP)
+    first, *waiting = [client.ask_mode(number, timeout) for number, timeout in [(0, 1), (3, 3)] + 7 * [(1, 2)]]
+    assert client.set_mode(0) == "104: 8 mode changes wait already."
+    assert client.answer(first) == "106: The modem isn't in operating mode 0 after 1 s; the next mode change has taken its place."
+    assert client.answer(waiting[1]) == "106: The change to operating mode 1 was dropped after 2 s: an earlier one is still under way."
+    assert client.answer(waiting[0]) == "106: The modem isn't in operating mode 3 after 3 s; it may still come."
+
+
+def test_a_manager_that_stops_answers_what_waits(rig):
+    modem = AtModem()
+    client = rig.ready(modem)
+    modem.later("AT+CFUN=4", 5)
+    waiting = [client.ask_mode(1), client.ask_mode(3)]
+    until(lambda: "AT+CFUN=4" in modem.heard, "the mode change")
+    waiting.append(client.ask_reset())
+    waiting.append(client.ask("GetBasebandTime"))
+    client.state()
+    rig.manager.kill(signal.SIGTERM)
+    assert [re.sub(":.*", "", str(client.answer(number))) for number in waiting] in (4 * ["107"], 3 * ["107"] + ["103"])
+    rig.manager.end()
+
+
+def test_a_bus_that_does_not_answer_holds_nothing_up(rig):
+    silence = AtModem()
+    silence.mute = True
+    rig.address = "unix:abstract=" + silence.port
+    client = rig.start_manager()
+    assert client.state() == "Off"
+    assert client.set_mode(0).startswith(NONE + "the system bus can't be reached")
+    begin = time.monotonic()
+    rig.manager.end()
+    assert time.monotonic() - begin < 5
+
+
+@pytest.mark.parametrize("polkit", [(False, False), (False, True), None])
+def test_a_refused_permission_is_told_apart(rig, polkit):
+    rig.modem_manager.end()
+    if polkit:
+        keep = fakes.Polkit(rig.address, *polkit)  # noqa: F841
+    rig.start_modem_manager(session=False)
+    client = rig.ready(AtModem())
+    user = re.escape(os.popen("id -un").read().strip())
+    for doing, action, answer in [("go online", "Device.Control", client.set_mode(0)), ("reset", "Device.Control", client.reset()),
+                                  ("tell the time", "Time", client.do("GetBasebandTime"))]:
+        assert re.match(f"10B: The modem may not {doing}: polkit doesn't allow the user {user} the action "
+                        rf"{SERVICE}\.{action} \(.+\)\.$", answer)
+
+
+def test_what_a_modem_calls_itself_never_reaches_a_terminal_raw(rig):
+    client = rig.ready(AtModem(revision="1\x1b[31m\u009b\u202e2"))
+    client.do("CollectTraceLogs", TraceLogsReason="why")
+    outputs = [str(client.do("GetCorvaneInfo")), client.statistics()["Modem"], rig.manager.text, rig.tool("info"),
+               *(path.read_text() for path in rig.folder.glob("state/Snapshots/*/modem.json"))]
+    assert not re.search("[\x1b\u009b\u202e]", "".join(outputs))
+    assert "[31m" in rig.tool("info")
+
+
+def test_a_snapshot_holds_the_modem_and_its_parts(rig):
+    client = rig.ready(AtModem())
+    assert client.set_mode(0) is None
+    rig.call(f"{ROOT}/Modem/0", MODEM, "CreateBearer", dbus.Dictionary({"apn": "internet"}, "sv"))
+    until(lambda: client.statistics()["State"] == "registered", "the network")
+    until(lambda: rig.call(f"{ROOT}/Modem/0", MODEM + ".Location", "GetLocation"), "a location")
+    assert client.do("CollectTraceLogs", TraceLogsReason="why") is None
+    modem = rig.snapshot("modem.json")
+    assert modem[f"{ROOT}/Modem/0"][MODEM]["EquipmentIdentifier"] == "490154203237518"
+    assert modem[f"{ROOT}/Modem/0"][MODEM]["State"] == "registered"
+    assert modem[f"{ROOT}/Modem/0"][MODEM]["AccessTechnologies"] == ["lte"]
+    assert modem[f"{ROOT}/SIM/0"]["Imsi"] == "001010123456789"
+    assert modem["Location"] == {"MCC": "001", "MNC": "01", "LAC": "1", "Cell": "ABCD", "TAC": "0"}
+    assert rig.snapshot("bearers.json")[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
+
+
+def test_errors_are_understood_by_their_names(rig):
+    rig.modem_manager.end()
+    manager = fakes.ModemManager(rig.address)
+    client = rig.ready()
+    core = SERVICE + ".Error.Core."
+    for name, sentence, answer in [
+        (core + "Unsupported", "Unsupported: No reset", "102: The modem can't reset: No reset."),
+        (core + "WrongState", "Wrong state: Locked", "103: The modem can't reset: Locked."),
+        (core + "InProgress", "Busy", "104: The modem can't reset: Busy."),
+        (core + "Timeout", "Late", "106: The modem can't reset: Late."),
+        (core + "Failed", "Failed", "108: The modem can't reset: Failed."),
+        (SERVICE + ".Error.Serial.ResponseTimeout", "Late", "106: The modem can't reset: Late."),
+        ("org.freedesktop.DBus.Error.UnknownMethod", "None", "102: The modem can't reset: None."),
+    ]:
+        fakes.Modem.failures = {"Reset": (name, sentence)}
+        assert client.reset() == answer
+    fakes.Modem.failures = {}
+    assert client.set_mode(3) == ("108: ModemManager made the modem go offline, but shows it as registered with its power on.")
+    # A factory reset that doesn't restart the modem is followed by a reset; only then its data is the factory's.
+    assert client.answer(client.ask_erase()) is None
+    assert fakes.Modem.asked[-2:] == ["FactoryReset", "Reset"]
+    assert client.do("CollectTraceLogs", TraceLogsReason="why") is None
+    assert rig.snapshot("modem.json")[manager.modem.path][MODEM]["Largest"] == str(2**64 - 1)
+
+
+def test_hot_plugging_costs_neither_descriptors_nor_memory(rig):
+    modem = AtModem()
+    client = rig.ready(modem)
+
+    def cost():
+        process = f"/proc/{rig.manager.child.pid}"
+        resident = int(re.search(r"VmRSS:\s+(\d+)", open(process + "/status").read())[1])
+        return len(os.listdir(process + "/fd")), resident
+
+    cycles = int(os.environ.get("HOT_PLUG_CYCLES", "20"))
+    for cycle in range(cycles):
+        rig.unplug()
+        client.saw("Off")
+        rig.plug(modem)
+        client.saw("Ready")
+        if cycle == min(cycles - 1, 9):
+            before = cost()
+    descriptors, resident = cost()
+    print(before, (descriptors, resident))
+    assert descriptors == before[0] and resident < before[1] * 9 / 8
+
+
+def test_a_session_of_the_tool(rig):
+    modem = AtModem()
+    rig.replug_on_reset(modem)
+    client = rig.ready(modem)
+    rig.start_pellcore()
+    until(lambda: client.statistics()["State"] == "registered", "the network")
+    for words, printed in [
+        ("info", "Baseband version: Acme-1.2.3\n"),
+        ("baseband time", "Baseband time: 2026-11-21T08:55:01+01\n"),
+        ("stats get-statistics 0", '"Registration":"home"'),
+        ("baseband state 3 -- baseband state", "Success\nBoot state: Ready\nOperating mode: 3\n"),
+        ("baseband state 1 -- baseband state", "Success\nBoot state: Ready\nOperating mode: 1\n"),
+        ("baseband reset soft", "Soft reset baseband: Success\n"),
+        ("rfs erase", "Erase remote filesystem: Failed\n"),
+        ("baseband reset hard", "has no hard reset"),
+    ]:
+        assert printed in rig.tool(*words.split())
+    until(lambda: client.mode() == 0, "mode 0 after the reset")
