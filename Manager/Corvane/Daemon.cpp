@@ -2,7 +2,7 @@
 
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
-#include "Corvane/requests/RequestTrace.h"
+#include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
 #include "Platform/Report.h"
@@ -43,7 +43,7 @@ std::optional<std::string> Daemon::run() {
         log::setLevel(log::Level::Debug);
     }
     if (options_.traceRequests) {
-        trace::switchOn();
+        requestlog::switchOn();
     }
     if (const auto prepared = prepareLoop(); !prepared) {
         return prepared.refusal().sentence;
@@ -112,20 +112,21 @@ void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    Manager manager(*store_, options_.stateFolder);
-    Dispatcher dispatcher(manager, options_.faults);
+    Services services(*store_, options_.stateFolder);
+    Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
     Server::Limits limits;
     limits.clients = raiseDescriptorLimit(limits.clients);
-    Server server(*loop_, std::move(socket), policy_, dispatcher, manager.clientFigures(), limits);
-    manager.start(makeBaseband(), [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
+    Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits);
+    services.start(makeBaseband(),
+                   [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
     log::notice("ready");
     sd_notify(0, "READY=1");
     while (loop_->turn()) {
     }
     sd_notify(0, "STOPPING=1");
-    manager.stop();
+    services.stop();
     log::notice("stopped");
 }
 

@@ -6,7 +6,7 @@
 #include "Corvane/clients/Server.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/settings/SettingsStore.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "RYNShell.h"
 
-#include "commands/RYNCommand.h"
+#include "commands/Groups.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/console/StandardStreams.h"
 #include "platform/dispatch/dispatch.h"
@@ -13,14 +13,13 @@
 #include <cstdlib>
 #include <memory>
 
-// For the worker's assertion, which holds in every build.
+// For __assert_fail in every build.
 #undef NDEBUG
 #include <cassert>
 
 std::shared_ptr<CommandBase> RYNShell::createRootCommand(const Words& /*words*/) {
     auto* const queue = dispatch_queue_create("ryntool.queue", nullptr);
-    auto root =
-        createNode<RYNCommand>("ryntool", std::weak_ptr<CommandBase>{}, ryn::client::CreateManager("ryntool", queue), queue);
+    auto root = createRYNCommand("ryntool", {}, ryn::client::CreateManager("ryntool", queue), queue);
     dispatch_release(queue);
     return root;
 }
@@ -46,6 +45,7 @@ int main(int argumentCount, char* arguments[]) {
     pthread_t worker{};
     const int ret = pthread_create(&worker, nullptr, runShell, &words);
     if (ret != 0) {
+        // One text in every version, so that crash reports of this failure group together: the line is not where it stands now.
         __assert_fail("ret == 0", "Manager/RYNTool/RYNShell", 89, "main");
     }
     CFRunLoopRun();

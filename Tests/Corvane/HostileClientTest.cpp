@@ -123,9 +123,11 @@ TEST(HostileClient, BeyondTheLimitIsClosedAndTheOthersAreServed) {
         peers.emplace_back(daemon.socketPath());
     }
     EXPECT_THAT(peers.back().ask(kInfo), StartsWith("0 "));
-    EXPECT_TRUE(Peer(daemon.socketPath()).isClosed());
+    Peer tooMany(daemon.socketPath());
+    EXPECT_THAT(tooMany.receive(), StartsWith("reply 0 0xE020E10A "));
+    EXPECT_TRUE(tooMany.isClosed());
     EXPECT_THAT(peers.front().ask(kInfo), StartsWith("0 "));
-    EXPECT_TRUE(daemon.process().waitForError("there are 1024 clients, the most there may be"));
+    EXPECT_TRUE(daemon.process().waitForError("This manager has 1024 clients, the most that it serves"));
     peers.pop_back();
     // The place is free as soon as the manager has seen the end.
     EXPECT_THAT(peers.front().ask(kInfo), StartsWith("0 "));

@@ -16,7 +16,7 @@ constexpr gid_t kOtherGroup = 4712;
 constexpr uid_t kUser = 65534;
 constexpr uid_t kDaemonUser = 65533;
 
-enum Seen { kServed = 10, kClosed = 11, kNotReachable = 12, kFailed = 13 };
+enum Seen { kServed = 10, kTurnedAway = 11, kNotReachable = 12, kFailed = 13 };
 
 /// What a process of another user sees: a child, so that the credentials are the kernel's.
 int seenBy(uid_t user, gid_t group, const std::vector<gid_t>& moreGroups, const std::string& socket, int connections = 1) {
@@ -30,7 +30,7 @@ int seenBy(uid_t user, gid_t group, const std::vector<gid_t>& moreGroups, const 
         for (int count = 0; count < connections; ++count) {
             answer = peers.emplace_back(socket).connected() ? peers.back().ask("GetCorvaneInfoCommand") : "not reachable";
         }
-        _exit(answer.starts_with("0 ") ? kServed : answer == "closed" ? kClosed : kNotReachable);
+        _exit(answer.starts_with("0 ") ? kServed : answer.starts_with("reply 0 ") ? kTurnedAway : kNotReachable);
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -85,15 +85,25 @@ TEST_F(PeerAccess, IsForRootTheOwnUserAndMembersOfTheGroup) {
     EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kNotReachable);
     EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket(), 64), kServed);
     waitUntilAllHaveGone();
-    EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket(), 65), kClosed);
+    EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket(), 65), kTurnedAway);
     EXPECT_EQ(seenBy(0, 0, {}, socket(), 200), kServed);
 
     // Whoever gets past the file's mode is still refused.
     chmod(socket().c_str(), 0666);
     chmod((folder_ / "run").c_str(), 0755);
-    EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kClosed);
-    EXPECT_EQ(seenBy(kDaemonUser, kOtherGroup, {kOtherGroup}, socket()), kClosed);
-    EXPECT_TRUE(process->waitForError("add the user to group corvane"));
+    EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kTurnedAway);
+    EXPECT_EQ(seenBy(kDaemonUser, kOtherGroup, {kOtherGroup}, socket()), kTurnedAway);
+    EXPECT_TRUE(process->waitForError("may not use this manager; add the user to group corvane"));
+}
+
+TEST_F(PeerAccess, KeepsPlacesForRoot) {
+    const auto process = start("ulimit -n 100 && exec");  // enough for 36 clients
+    std::vector<Peer> peers;
+    while (peers.size() < 20) {
+        EXPECT_TRUE(peers.emplace_back(socket()).ask("GetCorvaneInfoCommand").starts_with("0 "));
+    }
+    EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket()), kTurnedAway);
+    EXPECT_EQ(seenBy(0, 0, {}, socket(), 16), kServed);
 }
 
 TEST_F(PeerAccess, OfAUsersOwnManagerIsForThatUser) {
@@ -106,7 +116,7 @@ TEST_F(PeerAccess, OfAUsersOwnManagerIsForThatUser) {
     chmod(socket().c_str(), 0666);
     EXPECT_EQ(seenBy(kDaemonUser, kOtherGroup, {}, socket(), 100), kServed);
     EXPECT_EQ(seenBy(0, 0, {}, socket()), kServed);
-    EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kClosed);
+    EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kTurnedAway);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include "Corvane/Peer.h"
 #include "Corvane/clients/Listener.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -16,22 +16,22 @@ using namespace std::chrono_literals;
 /// The server on a loop that the test turns.
 TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const support::TempFolder folder;
-    const std::string path = folder / "manager.sock";
+    const std::string path = folder / "services.sock";
     const auto loop = std::move(*Loop::make());
     const PeerPolicy policy;
     const auto store = std::get<std::unique_ptr<SettingsStore>>(SettingsStore::open(folder.path()));
-    Manager manager(*store, folder.path());
-    Dispatcher dispatcher(manager, {});
+    Services services(*store, folder.path());
+    Dispatcher dispatcher(services, {});
     auto listener = std::get<Listener>(Listener::open(path, policy));
-    Server server(*loop, listener.takeSocket(), policy, dispatcher, manager.clientFigures(), {10, 10, 0s});
+    Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});
     Peer polite(path);
     Peer silent(path, Peer::Greeting::None);
-    while (manager.clientFigures().ended == 0) {
+    while (services.clientFigures().ended == 0) {
         ASSERT_TRUE(loop->turn());
     }
     EXPECT_TRUE(silent.isClosed());
     EXPECT_EQ(polite.receive(0ms), "nothing");
-    EXPECT_EQ(manager.clientFigures().connected, 1U);
+    EXPECT_EQ(services.clientFigures().connected, 1U);
     // Nothing is left that would wake the loop.
     EXPECT_EQ(sd_event_run(&loop->event(), 0), 0);
 }

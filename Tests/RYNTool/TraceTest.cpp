@@ -72,6 +72,8 @@ TEST(StatusTest, ReadsSeveralProperties) {
         diag.push_back(getProperty("DIAG", name));
     }
     const std::vector<std::string> pci = {getProperty("KernelPCI", "Enabled"), getProperty("KernelPCI", "History")};
+    const Answer timedOut{static_cast<int>(0xE020E012)};
+    const Answer connectionLost{static_cast<int>(0xE020E011)};
     const std::string pciFailed = "Failed to get status of kernelpci trace\n";
     const std::string coredump = getProperty("CoreDump", "Enabled");
     expectConversations({
@@ -85,6 +87,13 @@ TEST(StatusTest, ReadsSeveralProperties) {
          diag,
          "Enabled: 1\nHistory:  MB\nPrimary-dmc: 3\nSecondary-dmc: 4\nExtra-dmc: 5\nEnable-on-sleep: 7\nSleep-dmc: 6\n"},
         {"diag status", {refusal()}, diag, "", "Failed to get status of DIAG trace\n", 1},
+        // A manager that is silent or gone is asked no more than what decides.
+        {"diag status", {timedOut}, {diag[0]}, "", "Failed to get status of DIAG trace\n", 1},
+        {"diag status",
+         {valueAnswer("1"), connectionLost},
+         {diag[0], diag[1]},
+         "Enabled: 1\nHistory:  MB\nPrimary-dmc: \nSecondary-dmc: \nExtra-dmc: \nEnable-on-sleep: \nSleep-dmc: \n"},
+        {"kernelpci status", {timedOut, valueAnswer("5")}, pci, pciFailed, "", 1},
         {"diag primary-dmc", {valueAnswer("Default")}, {diag[2]}, "Primary-dmc: Default\n"},
         {"diag primary-dmc", {refusal()}, {diag[2]}, "", "Failed to get 'Primary-dmc'\n", 1},
         {"diag primary-dmc x", {}, {}, "", denied, 1},

@@ -193,7 +193,7 @@ void comeAsAnotherUser(const Field& field) {
         if (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0) {
             _exit(1);
         }
-        while (Peer(field.socket()).ask("GetCorvaneInfoCommand") == "closed") {
+        while (Peer(field.socket()).ask("GetCorvaneInfoCommand").starts_with("reply 0 0xE020E10C ")) {
         }
         _exit(2);
     }

@@ -17,7 +17,7 @@
 ///
 ///     hello    client   [0, 1, client name]                        first packet, no answer
 ///     request  client   [1, id, command, argument]
-///     reply    manager  [2, id, result] or [2, id, result, object]
+///     reply    manager  [2, id, result] or [2, id, result, object]   id 0: to the connection, which the manager ends then
 ///     events   client   [3, true or false]                         no answer; off at first
 ///     event    manager  [4, event name] or [4, event name, payload]
 ///
@@ -30,6 +30,8 @@ inline constexpr std::size_t kMaxPacketSize = 131072;
 /// Of the values within a packet: the argument or object itself is at depth 1.
 inline constexpr unsigned kMaxNesting = 16;
 inline constexpr std::uint64_t kProtocolVersion = 1;
+/// The id of a reply to the connection itself: why the manager doesn't serve it. No request should have it.
+inline constexpr std::uint64_t kConnectionId = 0;
 
 /// Decoded strings point into the packet; objects are owned.
 struct Hello {

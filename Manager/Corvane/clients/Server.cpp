@@ -1,7 +1,10 @@
 #include "Corvane/clients/Server.h"
 
+#include "Corvane/requests/ErrorReply.h"
+
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -12,10 +15,6 @@ namespace {
 
 constexpr std::chrono::seconds kListeningPause{1};
 constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
-
-std::string describe(const PeerPolicy::Peer& peer) {
-    return "a connection of process " + std::to_string(peer.process) + ", user " + std::to_string(peer.user);
-}
 
 }  // namespace
 
@@ -64,29 +63,44 @@ void Server::accept() {
         return;
     }
     const PeerPolicy::Peer peer = policy_.judge(socket.get());
-    if (admit(peer)) {
+    if (const auto admitted = admit(peer); !admitted) {
+        turnAway(socket, peer, admitted.refusal());
+    } else {
         add(std::move(socket), peer);
     }
 }
 
-bool Server::admit(const PeerPolicy::Peer& peer) {
+Result<void> Server::admit(const PeerPolicy::Peer& peer) {
+    const std::string user = "User " + std::to_string(peer.user);
     if (!peer.allowed) {
         ++figures_.refusedPeers;
-        refusedPeers_.write(log::Level::Warning,
-                            "refused " + describe(peer) + ": add the user to group " + PeerPolicy::kGroupName);
-        return false;
+        return Refusal::notAllowed(user + " may not use this manager; add the user to group " + PeerPolicy::kGroupName +
+                                   " and log in again.");
     }
-    const bool userIsOverLimit = !peer.trusted && clientsOfUser_[peer.user] >= limits_.clientsOfUser;
-    if (connections_.size() < limits_.clients && !userIsOverLimit) {
-        return true;
+    const std::size_t places = peer.trusted ? limits_.clients : limits_.clients - std::min(limits_.reserved, limits_.clients);
+    const auto ofUser = clientsOfUser_.find(peer.user);
+    const bool userIsOverLimit = !peer.trusted && ofUser != clientsOfUser_.end() && ofUser->second >= limits_.clientsOfUser;
+    if (connections_.size() < places && !userIsOverLimit) {
+        return {};
     }
     ++figures_.refusedOverLimit;
-    refusedOverLimit_.write(
-        log::Level::Warning,
-        "refused " + describe(peer) + ": there are " +
-            (userIsOverLimit ? std::to_string(limits_.clientsOfUser) + " of this user, the most that one may have"
-                             : std::to_string(limits_.clients) + " clients, the most there may be"));
-    return false;
+    return Refusal::limitReached(userIsOverLimit ? user + " has " + std::to_string(limits_.clientsOfUser) +
+                                                       " connections to this manager, the most that one user may have."
+                                                 : "This manager has " + std::to_string(places) +
+                                                       " clients, the most that it serves; try again when one has gone.");
+}
+
+void Server::turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal) {
+    auto& limited = refusal.code == ResultCode::NotAllowed ? notAllowed_ : overLimit_;
+    limited.write(log::Level::Warning, "refused a connection of process " + std::to_string(peer.process) + ", user " +
+                                           std::to_string(peer.user) + ": " + refusal.sentence);
+    if (ryn::wire::encode(ryn::wire::Reply{ryn::wire::kConnectionId, refusal.result(), errorReply(refusal, {})}, packet_)) {
+        ::send(socket.get(), packet_.data(), packet_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+    // What is closed with packets unread resets the connection, and its peer sees an error before the reply (unix(7)).
+    constexpr int kUsualPackets = 3;
+    for (int packets = 0; packets < kUsualPackets && recv(socket.get(), nullptr, 0, MSG_DONTWAIT | MSG_TRUNC) > 0; ++packets) {
+    }
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
@@ -158,13 +172,13 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
     if (figures_.watchingEvents == 0) {
         return;
     }
-    if (!ryn::wire::encode(ryn::wire::Event{event, payload}, eventPacket_)) {
+    if (!ryn::wire::encode(ryn::wire::Event{event, payload}, packet_)) {
         log::error(std::string("an event did not fit a packet: ") + event);
         return;
     }
     for (const auto& connection : connections_) {
         if (connection->session().wantsEvents() && !connection->ended()) {
-            connection->send(eventPacket_);
+            connection->send(packet_);
             ++figures_.eventsSent;
         }
     }

@@ -26,6 +26,7 @@ class Server : public ConnectionObserver {
 public:
     struct Limits {
         std::size_t clients = 1024;
+        std::size_t reserved = 16;       ///< of these, for root and the daemon's own user
         std::size_t clientsOfUser = 64;  ///< of a user that is neither root nor the daemon's own
         std::chrono::seconds greeting{10};
     };
@@ -44,7 +45,8 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void accept();
-    bool admit(const PeerPolicy::Peer& peer);
+    Result<void> admit(const PeerPolicy::Peer& peer);
+    void turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal);
     void add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer);
     void serve(Connection& connection);
     void receive(Connection& connection);
@@ -70,9 +72,9 @@ private:
     std::vector<Connection*> ended_;
     std::unordered_map<uid_t, std::size_t> clientsOfUser_;
     std::set<std::pair<Clock::time_point, Connection*>> ungreeted_;
-    std::vector<std::uint8_t> eventPacket_;
-    log::RateLimited refusedPeers_;
-    log::RateLimited refusedOverLimit_;
+    std::vector<std::uint8_t> packet_;  ///< being composed
+    log::RateLimited notAllowed_;
+    log::RateLimited overLimit_;
     /// Both are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.
     Timer greetingTimer_;
     Timer listeningTimer_;

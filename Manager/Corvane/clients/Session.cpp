@@ -2,7 +2,7 @@
 
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/ErrorReply.h"
-#include "Corvane/requests/RequestTrace.h"
+#include "Corvane/requests/RequestLog.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/Text.h"
 
@@ -86,8 +86,30 @@ void Session::request(const wire::Request& request, std::size_t packetSize) {
         return;
     }
     requestSize_ = packetSize;
-    if (auto answered = dispatcher_.dispatch(*this, request)) {
+    if (requestlog::isOn()) {
+        requestlog::request(clientName_, request);
+    }
+    if (const Fault* fault = dispatcher_.faults().find(request.command); fault != nullptr) {
+        fail(*fault, request.id);
+    } else if (const auto answered = dispatcher_.dispatch(request, [this, id = request.id] { return answerLater(id); })) {
         answer(request.id, *answered);
+    }
+}
+
+void Session::fail(const Fault& fault, std::uint64_t id) {
+    switch (fault.kind) {
+        case Fault::Kind::Result:
+            answerResult(id, fault.result, fault.withoutDictionary ? "" : "This failure was asked for with --fault.");
+            break;
+        case Fault::Kind::Drop:
+            end("met a fault rule");
+            break;
+        case Fault::Kind::Hang:
+            makeOutstanding(id);
+            break;
+        case Fault::Kind::Malformed:
+            sendGarbage();
+            break;
     }
 }
 
@@ -134,8 +156,8 @@ void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& obj
     if (ended_) {
         return;
     }
-    if (trace::isOn()) {
-        trace::reply(clientName_, id, result, object);
+    if (requestlog::isOn()) {
+        requestlog::reply(clientName_, id, result, object);
     }
     if (wire::encode(wire::Reply{id, result, object}, outputBuffer())) {
         sink_.send(outputBuffer());

@@ -13,6 +13,7 @@
 namespace corvane {
 
 class Dispatcher;
+struct Fault;
 
 /// Where a session's packets go.
 class PacketSink {
@@ -69,6 +70,7 @@ private:
     Progress greet(const ryn::wire::Packet& packet);
     void setEvents(bool on);
     void request(const ryn::wire::Request& request, std::size_t packetSize);
+    void fail(const Fault& fault, std::uint64_t id);
     void forget(std::uint64_t id);
     void send(std::uint64_t id, std::int32_t result, const xpc::Object& object);
 

@@ -18,6 +18,13 @@ struct Answer {
     Answer(xpc::Object carriedOut) : reply(std::move(carriedOut)) {}
     Answer(Refusal why, xpc::Object details = {}) : refusal(std::move(why)), reply(std::move(details)) {}
     Answer(std::optional<Refusal> why) : refusal(std::move(why)) {}
+    Answer(const Result<xpc::Object>& result) {
+        if (result) {
+            reply = *result;
+        } else {
+            refusal = result.refusal();
+        }
+    }
     Answer(const Result<void>& result) : refusal(result ? std::nullopt : std::optional(result.refusal())) {}
 };
 

@@ -6,10 +6,10 @@ namespace corvane {
 
 namespace {
 
-std::string_view nameOf(xpc_type_t type) {
+std::string nameOf(xpc_type_t type) {
     struct Name {
         xpc_type_t type;
-        std::string_view name;
+        const char* name;
     };
     const Name names[] = {
         {XPC_TYPE_DICTIONARY, "a dictionary"}, {XPC_TYPE_ARRAY, "an array"}, {XPC_TYPE_STRING, "a string"},
@@ -23,99 +23,109 @@ std::string_view nameOf(xpc_type_t type) {
     return "nothing";
 }
 
-}  // namespace
-
-Arguments::Arguments(const xpc::Object& argument, Need need) {
-    const xpc_type_t type = xpc_get_type(argument.get());
-    if (type == XPC_TYPE_DICTIONARY) {
-        argument_ = argument;
-    } else if (need == Need::Dictionary || type != XPC_TYPE_NULL) {
-        refuse("The argument is " + std::string(nameOf(type)) + "; a dictionary is required.");
-    }
+/// Borrowed; nullptr when it is absent.
+xpc_object_t valueAt(const xpc::Object& argument, const char* key) {
+    return argument.isDictionary() ? xpc_dictionary_get_value(argument.get(), key) : nullptr;
 }
 
-void Arguments::refuse(std::string sentence) {
-    if (!refusal_) {
-        refusal_ = Refusal{ResultCode::InvalidArgument, std::move(sentence)};
-    }
-}
-
-xpc_object_t Arguments::find(const char* key, xpc_type_t type, bool required) {
-    if (refusal_) {
-        return nullptr;
-    }
-    xpc_object_t value = xpc_dictionary_get_value(argument_.get(), key);
-    if (value == nullptr) {
-        if (required) {
-            refuse(std::string(key) + " is missing; it takes " + std::string(nameOf(type)) + ".");
-        }
-        return nullptr;
-    }
-    if (xpc_get_type(value) != type) {
-        refuse(std::string(key) + " is " + std::string(nameOf(xpc_get_type(value))) + "; it takes " + std::string(nameOf(type)) +
-               ".");
-        return nullptr;
+/// Borrowed; nullptr when it is absent. A value of another type is refused.
+Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type_t type) {
+    xpc_object_t value = valueAt(argument, key);
+    if (value != nullptr && xpc_get_type(value) != type) {
+        return Refusal::invalidArgument(std::string(key) + " is " + nameOf(xpc_get_type(value)) + "; it takes " + nameOf(type) +
+                                        ".");
     }
     return value;
 }
 
-std::string_view Arguments::text(const char* key) {
-    return textOf(key, find(key, XPC_TYPE_STRING, true), {});
-}
-
-std::string_view Arguments::optionalText(const char* key, std::string_view fallback) {
-    return textOf(key, find(key, XPC_TYPE_STRING, false), fallback);
-}
-
-std::string_view Arguments::textOf(const char* key, xpc_object_t value, std::string_view fallback) {
-    if (value == nullptr) {
-        return fallback;
+/// As `find`, but an absent value is refused.
+Result<xpc_object_t> require(const xpc::Object& argument, const char* key, xpc_type_t type) {
+    auto found = find(argument, key, type);
+    if (found && *found == nullptr) {
+        return Refusal::invalidArgument(std::string(key) + " is missing; it takes " + nameOf(type) + ".");
     }
+    return found;
+}
+
+Result<std::string_view> textOf(const char* key, xpc_object_t value) {
     const std::string_view text(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
-    if (text.size() <= kLongestText) {
-        return text;
+    if (text.size() > kLongestText) {
+        return Refusal::invalidArgument(std::string(key) + " has " + std::to_string(text.size()) + " bytes; it takes up to " +
+                                        std::to_string(kLongestText) + ".");
     }
-    refuse(std::string(key) + " has " + std::to_string(text.size()) + " bytes; it takes up to " + std::to_string(kLongestText) +
-           ".");
-    return fallback;
+    return text;
 }
 
-std::int64_t Arguments::number(const char* key, std::int64_t lowest, std::int64_t highest) {
-    const auto value = optionalNumber(key, lowest, highest);
-    if (!value) {
-        refuse(std::string(key) + " is missing; it takes an integer.");
+}  // namespace
+
+Result<void> checkArgument(const xpc::Object& argument, bool mandatory) {
+    const xpc_type_t type = xpc_get_type(argument.get());
+    if (type == XPC_TYPE_DICTIONARY || (type == XPC_TYPE_NULL && !mandatory)) {
+        return {};
     }
-    return value.value_or(0);
+    return Refusal::invalidArgument("The argument is " + nameOf(type) + "; a dictionary is required.");
 }
 
-std::optional<std::int64_t> Arguments::optionalNumber(const char* key, std::int64_t lowest, std::int64_t highest) {
-    xpc_object_t value = find(key, XPC_TYPE_INT64, false);
-    if (value == nullptr) {
-        return std::nullopt;
+Result<std::string_view> Text::read(const xpc::Object& argument) const {
+    const auto found = require(argument, key, XPC_TYPE_STRING);
+    return found ? textOf(key, *found) : found.refusal();
+}
+
+Result<std::string_view> OptionalText::read(const xpc::Object& argument) const {
+    const auto found = find(argument, key, XPC_TYPE_STRING);
+    if (!found) {
+        return found.refusal();
     }
-    const std::int64_t number = xpc_int64_get_value(value);
+    return *found == nullptr ? Result<std::string_view>(fallback) : textOf(key, *found);
+}
+
+Result<std::optional<std::int64_t>> OptionalNumber::read(const xpc::Object& argument) const {
+    const auto found = find(argument, key, XPC_TYPE_INT64);
+    if (!found) {
+        return found.refusal();
+    }
+    if (*found == nullptr) {
+        return Value();
+    }
+    const std::int64_t number = xpc_int64_get_value(*found);
     if (number < lowest || number > highest) {
-        refuse(std::string(key) + " can't be " + std::to_string(number) + "; it takes " + std::to_string(lowest) + " to " +
-               std::to_string(highest) + ".");
+        return Refusal::invalidArgument(std::string(key) + " can't be " + std::to_string(number) + "; it takes " +
+                                        std::to_string(lowest) + " to " + std::to_string(highest) + ".");
     }
-    return number;
+    return Value(number);
 }
 
-bool Arguments::optionalFlag(const char* key, bool fallback) {
-    xpc_object_t value = find(key, XPC_TYPE_BOOL, false);
-    return value == nullptr ? fallback : xpc_bool_get_value(value);
-}
-
-std::optional<std::int64_t> Arguments::numberOrNull(const char* key) {
-    if (xpc_get_type(xpc_dictionary_get_value(argument_.get(), key)) == XPC_TYPE_NULL) {
-        return std::nullopt;
+Result<std::int64_t> Number::read(const xpc::Object& argument) const {
+    if (const auto found = require(argument, key, XPC_TYPE_INT64); !found) {
+        return found.refusal();
     }
-    xpc_object_t value = find(key, XPC_TYPE_INT64, true);
-    return value == nullptr ? std::nullopt : std::optional(xpc_int64_get_value(value));
+    const auto number = OptionalNumber{key, lowest, highest}.read(argument);
+    return number ? Result<std::int64_t>(**number) : number.refusal();
 }
 
-xpc_object_t Arguments::dictionary(const char* key) {
-    return find(key, XPC_TYPE_DICTIONARY, true);
+Result<std::optional<std::int64_t>> NumberOrNull::read(const xpc::Object& argument) const {
+    if (xpc_get_type(valueAt(argument, key)) == XPC_TYPE_NULL) {
+        return Value();
+    }
+    const auto number = Number{key}.read(argument);
+    return number ? Result<Value>(*number) : number.refusal();
+}
+
+Result<bool> OptionalFlag::read(const xpc::Object& argument) const {
+    const auto found = find(argument, key, XPC_TYPE_BOOL);
+    if (!found) {
+        return found.refusal();
+    }
+    return *found == nullptr ? fallback : xpc_bool_get_value(*found);
+}
+
+Result<xpc::Object> Dictionary::read(const xpc::Object& argument) const {
+    const auto found = require(argument, key, XPC_TYPE_DICTIONARY);
+    return found ? Result(xpc::Object::share(*found)) : found.refusal();
+}
+
+Result<xpc::Object> Anything::read(const xpc::Object& argument) const {
+    return xpc::Object::share(valueAt(argument, key));
 }
 
 }  // namespace corvane

@@ -1,47 +1,126 @@
 #pragma once
 
-#include "Corvane/support/Refusal.h"
+#include "Corvane/support/Result.h"
 #include "platform/xpc/Object.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 
+/// The arguments of commands. A command's row declares them, the dispatcher reads and checks them, and the handler gets their
+/// values. Each kind of argument has the type `Value`, whether it is mandatory, and `read`, which takes a dictionary or null.
 namespace corvane {
 
-/// Reads what a command carries. The first thing that is wrong becomes the refusal; what is read after that is of no use.
-class Arguments {
-public:
-    enum class Need { Dictionary, DictionaryOrNull };
-    /// Anything but what is needed is refused.
-    explicit Arguments(const xpc::Object& argument, Need need = Need::Dictionary);
+/// In bytes. What clients send is kept while it waits, stands in logs, and comes back in refusals.
+inline constexpr std::size_t kLongestText = 4096;
 
-    /// In bytes. What clients send is kept while it waits, stands in logs, and comes back in refusals.
-    static constexpr std::size_t kLongestText = 4096;
+/// A text, which lives as long as the dictionary.
+struct Text {
+    using Value = std::string_view;
+    static constexpr bool kMandatory = true;
+    const char* key;
 
-    /// Required. The text lives as long as the argument.
-    std::string_view text(const char* key);
-    std::string_view optionalText(const char* key, std::string_view fallback);
-    std::int64_t number(const char* key, std::int64_t lowest, std::int64_t highest);
-    std::optional<std::int64_t> optionalNumber(const char* key, std::int64_t lowest, std::int64_t highest);
-    /// Required; null is nullopt.
-    std::optional<std::int64_t> numberOrNull(const char* key);
-    bool optionalFlag(const char* key, bool fallback);
-    /// Required. Borrowed; nullptr when it is refused.
-    xpc_object_t dictionary(const char* key);
-
-    explicit operator bool() const { return !refusal_; }
-    const std::optional<Refusal>& refusal() const { return refusal_; }
-    void refuse(std::string sentence);
-
-private:
-    /// nullptr, and for a wrong type or a missing required key a refusal.
-    xpc_object_t find(const char* key, xpc_type_t type, bool required);
-    std::string_view textOf(const char* key, xpc_object_t value, std::string_view fallback);
-
-    xpc::Object argument_;
-    std::optional<Refusal> refusal_;
+    Result<Value> read(const xpc::Object& argument) const;
 };
+
+struct OptionalText {
+    using Value = std::string_view;
+    static constexpr bool kMandatory = false;
+    const char* key;
+    const char* fallback = "";
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+/// nullopt when it is absent.
+struct OptionalNumber {
+    using Value = std::optional<std::int64_t>;
+    static constexpr bool kMandatory = false;
+    const char* key;
+    std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
+    std::int64_t highest = std::numeric_limits<std::int64_t>::max();
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+struct Number {
+    using Value = std::int64_t;
+    static constexpr bool kMandatory = true;
+    const char* key;
+    std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
+    std::int64_t highest = std::numeric_limits<std::int64_t>::max();
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+/// nullopt for null.
+struct NumberOrNull {
+    using Value = std::optional<std::int64_t>;
+    static constexpr bool kMandatory = true;
+    const char* key;
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+struct OptionalFlag {
+    using Value = bool;
+    static constexpr bool kMandatory = false;
+    const char* key;
+    bool fallback;
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+struct Dictionary {
+    using Value = xpc::Object;
+    static constexpr bool kMandatory = true;
+    const char* key;
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+/// Of any type; none when it is absent.
+struct Anything {
+    using Value = xpc::Object;
+    static constexpr bool kMandatory = false;
+    const char* key;
+
+    Result<Value> read(const xpc::Object& argument) const;
+};
+
+template <typename T>
+struct Named {
+    const char* name;
+    T value;
+};
+
+/// One of the texts that `choices` names.
+template <typename T, std::size_t count>
+struct Choice {
+    using Value = T;
+    static constexpr bool kMandatory = true;
+    const char* key;
+    const Named<T> (&choices)[count];
+
+    Result<T> read(const xpc::Object& argument) const {
+        const auto name = Text{key}.read(argument);
+        if (!name) {
+            return name.refusal();
+        }
+        std::string names;
+        for (const Named<T>& choice : choices) {
+            if (*name == choice.name) {
+                return choice.value;
+            }
+            names += (names.empty() ? "" : &choice == &choices[count - 1] ? " or " : ", ") + std::string(choice.name);
+        }
+        return Refusal::invalidArgument(std::string(key) + " can't be '" + std::string(*name) + "'; it takes " + names + ".");
+    }
+};
+
+/// Refuses what is neither a dictionary nor, when nothing is mandatory, null.
+Result<void> checkArgument(const xpc::Object& argument, bool mandatory);
 
 }  // namespace corvane

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Corvane/clients/Session.h"
+#include "Client/wire/Packet.h"
+#include "Corvane/requests/Command.h"
 #include "Corvane/requests/FaultRules.h"
 
 #include <cstdint>
@@ -11,48 +12,28 @@
 
 namespace corvane {
 
-class Manager;
-
-/// One request that a handler works on.
-struct Call {
-    Session& session;
-    std::uint64_t id;
-    const xpc::Object& argument;
-
-    /// For what takes time: the answer is given through what this returns, and the handler returns nothing.
-    AnswerCompletion later() const { return session.answerLater(id); }
-};
-
-/// Answers at once, or returns nothing and answers later.
-using Handler = std::optional<Answer> (*)(Manager& manager, const Call& call);
-
-struct Command {
-    const char* name;
-    Handler handler;
-};
-
-/// The commands that clients may send, each with its handler.
+/// Finds the handler of each request.
 class Dispatcher {
 public:
-    /// @param manager what the handlers work on; outlives this.
-    Dispatcher(Manager& manager, FaultRules faults);
+    /// @param services what the handlers work on; outlives this.
+    Dispatcher(Services& services, FaultRules faults) : services_(services), faults_(std::move(faults)) {}
 
     void add(std::initializer_list<Command> commands);
 
-    /// nullopt when the answer comes later, or never.
-    std::optional<Answer> dispatch(Session& session, const ryn::wire::Request& request);
+    /// What fails on purpose. Whoever converses with the client carries a fault out.
+    const FaultRules& faults() const { return faults_; }
+    /// nullopt when the answer comes through `later`.
+    std::optional<Answer> dispatch(const ryn::wire::Request& request, const Later& later);
     /// Counts every answer that was a refusal.
     void countRefusal();
 
 private:
     struct Entry {
-        Handler handler;
+        Command command;
         std::uint64_t& count;
     };
 
-    std::optional<Answer> fail(const Fault& fault, Session& session, std::uint64_t id);
-
-    Manager& manager_;
+    Services& services_;
     FaultRules faults_;
     std::unordered_map<std::string_view, Entry> commands_;
 };

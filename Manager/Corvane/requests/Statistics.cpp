@@ -39,16 +39,17 @@ xpc::Object CommandFigures::toDictionary() const {
 
 BootFigures::BootFigures(SettingsStore& store) : store_(store) {}
 
-std::optional<std::string> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime,
-                                               std::optional<std::int64_t> lastHardResetTime) {
-    std::optional<std::string> failure;
-    if (lastRecoveryTime) {
-        failure = store_.put(kArea, ryn::kKeyBootModuleLastRecoveryTime, std::to_string(*lastRecoveryTime));
+Result<void> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime, std::optional<std::int64_t> lastHardResetTime) {
+    const std::pair<const char*, std::optional<std::int64_t>> figures[] = {
+        {ryn::kKeyBootModuleLastRecoveryTime, lastRecoveryTime},
+        {ryn::kKeyBootModuleLastHardResetTime, lastHardResetTime},
+    };
+    for (const auto& [key, figure] : figures) {
+        if (auto why = figure ? store_.put(kArea, key, std::to_string(*figure)) : std::nullopt) {
+            return Refusal::storageFailed(*std::move(why));
+        }
     }
-    if (lastHardResetTime && !failure) {
-        failure = store_.put(kArea, ryn::kKeyBootModuleLastHardResetTime, std::to_string(*lastHardResetTime));
-    }
-    return failure;
+    return {};
 }
 
 void BootFigures::addTo(const xpc::Object& figures) const {

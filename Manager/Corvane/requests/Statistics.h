@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/settings/SettingsStore.h"
+#include "Corvane/support/Result.h"
 #include "platform/xpc/Object.h"
 
 #include <cstdint>
@@ -36,9 +37,8 @@ class BootFigures {
 public:
     explicit BootFigures(SettingsStore& store);
 
-    /// In seconds, from 0; absent ones stay as they are. @return why they could not be kept.
-    std::optional<std::string> report(std::optional<std::int64_t> lastRecoveryTime,
-                                      std::optional<std::int64_t> lastHardResetTime);
+    /// In seconds, from 0; absent ones stay as they are.
+    Result<void> report(std::optional<std::int64_t> lastRecoveryTime, std::optional<std::int64_t> lastHardResetTime);
     /// Adds the reported ones to `figures`.
     void addTo(const xpc::Object& figures) const;
 

@@ -20,6 +20,7 @@ enum class ResultCode : std::uint32_t {
     StorageFailed = 0xE020E109,    ///< the change could not be written to disk
     LimitReached = 0xE020E10A,     ///< too many of something, or too full a disk
     NotPermitted = 0xE020E10B,     ///< the system refused the manager the right to do it
+    NotAllowed = 0xE020E10C,       ///< this user may not use the manager
 };
 
 /// A refusal is a value: nothing in the manager throws.
@@ -41,6 +42,7 @@ struct Refusal {
     static Refusal storageFailed(std::string sentence) { return {ResultCode::StorageFailed, std::move(sentence)}; }
     static Refusal limitReached(std::string sentence) { return {ResultCode::LimitReached, std::move(sentence)}; }
     static Refusal notPermitted(std::string sentence) { return {ResultCode::NotPermitted, std::move(sentence)}; }
+    static Refusal notAllowed(std::string sentence) { return {ResultCode::NotAllowed, std::move(sentence)}; }
 
     /// As it travels, and as it stands under KeyErrorCode.
     std::int32_t result() const { return static_cast<std::int32_t>(code); }

@@ -1,33 +1,33 @@
-#include "commands/CoredumpCommand.h"
-
-#include "commands/PropertyLeaf.h"
-#include "commands/TraceProperty.h"
+#include "commands/Groups.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
 namespace {
 
-constexpr PropertyLeaf kEnabled = {
-    "enabled", "Enabled", "Enabled", "", " status", "[true|false] enable or disable baseband coredump",
+constexpr TraceProperty kProperties[] = {
+    {"enabled", "Enabled", "Enabled", "", " status", "[true|false] enable or disable baseband coredump"},
+};
+
+constexpr TraceStatus::Line kStatusLines[] = {{"Enabled", "Enabled: ", "", 0}};
+// Unlike those of "enabled", its failure goes to standard output.
+constexpr TraceStatus kStatus = {"baseband coredump", output::Stream::Output, 1, kStatusLines};
+
+/// "coredump": whether core dumps of the baseband are collected.
+class CoredumpCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<CoredumpCommand> kLeaves[] = {
+            {"status", &CoredumpCommand::status, "status of baseband coredump"},
+        };
+        registerProperties<ryn::kTraceCoreDump>(kProperties);
+        registerLeaves<CoredumpCommand>(kLeaves);
+    }
+
+    bool status(const Group&, const Words&) { return showTraceStatus(manager(), ryn::kTraceCoreDump, kStatus); }
 };
 
 }  // namespace
 
-void CoredumpCommand::registerCommands() {
-    registerCommand(
-        kEnabled.word,
-        [this](const auto&, const Words& words) { return runPropertyLeaf(kEnabled, manager(), ryn::kTraceCoreDump, words); },
-        kEnabled.helpText);
-    registerCommand(
-        "status", [this](const auto&, const Words&) { return status(); }, "status of baseband coredump");
-}
-
-bool CoredumpCommand::status() const {
-    std::string enabled;
-    if (getTraceProperty(manager(), ryn::kTraceCoreDump, kEnabled.property, enabled, 0) != 0) {
-        output::printLine({"Failed to get status of baseband coredump"});
-        return false;
-    }
-    output::printLine({"Enabled: ", enabled});
-    return true;
-}
+NodeFactory* const createCoredumpCommand = create<CoredumpCommand>;

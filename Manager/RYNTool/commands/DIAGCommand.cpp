@@ -1,24 +1,18 @@
-#include "commands/DIAGCommand.h"
-
-#include "commands/PropertyLeaf.h"
-#include "commands/TraceProperty.h"
+#include "commands/Groups.h"
 #include "config/DiagConfig.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
-
-#include <array>
-#include <cstddef>
 
 namespace {
 
 namespace config = diag::config;
+using output::Stream;
 
-constexpr PropertyLeaf kLeaves[] = {
-    // word, property, label, unit, get suffix, help text
+constexpr TraceProperty kProperties[] = {
+    // word, name, label, unit, get suffix, help text
     {"enabled", config::kEnabledKey, "Enabled", "", " status", "[true|false] enable or disable diag trace"},
     {"history", config::kHistoryKey, "History", " MB", " status", "history (MB) of diag trace to capture"},
-    {"primary-dmc", config::kPrimaryDMCFileKey, "Primary-dmc", "", "", "primary-dmc used by diag trace", output::Stream::Error,
-     Access::ReadOnly},
+    {"primary-dmc", config::kPrimaryDMCFileKey, "Primary-dmc", "", "", "primary-dmc used by diag trace", Stream::Error,
+     TraceProperty::Access::ReadOnly},
     {"secondary-dmc", config::kSecondaryDMCFileKey, "Secondary-dmc", "", "", "secondary-dmc used by diag trace"},
     {"extra-dmc", config::kExtraDMCFileKey, "Extra-dmc", "", "", "extra-dmc used by diag trace"},
     {"sleep-dmc", config::kSleepDMCFileKey, "Sleep-dmc", "", "", "sleep-dmc used by diag trace"},
@@ -26,51 +20,33 @@ constexpr PropertyLeaf kLeaves[] = {
     {"mode", config::kModeKey, "Mode", "", "", "diag mode to use"},
 };
 
-struct StatusLine {
-    const char* property;
-    const char* label;
-    const char* unit;
+constexpr TraceStatus::Line kStatusLines[] = {
+    // property, label, unit, place: the last two are printed the other way round
+    {config::kEnabledKey, "Enabled: ", "", 0},
+    {config::kHistoryKey, "History: ", " MB", 1},
+    {config::kPrimaryDMCFileKey, "Primary-dmc: ", "", 2},
+    {config::kSecondaryDMCFileKey, "Secondary-dmc: ", "", 3},
+    {config::kExtraDMCFileKey, "Extra-dmc: ", "", 4},
+    {config::kSleepDMCFileKey, "Sleep-dmc: ", "", 6},
+    {config::kEnabledDuringSleepKey, "Enable-on-sleep: ", "", 5},
 };
+constexpr TraceStatus kStatus = {"DIAG trace", Stream::Error, 1, kStatusLines};
 
-/// In the order of asking.
-constexpr std::array<StatusLine, 7> kStatusLines = {{
-    {config::kEnabledKey, "Enabled: ", ""},
-    {config::kHistoryKey, "History: ", " MB"},
-    {config::kPrimaryDMCFileKey, "Primary-dmc: ", ""},
-    {config::kSecondaryDMCFileKey, "Secondary-dmc: ", ""},
-    {config::kExtraDMCFileKey, "Extra-dmc: ", ""},
-    {config::kSleepDMCFileKey, "Sleep-dmc: ", ""},
-    {config::kEnabledDuringSleepKey, "Enable-on-sleep: ", ""},
-}};
-constexpr std::array<std::size_t, 7> kOrderOfPrinting = {0, 1, 2, 3, 4, 6, 5};
+/// "diag": settings of the DIAG trace, the log of the baseband's diagnostic messages.
+class DIAGCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<DIAGCommand> kLeaves[] = {{"status", &DIAGCommand::status, "status of diag trace"}};
+        registerProperties<ryn::kTraceDiag>(kProperties);
+        registerLeaves<DIAGCommand>(kLeaves);
+    }
+
+    bool status(const Group&, const Words&) { return showTraceStatus(manager(), ryn::kTraceDiag, kStatus); }
+};
 
 }  // namespace
 
-void DIAGCommand::registerCommands() {
-    for (const PropertyLeaf& leaf : kLeaves) {
-        registerCommand(
-            leaf.word,
-            [this, &leaf](const auto&, const Words& words) { return runPropertyLeaf(leaf, manager(), ryn::kTraceDiag, words); },
-            leaf.helpText);
-    }
-    registerCommand(
-        "status", [this](const auto&, const Words&) { return status(); }, "status of diag trace");
-}
-
-bool DIAGCommand::status() const {
-    std::array<std::string, kStatusLines.size()> values;
-    bool ok = true;
-    for (std::size_t index = 0; index < kStatusLines.size(); ++index) {
-        const int result = getTraceProperty(manager(), ryn::kTraceDiag, kStatusLines[index].property, values[index], 0);
-        // The first decides; what else can't be read shows as empty.
-        ok = ok && (index > 0 || result == 0);
-    }
-    if (!ok) {
-        output::printError({"Failed to get status of DIAG trace"});
-        return false;
-    }
-    for (const std::size_t index : kOrderOfPrinting) {
-        output::printLine({kStatusLines[index].label, values[index], kStatusLines[index].unit});
-    }
-    return true;
-}
+NodeFactory* const createDIAGCommand = create<DIAGCommand>;

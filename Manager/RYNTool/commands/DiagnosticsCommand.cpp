@@ -1,8 +1,6 @@
-#include "commands/DiagnosticsCommand.h"
-
+#include "commands/Groups.h"
 #include "commands/Payload.h"
 #include "config/Diagnostics.h"
-#include "shell/Output.h"
 
 namespace {
 
@@ -33,62 +31,67 @@ xpc::Object selfTestOptions() {
     });
 }
 
+/// "baseband diagnostics": runs and aborts the RF self-test, and prints what the manager tells of it at any time.
+class DiagnosticsCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<DiagnosticsCommand> kLeaves[] = {
+            {"run", &DiagnosticsCommand::run, "[rftest] run a specified diagnostics test"},
+            {"abort", &DiagnosticsCommand::abort, "abort diagnostics test, if it is running"},
+        };
+        listen();
+        registerLeaves<DiagnosticsCommand>(kLeaves);
+    }
+
+    void listen() {
+        ryn::client::RegisterEventHandler(
+            manager(), ryn::kEventBasebandDiagnostics, [weakThis = weak_from_this()](const xpc::Object& payload) {
+                if (const auto self = weakThis.lock()) {
+                    const auto lock = output::hold();
+                    output::printLine({"Event : ", ryn::kEventBasebandDiagnostics});
+                    output::printLine({"Event data : ", xpc::to_string(dictionaryOrNothing(payload))});
+                }
+            });
+        ryn::client::EventsOn(manager());
+    }
+
+    bool run(const Group& group, const Words& words) {
+        if (words != Words{"rftest"}) {
+            // The type of a test that doesn't exist is empty: the word typed has never stood between these brackets.
+            output::printError({"Invalid test type [] passed."});
+            return failWithHelp();
+        }
+        return send(group, ryn::kBasebandDiagnosticsActionRun, ryn::kBasebandDiagnosticsTypeRFSelfTest);
+    }
+
+    bool abort(const Group& group, const Words&) { return send(group, ryn::kBasebandDiagnosticsActionAbort, ""); }
+
+    /// Prints the outcome when it has come. @param type of the test to run; empty for another action. @return true
+    bool send(const Group& group, const std::string& action, const std::string& type) const {
+        const auto argument = payload::dictionary({{ryn::kKeyBasebandDiagnosticsAction, payload::string(action)}});
+        if (!type.empty()) {
+            payload::set(argument, ryn::kKeyBasebandDiagnosticsType, payload::string(type));
+            payload::set(argument, ryn::kKeyBasebandDiagnosticsOptions, selfTestOptions());
+        }
+        // The callback's line comes behind this one's, however fast the answer.
+        const auto lock = output::hold();
+        ryn::client::PerformCommand(
+            manager(), ryn::kCommandBasebandDiagnostics,
+            [entered = dispatch::EnteredGroup(group), action, type](int result, const xpc::Object& reply) {
+                output::printLine({"Callback for command ", action, " to test ", type, " : ", verdict(result)});
+                if (result != 0) {
+                    printErrorDetail(reply);
+                }
+            },
+            argument);
+        output::printLine({"Sent command ", action, " to test ", type});
+        return true;
+    }
+};
+
 }  // namespace
 
-void DiagnosticsCommand::registerCommands() {
-    listen();
-    registerCommand(
-        "run", [this](const dispatch::group& group, const Words& words) { return run(group, words); },
-        "[rftest] run a specified diagnostics test");
-    registerCommand(
-        "abort",
-        [this](const dispatch::group& group, const Words&) {
-            send(group, ryn::kBasebandDiagnosticsActionAbort, "");
-            return true;
-        },
-        "abort diagnostics test, if it is running");
-}
-
-void DiagnosticsCommand::listen() {
-    ryn::client::RegisterEventHandler(manager(), ryn::kEventBasebandDiagnostics,
-                                      [weakThis = weak_from_this()](const xpc::Object& payload) {
-                                          if (const auto self = weakThis.lock()) {
-                                              const auto lock = output::hold();
-                                              output::printLine({"Event : ", ryn::kEventBasebandDiagnostics});
-                                              output::printLine({"Event data : ", xpc::to_string(dictionaryOrNothing(payload))});
-                                          }
-                                      });
-    ryn::client::EventsOn(manager());
-}
-
-bool DiagnosticsCommand::run(const dispatch::group& group, const Words& words) {
-    const std::string type = words == Words{"rftest"} ? ryn::kBasebandDiagnosticsTypeRFSelfTest : "";
-    if (type.empty()) {
-        output::printError({"Invalid test type [", type, "] passed."});
-        printHelp();
-        return false;
-    }
-    send(group, ryn::kBasebandDiagnosticsActionRun, type);
-    return true;
-}
-
-void DiagnosticsCommand::send(const dispatch::group& group, const std::string& action, const std::string& type) const {
-    const auto argument = payload::dictionary({{ryn::kKeyBasebandDiagnosticsAction, payload::string(action)}});
-    if (action == ryn::kBasebandDiagnosticsActionRun && !type.empty()) {
-        payload::set(argument, ryn::kKeyBasebandDiagnosticsType, payload::string(type));
-        payload::set(argument, ryn::kKeyBasebandDiagnosticsOptions, selfTestOptions());
-    }
-    const dispatch::EnteredGroup entered(group);
-    // The callback's line comes behind this one's, however fast the answer.
-    const auto lock = output::hold();
-    ryn::client::PerformCommand(
-        manager(), ryn::kCommandBasebandDiagnostics,
-        [entered, action, type](int result, const xpc::Object& reply) {
-            output::printLine({"Callback for command ", action, " to test ", type, " : ", verdict(result)});
-            if (result != 0) {
-                printErrorDetail(reply);
-            }
-        },
-        argument);
-    output::printLine({"Sent command ", action, " to test ", type});
-}
+NodeFactory* const createDiagnosticsCommand = create<DiagnosticsCommand>;

@@ -1,45 +1,37 @@
-#include "commands/KernelPCICommand.h"
-
-#include "commands/PropertyLeaf.h"
-#include "commands/TraceProperty.h"
+#include "commands/Groups.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
 namespace {
 
-constexpr PropertyLeaf kLeaves[] = {
-    // word, property, label, unit, get suffix, help text, failures on
-    {"enabled", "Enabled", "Enabled", "", " status", "[true|false] enable or disable kernelpci trace", output::Stream::Error},
-    {"history", "History", "History", " MB", "", "history (MB) of kernelpci trace to capture", output::Stream::Output},
-    {"buffercount", "BufferCount", "Buffer-count", "", "", "number of buffers to use for kernelpci trace",
-     output::Stream::Output},
+using output::Stream;
+
+constexpr TraceProperty kProperties[] = {
+    // word, name, label, unit, get suffix, help text, failures on
+    {"enabled", "Enabled", "Enabled", "", " status", "[true|false] enable or disable kernelpci trace", Stream::Error},
+    {"history", "History", "History", " MB", "", "history (MB) of kernelpci trace to capture", Stream::Output},
+    {"buffercount", "BufferCount", "Buffer-count", "", "", "number of buffers to use for kernelpci trace", Stream::Output},
+};
+
+constexpr TraceStatus::Line kStatusLines[] = {{"Enabled", "Enabled: ", "", 0}, {"History", "History: ", " MB", 1}};
+constexpr TraceStatus kStatus = {"kernelpci trace", Stream::Output, 2, kStatusLines};
+
+/// "kernelpci": settings of the kernel PCI trace.
+class KernelPCICommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<KernelPCICommand> kLeaves[] = {
+            {"status", &KernelPCICommand::status, "status of kernelpci trace"},
+        };
+        registerProperties<ryn::kTraceKernelPCI>(kProperties);
+        registerLeaves<KernelPCICommand>(kLeaves);
+    }
+
+    bool status(const Group&, const Words&) { return showTraceStatus(manager(), ryn::kTraceKernelPCI, kStatus); }
 };
 
 }  // namespace
 
-void KernelPCICommand::registerCommands() {
-    for (const PropertyLeaf& leaf : kLeaves) {
-        registerCommand(
-            leaf.word,
-            [this, &leaf](const auto&, const Words& words) {
-                return runPropertyLeaf(leaf, manager(), ryn::kTraceKernelPCI, words);
-            },
-            leaf.helpText);
-    }
-    registerCommand(
-        "status", [this](const auto&, const Words&) { return status(); }, "status of kernelpci trace");
-}
-
-bool KernelPCICommand::status() const {
-    std::string enabled;
-    std::string history;
-    const int enabledResult = getTraceProperty(manager(), ryn::kTraceKernelPCI, "Enabled", enabled, 0);
-    const int historyResult = getTraceProperty(manager(), ryn::kTraceKernelPCI, "History", history, 0);
-    if (enabledResult != 0 || historyResult != 0) {
-        output::printLine({"Failed to get status of kernelpci trace"});
-        return false;
-    }
-    output::printLine({"Enabled: ", enabled});
-    output::printLine({"History: ", history, " MB"});
-    return true;
-}
+NodeFactory* const createKernelPCICommand = create<KernelPCICommand>;

@@ -1,6 +1,7 @@
 #include "commands/RYNCommandBase.h"
 
 #include "commands/Payload.h"
+#include "platform/ryn/constants.h"
 #include "shell/Output.h"
 
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
@@ -13,6 +14,10 @@ RYNCommandBase::~RYNCommandBase() {
     dispatch_release(queue_);
 }
 
+std::string RYNCommandBase::Answer::text(const char* key) const {
+    return succeeded() ? payload::readString(reply, key) : ryn::kUnknown;
+}
+
 RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command, const xpc::Object& argument) const {
     xpc::Object reply;
     const int result = ryn::client::PerformCommand(manager_, command, argument, reply);
@@ -22,6 +27,34 @@ RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command, const
 
 RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command) const {
     return perform(command, payload::null());
+}
+
+void RYNCommandBase::registerChild(const char* word, NodeFactory* create) {
+    registerSubCommand(word, create(word, weak_from_this(), manager_, queue_));
+}
+
+bool RYNCommandBase::failWithHelp() {
+    printHelp();
+    return false;
+}
+
+RYNCommandBase::Answer RYNCommandBase::requestReset(const std::string& type, const std::string& reason) const {
+    return perform(ryn::kCommandResetBaseband,
+                   payload::dictionary({
+                       {ryn::kKeyBasebandResetType, payload::string(type)},
+                       {ryn::kKeyBasebandResetSubType, payload::string(ryn::kBasebandResetSubTypeUserTriggered)},
+                       {ryn::kKeyBasebandResetReason, payload::string("[ryntool] " + reason)},
+                   }));
+}
+
+bool succeed(output::Parts line) {
+    output::printLine(line);
+    return true;
+}
+
+bool fail(output::Parts line) {
+    output::printError(line);
+    return false;
 }
 
 const char* verdict(int result) {

@@ -1,51 +1,58 @@
-#include "commands/RemoteFSCommand.h"
-
+#include "commands/Groups.h"
 #include "commands/Payload.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
-void RemoteFSCommand::registerCommands() {
-    registerCommand(
-        "sync", [this](const auto&, const Words& words) { return sync(words); }, "[nowait] sync remote filesystem with baseband");
-    registerCommand(
-        "erase", [this](const auto&, const Words&) { return erase(); },
-        "erase remote filesystem and soft-reset baseband (take caution)");
-}
+namespace {
 
-bool RemoteFSCommand::sync(const Words& words) const {
-    const bool wait = words != Words{"nowait"};
-    const Answer answer =
-        perform(ryn::kCommandBasebandSyncFS, payload::dictionary({{ryn::kKeyFSSyncWaitForCompletion, payload::flag(wait)}}));
-    output::printError({"Sync remote filesystem: Failed"});
-    printErrorDetail(answer.reply);
-    return false;
-}
+/// "rfs": the remote filesystem, which holds the baseband's non-volatile data.
+class RemoteFSCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
 
-bool RemoteFSCommand::erase() const {
-    const Answer erased =
-        perform(ryn::kCommandBasebandNVData,
-                payload::dictionary({{ryn::kKeyBasebandNVDataAction, payload::string(ryn::kBasebandNVDataErase)}}));
-    if (erased.succeeded()) {
-        output::printLine({"Erase remote filessytem: Success"});
-    } else {
-        output::printError({"Erase remote filesystem: Failed"});
-        printErrorDetail(erased.reply);
+private:
+    void registerCommands() override {
+        static constexpr Leaf<RemoteFSCommand> kLeaves[] = {
+            {"sync", &RemoteFSCommand::sync, "[nowait] sync remote filesystem with baseband"},
+            {"erase", &RemoteFSCommand::erase, "erase remote filesystem and soft-reset baseband (take caution)"},
+        };
+        registerLeaves<RemoteFSCommand>(kLeaves);
     }
 
-    // The baseband is reset whether or not its data was erased.
-    output::printLine({"Triggering baseband soft-reset ..."});
-    const Answer reset =
-        perform(ryn::kCommandResetBaseband,
-                payload::dictionary({
-                    {ryn::kKeyBasebandResetType, payload::string(ryn::kBasebandResetTypeSoft)},
-                    {ryn::kKeyBasebandResetSubType, payload::string(ryn::kBasebandResetSubTypeUserTriggered)},
-                    {ryn::kKeyBasebandResetReason, payload::string("[ryntool] Remote filesystem erased by user")},
-                }));
-    if (reset.succeeded()) {
-        output::printLine({"Baseband soft-reset: Success"});
-    } else {
-        output::printError({"Baseband soft-reset: Failed"});
-        printErrorDetail(reset.reply);
+    /// Prints "Failed" and fails whatever the manager answered: no answer tells that the baseband's data is safe.
+    bool sync(const Group&, const Words& words) {
+        const auto wait = payload::flag(words != Words{"nowait"});
+        const Answer answer =
+            perform(ryn::kCommandBasebandSyncFS, payload::dictionary({{ryn::kKeyFSSyncWaitForCompletion, wait}}));
+        output::printError({"Sync remote filesystem: Failed"});
+        printErrorDetail(answer.reply);
+        return false;
     }
-    return !erased.carriedObject && !reset.carriedObject;
-}
+
+    /// True only when neither the erase nor the reset was answered with a reply object.
+    bool erase(const Group&, const Words&) {
+        const Answer erased =
+            perform(ryn::kCommandBasebandNVData,
+                    payload::dictionary({{ryn::kKeyBasebandNVDataAction, payload::string(ryn::kBasebandNVDataErase)}}));
+        // The texts of success and failure spell the filesystem differently, and scripts match both.
+        printOutcome(erased, "Erase remote filessytem: Success", "Erase remote filesystem: Failed");
+
+        // The baseband is reset whether or not its data was erased.
+        output::printLine({"Triggering baseband soft-reset ..."});
+        const Answer reset = requestReset(ryn::kBasebandResetTypeSoft, "Remote filesystem erased by user");
+        printOutcome(reset, "Baseband soft-reset: Success", "Baseband soft-reset: Failed");
+        return !erased.carriedObject && !reset.carriedObject;
+    }
+
+    static void printOutcome(const Answer& answer, const char* success, const char* failure) {
+        if (answer.succeeded()) {
+            output::printLine({success});
+        } else {
+            output::printError({failure});
+            printErrorDetail(answer.reply);
+        }
+    }
+};
+
+}  // namespace
+
+NodeFactory* const createRemoteFSCommand = create<RemoteFSCommand>;

@@ -1,46 +1,45 @@
-#include "commands/ResetCommand.h"
-
-#include "commands/Payload.h"
+#include "commands/Groups.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
-void ResetCommand::registerCommands() {
-    registerCommand(
-        "soft", [this](const auto&, const Words& words) { return reset(ryn::kBasebandResetTypeSoft, words); },
-        "soft reset of baseband");
-    registerCommand(
-        "hard", [this](const auto&, const Words& words) { return reset(ryn::kBasebandResetTypeHard, words); },
-        "hard reset of baseband");
-    registerCommand(
-        "unblock", [this](const auto&, const Words&) { return unblock(); },
-        "unblock reset, if it was set using preferences (dev use only)");
-}
+namespace {
 
-bool ResetCommand::reset(const char* type, const Words& words) {
-    if (words.size() > 1) {
-        printHelp();
-        return false;
+/// "baseband reset": resets the baseband with a reason, and lifts a reset block.
+class ResetCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<ResetCommand> kLeaves[] = {
+            {"soft", &ResetCommand::soft, "soft reset of baseband"},
+            {"hard", &ResetCommand::hard, "hard reset of baseband"},
+            {"unblock", &ResetCommand::unblock, "unblock reset, if it was set using preferences (dev use only)"},
+        };
+        registerLeaves<ResetCommand>(kLeaves);
     }
-    const std::string reason = "[ryntool] " + (words.empty() ? "User triggered" : words.front());
-    return resetBaseband(type, reason) == 0;
-}
 
-int ResetCommand::resetBaseband(const std::string& type, const std::string& reason) const {
-    const Answer answer = perform(ryn::kCommandResetBaseband,
-                                  payload::dictionary({
-                                      {ryn::kKeyBasebandResetType, payload::string(type)},
-                                      {ryn::kKeyBasebandResetSubType, payload::string(ryn::kBasebandResetSubTypeUserTriggered)},
-                                      {ryn::kKeyBasebandResetReason, payload::string(reason)},
-                                  }));
-    output::printLine({type, " baseband: ", verdict(answer.result)});
-    if (!answer.succeeded()) {
-        printErrorDetail(answer.reply);
+    bool soft(const Group&, const Words& words) { return reset(ryn::kBasebandResetTypeSoft, words); }
+    bool hard(const Group&, const Words& words) { return reset(ryn::kBasebandResetTypeHard, words); }
+
+    bool reset(const char* type, const Words& words) {
+        if (words.size() > 1) {
+            return failWithHelp();
+        }
+        const Answer answer = requestReset(type, words.empty() ? "User triggered" : words.front());
+        output::printLine({type, " baseband: ", verdict(answer.result)});
+        if (!answer.succeeded()) {
+            printErrorDetail(answer.reply);
+        }
+        return answer.succeeded();
     }
-    return answer.result;
-}
 
-bool ResetCommand::unblock() const {
-    const Answer answer = perform(ryn::kCommandUnblockBasebandReset);
-    output::printLine({"Reset unblock: ", verdict(answer.result)});
-    return answer.succeeded();
-}
+    bool unblock(const Group&, const Words&) {
+        const Answer answer = perform(ryn::kCommandUnblockBasebandReset);
+        output::printLine({"Reset unblock: ", verdict(answer.result)});
+        return answer.succeeded();
+    }
+};
+
+}  // namespace
+
+NodeFactory* const createResetCommand = create<ResetCommand>;

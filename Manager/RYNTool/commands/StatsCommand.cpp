@@ -1,10 +1,7 @@
-#include "commands/StatsCommand.h"
-
+#include "commands/Groups.h"
 #include "commands/Payload.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
-#include <cstdint>
 #include <cstdlib>
 
 namespace {
@@ -16,49 +13,57 @@ std::int64_t numberOf(const std::string& word) {
     return std::strtoll(word.c_str(), nullptr, 10);
 }
 
+/// "stats": reads the manager's statistics and reports boot figures into them. Failures go to standard output too.
+class StatsCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<StatsCommand> kLeaves[] = {
+            {"get-statistics", &StatsCommand::getStatistics, "Get Statistics"},
+            {"bootmodule", &StatsCommand::reportBootModule, "Statistics for BootModule"},
+        };
+        registerLeaves<StatsCommand>(kLeaves);
+    }
+
+    bool getStatistics(const Group&, const Words& words) {
+        const auto argument = payload::dictionary();
+        if (words.size() == 1) {
+            const auto moduleType = static_cast<std::uint32_t>(numberOf(words.front()));
+            payload::set(argument, ryn::kKeyReportingModuleType, payload::integer(moduleType));
+        }
+        const Answer answer = perform(ryn::kCommandGetStatistics, argument);
+        if (!answer.succeeded()) {
+            output::printLine({"Failed to get statistics"});
+            return false;
+        }
+        output::printLine({"Success to get statstics."});
+        return succeed({xpc::to_string(answer.reply)});
+    }
+
+    bool reportBootModule(const Group&, const Words& words) {
+        const auto data = payload::dictionary();
+        const char* const keys[] = {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime};
+        for (std::size_t index = 0; index < words.size() && index < std::size(keys); ++index) {
+            if (!words[index].empty()) {
+                payload::set(data, keys[index], payload::integer(numberOf(words[index])));
+            }
+        }
+        const Answer answer =
+            perform(ryn::kCommandReportingStatistics, payload::dictionary({
+                                                          {ryn::kKeyReportingModuleType, payload::integer(kBootModule)},
+                                                          {ryn::kKeyReportingData, data},
+                                                      }));
+        if (!answer.succeeded()) {
+            output::printLine({"Failed to report statistics"});
+            output::printLine({"Error data : ", xpc::to_string(answer.reply)});
+            return false;
+        }
+        return succeed({"Success to create category in the statstics."});
+    }
+};
+
 }  // namespace
 
-void StatsCommand::registerCommands() {
-    registerCommand(
-        "get-statistics", [this](const auto&, const Words& words) { return getStatistics(words); }, "Get Statistics");
-    registerCommand(
-        "bootmodule", [this](const auto&, const Words& words) { return reportBootModule(words); }, "Statistics for BootModule");
-}
-
-bool StatsCommand::getStatistics(const Words& words) const {
-    const auto argument = payload::dictionary();
-    if (words.size() == 1) {
-        const auto moduleType = static_cast<std::uint32_t>(numberOf(words.front()));
-        payload::set(argument, ryn::kKeyReportingModuleType, payload::integer(moduleType));
-    }
-    const Answer answer = perform(ryn::kCommandGetStatistics, argument);
-    if (!answer.succeeded()) {
-        output::printLine({"Failed to get statistics"});
-        return false;
-    }
-    output::printLine({"Success to get statstics."});
-    output::printLine({xpc::to_string(answer.reply)});
-    return true;
-}
-
-bool StatsCommand::reportBootModule(const Words& words) const {
-    const auto data = payload::dictionary();
-    if (!words.empty() && !words[0].empty()) {
-        payload::set(data, ryn::kKeyBootModuleLastRecoveryTime, payload::integer(numberOf(words[0])));
-    }
-    if (words.size() > 1 && !words[1].empty()) {
-        payload::set(data, ryn::kKeyBootModuleLastHardResetTime, payload::integer(numberOf(words[1])));
-    }
-    const Answer answer =
-        perform(ryn::kCommandReportingStatistics, payload::dictionary({
-                                                      {ryn::kKeyReportingModuleType, payload::integer(kBootModule)},
-                                                      {ryn::kKeyReportingData, data},
-                                                  }));
-    if (!answer.succeeded()) {
-        output::printLine({"Failed to report statistics"});
-        output::printLine({"Error data : ", xpc::to_string(answer.reply)});
-        return false;
-    }
-    output::printLine({"Success to create category in the statstics."});
-    return true;
-}
+NodeFactory* const createStatsCommand = create<StatsCommand>;

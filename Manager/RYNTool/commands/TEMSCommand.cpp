@@ -1,8 +1,6 @@
-#include "commands/TEMSCommand.h"
-
+#include "commands/Groups.h"
 #include "commands/Payload.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
 #include <algorithm>
 #include <cctype>
@@ -15,46 +13,41 @@ std::string upperCased(std::string text) {
     return text;
 }
 
+/// "tems": the TEMS mode, hardware or off.
+class TEMSCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
+
+private:
+    void registerCommands() override {
+        static constexpr Leaf<TEMSCommand> kLeaves[] = {{"mode", &TEMSCommand::mode, "[hw|off] TEMS mode"}};
+        registerLeaves<TEMSCommand>(kLeaves);
+    }
+
+    /// Too many words are refused without a message.
+    bool mode(const Group&, const Words& words) {
+        if (words.size() > 1) {
+            return false;
+        }
+        return words.empty() ? getMode() : setMode(upperCased(words.front()));
+    }
+
+    bool getMode() const {
+        const Answer answer = perform(ryn::kCommandGetTEMSProperty);
+        return answer.succeeded() ? succeed({"Mode: ", answer.text(ryn::kKeyTEMSMode)}) : fail({"Failed to get 'Mode'"});
+    }
+
+    bool setMode(const std::string& mode) {
+        if (mode != "HW" && mode != "OFF") {
+            output::printError({"Invalid value(s) passed for 'Mode'"});
+            return failWithHelp();
+        }
+        const Answer answer =
+            perform(ryn::kCommandSetTEMSProperty, payload::dictionary({{ryn::kKeyTEMSMode, payload::string(mode)}}));
+        return answer.succeeded() ? succeed({"Mode: ", mode}) : fail({"Failed to set 'Mode' to '", mode, "'"});
+    }
+};
+
 }  // namespace
 
-void TEMSCommand::registerCommands() {
-    registerCommand(
-        "mode", [this](const auto&, const Words& words) { return mode(words); }, "[hw|off] TEMS mode");
-}
-
-bool TEMSCommand::mode(const Words& words) {
-    if (words.size() > 1) {
-        return false;
-    }
-    if (words.empty()) {
-        return getMode();
-    }
-    const std::string value = upperCased(words.front());
-    if (value != "HW" && value != "OFF") {
-        output::printError({"Invalid value(s) passed for 'Mode'"});
-        printHelp();
-        return false;
-    }
-    return setMode(value);
-}
-
-bool TEMSCommand::getMode() const {
-    const Answer answer = perform(ryn::kCommandGetTEMSProperty);
-    if (!answer.succeeded()) {
-        output::printError({"Failed to get 'Mode'"});
-        return false;
-    }
-    output::printLine({"Mode: ", payload::readString(answer.reply, ryn::kKeyTEMSMode)});
-    return true;
-}
-
-bool TEMSCommand::setMode(const std::string& mode) const {
-    const Answer answer =
-        perform(ryn::kCommandSetTEMSProperty, payload::dictionary({{ryn::kKeyTEMSMode, payload::string(mode)}}));
-    if (!answer.succeeded()) {
-        output::printError({"Failed to set 'Mode' to '", mode, "'"});
-        return false;
-    }
-    output::printLine({"Mode: ", mode});
-    return true;
-}
+NodeFactory* const createTEMSCommand = create<TEMSCommand>;

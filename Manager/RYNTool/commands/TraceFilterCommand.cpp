@@ -1,8 +1,6 @@
-#include "commands/TraceFilterCommand.h"
-
+#include "commands/Groups.h"
 #include "commands/Payload.h"
 #include "platform/ryn/constants.h"
-#include "shell/Output.h"
 
 #include <algorithm>
 #include <charconv>
@@ -52,94 +50,93 @@ std::optional<unsigned> numberFor(const Filter& filter, std::string_view word) {
     return isWhole && number <= (isNegative ? 0 : filter.highest) ? std::optional(number) : std::nullopt;
 }
 
-}  // namespace
+/// "trace filter": the manager's free-space and max-log filters of trace logs.
+class TraceFilterCommand : public RYNCommandBase {
+public:
+    using RYNCommandBase::RYNCommandBase;
 
-void TraceFilterCommand::registerCommands() {
-    registerCommand(
-        "add", [this](const auto&, const Words& words) { return add(words); },
-        "[ freespace { 0..100 | default } | maxlog { 0.. | default } ] add trace log filter");
-    registerCommand(
-        "remove", [this](const auto&, const Words& words) { return remove(words); },
-        "[ freespace | maxlog | all ] remove trace log filter(s)");
-    registerCommand(
-        "status", [this](const auto&, const Words&) { return status(); },
-        "status of trace log filter (if not set, default values are returned)");
-}
+private:
+    void registerCommands() override {
+        static constexpr Leaf<TraceFilterCommand> kLeaves[] = {
+            {"add", &TraceFilterCommand::add,
+             "[ freespace { 0..100 | default } | maxlog { 0.. | default } ] add trace log filter"},
+            {"remove", &TraceFilterCommand::remove, "[ freespace | maxlog | all ] remove trace log filter(s)"},
+            {"status", &TraceFilterCommand::status, "status of trace log filter (if not set, default values are returned)"},
+        };
+        registerLeaves<TraceFilterCommand>(kLeaves);
+    }
 
-bool TraceFilterCommand::add(const Words& words) {
-    if (words.empty()) {
-        output::printError({"\nPass filter type to be added."});
-        printHelp();
-        return false;
-    }
-    const auto* const filter =
-        std::find_if(std::begin(kFilters), std::end(kFilters), [&](const Filter& row) { return words.front() == row.word; });
-    if (filter == std::end(kFilters)) {
-        return false;
-    }
-    const std::string word = words.size() == 2 ? words[1] : kDefault;
-    auto value = payload::null();
-    if (word != kDefault) {
-        const auto number = numberFor(*filter, word);
-        if (!number) {
-            output::printError({"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
-            printHelp();
+    /// An unknown filter is refused without a message. More words than a value ask for the default.
+    bool add(const Group&, const Words& words) {
+        if (words.empty()) {
+            output::printError({"\nPass filter type to be added."});
+            return failWithHelp();
+        }
+        const auto* const filter =
+            std::find_if(std::begin(kFilters), std::end(kFilters), [&](const Filter& row) { return words.front() == row.word; });
+        if (filter == std::end(kFilters)) {
             return false;
         }
-        value = payload::integer(*number);
-    }
-    if (ryn::client::AddTraceFilter(manager(), *filter->key, value) != 0) {
-        output::printError({"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
-        return false;
-    }
-    output::printLine({filter->label, word, filter->unit, filter->end});
-    return true;
-}
-
-bool TraceFilterCommand::remove(const Words& words) {
-    if (words.size() != 1) {
-        output::printLine({"\nInvalid input. Pass a filter to be removed."});
-        printHelp();
-        return false;
-    }
-    const std::string& word = words.front();
-    bool isKnown = false;
-    bool ok = true;
-    for (const Filter& filter : kFilters) {
-        if (word != filter.word && word != "all") {
-            continue;
+        const std::string word = words.size() == 2 ? words[1] : kDefault;
+        auto value = payload::null();
+        if (word != kDefault) {
+            const auto number = numberFor(*filter, word);
+            if (!number) {
+                output::printError({"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
+                return failWithHelp();
+            }
+            value = payload::integer(*number);
         }
-        isKnown = true;
-        if (ryn::client::RemoveTraceFilter(manager(), *filter.key) != 0) {
-            output::printError({"Failed to removed ", filter.title, " filter"});
-            ok = false;
-        } else {
-            output::printLine({"Removed ", filter.title, " filter"});
+        if (ryn::client::AddTraceFilter(manager(), *filter->key, value) != 0) {
+            return fail({"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
         }
+        return succeed({filter->label, word, filter->unit, filter->end});
     }
-    if (!isKnown) {
-        output::printError({"\nInvalid filter option '", word, "' passed"});
-        printHelp();
-        return false;
-    }
-    return ok;
-}
 
-bool TraceFilterCommand::status() const {
-    xpc::Object filters;
-    if (ryn::client::GetTraceFilters(manager(), filters) != 0) {
-        output::printError({"Failed to get trace filter status"});
-        return false;
+    bool remove(const Group&, const Words& words) {
+        if (words.size() != 1) {
+            output::printLine({"\nInvalid input. Pass a filter to be removed."});
+            return failWithHelp();
+        }
+        const std::string& word = words.front();
+        bool isKnown = false;
+        bool ok = true;
+        for (const Filter& filter : kFilters) {
+            if (word != filter.word && word != "all") {
+                continue;
+            }
+            isKnown = true;
+            if (ryn::client::RemoveTraceFilter(manager(), *filter.key) != 0) {
+                ok = fail({"Failed to removed ", filter.title, " filter"});
+            } else {
+                output::printLine({"Removed ", filter.title, " filter"});
+            }
+        }
+        if (!isKnown) {
+            output::printError({"\nInvalid filter option '", word, "' passed"});
+            return failWithHelp();
+        }
+        return ok;
     }
-    if (!filters.isDictionary() || xpc_dictionary_get_count(filters.get()) == 0) {
-        output::printLine({"No trace log filters were configured"});
+
+    bool status(const Group&, const Words&) {
+        xpc::Object filters;
+        if (ryn::client::GetTraceFilters(manager(), filters) != 0) {
+            return fail({"Failed to get trace filter status"});
+        }
+        if (!filters.isDictionary() || xpc_dictionary_get_count(filters.get()) == 0) {
+            return succeed({"No trace log filters were configured"});
+        }
+        for (const Filter& filter : kFilters) {
+            if (xpc_dictionary_get_value(filters.get(), *filter.key) != nullptr) {
+                const std::string number = output::number(payload::readInteger(filters, *filter.key, 0));
+                output::printLine({filter.label, number, filter.unit, filter.end});
+            }
+        }
         return true;
     }
-    for (const Filter& filter : kFilters) {
-        if (xpc_dictionary_get_value(filters.get(), *filter.key) != nullptr) {
-            const std::string number = output::number(payload::readInteger(filters, *filter.key, 0));
-            output::printLine({filter.label, number, filter.unit, filter.end});
-        }
-    }
-    return true;
-}
+};
+
+}  // namespace
+
+NodeFactory* const createTraceFilterCommand = create<TraceFilterCommand>;

@@ -1,8 +1,9 @@
 #include "commands/TraceProperty.h"
 
 #include "commands/Payload.h"
-#include "commands/RYNCommandBase.h"
 #include "platform/ryn/constants.h"
+
+#include <vector>
 
 namespace {
 
@@ -10,10 +11,12 @@ bool isComplete(const ryn::client::ManagerPtr& manager, const std::string& trace
     return manager != nullptr && !trace.empty() && !property.empty();
 }
 
-void setTimeout(const xpc::Object& argument, std::int64_t timeout) {
+int perform(const ryn::client::ManagerPtr& manager, const char* command, const xpc::Object& argument, std::int64_t timeout,
+            xpc::Object& reply) {
     if (timeout != 0) {
         payload::set(argument, ryn::kKeyTimeout, payload::integer(timeout));
     }
+    return ryn::client::PerformCommand(manager, command, argument, reply);
 }
 
 }  // namespace
@@ -27,9 +30,8 @@ int getTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& 
         {ryn::kKeyTraceName, payload::string(trace)},
         {ryn::kKeyTracePropertyName, payload::string(property)},
     });
-    setTimeout(argument, timeout);
     xpc::Object reply;
-    const int result = ryn::client::PerformCommand(manager, ryn::kCommandGetTraceProperty, argument, reply);
+    const int result = perform(manager, ryn::kCommandGetTraceProperty, argument, timeout, reply);
     if (result == 0 && reply.isDictionary()) {
         value = payload::readString(reply, ryn::kKeyTracePropertyValue);
     }
@@ -47,7 +49,55 @@ int setTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& 
         {ryn::kKeyTracePropertyValue, payload::string(value)},
         {ryn::kKeyTracePropertyWaitForCompletion, payload::flag(true)},
     });
-    setTimeout(argument, timeout);
     xpc::Object reply;
-    return ryn::client::PerformCommand(manager, ryn::kCommandSetTraceProperty, argument, reply);
+    return perform(manager, ryn::kCommandSetTraceProperty, argument, timeout, reply);
+}
+
+bool runTraceProperty(const ryn::client::ManagerPtr& manager, const char* trace, const TraceProperty& property,
+                      const Words& words) {
+    const auto refuse = [&](output::Parts parts) {
+        output::printLine(property.failures, parts);
+        return false;
+    };
+    if (property.access == TraceProperty::Access::ReadOnly && !words.empty()) {
+        return refuse({"Denied: Can't modify '", property.label, "'"});
+    }
+    if (words.size() > 1) {
+        return refuse({"Invalid value(s) passed for '", property.label, "'"});
+    }
+    std::string value = words.empty() ? "" : words.front();
+    if (words.empty()) {
+        if (getTraceProperty(manager, trace, property.name, value, 0) != 0) {
+            return refuse({"Failed to get '", property.label, "'", property.getSuffix});
+        }
+    } else if (setTraceProperty(manager, trace, property.name, value, 0) != 0) {
+        return refuse({"Failed to set '", property.label, "' to '", value, "'", property.unit});
+    }
+    output::printLine({property.label, ": ", value, property.unit});
+    return true;
+}
+
+bool showTraceStatus(const ryn::client::ManagerPtr& manager, const char* trace, const TraceStatus& status) {
+    std::vector<std::string> printed(status.lines.size());
+    bool ok = true;
+    bool isManagerGone = false;
+    for (const auto& line : status.lines) {
+        const bool isDecisive = &line < status.lines.data() + status.decisive;
+        std::string value;
+        if (isDecisive || !isManagerGone) {
+            const int result = getTraceProperty(manager, trace, line.property, value, 0);
+            ok = ok && (result == 0 || !isDecisive);
+            isManagerGone =
+                isManagerGone || result == ryn::client::kResultTimedOut || result == ryn::client::kResultConnectionLost;
+        }
+        printed.at(line.place).append(line.label).append(value).append(line.unit);
+    }
+    if (!ok) {
+        output::printLine(status.failures, {"Failed to get status of ", status.subject});
+        return false;
+    }
+    for (const std::string& text : printed) {
+        output::printLine({text});
+    }
+    return true;
 }

@@ -20,10 +20,6 @@ void printRow(std::string_view word, std::string_view text) {
     output::printLine({"\t", inField(word), text});
 }
 
-void printEmptyLine() {
-    output::printLine({});
-}
-
 }  // namespace
 
 CommandBase::CommandBase(std::string name, std::weak_ptr<CommandBase> parent)
@@ -39,31 +35,30 @@ void CommandBase::initialize() {
 
 void CommandBase::printHelp() {
     const auto lock = output::hold();
-    printEmptyLine();
+    output::printLine({});
     output::printLine({"Options for command '", name_, "':"});
-    printEmptyLine();
+    output::printLine({});
     for (const auto* const entry : commands_.ordered()) {
         const auto& [word, leaf] = *entry;
         printRow(word, leaf.helpText.empty() ? "..." : leaf.helpText);
     }
-    printEmptyLine();
+    output::printLine({});
     for (const auto* const entry : subCommands_.ordered()) {
         printSubCommandTree(entry->second, 0);
-        printEmptyLine();
+        output::printLine({});
     }
     printRow("cd", "<sub-command>");
     printRow("help", "");
     printRow("back", "");
     printRow("quit", "");
-    printEmptyLine();
+    output::printLine({});
 }
 
 void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child, int depth) {
     if (!child->commands_.empty()) {
         std::string leaves = "[";
         for (const auto* const entry : child->commands_.ordered()) {
-            leaves += entry->first;
-            leaves += '|';
+            leaves.append(entry->first).append("|");
         }
         leaves.back() = ']';
         const std::string indent(static_cast<std::size_t>(depth) * kFieldWidth, ' ');
@@ -75,27 +70,35 @@ void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child,
     }
 }
 
-void CommandBase::registerCommand(std::string_view word, CommandHandler handler, std::string_view helpText) {
+void CommandBase::registerCommand(const std::string& word, CommandHandler handler, const std::string& helpText) {
+    enterCommand(copies_.emplace_front(word), handler, copies_.emplace_front(helpText));
+}
+
+void CommandBase::registerCommand(Literal word, Literal helpText, CommandHandler handler) {
+    enterCommand(word.text, handler, helpText.text);
+}
+
+void CommandBase::enterCommand(std::string_view word, CommandHandler& handler, std::string_view helpText) {
     if (!handler) {
         return;
     }
-    Leaf& leaf = commands_[word];
-    leaf.handler = std::move(handler);
+    Command& command = commands_[word];
+    command.handler = std::move(handler);
     if (!helpText.empty()) {
-        leaf.helpText = helpText;
+        command.helpText = helpText;
     }
 }
 
-void CommandBase::registerSubCommand(std::string_view word, std::shared_ptr<CommandBase> child) {
+void CommandBase::registerSubCommand(const std::string& word, std::shared_ptr<CommandBase> child) {
     subCommands_[word] = std::move(child);
 }
 
-std::shared_ptr<CommandBase> CommandBase::getSubCommand(std::string_view word) const {
+std::shared_ptr<CommandBase> CommandBase::getSubCommand(const std::string& word) const {
     const auto* const child = subCommands_.find(word);
     return child == nullptr ? nullptr : *child;
 }
 
-bool CommandBase::runCommand(std::string_view word, const Words& words) {
+bool CommandBase::runCommand(const std::string& word, const Words& words) {
     const auto group = dispatch::group::create();
     const bool succeeded = commands_.find(word)->handler(group, words);
     group.wait();

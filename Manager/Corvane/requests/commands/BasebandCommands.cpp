@@ -1,147 +1,98 @@
-#include "Corvane/requests/Arguments.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
 #include "Corvane/requests/Replies.h"
 #include "Corvane/requests/SelfTestOptions.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <limits>
 
 namespace corvane {
 
 namespace {
 
-using Later = std::optional<Answer>;  ///< nothing, where the baseband answers
-constexpr auto kLowest = std::numeric_limits<std::int64_t>::min();
-constexpr auto kHighest = std::numeric_limits<std::int64_t>::max();
+enum class DiagnosticsAction { Run, Abort };
+enum class NVDataAction { Erase };
 
-/// A question that takes no argument, passed on; so anything may come as one.
-template <typename Value, void (Baseband::*question)(Completion<Value>)>
-Later ask(Manager& manager, const Call& call) {
-    (manager.baseband().*question)([answer = call.later()](const Result<Value>& value) {
-        answer(value ? Answer(toReply(*value)) : Answer(value.refusal()));
-    });
-    return std::nullopt;
+const Named<ResetType> kResetTypes[] = {
+    {ryn::kBasebandResetTypeSoft, ResetType::Soft},
+    {ryn::kBasebandResetTypeHard, ResetType::Hard},
+};
+const Named<NVDataAction> kNVDataActions[] = {{ryn::kBasebandNVDataErase, NVDataAction::Erase}};
+constexpr Named<DiagnosticsAction> kDiagnosticsActions[] = {
+    {ryn::kBasebandDiagnosticsActionRun, DiagnosticsAction::Run},
+    {ryn::kBasebandDiagnosticsActionAbort, DiagnosticsAction::Abort},
+};
+
+/// Passes a question on, and answers with the value as the protocol has it.
+template <auto question>
+void ask(Services& services, const AnswerCompletion& answer) {
+    (services.baseband().*
+     question)([answer](const auto& value) { answer(value ? Answer(toReply(*value)) : Answer(value.refusal())); });
 }
 
-Later getInfo(Manager& manager, const Call& call) {
-    manager.baseband().getVersion([answer = call.later()](const Result<BasebandVersion>& version) {
+void getInfo(Services& services, const AnswerCompletion& answer) {
+    services.baseband().getVersion([answer](const Result<BasebandVersion>& version) {
         // A baseband that can't be asked has no version; the daemon's own is told all the same.
         const std::string baseband = version && !version->text.empty() ? version->text : ryn::kUnknown;
         answer(dictionary({{ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}, {ryn::kKeyBasebandVersion, text(baseband)}}));
     });
-    return std::nullopt;
 }
 
-Later setOperatingMode(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::int64_t number = arguments.number(ryn::kKeyBasebandOperatingMode, kLowest, kHighest);
-    const std::int64_t timeout = arguments.optionalNumber(ryn::kKeyTimeout, kLowest, kHighest).value_or(0);
-    if (!arguments) {
-        return arguments.refusal();
-    }
+void setOperatingMode(Services& services, const AnswerCompletion& answer, std::int64_t number,
+                      std::optional<std::int64_t> timeout) {
     const auto mode = operatingMode(number);
     if (!mode) {
-        return Answer{mode.refusal()};
+        answer(mode.refusal());
+        return;
     }
-    if (*mode == OperatingMode::Reset) {
-        if (auto blocked = manager.refuseReset()) {
-            return blocked;
-        }
+    if (const auto blocked = *mode == OperatingMode::Reset ? services.refuseReset() : std::nullopt) {
+        answer(blocked);
+        return;
     }
     // An hour is longer than any client waits, and never overflows a clock.
     constexpr std::int64_t kLongestTimeout = 3600;
-    manager.baseband().setOperatingMode(*mode, std::chrono::seconds(std::min(timeout, kLongestTimeout)), call.later());
-    return std::nullopt;
+    services.baseband().setOperatingMode(*mode, std::chrono::seconds(std::min(timeout.value_or(0), kLongestTimeout)), answer);
 }
 
-Later reset(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view type = arguments.text(ryn::kKeyBasebandResetType);
-    const std::string_view subType =
-        arguments.optionalText(ryn::kKeyBasebandResetSubType, ryn::kBasebandResetSubTypeUserTriggered);
-    const std::string_view reason = arguments.optionalText(ryn::kKeyBasebandResetReason, "");
-    const bool soft = type == ryn::kBasebandResetTypeSoft;
-    if (arguments && !soft && type != ryn::kBasebandResetTypeHard) {
-        arguments.refuse("There is no reset '" + std::string(type) + "'; there are '" + ryn::kBasebandResetTypeSoft + "' and '" +
-                         ryn::kBasebandResetTypeHard + "'.");
+void reset(Services& services, const AnswerCompletion& answer, ResetType type, std::string_view subType,
+           std::string_view reason) {
+    if (const auto blocked = services.refuseReset()) {
+        answer(blocked);
+        return;
     }
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    if (auto blocked = manager.refuseReset()) {
-        return blocked;
-    }
-    manager.baseband().reset({soft ? ResetType::Soft : ResetType::Hard, escaped(subType), escaped(reason)}, call.later());
-    return std::nullopt;
+    services.baseband().reset({type, escaped(subType), escaped(reason)}, answer);
 }
 
-Later unblockReset(Manager& manager, const Call&) {
-    return manager.unblockResets();
+std::optional<Refusal> unblockReset(Services& services) {
+    return services.unblockResets();
 }
 
-Later changeNVData(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view action = arguments.text(ryn::kKeyBasebandNVDataAction);
-    if (arguments && action != ryn::kBasebandNVDataErase) {
-        arguments.refuse("There is no action '" + std::string(action) + "' on the non-volatile data; there is '" +
-                         ryn::kBasebandNVDataErase + "'.");
-    }
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    manager.baseband().eraseNVData([&manager, answer = call.later()](const Result<void>& erased) {
-        auto refusal = erased ? manager.resetSettings() : erased.refusal();
-        answer(std::move(refusal));
-    });
-    return std::nullopt;
+void changeNVData(Services& services, const AnswerCompletion& answer, NVDataAction) {
+    services.baseband().eraseNVData(
+        [&services, answer](const Result<void>& erased) { answer(erased ? services.resetSettings() : erased.refusal()); });
 }
 
-Later syncFileSystem(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const bool wait = arguments.optionalFlag(ryn::kKeyFSSyncWaitForCompletion, true);
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    manager.baseband().syncFileSystem(wait, call.later());
-    return std::nullopt;
+void syncFileSystem(Services& services, const AnswerCompletion& answer, bool wait) {
+    services.baseband().syncFileSystem(wait, answer);
 }
 
-Later diagnose(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view action = arguments.text(ryn::kKeyBasebandDiagnosticsAction);
-    const std::string_view type = arguments.optionalText(ryn::kKeyBasebandDiagnosticsType, "");
-    const bool run = action == ryn::kBasebandDiagnosticsActionRun;
-    if (arguments && !run && action != ryn::kBasebandDiagnosticsActionAbort) {
-        arguments.refuse("There is no diagnostics action '" + std::string(action) + "'; there are " +
-                         ryn::kBasebandDiagnosticsActionRun + " and " + ryn::kBasebandDiagnosticsActionAbort + ".");
-    }
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    if (!run) {
-        manager.baseband().abortSelfTest([answer = call.later()](const Result<void>& aborted) {
-            answer(aborted
-                       ? Answer(dictionary({{ryn::kKeyBasebandDiagnosticsStatus, text(ryn::kBasebandDiagnosticsStatusAborted)}}))
-                       : Answer(aborted));
-        });
-        return std::nullopt;
-    }
+void runSelfTest(Services& services, const AnswerCompletion& answer, std::string_view type, const xpc::Object& carried) {
     if (type != ryn::kBasebandDiagnosticsTypeRFSelfTest) {
-        return Answer{Refusal::invalidArgument("There is no diagnostics test '" + std::string(type) + "'; " +
-                                               ryn::kBasebandDiagnosticsTypeRFSelfTest + " is accepted.")};
+        answer(Refusal::invalidArgument("There is no diagnostics test '" + std::string(type) + "'; " +
+                                        ryn::kBasebandDiagnosticsTypeRFSelfTest + " is accepted."));
+        return;
     }
-    const auto options = readSelfTestOptions(
-        xpc::Object::share(xpc_dictionary_get_value(call.argument.get(), ryn::kKeyBasebandDiagnosticsOptions)));
+    const auto options = readSelfTestOptions(carried);
     if (!options) {
-        return Answer{options.refusal()};
+        answer(options.refusal());
+        return;
     }
-    manager.baseband().runSelfTest(*options, [answer = call.later()](const Result<RFSelfTestEvent>& ended) {
+    services.baseband().runSelfTest(*options, [answer](const Result<RFSelfTestEvent>& ended) {
         if (!ended) {
             answer(ended.refusal());
         } else if (ended->status == RFSelfTestEvent::Status::Aborted) {
@@ -150,7 +101,22 @@ Later diagnose(Manager& manager, const Call& call) {
             answer(toReply(*ended));
         }
     });
-    return std::nullopt;
+}
+
+void abortSelfTest(Services& services, const AnswerCompletion& answer) {
+    services.baseband().abortSelfTest([answer](const Result<void>& aborted) {
+        answer(aborted ? Answer(dictionary({{ryn::kKeyBasebandDiagnosticsStatus, text(ryn::kBasebandDiagnosticsStatusAborted)}}))
+                       : Answer(aborted));
+    });
+}
+
+void diagnose(Services& services, const AnswerCompletion& answer, DiagnosticsAction action, std::string_view type,
+              const xpc::Object& options) {
+    if (action == DiagnosticsAction::Run) {
+        runSelfTest(services, answer, type, options);
+    } else {
+        abortSelfTest(services, answer);
+    }
 }
 
 }  // namespace
@@ -158,16 +124,20 @@ Later diagnose(Manager& manager, const Call& call) {
 void addBasebandCommands(Dispatcher& dispatcher) {
     dispatcher.add({
         {ryn::kCommandGetCorvaneInfo, getInfo},
-        {ryn::kCommandGetBasebandBootState, ask<BootStatus, &Baseband::getBootState>},
-        {ryn::kCommandGetBasebandOperatingMode, ask<OperatingMode, &Baseband::getOperatingMode>},
-        {ryn::kCommandSetBasebandOperatingMode, setOperatingMode},
-        {ryn::kCommandGetBasebandTime, ask<BasebandTime, &Baseband::getTime>},
-        {ryn::kCommandGetBasebandWakeReason, ask<WakeReason, &Baseband::getWakeReason>},
-        {ryn::kCommandResetBaseband, reset},
+        {ryn::kCommandGetBasebandBootState, ask<&Baseband::getBootState>},
+        {ryn::kCommandGetBasebandOperatingMode, ask<&Baseband::getOperatingMode>},
+        {ryn::kCommandSetBasebandOperatingMode, setOperatingMode, Number{ryn::kKeyBasebandOperatingMode},
+         OptionalNumber{ryn::kKeyTimeout}},
+        {ryn::kCommandGetBasebandTime, ask<&Baseband::getTime>},
+        {ryn::kCommandGetBasebandWakeReason, ask<&Baseband::getWakeReason>},
+        {ryn::kCommandResetBaseband, reset, Choice{ryn::kKeyBasebandResetType, kResetTypes},
+         OptionalText{ryn::kKeyBasebandResetSubType, ryn::kBasebandResetSubTypeUserTriggered},
+         OptionalText{ryn::kKeyBasebandResetReason}},
         {ryn::kCommandUnblockBasebandReset, unblockReset},
-        {ryn::kCommandBasebandNVData, changeNVData},
-        {ryn::kCommandBasebandSyncFS, syncFileSystem},
-        {ryn::kCommandBasebandDiagnostics, diagnose},
+        {ryn::kCommandBasebandNVData, changeNVData, Choice{ryn::kKeyBasebandNVDataAction, kNVDataActions}},
+        {ryn::kCommandBasebandSyncFS, syncFileSystem, OptionalFlag{ryn::kKeyFSSyncWaitForCompletion, true}},
+        {ryn::kCommandBasebandDiagnostics, diagnose, Choice{ryn::kKeyBasebandDiagnosticsAction, kDiagnosticsActions},
+         OptionalText{ryn::kKeyBasebandDiagnosticsType}, Anything{ryn::kKeyBasebandDiagnosticsOptions}},
     });
 }
 

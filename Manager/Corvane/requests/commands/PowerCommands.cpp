@@ -1,12 +1,9 @@
-#include "Corvane/requests/Arguments.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "platform/ryn/constants.h"
 
-#include <array>
 #include <limits>
-#include <string>
 
 namespace corvane {
 
@@ -16,63 +13,30 @@ const char* textOf(CFStringRef string) {
     return CFStringGetCStringPtr(string, kCFStringEncodingUTF8);
 }
 
-template <typename Value>
-struct Named {
-    CFStringRef name;
-    Value value;
+const Named<PowerLog> kPowerLogs[] = {{textOf(kNPAPowerLog), PowerLog::NPA}, {textOf(kF3PowerLog), PowerLog::F3}};
+const Named<PowerLogAction> kActions[] = {
+    {textOf(kActionEnable), PowerLogAction::Enable},
+    {textOf(kActionDisable), PowerLogAction::Disable},
+    {textOf(kActionDumpLog), PowerLogAction::Dump},
 };
 
-const std::array<Named<PowerLog>, 2> kPowerLogs{{{kNPAPowerLog, PowerLog::NPA}, {kF3PowerLog, PowerLog::F3}}};
-const std::array<Named<PowerLogAction>, 3> kActions{{
-    {kActionEnable, PowerLogAction::Enable},
-    {kActionDisable, PowerLogAction::Disable},
-    {kActionDumpLog, PowerLogAction::Dump},
-}};
-
-/// What `key` names; the first value, and a refusal, when it names none.
-template <typename Value, std::size_t count>
-Value choose(Arguments& arguments, const char* key, const std::array<Named<Value>, count>& choices) {
-    const std::string_view name = arguments.text(key);
-    std::string known;
-    for (const auto& choice : choices) {
-        if (name == textOf(choice.name)) {
-            return choice.value;
-        }
-        known += (known.empty() ? "" : ", ") + std::string(textOf(choice.name));
-    }
-    arguments.refuse(std::string(key) + " can't be '" + std::string(name) + "'; it takes " + known + ".");
-    return choices[0].value;
+void controlLog(Services& services, const AnswerCompletion& answer, PowerLogAction action, PowerLog log) {
+    services.baseband().controlPowerLog(log, action, answer);
 }
 
-std::optional<Answer> controlLog(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const PowerLogAction action = choose(arguments, textOf(kKeyLogCollectionAction), kActions);
-    // A power log travels under the key of a trace property.
-    const PowerLog log = choose(arguments, ryn::kKeyTracePropertyName, kPowerLogs);
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    manager.baseband().controlPowerLog(log, action, call.later());
-    return std::nullopt;
-}
-
-std::optional<Answer> simulateNotification(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::int64_t message =
-        arguments.number(ryn::kKeyPowerNotificationMessage, 0, std::numeric_limits<std::uint32_t>::max());
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    manager.baseband().simulatePowerNotification(static_cast<std::uint32_t>(message), call.later());
-    return std::nullopt;
+void simulateNotification(Services& services, const AnswerCompletion& answer, std::int64_t message) {
+    services.baseband().simulatePowerNotification(static_cast<std::uint32_t>(message), answer);
 }
 
 }  // namespace
 
 void addPowerCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {textOf(kCommandLogCollection), controlLog},
-        {ryn::kCommandSimulatePowerNotification, simulateNotification},
+        // A power log travels under the key of a trace property.
+        {textOf(kCommandLogCollection), controlLog, Choice{textOf(kKeyLogCollectionAction), kActions},
+         Choice{ryn::kKeyTracePropertyName, kPowerLogs}},
+        {ryn::kCommandSimulatePowerNotification, simulateNotification,
+         Number{ryn::kKeyPowerNotificationMessage, 0, std::numeric_limits<std::uint32_t>::max()}},
     });
 }
 

@@ -1,76 +1,58 @@
-#include "Corvane/requests/Arguments.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
-
-#include <limits>
 
 namespace corvane {
 
 namespace {
 
 /// The numbers of the modules, as clients ask for them.
-enum class Module : std::int64_t { Boot = 0, Commands = 1, Clients = 2 };
-constexpr auto kLastModule = static_cast<std::int64_t>(Module::Clients);
+enum Module : std::int64_t { Boot = 0, Commands = 1, Clients = 2 };
 
-/// Times are whole seconds, of a clock of the reporter's own.
-constexpr auto kLongestTime = std::numeric_limits<std::int64_t>::max();
-
-std::optional<Answer> getStatistics(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument, Arguments::Need::DictionaryOrNull);
-    const auto asked = arguments.optionalNumber(ryn::kKeyReportingModuleType, 0, kLastModule);
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    const auto isAsked = [asked](Module module) { return !asked || *asked == static_cast<std::int64_t>(module); };
+void getStatistics(Services& services, const AnswerCompletion& answer, std::optional<std::int64_t> asked) {
     const xpc::Object figures = dictionary({});
-    if (isAsked(Module::Commands)) {
-        xpc_dictionary_set_value(figures.get(), "Commands", manager.commandFigures().toDictionary().get());
+    if (asked.value_or(Module::Commands) == Module::Commands) {
+        xpc_dictionary_set_value(figures.get(), "Commands", services.commandFigures().toDictionary().get());
     }
-    if (isAsked(Module::Clients)) {
-        xpc_dictionary_set_value(figures.get(), "Clients", manager.clientFigures().toDictionary().get());
+    if (asked.value_or(Module::Clients) == Module::Clients) {
+        xpc_dictionary_set_value(figures.get(), "Clients", services.clientFigures().toDictionary().get());
     }
-    if (!isAsked(Module::Boot)) {
-        return Answer{figures};
-    }
-    manager.baseband().getStatistics([&manager, figures, answer = call.later()](const Result<xpc::Object>& boot) {
-        if (!boot) {
-            answer(boot.refusal());
-            return;
-        }
-        manager.bootFigures().addTo(*boot);
-        xpc_dictionary_set_value(figures.get(), "Boot", boot->get());
+    if (asked.value_or(Module::Boot) != Module::Boot) {
         answer(figures);
+        return;
+    }
+    services.baseband().getStatistics([&services, figures, answer](const Result<xpc::Object>& boot) {
+        if (boot) {
+            services.bootFigures().addTo(*boot);
+            xpc_dictionary_set_value(figures.get(), "Boot", boot->get());
+        }
+        answer(boot ? Answer(figures) : Answer(boot.refusal()));
     });
-    return std::nullopt;
 }
 
-std::optional<Answer> reportStatistics(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::int64_t module = arguments.number(ryn::kKeyReportingModuleType, 0, kLastModule);
-    if (arguments && module != static_cast<std::int64_t>(Module::Boot)) {
-        arguments.refuse("The manager counts module " + std::to_string(module) + " itself; figures are reported to module 0.");
+Result<void> reportStatistics(Services& services, std::int64_t module, const xpc::Object& data) {
+    if (module != Module::Boot) {
+        return Refusal::invalidArgument("The manager counts module " + std::to_string(module) +
+                                        " itself; figures are reported to module 0.");
     }
-    Arguments data(xpc::Object::share(arguments.dictionary(ryn::kKeyReportingData)), Arguments::Need::DictionaryOrNull);
-    const auto recovery = data.optionalNumber(ryn::kKeyBootModuleLastRecoveryTime, 0, kLongestTime);
-    const auto hardReset = data.optionalNumber(ryn::kKeyBootModuleLastHardResetTime, 0, kLongestTime);
-    if (!arguments || !data) {
-        return Answer{arguments ? *data.refusal() : *arguments.refusal()};
+    // In whole seconds, of a clock of the reporter's own.
+    const auto recovery = OptionalNumber{ryn::kKeyBootModuleLastRecoveryTime, 0}.read(data);
+    const auto hardReset = OptionalNumber{ryn::kKeyBootModuleLastHardResetTime, 0}.read(data);
+    if (!recovery || !hardReset) {
+        return recovery ? hardReset.refusal() : recovery.refusal();
     }
-    if (auto why = manager.bootFigures().report(recovery, hardReset)) {
-        return Answer{Refusal::storageFailed(std::move(*why))};
-    }
-    return Answer{};
+    return services.bootFigures().report(*recovery, *hardReset);
 }
 
 }  // namespace
 
 void addStatisticsCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::kCommandGetStatistics, getStatistics},
-        {ryn::kCommandReportingStatistics, reportStatistics},
+        {ryn::kCommandGetStatistics, getStatistics, OptionalNumber{ryn::kKeyReportingModuleType, Module::Boot, Module::Clients}},
+        {ryn::kCommandReportingStatistics, reportStatistics, Number{ryn::kKeyReportingModuleType, Module::Boot, Module::Clients},
+         Dictionary{ryn::kKeyReportingData}},
     });
 }
 

@@ -1,6 +1,5 @@
-#include "Corvane/requests/Arguments.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
@@ -9,62 +8,41 @@ namespace corvane {
 
 namespace {
 
-std::optional<Answer> refuse(Refusal refusal) {
-    return Answer{std::move(refusal)};
-}
-
-std::optional<Answer> getTraceProperty(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view trace = arguments.text(ryn::kKeyTraceName);
-    const std::string_view property = arguments.text(ryn::kKeyTracePropertyName);
-    if (!arguments) {
-        return refuse(*arguments.refusal());
-    }
-    auto found = manager.traceSettings().reply(trace, property);
+Answer getTraceProperty(Services& services, std::string_view trace, std::string_view property) {
+    auto found = services.traceSettings().reply(trace, property);
     if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return refuse(std::move(*refusal));
+        return std::move(*refusal);
     }
-    return Answer{std::get<xpc::Object>(std::move(found))};
+    return std::get<xpc::Object>(std::move(found));
 }
 
-std::optional<Answer> setTraceProperty(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view trace = arguments.text(ryn::kKeyTraceName);
-    const std::string_view property = arguments.text(ryn::kKeyTracePropertyName);
-    const std::string_view value = arguments.text(ryn::kKeyTracePropertyValue);
-    arguments.optionalFlag(ryn::kKeyTracePropertyWaitForCompletion, true);
-    if (!arguments) {
-        return refuse(*arguments.refusal());
-    }
-    return Answer(manager.traceSettings().set(trace, property, value));
+/// It never returns before the value is on disk, whether the client asks for that or not.
+std::optional<Refusal> setTraceProperty(Services& services, std::string_view trace, std::string_view property,
+                                        std::string_view value, bool /*waitForCompletion*/) {
+    return services.traceSettings().set(trace, property, value);
 }
 
 /// The TEMS mode is a trace property with commands of its own.
-std::optional<Answer> getTEMSProperty(Manager& manager, const Call&) {
-    auto found = manager.traceSettings().reply("TEMS", "Mode");
-    if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return refuse(std::move(*refusal));
-    }
-    return Answer{dictionary({{ryn::kKeyTEMSMode, text(manager.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})};
+Answer getTEMSProperty(Services& services) {
+    const Answer found = getTraceProperty(services, "TEMS", "Mode");
+    return found.refusal
+               ? found
+               : dictionary({{ryn::kKeyTEMSMode, text(services.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}});
 }
 
-std::optional<Answer> setTEMSProperty(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view mode = arguments.text(ryn::kKeyTEMSMode);
-    if (!arguments) {
-        return refuse(*arguments.refusal());
-    }
-    return Answer(manager.traceSettings().set("TEMS", "Mode", mode));
+std::optional<Refusal> setTEMSProperty(Services& services, std::string_view mode) {
+    return services.traceSettings().set("TEMS", "Mode", mode);
 }
 
 }  // namespace
 
 void addTraceCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::kCommandGetTraceProperty, getTraceProperty},
-        {ryn::kCommandSetTraceProperty, setTraceProperty},
+        {ryn::kCommandGetTraceProperty, getTraceProperty, Text{ryn::kKeyTraceName}, Text{ryn::kKeyTracePropertyName}},
+        {ryn::kCommandSetTraceProperty, setTraceProperty, Text{ryn::kKeyTraceName}, Text{ryn::kKeyTracePropertyName},
+         Text{ryn::kKeyTracePropertyValue}, OptionalFlag{ryn::kKeyTracePropertyWaitForCompletion, true}},
         {ryn::kCommandGetTEMSProperty, getTEMSProperty},
-        {ryn::kCommandSetTEMSProperty, setTEMSProperty},
+        {ryn::kCommandSetTEMSProperty, setTEMSProperty, Text{ryn::kKeyTEMSMode}},
     });
 }
 

@@ -1,56 +1,37 @@
 #include "Client/Requests.h"
-#include "Corvane/requests/Arguments.h"
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Text.h"
-
-#include <limits>
 
 namespace corvane {
 
 namespace {
 
-std::optional<Answer> collectTraceLogs(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view reason = arguments.text(ryn::request::kKeyTraceLogsReason);
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    manager.collectTraceLogs(escaped(reason), call.later());
-    return std::nullopt;
+void collectTraceLogs(Services& services, const AnswerCompletion& answer, std::string_view reason) {
+    services.collectTraceLogs(escaped(reason), answer);
 }
 
-std::optional<Answer> addTraceFilter(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view filter = arguments.text(ryn::request::kKeyTraceFilterName);
-    const auto value = arguments.numberOrNull(ryn::request::kKeyTraceFilterValue);
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    return Answer(manager.traceFilters().add(filter, value));
+std::optional<Refusal> addTraceFilter(Services& services, std::string_view filter, std::optional<std::int64_t> value) {
+    return services.traceFilters().add(filter, value);
 }
 
-std::optional<Answer> removeTraceFilter(Manager& manager, const Call& call) {
-    Arguments arguments(call.argument);
-    const std::string_view filter = arguments.text(ryn::request::kKeyTraceFilterName);
-    if (!arguments) {
-        return arguments.refusal();
-    }
-    return Answer(manager.traceFilters().remove(filter));
+std::optional<Refusal> removeTraceFilter(Services& services, std::string_view filter) {
+    return services.traceFilters().remove(filter);
 }
 
-std::optional<Answer> getTraceFilters(Manager& manager, const Call&) {
-    return Answer{manager.traceFilters().all()};
+xpc::Object getTraceFilters(Services& services) {
+    return services.traceFilters().all();
 }
 
 }  // namespace
 
 void addTraceLogCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::request::kCollectTraceLogs, collectTraceLogs},
-        {ryn::request::kAddTraceFilter, addTraceFilter},
-        {ryn::request::kRemoveTraceFilter, removeTraceFilter},
+        {ryn::request::kCollectTraceLogs, collectTraceLogs, Text{ryn::request::kKeyTraceLogsReason}},
+        {ryn::request::kAddTraceFilter, addTraceFilter, Text{ryn::request::kKeyTraceFilterName},
+         NumberOrNull{ryn::request::kKeyTraceFilterValue}},
+        {ryn::request::kRemoveTraceFilter, removeTraceFilter, Text{ryn::request::kKeyTraceFilterName}},
         {ryn::request::kGetTraceFilters, getTraceFilters},
     });
 }

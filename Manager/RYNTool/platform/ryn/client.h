@@ -3,6 +3,7 @@
 #include "platform/dispatch/dispatch.h"
 #include "platform/xpc/Object.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,6 +18,10 @@ namespace ryn::client {
 
 class Manager;
 using ManagerPtr = std::shared_ptr<Manager>;
+
+/// The connection ended between the request and its reply.
+inline constexpr auto kResultConnectionLost = static_cast<std::int32_t>(0xE020E011);
+inline constexpr auto kResultTimedOut = static_cast<std::int32_t>(0xE020E012);
 
 /// Runs exactly once: with the manager's reply, or with a library result. The reply is empty when there was none.
 using Completion = std::function<void(int result, xpc::Object reply)>;

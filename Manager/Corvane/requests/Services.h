@@ -15,18 +15,18 @@
 namespace corvane {
 
 /// What the commands work on: the settings, the logs, the figures and the baseband, and what concerns several of them.
-class Manager : public BasebandListener {
+class Services : public BasebandListener {
 public:
-    using EventSink = std::function<void(const char* event, const xpc::Object& payload)>;
+    using EventListener = std::function<void(const char* event, const xpc::Object& payload)>;
 
     /// @param store outlives this. @param stateFolder where the logs go.
-    Manager(SettingsStore& store, const std::filesystem::path& stateFolder);
-    ~Manager() override;
-    Manager(const Manager&) = delete;
-    Manager& operator=(const Manager&) = delete;
+    Services(SettingsStore& store, const std::filesystem::path& stateFolder);
+    ~Services() override;
+    Services(const Services&) = delete;
+    Services& operator=(const Services&) = delete;
 
-    /// @param events takes what every client that watches is to hear.
-    void start(std::unique_ptr<Baseband> baseband, EventSink events);
+    /// @param events hears what every client that watches is to be told.
+    void start(std::unique_ptr<Baseband> baseband, EventListener events);
     /// Answers everything that waits.
     void stop();
 
@@ -65,7 +65,7 @@ private:
     ScratchLog scratchLog_;
     TraceLogs traceLogs_;
     unsigned collecting_ = 0;
-    EventSink events_;
+    EventListener events_;
     std::unique_ptr<Baseband> baseband_;
 };
 

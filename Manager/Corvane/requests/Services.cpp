@@ -1,4 +1,4 @@
-#include "Corvane/requests/Manager.h"
+#include "Corvane/requests/Services.h"
 
 #include "Corvane/requests/Replies.h"
 #include "Corvane/support/Log.h"
@@ -23,7 +23,7 @@ const Refusal kUnreadablePreferences{ResultCode::StorageFailed,
 
 }  // namespace
 
-Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
+Services::Services(SettingsStore& store, const std::filesystem::path& stateFolder)
     : store_(store),
       traceSettings_(store),
       traceFilters_(store),
@@ -35,21 +35,21 @@ Manager::Manager(SettingsStore& store, const std::filesystem::path& stateFolder)
         [this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
 }
 
-Manager::~Manager() {
+Services::~Services() {
     log::alsoTo({});
 }
 
-void Manager::start(std::unique_ptr<Baseband> baseband, EventSink events) {
+void Services::start(std::unique_ptr<Baseband> baseband, EventListener events) {
     events_ = std::move(events);
     baseband_ = std::move(baseband);
     baseband_->start(*this);
 }
 
-void Manager::stop() {
+void Services::stop() {
     baseband_->stop();
 }
 
-std::optional<Refusal> Manager::refuseReset() {
+std::optional<Refusal> Services::refuseReset() {
     if (!RYNProperties::isReadable()) {
         return kUnreadablePreferences;
     }
@@ -60,7 +60,7 @@ std::optional<Refusal> Manager::refuseReset() {
                    "Resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first."};
 }
 
-std::optional<Refusal> Manager::unblockResets() {
+std::optional<Refusal> Services::unblockResets() {
     if (!RYNProperties::isReadable()) {
         return kUnreadablePreferences;
     }
@@ -70,12 +70,12 @@ std::optional<Refusal> Manager::unblockResets() {
     return Refusal{ResultCode::StorageFailed, "The preference BlockBasebandResets could not be written."};
 }
 
-std::optional<Refusal> Manager::resetSettings() {
+std::optional<Refusal> Services::resetSettings() {
     auto refusal = traceSettings_.reset();
     return refusal ? refusal : traceFilters_.reset();
 }
 
-void Manager::settingChanged(const TraceProperty& property, const std::string& value) {
+void Services::settingChanged(const TraceProperty& property, const std::string& value) {
     log::info(ryn::trace::typeAsString(property.trace) + " " + property.name + " is now " + value);
     scratchLog_.refresh();
     if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
@@ -83,7 +83,7 @@ void Manager::settingChanged(const TraceProperty& property, const std::string& v
     }
 }
 
-void Manager::collectTraceLogs(const std::string& reason, Completion<void> completion) {
+void Services::collectTraceLogs(const std::string& reason, Completion<void> completion) {
     if (auto refusal = traceLogs_.refuseCollection()) {
         completion(*std::move(refusal));
         return;
@@ -100,7 +100,7 @@ void Manager::collectTraceLogs(const std::string& reason, Completion<void> compl
     });
 }
 
-SnapshotFile Manager::describe(const std::string& reason, const std::string& basebandVersion) {
+SnapshotFile Services::describe(const std::string& reason, const std::string& basebandVersion) {
     return {"manager.json",
             readableJson(dictionary({
                 {"Reason", text(reason)},
@@ -113,7 +113,7 @@ SnapshotFile Manager::describe(const std::string& reason, const std::string& bas
             }))};
 }
 
-void Manager::finishCollection(SnapshotFiles files, const Completion<void>& completion) {
+void Services::finishCollection(SnapshotFiles files, const Completion<void>& completion) {
     if (const auto lastSelfTest = store_.get(kBasebandArea, kLastSelfTest)) {
         files.push_back({"rf-self-test.json", *lastSelfTest});
     }
@@ -125,15 +125,15 @@ void Manager::finishCollection(SnapshotFiles files, const Completion<void>& comp
     completion(refusal ? Result<void>(*std::move(refusal)) : Result<void>());
 }
 
-void Manager::bootStateChanged(const BootStatus& status) {
+void Services::bootStateChanged(const BootStatus& status) {
     events_(ryn::kEventBasebandBootStateChange, toReply(status));
 }
 
-void Manager::operatingModeChanged(OperatingMode mode) {
+void Services::operatingModeChanged(OperatingMode mode) {
     events_(ryn::kEventBasebandOperatingModeChange, toReply(mode));
 }
 
-void Manager::selfTestProgressed(const RFSelfTestEvent& event) {
+void Services::selfTestProgressed(const RFSelfTestEvent& event) {
     const xpc::Object payload = toReply(event);
     if (event.status != RFSelfTestEvent::Status::Running) {
         store_.put(kBasebandArea, kLastSelfTest, readableJson(payload));
@@ -141,7 +141,7 @@ void Manager::selfTestProgressed(const RFSelfTestEvent& event) {
     events_(ryn::kEventBasebandDiagnostics, payload);
 }
 
-void Manager::basebandLog(std::string_view sentence) {
+void Services::basebandLog(std::string_view sentence) {
     log::info(sentence);
 }
 

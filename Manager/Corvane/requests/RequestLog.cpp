@@ -1,4 +1,4 @@
-#include "Corvane/requests/RequestTrace.h"
+#include "Corvane/requests/RequestLog.h"
 
 #include "Corvane/support/Log.h"
 
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-namespace corvane::trace {
+namespace corvane::requestlog {
 
 namespace {
 
@@ -34,4 +34,4 @@ void reply(std::string_view client, std::uint64_t id, std::int32_t result, const
                                      (object ? " " + xpc::to_string(object) : std::string()));
 }
 
-}  // namespace corvane::trace
+}  // namespace corvane::requestlog

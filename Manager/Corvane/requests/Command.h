@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Corvane/requests/Answer.h"
+#include "Corvane/requests/Arguments.h"
+
+#include <functional>
+#include <optional>
+#include <tuple>
+#include <type_traits>
+
+namespace corvane {
+
+class Services;
+
+/// Makes a request wait: the completion answers it.
+using Later = std::function<AnswerCompletion()>;
+
+/// A command that clients may send: its name, its handler and its arguments.
+///
+/// A handler is a function that takes the services, then the value of each argument, and returns a result: void, or the reply's
+/// dictionary. One that takes time has an AnswerCompletion after the services and returns nothing. A handler without arguments
+/// takes whatever a client sends.
+struct Command {
+    template <typename Handler, typename... Arguments>
+    Command(const char* command, Handler handler, Arguments... arguments) : name(command) {
+        serve = [=](Services& services, const xpc::Object& argument, const Later& later) -> std::optional<Answer> {
+            if constexpr (sizeof...(Arguments) > 0) {
+                if (const auto checked = checkArgument(argument, (Arguments::kMandatory || ...)); !checked) {
+                    return Answer(checked);
+                }
+            }
+            const std::tuple<Result<typename Arguments::Value>...> values{arguments.read(argument)...};
+            const auto call = [&](const auto&... value) -> std::optional<Answer> {
+                std::optional<Answer> refused;
+                ((!refused && !value ? void(refused = Answer(value.refusal())) : void()), ...);
+                if (refused) {
+                    return refused;
+                }
+                if constexpr (std::is_invocable_v<Handler, Services&, AnswerCompletion, typename Arguments::Value...>) {
+                    handler(services, later(), *value...);
+                    return std::nullopt;
+                } else {
+                    return Answer(handler(services, *value...));
+                }
+            };
+            return std::apply(call, values);
+        };
+    }
+
+    const char* name;
+    /// Answers at once, or returns nothing and answers later.
+    std::function<std::optional<Answer>(Services& services, const xpc::Object& argument, const Later& later)> serve;
+};
+
+}  // namespace corvane
