@@ -1,6 +1,6 @@
 """Prints what a one-shot run of the tool passes through, functions and data, for the linker to put side by side.
 
-usage: python3 Benchmarks/startup_order.py --build build/bench > Manager/RYNTool/startup-order.txt
+usage: python3 Benchmarks/startup_order.py --build build/bench > cmake/startup-order.txt
 To be run again when page faults of a one-shot have grown; what is missing or gone costs a page, nothing else.
 """
 
@@ -27,12 +27,16 @@ class Symbols:
         rows = (line.split() for line in run(["nm", "-S", program]).splitlines())
         self._rows = sorted((int(row[0], 16), int(row[1], 16), row[3]) for row in rows if len(row) == 4)
         self._starts = [row[0] for row in self._rows]
+        self._names = {row[2] for row in self._rows}
 
     def at(self, address):
         row = bisect.bisect_right(self._starts, address) - 1
         if row >= 0 and address < self._rows[row][0] + self._rows[row][1]:
             return self._rows[row][2]
         return None
+
+    def has(self, name):
+        return name in self._names
 
     def resolvers(self):
         """What picks a sibling at the start."""
@@ -62,7 +66,7 @@ def main():
         names = touched(world, [*world.tool, "coredump", "status"], symbols)
     of_one_kind = [name for name in names if KIND.search(name)]
     ordered = ["_start", *(name for name in names if name not in of_one_kind), *HIDDEN, *symbols.resolvers()]
-    print("\n".join(dict.fromkeys([*ordered, *siblings(of_one_kind)])))
+    print("\n".join(filter(symbols.has, dict.fromkeys([*ordered, *siblings(of_one_kind)]))))
 
 
 if __name__ == "__main__":

@@ -1,12 +1,10 @@
 // What stands between a tool's start and its first word: the whole tree of commands.
 
-#include "commands/RYNCommand.h"
+#include "commands/Groups.h"
 #include "platform/dispatch/dispatch.h"
 #include "platform/ryn/client.h"
 
 #include <benchmark/benchmark.h>
-
-#include <memory>
 
 namespace {
 
@@ -14,7 +12,7 @@ void buildTree(benchmark::State& state) {
     const dispatch_queue_t queue = dispatch_queue_create("bench.queue", nullptr);
     const ryn::client::ManagerPtr manager = ryn::client::CreateManager("bench", queue);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(createNode<RYNCommand>("ryntool", std::weak_ptr<CommandBase>{}, manager, queue));
+        benchmark::DoNotOptimize(createRYNCommand("ryntool", {}, manager, queue));
     }
     dispatch_release(queue);
 }

@@ -44,6 +44,19 @@ TEST(CommandListTest, CompletionHasTheTreeOfTheTool) {
     EXPECT_THAT(packaging::completionTable(), testing::ContainerEq(packaging::helpTree()));
 }
 
+/// "[npa|f3] dump power log" promises what the completion has to offer; "[0x...]" and "[<reason>]" promise no word.
+TEST(CommandListTest, CompletionOffersTheChoicesOfEachHelpText) {
+    std::istringstream lines(support::readFile(SOURCE_FOLDER "/Packaging/completion/commands"));
+    for (std::string line; std::getline(lines, line);) {
+        static const std::regex kChoices(R"(\S+ (\S+) \[([a-z0-9|]+)\] .*)");
+        std::smatch match;
+        if (std::regex_match(line, match, kChoices)) {
+            const std::string help = std::regex_replace(match[2].str(), std::regex("\\|"), ",");
+            EXPECT_THAT("," + match[1].str() + ",", testing::HasSubstr("," + help + ",")) << line;
+        }
+    }
+}
+
 TEST(CommandListTest, ManualNamesTheOptionsOfTheManager) {
     const auto optionsIn = [](const std::string& text, const char* pattern) {
         const std::regex option(pattern);

@@ -62,8 +62,10 @@ TEST(TracePropertyListTest, ManualAndCompletionHaveThoseOfTheManager) {
         }
         return text;
     };
+    const std::string choices = joined(traces) + ":" + joined(names);
     EXPECT_THAT(support::readFile(SOURCE_FOLDER "/Packaging/completion/commands"),
-                testing::HasSubstr("/trace/get " + joined(traces) + ":" + joined(names) + " "));
+                testing::AllOf(testing::HasSubstr("\n/trace/get " + choices + " "),
+                               testing::HasSubstr("\n/trace/set " + choices + ":true,false ")));
 }
 
 }  // namespace

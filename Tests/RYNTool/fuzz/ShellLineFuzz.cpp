@@ -1,15 +1,11 @@
 #include "Client/wire/Packet.h"
-#include "commands/RYNCommand.h"
+#include "commands/Groups.h"
+#include "platform/console/StandardStreams.h"
 #include "platform/dispatch/dispatch.h"
 #include "platform/ryn/client.h"
 #include "shell/CommandShell.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <span>
 
@@ -64,29 +60,31 @@ class Shell : public CommandShell {
 public:
     std::shared_ptr<CommandBase> createRootCommand(const Words&) override {
         const dispatch_queue_t queue = dispatch_queue_create("fuzz.queue", nullptr);
-        auto root = createNode<RYNCommand>("ryntool", std::weak_ptr<CommandBase>{}, ryn::client::ManagerPtr(), queue);
+        auto root = createRYNCommand("ryntool", {}, {}, queue);
         dispatch_release(queue);
         return root;
     }
 };
 
-/// The lines stand on standard input; what is printed goes nowhere.
-void prepareStreams() {
-    const int lines = memfd_create("lines", 0);
-    dup2(lines, STDIN_FILENO);
-    close(lines);
-    stdout = std::fopen("/dev/null", "w");
-    stderr = std::fopen("/dev/null", "w");
-}
-
-void type(std::span<const std::uint8_t> lines) {
-    if (ftruncate(STDIN_FILENO, 0) != 0 || pwrite(STDIN_FILENO, lines.data(), lines.size(), 0) < 0) {
-        std::abort();
-    }
-    lseek(STDIN_FILENO, 0, SEEK_SET);
-}
+std::span<const std::uint8_t> lines;  ///< not yet read
 
 }  // namespace
+
+/// What is typed comes from the input, and what is printed goes nowhere.
+namespace platform {
+
+std::size_t readStandardInput(char* buffer, std::size_t size) {
+    const auto taken = lines.first(std::min(size, lines.size()));
+    lines = lines.subspan(taken.size());
+    std::ranges::copy(taken, buffer);
+    return taken.size();
+}
+
+int writeStandardStream(Stream, std::string_view) {
+    return 0;
+}
+
+}  // namespace platform
 
 namespace ryn::client {
 
@@ -138,13 +136,11 @@ int GetTraceFilters(ManagerPtr, xpc::Object& filters) {
 
 /// The lines, a zero byte, and the packets of the manager.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const bool prepared = (prepareStreams(), true);
-    static_cast<void>(prepared);
     const std::span input(data, size);
     const auto end = std::ranges::find(input, 0);
     const auto length = static_cast<std::size_t>(end - input.begin());
     manager.begin(end == input.end() ? input.first(0) : input.subspan(length + 1));
-    type(input.first(length));
+    lines = input.first(length);
     std::make_shared<Shell>()->run({"ryntool"});
     return 0;
 }
