@@ -1,21 +1,68 @@
 #include "config/DiagConfig.h"
 #include "config/TraceType.h"
-#include "support/TempFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <string>
+
+// The device is the test's: these stand in for the platform's utility library, and note what was asked.
+
+namespace {
+
+struct Device {
+    std::string builds;  ///< c for carrier, i for internal, v for vendor
+    bool isTraceAllowed;
+    std::uint32_t radio;
+    std::uint32_t personality;
+    std::string support;  ///< kinds by number, then the predicates that hold
+};
+
+Device device;
+std::string asked;
+
+bool ask(char build) {
+    asked += build;
+    return device.builds.find(build) != std::string::npos;
+}
+
+}  // namespace
+
+bool SorvexUtilIsInternalBuild() {
+    return ask('i');
+}
+bool SorvexUtilIsCarrierBuild() {
+    return ask('c');
+}
+bool SorvexUtilIsVendorBuild() {
+    return ask('v');
+}
+bool SorvexUtilTraceAllowed() {
+    asked += 't';
+    return device.isTraceAllowed;
+}
+std::uint32_t SorvexRadiosGetRadio() {
+    return device.radio;
+}
+std::uint32_t SorvexRadiosGetRadioVendor() {
+    return 1;
+}
+std::uint32_t SorvexRadiosGetProduct() {
+    return 1;
+}
+std::uint32_t SorvexCapabilitiesRadioCoreDumpGetPersonality() {
+    return device.personality;
+}
 
 namespace {
 
 namespace trace = ryn::trace;
 namespace config = diag::config;
 
-/// What this device and build support, as one line: kinds by number, then the letters of the predicates that hold.
-std::string supported() {
+/// Whether tracing is allowed is asked once in a process, so each device has one of its own.
+[[noreturn]] void tellSupport(const Device& row) {
+    device = row;
     std::string text;
     for (unsigned kind = 0; kind < 18; ++kind) {
         text += trace::isSupported(static_cast<trace::Type>(kind)) ? std::to_string(kind) + " " : "";
@@ -23,76 +70,64 @@ std::string supported() {
     text += trace::isAllowed() ? "allowed " : "";
     text += trace::isHelperSupported() ? "helper " : "";
     text += trace::isDumpLogIndicationSupported() ? "indication " : "";
+    text += std::count(asked.begin(), asked.end(), 't') == 1 ? "" : "asked again ";
+    asked.clear();
     text += config::getDefaultEnabled() ? "enabled " : "";
     text += config::getShouldAlwaysFilter() ? "filter " : "";
-    return text;
-}
-
-/// Prints `supported` on the device described by the file, which a process reads once.
-[[noreturn]] void tellSupport(const std::string& deviceFile) {
-    setenv("SORVEX_DEVICE_FILE", deviceFile.c_str(), 1);
-    std::cerr << supported();
+    std::cerr << text << asked;
     std::_Exit(0);
 }
 
-struct Device {
-    const char* description;
-    const char* support;
-};
-
-const Device kDevices[] = {
-    {R"({"build":"internal","traceAllowed":true,"radio":9,"coreDumpPersonality":1})",
-     "4 5 6 11 12 13 14 15 allowed helper indication "},
-    {R"({"build":"internal","traceAllowed":false,"radio":9,"coreDumpPersonality":0})", "4 12 13 14 indication "},
-    {R"({"build":"internal","traceAllowed":true,"radio":8,"coreDumpPersonality":0})",
-     "4 6 11 12 13 14 allowed helper indication "},
-    {R"({"build":"carrier","traceAllowed":true,"radio":7,"coreDumpPersonality":0})",
-     "4 6 11 12 13 14 allowed indication enabled "},
-    {R"({"build":"carrier","traceAllowed":true,"radio":6,"coreDumpPersonality":2})", "4 5 6 12 13 14 allowed enabled "},
-    {R"({"build":"carrier","traceAllowed":true,"radio":5,"coreDumpPersonality":0})", "4 6 13 14 allowed enabled "},
-    {R"({"build":"vendor","traceAllowed":true,"radio":9,"coreDumpPersonality":0})", "4 6 11 13 14 15 allowed helper "},
-    {R"({"build":"customer","traceAllowed":true,"radio":10,"coreDumpPersonality":0})", "4 6 13 allowed filter "},
-    {R"({"build":"customer","traceAllowed":false,"radio":0,"coreDumpPersonality":0})", "4 13 filter "},
-};
-
 TEST(TraceTypeTest, SupportFollowsBuildAndRadio) {
-    const support::TempFolder folder;
-    for (const Device& device : kDevices) {
-        SCOPED_TRACE(device.description);
-        support::writeFile(folder / "device.json", device.description);
-        EXPECT_EXIT(tellSupport(folder / "device.json"), testing::ExitedWithCode(0), testing::Eq(device.support));
+    const Device kDevices[] = {
+        {"i", true, 9, 1, "4 5 6 11 12 13 14 15 allowed helper indication ciciv"},
+        {"i", false, 9, 0, "4 12 13 14 indication ciciv"},
+        {"i", true, 8, 0, "4 6 11 12 13 14 allowed helper indication ciciv"},
+        {"c", true, 7, 0, "4 6 11 12 13 14 allowed indication enabled ciciv"},
+        {"ci", true, 6, 2, "4 5 6 12 13 14 allowed ciciv"},
+        {"c", true, 5, 0, "4 6 13 14 allowed enabled ciciv"},
+        {"v", true, 9, 0, "4 6 11 13 14 15 allowed helper ciciv"},
+        {"", true, 10, 0, "4 6 13 allowed filter ciciv"},
+        {"", false, 0, 0, "4 13 filter ciciv"},
+    };
+    for (const Device& row : kDevices) {
+        EXPECT_EXIT(tellSupport(row), testing::ExitedWithCode(0), testing::Eq(row.support)) << row.builds << row.radio;
     }
 }
 
 TEST(TraceTypeTest, NamesGoBothWays) {
-    for (unsigned kind = 0; kind < 16; ++kind) {
-        const auto type = static_cast<trace::Type>(kind);
-        trace::Type found{};
-        EXPECT_TRUE(trace::stringAsType(trace::typeAsString(type), found));
-        EXPECT_EQ(found, type);
+    const std::string names[] = {"MobileAnalyzer", "Artemis",       "CoreDump", "Mux",      "DIAG",  "EURCoreDump",
+                                 "IPCTrace",       "USBTracerDump", "Boot",     "CSILog",   "Dummy", "BasebandIPC",
+                                 "TEMS",           "RYN",           "SYSLOG",   "KernelPCI"};
+    trace::Type type{};
+    unsigned kind = 0;
+    for (std::string name : names) {
+        EXPECT_EQ(trace::typeAsString(static_cast<trace::Type>(kind)), name);
+        name[1] = static_cast<char>(name[1] ^ ' ');  // the other case
+        EXPECT_TRUE(trace::stringAsType(name.c_str(), type)) << name;
+        EXPECT_EQ(static_cast<unsigned>(type), kind++);
     }
-    trace::Type type = trace::Type::Mux;
-    EXPECT_TRUE(trace::stringAsType("kernelpci", type));
-    EXPECT_EQ(type, trace::Type::KernelPCI);
     for (const char* name : {"Unknown", "", "DIAG ", "KernelPC"}) {
         EXPECT_FALSE(trace::stringAsType(name, type)) << name;
         EXPECT_EQ(type, trace::Type::KernelPCI) << name;
     }
-    EXPECT_EQ(trace::typeAsString(trace::Type::RYN), "RYN");
     EXPECT_EQ(trace::typeAsString(static_cast<trace::Type>(16)), "Unknown");
-    EXPECT_EQ(trace::typeAsString(static_cast<trace::Type>(~0U)), "Unknown");
     EXPECT_TRUE(trace::isSupported("diag"));
-    EXPECT_FALSE(trace::isSupported("CoreDump"));
     EXPECT_FALSE(trace::isSupported("no such kind"));
 }
 
-TEST(DiagConfigTest, ValuesBeyondAnEnumerationAreUnknown) {
-    EXPECT_STREQ(config::toString(config::Mode::PassiveExternalThroughSoftware), "Passive external through software");
-    EXPECT_STREQ(config::toString(static_cast<config::Mode>(5)), "Unknown");
-    EXPECT_STREQ(config::toString(config::DuringAPSleep::Lite), "Lite");
-    EXPECT_STREQ(config::toString(static_cast<config::DuringAPSleep>(~0U)), "Unknown");
-    EXPECT_STREQ(config::toString(static_cast<config::Recovery>(1)), "Reset Baseband");
-    EXPECT_STREQ(config::toString(static_cast<config::Recovery>(3)), "Unknown");
+/// The numbers are stored and sent.
+TEST(DiagConfigTest, TextsGoByNumber) {
+    std::string texts;
+    for (unsigned number = 0; number < 6; ++number) {
+        texts.append(config::toString(static_cast<config::Mode>(number))).append(" | ");
+        texts.append(config::toString(static_cast<config::DuringAPSleep>(number))).append(" | ");
+        texts.append(config::toString(static_cast<config::Recovery>(number))).append("\n");
+    }
+    EXPECT_EQ(texts,
+              "Active on AP | Off | None\nActive external through dock | Full | Reset Baseband\n"
+              "Passive external through dock | Lite | Reconfigure\nPassive external through software | Unknown | Unknown\n"
+              "Passive on AP | Unknown | Unknown\nUnknown | Unknown | Unknown\n");
 }
 
 }  // namespace
