@@ -7,8 +7,8 @@
 
 /// Reads standard input line by line.
 ///
-/// What was printed shows before a read that may block, and not before: the prompts between lines that have come already cost no
-/// write each. Belongs to one thread, and nothing else may read standard input beside it.
+/// It writes a pending prompt before a read that may block, and only then: a prompt between two lines that have arrived together
+/// costs no write of its own. Belongs to one thread, and nothing else may read standard input.
 class LineReader {
 public:
     /// The next line without its end; nullopt at the end of input, or when it can't be read. A last line needs no end.

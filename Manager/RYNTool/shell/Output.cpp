@@ -12,8 +12,8 @@ namespace {
 std::atomic<bool> isHexadecimal = false;
 std::atomic<bool> lost = false;
 
-/// What of standard output's present line is not written yet, and room for the next line. Guarded by hold(); never destroyed,
-/// since the queue's thread may print until the very end.
+/// The start of a line of standard output that waits for its end. Guarded by hold(). Never destroyed, because the queue's thread
+/// may print until the process has ended.
 std::string& unwritten() {
     static std::string* const text = std::make_unique<std::string>().release();
     return *text;

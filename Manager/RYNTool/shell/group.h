@@ -6,7 +6,7 @@
 
 namespace dispatch {
 
-/// One retained reference to a dispatch group, or none: what `enter` and `leave` do to none is nothing.
+/// One retained reference to a dispatch group, or none. `enter` and `leave` do nothing on an empty one.
 class group {
 public:
     group() noexcept = default;
@@ -47,8 +47,8 @@ private:
     dispatch_group_t group_ = nullptr;
 };
 
-/// A group that stays entered while this or a copy lives. A block captures one to hold back whoever waits for the group
-/// until the block is disposed of.
+/// Keeps a group entered while this or a copy lives. A block captures one, so that whoever waits for the group waits until the
+/// block is disposed of.
 class EnteredGroup {
 public:
     explicit EnteredGroup(group entered) : group_(std::move(entered)) { group_.enter(); }
