@@ -77,7 +77,8 @@ Failure flooded(const std::string& path) {
 Failure tooLarge(std::string_view command) {
     return {kResultTooLarge, std::string(command.substr(0, 80)) + " can't be sent: its argument must fit " +
                                  std::to_string(wire::kMaxPacketSize) + " bytes, be nested at most " +
-                                 std::to_string(wire::kMaxNesting) + " deep and have keys in UTF-8."};
+                                 std::to_string(wire::kMaxNesting) + " deep, hold at most " + std::to_string(wire::kMaxValues) +
+                                 " values and have keys in UTF-8."};
 }
 
 }  // namespace ryn::client

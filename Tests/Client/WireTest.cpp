@@ -164,12 +164,13 @@ TEST(Wire, CodesPackets) {
     }
 }
 
-/// [1, 5, "C", {keys in descending order}], over the number up to which entries are taken as they come.
-Buffer manyKeys(bool firstTwice) {
-    constexpr int kKeys = 10'000;
-    Buffer packet = fromHex("8401056143b9" + std::string(firstTwice ? "2711" : "2710"));
-    for (int key = 0; key < kKeys + (firstTwice ? 1 : 0); ++key) {
-        const std::string digits = std::to_string(2 * kKeys - 1 - key % kKeys);
+/// [1, 5, "C", {so many keys in descending order}], over the number up to which entries are taken as they come.
+Buffer manyKeys(int keys, int different) {
+    Buffer packet = fromHex("8401056143b9");
+    packet.push_back(static_cast<std::uint8_t>(keys / 256));
+    packet.push_back(static_cast<std::uint8_t>(keys % 256));
+    for (int key = 0; key < keys; ++key) {
+        const std::string digits = std::to_string(9999 - key % different);
         packet.push_back(static_cast<std::uint8_t>(0x60 + digits.size()));
         packet.insert(packet.end(), digits.begin(), digits.end());
         packet.push_back(0xF5);
@@ -178,12 +179,14 @@ Buffer manyKeys(bool firstTwice) {
 }
 
 TEST(Wire, TakesManyKeysInAnyOrder) {
-    const auto packet = wire::decode(manyKeys(false));
+    constexpr int kMost = wire::kMaxValues - 1;
+    const auto packet = wire::decode(manyKeys(kMost, kMost));
     ASSERT_TRUE(packet);
     xpc_object_t dictionary = std::get<wire::Request>(*packet).argument.get();
-    EXPECT_EQ(xpc_dictionary_get_count(dictionary), 10'000U);
-    EXPECT_TRUE(xpc_bool_get_value(xpc_dictionary_get_value(dictionary, "10000")));
-    EXPECT_EQ(render(manyKeys(true)), "refused");
+    EXPECT_EQ(xpc_dictionary_get_count(dictionary), kMost);
+    EXPECT_TRUE(xpc_bool_get_value(xpc_dictionary_get_value(dictionary, "9000")));
+    EXPECT_EQ(render(manyKeys(kMost, kMost - 1)), "refused");
+    EXPECT_EQ(render(manyKeys(kMost + 1, kMost + 1)), "refused");
 }
 
 bool encodes(const xpc::Object& argument) {
@@ -197,6 +200,13 @@ xpc::Object nested(unsigned depth) {
         xpc_object_t content = value.get();
         value = xpc::Object::adopt(xpc_array_create(&content, 1));
     }
+    return value;
+}
+
+xpc::Object list(unsigned count) {
+    const std::vector<xpc_object_t> items(count, xpc_null_create());
+    auto value = xpc::Object::adopt(xpc_array_create(items.data(), items.size()));
+    xpc_release(items.front());
     return value;
 }
 
@@ -217,6 +227,8 @@ TEST(Wire, EncodesOnlyWhatFitsAPacket) {
     EXPECT_TRUE(encodes(nested(16)));
     EXPECT_FALSE(encodes(nested(17)));
     EXPECT_FALSE(encodes(sharedWithin()));
+    EXPECT_TRUE(encodes(list(wire::kMaxValues - 1)));
+    EXPECT_FALSE(encodes(list(wire::kMaxValues)));
     EXPECT_TRUE(encodes(support::dictionary({{"ü", support::number(1)}})));
     EXPECT_FALSE(encodes(support::dictionary({{"\xFF", support::number(1)}})));
     EXPECT_EQ(render(Buffer(wire::kMaxPacketSize + 1, 0x80)), "refused");

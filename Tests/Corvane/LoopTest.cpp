@@ -25,7 +25,7 @@ TEST(LoopTest, ATimerThatIsSetWhileADescriptorIsServedCountsFromThatMoment) {
     Clock::time_point set;
     Clock::time_point expired;
     bool hung = false;
-    const Watch watch(*loop, request.get(), [&] {
+    const Watch watch(*loop, request.get(), Watch::Order::Fair, [&] {
         std::uint64_t times = 0;
         ASSERT_EQ(read(request.get(), &times, sizeof times), ssize_t{sizeof times});
         set = Clock::now();

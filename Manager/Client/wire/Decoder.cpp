@@ -52,9 +52,10 @@ public:
 
     xpc::Object value(unsigned depth) {
         const std::optional<Head> head = nextHead();
-        if (!head) {
+        if (!head || valuesLeft_ == 0) {
             return {};
         }
+        --valuesLeft_;
         switch (head->major) {
             case Major::Unsigned:
             case Major::Negative: {
@@ -144,7 +145,7 @@ private:
     // What a packet claims to hold is believed only as far as its bytes go: nothing is set aside for it beforehand, and the
     // first item that is missing ends the reading.
     xpc::Object array(std::uint64_t count, unsigned depth) {
-        if (count > rest_.size()) {
+        if (count > valuesLeft_) {
             return {};
         }
         auto array = xpc::Object::adopt(xpc_array_create(nullptr, 0));
@@ -187,7 +188,7 @@ private:
     }
 
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {
-        if (count > rest_.size() / 2) {
+        if (count > valuesLeft_) {
             return {};
         }
         auto dictionary = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
@@ -222,6 +223,7 @@ private:
     }
 
     std::span<const std::uint8_t> rest_;
+    unsigned valuesLeft_ = kMaxValues;
     std::array<char, 64> usualKey_;
     std::string longKey_;
 };

@@ -92,6 +92,7 @@ private:
     void string(std::string_view content) { bytes(platform::isUtf8(content) ? Major::Text : Major::Bytes, content); }
 
     void value(xpc_object_t object, unsigned depth) {
+        valid_ = valid_ && ++values_ <= kMaxValues;
         const xpc_type_t type = xpc_get_type(object);
         if (type == nullptr || type == XPC_TYPE_NULL) {
             buffer_.push_back(kNull);
@@ -133,6 +134,7 @@ private:
 
     std::vector<std::uint8_t>& buffer_;
     bool valid_ = true;
+    unsigned values_ = 0;
 };
 
 }  // namespace

@@ -29,6 +29,8 @@ namespace ryn::wire {
 inline constexpr std::size_t kMaxPacketSize = 131072;
 /// Of the values within a packet: the argument or object itself is at depth 1.
 inline constexpr unsigned kMaxNesting = 16;
+/// Of the values within an argument or object, itself included: an empty map is one byte in a packet and a hundred in memory.
+inline constexpr unsigned kMaxValues = 1024;
 inline constexpr std::uint64_t kProtocolVersion = 1;
 /// The id of a reply to the connection itself: why the manager doesn't serve it. No request should have it.
 inline constexpr std::uint64_t kConnectionId = 0;
@@ -60,8 +62,8 @@ using Packet = std::variant<Hello, Request, Reply, Events, Event>;
 /// @return nullopt when the packet is malformed.
 std::optional<Packet> decode(std::span<const std::uint8_t> packet);
 
-/// Replaces `buffer`'s content with the packet. @return false when the packet would be over kMaxPacketSize, nested too deeply or
-/// has a key that is not UTF-8.
+/// Replaces `buffer`'s content with the packet. @return false when the packet would be over kMaxPacketSize, nested too deeply, of
+/// too many values, or has a key that is not UTF-8.
 bool encode(const Packet& packet, std::vector<std::uint8_t>& buffer);
 
 }  // namespace ryn::wire

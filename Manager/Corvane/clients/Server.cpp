@@ -1,19 +1,23 @@
 #include "Corvane/clients/Server.h"
 
 #include "Corvane/requests/ErrorReply.h"
+#include "Corvane/requests/RequestLog.h"
+#include "Corvane/requests/Statistics.h"
+#include "Corvane/support/MemoryReserve.h"
 
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string>
 
 namespace corvane {
-
 namespace {
 
 constexpr std::chrono::seconds kListeningPause{1};
+/// One byte more than a packet may have.
 constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
 
 }  // namespace
@@ -29,44 +33,28 @@ Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy,
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)),
       greetingTimer_(loop),
       listeningTimer_(loop) {
+    memory::reserve();
     resumeListening();
 }
 
 Server::~Server() = default;
 
-void Server::serve(Connection& connection) {
-    if (connection.ended()) {
-        return;
-    }
-    if (connection.interest() == Watch::Interest::Write) {
-        connection.flush();
-    } else {
-        receive(connection);
-    }
-}
-
-void Server::receive(Connection& connection) {
-    const bool greeted = connection.session().greeted();
-    connection.receive({buffer_.get(), kBufferSize});
-    if (!greeted && connection.session().greeted()) {
-        ungreeted_.erase({connection.notes.greetingDeadline, &connection});
-    }
-}
-
 void Server::accept() {
-    platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    if (!socket) {
-        if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
-            log::error(std::string("can't accept clients for a moment: ") + std::strerror(errno));
-            pauseListening();
+    while (!loop_.isLate()) {
+        platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (!socket) {
+            if (errno != EAGAIN && errno != ECONNABORTED) {
+                log::error(std::string("can't accept clients for a moment: ") + std::strerror(errno));
+                pauseListening();
+            }
+            return;
         }
-        return;
-    }
-    const PeerPolicy::Peer peer = policy_.judge(socket.get());
-    if (const auto admitted = admit(peer); !admitted) {
-        turnAway(socket, peer, admitted.refusal());
-    } else {
-        add(std::move(socket), peer);
+        const PeerPolicy::Peer peer = policy_.judge(socket.get());
+        if (const auto admitted = admit(peer); !admitted) {
+            turnAway(socket, peer, admitted.refusal());
+        } else {
+            add(std::move(socket), peer);
+        }
     }
 }
 
@@ -78,9 +66,8 @@ Result<void> Server::admit(const PeerPolicy::Peer& peer) {
                                    " and log in again.");
     }
     const std::size_t places = peer.trusted ? limits_.clients : limits_.clients - std::min(limits_.reserved, limits_.clients);
-    const auto ofUser = clientsOfUser_.find(peer.user);
-    const bool userIsOverLimit = !peer.trusted && ofUser != clientsOfUser_.end() && ofUser->second >= limits_.clientsOfUser;
-    if (connections_.size() < places && !userIsOverLimit) {
+    const bool userIsOverLimit = !peer.trusted && users_[peer.user].clients >= limits_.clientsOfUser;
+    if (clients_.size() < places && !userIsOverLimit) {
         return {};
     }
     ++figures_.refusedOverLimit;
@@ -104,68 +91,158 @@ void Server::turnAway(const platform::FileDescriptor& socket, const PeerPolicy::
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
-    auto owned = std::make_unique<Connection>(std::move(socket), peer, dispatcher_, *this);
-    Connection& connection = *owned;
-    connection.notes.index = connections_.size();
-    connections_.push_back(std::move(owned));
-    ++clientsOfUser_[peer.user];
+    auto owned = std::make_unique<Client>(std::move(socket), peer, loop_);
+    Client& client = *owned;
+    client.ready = [this, &client] { serve(client); };
+    client.session =
+        std::make_shared<Session>(dispatcher_, [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); });
+    client.index = clients_.size();
+    clients_.push_back(std::move(owned));
+    ended_.reserve(clients_.size());
+    ++users_[peer.user].clients;
     ++figures_.accepted;
     ++figures_.connected;
-
-    // What a client has to ask comes with its connection, and is answered before anything else is done for it.
-    receive(connection);
-    if (connection.ended()) {
-        return;
-    }
-    connection.notes.watch.emplace(loop_, connection.descriptor(), [this, &connection] { serve(connection); });
-    connection.notes.watch->setInterest(connection.interest());
-    if (!connection.session().greeted()) {
-        connection.notes.greetingDeadline = Clock::now() + limits_.greeting;
-        ungreeted_.emplace(connection.notes.greetingDeadline, &connection);
-        armGreetingTimer();
-    }
+    ++ungreeted_;
+    // What a client has to ask mostly comes with its connection.
+    loop_.serveSoon(client.watch);
+    loop_.defer([this] { awaitGreetings(); });
 }
 
-void Server::connectionChanged(Connection& connection) {
-    if (connection.ended()) {
-        if (!connection.notes.removing) {
-            connection.notes.removing = true;
-            if (ended_.empty()) {
-                loop_.defer([this] { removeEnded(); });
-            }
-            ended_.push_back(&connection);
+void Server::pauseListening() {
+    loop_.defer([this] { listening_.reset(); });
+    listeningTimer_.set(kListeningPause, [this] { resumeListening(); });
+}
+
+void Server::resumeListening() {
+    listening_.emplace(loop_, listener_.get(), Watch::Order::Ahead, [this] { accept(); });
+}
+
+void Server::serve(Client& client) {
+    if (client.ended) {
+        return;
+    }
+    const log::RateLimited::Scope limited(requestlog::isOn() ? nullptr : &users_[client.peer.user].log);
+    try {
+        if (client.outbox.isEmpty()) {
+            receive(client);
+        } else {
+            take(client, client.outbox.flush());
         }
-        return;
+    } catch (const std::bad_alloc&) {
+        lose(client);
     }
-    if (connection.notes.watch) {
-        connection.notes.watch->setInterest(connection.interest());
+    if (memory::isShort()) {
+        endGreediest(client);
     }
 }
 
-void Server::watchersChanged(bool more) {
-    figures_.watchingEvents += more ? 1 : std::uint64_t{0} - 1;
+void Server::receive(Client& client) {
+    // hello, events and the first request come together: they cost one turn. A client that goes on so waits for its next one.
+    constexpr int kPacketsATurn = 3;
+    for (int packets = 0; packets < kPacketsATurn && !client.ended; ++packets) {
+        // MSG_TRUNC: the packet's own length, also where it was longer than the buffer.
+        const ssize_t length = recv(client.socket.get(), buffer_.get(), kBufferSize, MSG_DONTWAIT | MSG_TRUNC);
+        if (length < 0 && errno == EAGAIN) {
+            return;
+        }
+        if (length <= 0) {
+            lose(client);
+            return;
+        }
+        if (static_cast<std::size_t>(length) > ryn::wire::kMaxPacketSize) {
+            end(client, "sent a packet of " + std::to_string(length) + " bytes");
+            return;
+        }
+        const auto progress = receivePacket(client, {buffer_.get(), static_cast<std::size_t>(length)});
+        if (!progress) {
+            end(client, progress.refusal().sentence);
+            return;
+        }
+        if (*progress == Session::Progress::Served) {
+            return;
+        }
+    }
+}
+
+/// Keeps the counts that depend on the conversation: the next packet may bring about an event.
+Result<Session::Progress> Server::receivePacket(Client& client, std::span<const std::uint8_t> packet) {
+    const Session& session = *client.session;
+    const bool greeted = session.greeted();
+    const bool watched = session.wantsEvents();
+    auto progress = client.session->receive(packet);
+    ungreeted_ -= session.greeted() && !greeted ? 1 : 0;
+    figures_.watchingEvents += session.wantsEvents() && !watched ? 1 : 0;
+    figures_.watchingEvents -= !session.wantsEvents() && watched ? 1 : 0;
+    return progress;
+}
+
+void Server::send(Client& client, std::span<const std::uint8_t> packet) {
+    if (!client.ended) {
+        take(client, client.outbox.send(packet));
+    }
+}
+
+void Server::take(Client& client, Outbox::Sent sent) {
+    switch (sent) {
+        case Outbox::Sent::Ok:
+            // Nothing more is read while answers wait for the client to read them.
+            client.watch.setInterest(client.outbox.isEmpty() ? Watch::Interest::Read : Watch::Interest::Write);
+            break;
+        case Outbox::Sent::Full:
+            end(client, "does not read what it is sent");
+            break;
+        case Outbox::Sent::Lost:
+            lose(client);
+            break;
+    }
+}
+
+void Server::end(Client& client, std::string_view why) {
+    if (client.ended) {
+        return;
+    }
+    lose(client);
+    ++figures_.ended;
+    users_[client.peer.user].log.write(log::Level::Warning, "ended the connection of '" + client.session->clientName() +
+                                                                "' (process " + std::to_string(client.peer.process) + ", user " +
+                                                                std::to_string(client.peer.user) + "): it " + std::string(why));
+}
+
+void Server::lose(Client& client) {
+    if (client.ended) {
+        return;
+    }
+    client.ended = true;
+    if (ended_.empty()) {
+        loop_.defer([this] { removeEnded(); });
+    }
+    ended_.push_back(&client);
 }
 
 void Server::removeEnded() {
-    for (Connection* connection : ended_) {
-        remove(*connection);
+    for (Client* client : ended_) {
+        remove(*client);
     }
     ended_.clear();
+    memory::reserve();
 }
 
-void Server::remove(Connection& connection) {
-    ungreeted_.erase({connection.notes.greetingDeadline, &connection});
+void Server::remove(Client& client) {
     figures_.connected -= 1;
-    figures_.ended += connection.endedByManager() ? 1 : 0;
-    figures_.watchingEvents -= connection.session().wantsEvents() ? 1 : 0;
-    const auto ofUser = clientsOfUser_.find(connection.peer().user);
-    if (--ofUser->second == 0) {
-        clientsOfUser_.erase(ofUser);
-    }
-    const std::size_t index = connection.notes.index;
-    std::swap(connections_[index], connections_.back());
-    connections_[index]->notes.index = index;
-    connections_.pop_back();
+    figures_.watchingEvents -= client.session->wantsEvents() ? 1 : 0;
+    ungreeted_ -= client.session->greeted() ? 0 : 1;
+    users_[client.peer.user].clients -= 1;
+    const std::size_t index = client.index;
+    std::swap(clients_[index], clients_.back());
+    clients_[index]->index = index;
+    clients_.pop_back();
+}
+
+/// There is no memory left but the reserve, which is in use.
+void Server::endGreediest(Client& served) {
+    const auto greediest =
+        std::ranges::max_element(clients_, {}, [](const auto& client) { return client->ended ? 0 : client->outbox.bytes(); });
+    end((*greediest)->outbox.bytes() == 0 ? served : **greediest, "takes memory that there is not");
 }
 
 void Server::broadcast(const char* event, const xpc::Object& payload) {
@@ -176,38 +253,36 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
         log::error(std::string("an event did not fit a packet: ") + event);
         return;
     }
-    for (const auto& connection : connections_) {
-        if (connection->session().wantsEvents() && !connection->ended()) {
-            connection->send(packet_);
+    for (const auto& client : clients_) {
+        if (client->session->wantsEvents() && !client->ended) {
+            send(*client, packet_);
             ++figures_.eventsSent;
         }
     }
 }
 
-void Server::armGreetingTimer() {
-    if (!greetingTimer_.isSet() && !ungreeted_.empty()) {
-        const auto left = ungreeted_.begin()->first - Clock::now();
-        greetingTimer_.set(std::chrono::ceil<std::chrono::milliseconds>(left), [this] { endLateGreetings(); });
+void Server::awaitGreetings() {
+    if (ungreeted_ > 0 && !greetingTimer_.isSet()) {
+        greetingTimer_.set(limits_.greeting, [this] { endLateGreetings(); });
     }
 }
 
 void Server::endLateGreetings() {
-    const Clock::time_point now = Clock::now();
-    while (!ungreeted_.empty() && ungreeted_.begin()->first <= now) {
-        Connection* late = ungreeted_.begin()->second;
-        ungreeted_.erase(ungreeted_.begin());
-        late->end("sent no hello in time");
+    const Clock::time_point late = Clock::now() - limits_.greeting;
+    Clock::time_point earliest = Clock::time_point::max();
+    for (const auto& client : clients_) {
+        if (client->session->greeted() || client->ended) {
+            continue;
+        }
+        if (client->connectedAt <= late) {
+            end(*client, "sent no hello in time");
+        } else {
+            earliest = std::min(earliest, client->connectedAt);
+        }
     }
-    armGreetingTimer();
-}
-
-void Server::pauseListening() {
-    loop_.defer([this] { listening_.reset(); });
-    listeningTimer_.set(kListeningPause, [this] { resumeListening(); });
-}
-
-void Server::resumeListening() {
-    listening_.emplace(loop_, listener_.get(), [this] { accept(); });
+    if (earliest != Clock::time_point::max()) {
+        greetingTimer_.set(std::chrono::ceil<std::chrono::milliseconds>(earliest - late), [this] { endLateGreetings(); });
+    }
 }
 
 }  // namespace corvane

@@ -1,28 +1,29 @@
 #pragma once
 
-#include "Corvane/clients/Connection.h"
+#include "Corvane/clients/Client.h"
 #include "Corvane/clients/PeerPolicy.h"
 #include "Corvane/loop/Timer.h"
 #include "Corvane/loop/Watch.h"
-#include "Corvane/requests/Statistics.h"
 #include "Corvane/support/Log.h"
+#include "Corvane/support/Result.h"
 #include "Platform/FileDescriptor.h"
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
+#include <string_view>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 namespace corvane {
 
+struct ClientFigures;
+
 /// The clients: accepts them, serves what they send, and tells those that watch what happens.
 ///
 /// A request that needs nothing of the loop costs one wait, one receive and one send.
-class Server : public ConnectionObserver {
+class Server {
 public:
     struct Limits {
         std::size_t clients = 1024;
@@ -34,7 +35,7 @@ public:
     /// @param listener a listening socket; the rest outlives the server.
     Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
            Limits limits);
-    ~Server() override;
+    ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -44,21 +45,34 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    struct User {
+        std::size_t clients = 0;
+        log::RateLimited log{kLinesAMinute};  ///< for what this user's clients cause
+    };
+    static constexpr int kLinesAMinute = 60;
+
     void accept();
     Result<void> admit(const PeerPolicy::Peer& peer);
     void turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal);
     void add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer);
-    void serve(Connection& connection);
-    void receive(Connection& connection);
-    void connectionChanged(Connection& connection) override;
-    void watchersChanged(bool more) override;
-    void removeEnded();
-    void remove(Connection& connection);
-
-    void endLateGreetings();
-    void armGreetingTimer();
     void pauseListening();
     void resumeListening();
+
+    void serve(Client& client);
+    void receive(Client& client);
+    Result<Session::Progress> receivePacket(Client& client, std::span<const std::uint8_t> packet);
+    void send(Client& client, std::span<const std::uint8_t> packet);
+    void take(Client& client, Outbox::Sent sent);
+
+    /// @param why for the log.
+    void end(Client& client, std::string_view why);
+    /// Lets the client go at the end of the turn.
+    void lose(Client& client);
+    void removeEnded();
+    void remove(Client& client);
+    void endGreediest(Client& served);
+    void awaitGreetings();
+    void endLateGreetings();
 
     Loop& loop_;
     platform::FileDescriptor listener_;
@@ -67,12 +81,12 @@ private:
     Dispatcher& dispatcher_;
     ClientFigures& figures_;
     Limits limits_;
-    std::unique_ptr<std::uint8_t[]> buffer_;
-    std::vector<std::unique_ptr<Connection>> connections_;
-    std::vector<Connection*> ended_;
-    std::unordered_map<uid_t, std::size_t> clientsOfUser_;
-    std::set<std::pair<Clock::time_point, Connection*>> ungreeted_;
-    std::vector<std::uint8_t> packet_;  ///< being composed
+    std::unique_ptr<std::uint8_t[]> buffer_;  ///< for one packet in
+    std::vector<std::uint8_t> packet_;        ///< one packet out
+    std::vector<std::unique_ptr<Client>> clients_;
+    std::vector<Client*> ended_;
+    std::unordered_map<uid_t, User> users_;  ///< all that have been admitted
+    std::size_t ungreeted_ = 0;
     log::RateLimited notAllowed_;
     log::RateLimited overLimit_;
     /// Both are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.

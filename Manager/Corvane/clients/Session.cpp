@@ -14,50 +14,43 @@ namespace wire = ryn::wire;
 
 namespace {
 
-/// One buffer for all packets out: the daemon has one thread, and a sink has taken the bytes when it returns.
+/// A break without a beginning (RFC 8949 section 3.2.1).
+constexpr std::uint8_t kGarbage[] = {0xFF, 0x00, 0xFF};
+
+/// One buffer for all packets out: the daemon has one thread, and the sender has taken the bytes when it returns.
 std::vector<std::uint8_t>& outputBuffer() {
     static std::vector<std::uint8_t> buffer;
     return buffer;
 }
 
-/// The tool shows a person only that a command failed: why stands here.
-void logRefusal(const std::string& clientName, const Refusal& refusal) {
-    constexpr int kLinesAMinute = 30;
-    static log::RateLimited limited(kLinesAMinute);
-    limited.write(log::Level::Info, "Refused " + clientName + ": " + refusal.sentence);
-}
-
 }  // namespace
 
-Session::Progress Session::receive(std::span<const std::uint8_t> packet) {
+Result<Session::Progress> Session::receive(std::span<const std::uint8_t> packet) {
     const auto decoded = wire::decode(packet);
     if (!decoded) {
-        end("sent a malformed packet");
-        return Progress::Ended;
+        return Refusal::invalidArgument("sent a malformed packet");
     }
     if (!greeted_) {
         return greet(*decoded);
     }
     if (const auto* asked = std::get_if<wire::Request>(&*decoded)) {
-        request(*asked, packet.size());
-    } else if (const auto* events = std::get_if<wire::Events>(&*decoded)) {
-        setEvents(events->on);
-        return Progress::Expecting;
-    } else {
-        end("sent a packet that is not a client's");
+        const auto served = request(*asked, packet.size());
+        return served ? Result(Progress::Served) : Result<Progress>(served.refusal());
     }
-    return ended_ ? Progress::Ended : Progress::Served;
+    if (const auto* events = std::get_if<wire::Events>(&*decoded)) {
+        wantsEvents_ = events->on;
+        return Progress::Expecting;
+    }
+    return Refusal::invalidArgument("sent a packet that is not a client's");
 }
 
-Session::Progress Session::greet(const wire::Packet& packet) {
+Result<Session::Progress> Session::greet(const wire::Packet& packet) {
     const auto* hello = std::get_if<wire::Hello>(&packet);
     if (hello == nullptr) {
-        end("did not begin with hello");
-        return Progress::Ended;
+        return Refusal::invalidArgument("did not begin with hello");
     }
     if (hello->version != wire::kProtocolVersion) {
-        end("speaks version " + std::to_string(hello->version) + " of the protocol");
-        return Progress::Ended;
+        return Refusal::notSupported("speaks version " + std::to_string(hello->version) + " of the protocol");
     }
     constexpr std::size_t kLongestName = 64;
     clientName_ = cut(hello->clientName, kLongestName);
@@ -65,17 +58,9 @@ Session::Progress Session::greet(const wire::Packet& packet) {
     return Progress::Expecting;
 }
 
-void Session::setEvents(bool on) {
-    if (wantsEvents_ != on) {
-        wantsEvents_ = on;
-        sink_.watch(on);
-    }
-}
-
-void Session::request(const wire::Request& request, std::size_t packetSize) {
+Result<void> Session::request(const wire::Request& request, std::size_t packetSize) {
     if (std::ranges::find(outstanding_, request.id, &Outstanding::id) != outstanding_.end()) {
-        end("used the id of a request that waits for its answer");
-        return;
+        return Refusal::invalidArgument("used the id of a request that waits for its answer");
     }
     const bool tooManyBytes = !outstanding_.empty() && outstandingBytes_ + packetSize > kMaxOutstandingBytes;
     if (outstanding_.size() >= kMaxOutstanding || tooManyBytes) {
@@ -83,34 +68,36 @@ void Session::request(const wire::Request& request, std::size_t packetSize) {
                                                                   std::to_string(kMaxOutstanding) + ", of " +
                                                                   std::to_string(kMaxOutstandingBytes) + " bytes in all, may."},
                             {}});
-        return;
+        return {};
     }
     requestSize_ = packetSize;
     if (requestlog::isOn()) {
         requestlog::request(clientName_, request);
     }
     if (const Fault* fault = dispatcher_.faults().find(request.command); fault != nullptr) {
-        fail(*fault, request.id);
-    } else if (const auto answered = dispatcher_.dispatch(request, [this, id = request.id] { return answerLater(id); })) {
+        return fail(*fault, request.id);
+    }
+    if (const auto answered = dispatcher_.dispatch(request, [this, id = request.id] { return answerLater(id); })) {
         answer(request.id, *answered);
     }
+    return {};
 }
 
-void Session::fail(const Fault& fault, std::uint64_t id) {
+Result<void> Session::fail(const Fault& fault, std::uint64_t id) {
     switch (fault.kind) {
         case Fault::Kind::Result:
             answerResult(id, fault.result, fault.withoutDictionary ? "" : "This failure was asked for with --fault.");
             break;
         case Fault::Kind::Drop:
-            end("met a fault rule");
-            break;
+            return Refusal::aborted("met a fault rule");
         case Fault::Kind::Hang:
             makeOutstanding(id);
             break;
         case Fault::Kind::Malformed:
-            sendGarbage();
+            sender_(kGarbage);
             break;
     }
+    return {};
 }
 
 void Session::makeOutstanding(std::uint64_t id) {
@@ -142,7 +129,8 @@ void Session::answer(std::uint64_t id, const Answer& answered) {
         return;
     }
     dispatcher_.countRefusal();
-    logRefusal(clientName_, *answered.refusal);
+    // The tool shows a person only that a command failed: why stands here.
+    log::info("Refused " + clientName_ + ": " + answered.refusal->sentence);
     send(id, answered.refusal->result(), errorReply(*answered.refusal, answered.reply));
 }
 
@@ -153,28 +141,15 @@ void Session::answerResult(std::uint64_t id, std::int32_t result, const std::str
 }
 
 void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& object) {
-    if (ended_) {
-        return;
-    }
     if (requestlog::isOn()) {
         requestlog::reply(clientName_, id, result, object);
     }
     if (wire::encode(wire::Reply{id, result, object}, outputBuffer())) {
-        sink_.send(outputBuffer());
+        sender_(outputBuffer());
         return;
     }
     log::error("a reply did not fit a packet");
     answerResult(id, static_cast<std::int32_t>(ResultCode::LimitReached), "The reply does not fit a packet.");
-}
-
-void Session::sendGarbage() {
-    constexpr std::uint8_t kGarbage[] = {0xFF, 0x00, 0xFF};  // a break without a beginning (RFC 8949 section 3.2.1)
-    sink_.send(kGarbage);
-}
-
-void Session::end(std::string_view why) {
-    ended_ = true;
-    sink_.end(why);
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 #include "Corvane/requests/Answer.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -14,17 +15,6 @@ namespace corvane {
 
 class Dispatcher;
 struct Fault;
-
-/// Where a session's packets go.
-class PacketSink {
-public:
-    virtual ~PacketSink() = default;
-    virtual void send(std::span<const std::uint8_t> packet) = 0;
-    /// Ends the conversation; nothing is received after it. @param why for the log.
-    virtual void end(std::string_view why) = 0;
-    /// The client begins or ceases to watch events. Comes before its next packet is served, which may bring about the first one.
-    virtual void watch(bool on) = 0;
-};
 
 /// One client's conversation with the manager: its packets in, its answers out. Knows nothing of sockets.
 ///
@@ -40,15 +30,25 @@ public:
     enum class Progress {
         Expecting,  ///< nothing was asked yet, so more is likely on its way
         Served,
-        Ended,
     };
+    using Sender = std::function<void(std::span<const std::uint8_t> packet)>;
 
-    /// Both outlive the session.
-    Session(Dispatcher& dispatcher, PacketSink& sink) : dispatcher_(dispatcher), sink_(sink) {}
+    /// @param dispatcher outlives the session. @param sender takes the packets for the client.
+    Session(Dispatcher& dispatcher, Sender sender) : dispatcher_(dispatcher), sender_(std::move(sender)) {}
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    Progress receive(std::span<const std::uint8_t> packet);
+    /// @return a refusal when the conversation is over, with what the client did.
+    Result<Progress> receive(std::span<const std::uint8_t> packet);
+
+    bool greeted() const { return greeted_; }
+    bool wantsEvents() const { return wantsEvents_; }
+    const std::string& clientName() const { return clientName_; }
+
+private:
+    Result<Progress> greet(const ryn::wire::Packet& packet);
+    Result<void> request(const ryn::wire::Request& request, std::size_t packetSize);
+    Result<void> fail(const Fault& fault, std::uint64_t id);
 
     /// A completion that answers request `id` when it runs, unless the client has gone by then.
     AnswerCompletion answerLater(std::uint64_t id);
@@ -57,25 +57,11 @@ public:
     void answer(std::uint64_t id, const Answer& answered);
     /// Any result, with an error dictionary of `sentence` unless that is empty.
     void answerResult(std::uint64_t id, std::int32_t result, const std::string& sentence);
-    /// Sends bytes that are no packet of the protocol.
-    void sendGarbage();
-    void end(std::string_view why);
-
-    bool greeted() const { return greeted_; }
-    bool wantsEvents() const { return wantsEvents_; }
-    const std::string& clientName() const { return clientName_; }
-    std::size_t outstanding() const { return outstanding_.size(); }
-
-private:
-    Progress greet(const ryn::wire::Packet& packet);
-    void setEvents(bool on);
-    void request(const ryn::wire::Request& request, std::size_t packetSize);
-    void fail(const Fault& fault, std::uint64_t id);
     void forget(std::uint64_t id);
     void send(std::uint64_t id, std::int32_t result, const xpc::Object& object);
 
     Dispatcher& dispatcher_;
-    PacketSink& sink_;
+    Sender sender_;
     std::string clientName_;
     struct Outstanding {
         std::uint64_t id;
@@ -86,7 +72,6 @@ private:
     std::size_t requestSize_ = 0;  ///< of the request that is being served
     bool greeted_ = false;
     bool wantsEvents_ = false;
-    bool ended_ = false;
 };
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 
 #include <sys/epoll.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -14,7 +15,12 @@
 namespace corvane {
 namespace {
 
-constexpr int kReadyAtOnce = 128;
+constexpr int kReadyAtOnce = 1024;
+constexpr std::chrono::milliseconds kTurn{5};
+/// A descriptor may have to wait this many times what serving it takes, so that those that take little come before those that
+/// take much; but none waits for ever.
+constexpr int kPatience = 1000;
+constexpr std::chrono::milliseconds kMostPatience{500};
 
 Refusal cantMake(int error) {
     return Refusal::limitReached(std::string("can't make an event loop: ") + std::strerror(error));
@@ -68,10 +74,11 @@ Result<void> Loop::exitOn(std::initializer_list<int> signals) {
 bool Loop::turn() {
     rearm_ = false;
     int pending = sd_event_prepare(event_.get());
+    // When nothing is pending, sd-event has set its timer and sleeps until its own descriptor is ready or someone arms something.
+    const bool wait = pending == 0;
+    while (!serve(wait) && wait && !rearm_) {
+    }
     if (pending == 0) {
-        // sd-event has set its timer and sleeps until its own descriptor is ready or someone has armed something.
-        while (!serve() && !rearm_) {
-        }
         pending = sd_event_wait(event_.get(), 0);
     }
     if (pending > 0) {
@@ -81,20 +88,49 @@ bool Loop::turn() {
     return pending >= 0 && sd_event_get_state(event_.get()) != SD_EVENT_FINISHED;
 }
 
-bool Loop::serve() {
+bool Loop::serve(bool wait) {
     std::array<epoll_event, kReadyAtOnce> ready;
-    const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, deferred_.empty() ? -1 : 0);
+    const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && deferred_.empty() ? -1 : 0);
+    turnBegan_ = Clock::now();
     bool eventIsDue = false;
     for (int index = 0; index < count; ++index) {
         auto* watch = static_cast<Watch*>(ready[static_cast<std::size_t>(index)].data.ptr);
         if (watch == nullptr) {
             eventIsDue = true;
-        } else {
+        } else if (watch->order_ == Watch::Order::Ahead) {
             watch->ready_();
+        } else {
+            ready_.push_back(watch);
         }
     }
+    shareTurn();
     runDeferred();
     return eventIsDue;
+}
+
+void Loop::shareTurn() {
+    for (Watch* watch : ready_) {
+        if (!watch->due_) {
+            watch->due_ = turnBegan_ + std::min<Clock::duration>(kPatience * watch->cost_, kMostPatience);
+        }
+    }
+    std::ranges::sort(ready_, {}, &Watch::due_);
+    const Clock::time_point end = turnBegan_ + kTurn;
+    Clock::time_point begin = turnBegan_;
+    for (Watch* watch : ready_) {
+        watch->due_.reset();
+        watch->ready_();
+        const Clock::time_point now = Clock::now();
+        watch->cost_ = (watch->cost_ + (now - std::exchange(begin, now))) / 2;
+        if (now >= end) {
+            break;  // the rest are as ready in the next turn
+        }
+    }
+    ready_.clear();
+}
+
+bool Loop::isLate() const {
+    return Clock::now() >= turnBegan_ + kTurn / 2;
 }
 
 void Loop::runDeferred() {

@@ -5,6 +5,7 @@
 
 #include <systemd/sd-event.h>
 
+#include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -19,6 +20,9 @@ class Watch;
 /// Timers, signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own
 /// descriptor: serving one costs a single wait, and sd-event is only looked at when it has something to do. Whatever arms a timer
 /// meanwhile makes the loop compute its deadline again, so a handler need not know whether sd-event sleeps.
+///
+/// A turn takes a few milliseconds, whatever is ready. The descriptors share it by when they are due: soon after they were ready
+/// if serving them usually takes little, later if it takes much. A client that asks for little thus hardly waits for the others.
 class Loop {
 public:
     static Result<std::unique_ptr<Loop>> make();
@@ -30,6 +34,11 @@ public:
 
     /// Waits until something has happened, and serves it. @return false when the loop has ended.
     bool turn();
+
+    /// Serves the watch in this turn, as if its descriptor were ready.
+    void serveSoon(Watch& watch) { ready_.push_back(&watch); }
+    /// For a handler that would go on: whether it should leave the rest of the turn to the others.
+    bool isLate() const;
 
     /// Runs `task` once, before the loop waits again.
     void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
@@ -47,13 +56,18 @@ private:
         void operator()(sd_event* event) const { sd_event_unref(event); }
     };
 
+    using Clock = std::chrono::steady_clock;
+
     Loop() = default;
-    /// Waits for descriptors and serves them. @return whether sd-event has something to do.
-    bool serve();
+    /// Serves descriptors. @return whether sd-event has something to do.
+    bool serve(bool wait);
+    void shareTurn();
     void runDeferred();
 
     std::unique_ptr<sd_event, Release> event_;
     platform::FileDescriptor descriptors_;  ///< the epoll set
+    std::vector<Watch*> ready_;             ///< those that are to be served in this turn
+    Clock::time_point turnBegan_;
     std::vector<std::function<void()>> deferred_;
     bool rearm_ = false;
 };

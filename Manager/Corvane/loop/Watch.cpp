@@ -6,8 +6,8 @@
 
 namespace corvane {
 
-Watch::Watch(Loop& loop, int descriptor, std::function<void()> ready)
-    : loop_(loop), descriptor_(descriptor), ready_(std::move(ready)) {
+Watch::Watch(Loop& loop, int descriptor, Order order, std::function<void()> ready)
+    : loop_(loop), descriptor_(descriptor), order_(order), ready_(std::move(ready)) {
     epoll_event event{EPOLLIN, {this}};
     epoll_ctl(loop_.descriptors_.get(), EPOLL_CTL_ADD, descriptor_, &event);
 }

@@ -2,7 +2,9 @@
 
 #include "Corvane/loop/Loop.h"
 
+#include <chrono>
 #include <functional>
+#include <optional>
 
 namespace corvane {
 
@@ -10,9 +12,11 @@ namespace corvane {
 class Watch {
 public:
     enum class Interest { Read, Write };
+    /// In a turn, all of `Ahead` come before those that share the turn's time.
+    enum class Order { Ahead, Fair };
 
     /// @param descriptor outlives the watch. @param ready runs whenever it can be read, or has an error or a peer that is gone.
-    Watch(Loop& loop, int descriptor, std::function<void()> ready);
+    Watch(Loop& loop, int descriptor, Order order, std::function<void()> ready);
     /// Not from within `ready` of any watch: defer it.
     ~Watch();
     Watch(const Watch&) = delete;
@@ -28,6 +32,11 @@ private:
     Loop& loop_;
     int descriptor_;
     Interest interest_ = Interest::Read;
+    const Order order_;
+    /// What serving it took lately; at first a guess.
+    std::chrono::steady_clock::duration cost_ = std::chrono::microseconds(100);
+    /// While it waits to be served.
+    std::optional<std::chrono::steady_clock::time_point> due_;
     std::function<void()> ready_;
 };
 

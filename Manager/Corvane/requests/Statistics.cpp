@@ -1,5 +1,6 @@
 #include "Corvane/requests/Statistics.h"
 
+#include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Result.h"
 #include "platform/xpc/Object.h"
 
@@ -10,6 +9,8 @@
 #include <string>
 
 namespace corvane {
+
+class SettingsStore;
 
 /// What the manager has counted since it started.
 struct ClientFigures {

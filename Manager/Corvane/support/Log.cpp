@@ -32,6 +32,7 @@ struct State {
     Level highest = Level::Info;
     bool journal = isReadByJournal();
     Taker taker;
+    RateLimited* limit = nullptr;  ///< of what is being served
 };
 
 State& state() {
@@ -53,12 +54,15 @@ void alsoTo(Taker taker) {
     state().taker = std::move(taker);
 }
 
-void write(Level level, std::string_view line) {
+namespace {
+
+bool isTaken(Level level) {
+    return state().taker && level <= Level::Info;
+}
+
+void writeLine(Level level, std::string_view line) {
     State& log = state();
-    const bool taken = log.taker && level <= Level::Info;
-    if (!isOn(level) && !taken) {
-        return;
-    }
+    const bool taken = isTaken(level);
     std::string text = log.journal ? "<" + std::to_string(static_cast<int>(level)) + ">" : "Corvane: ";
     const std::size_t prefix = text.size();
     text += cut(escaped(cut(line, kLongestLine)), kLongestLine);
@@ -73,7 +77,28 @@ void write(Level level, std::string_view line) {
     }
 }
 
+}  // namespace
+
+void write(Level level, std::string_view line) {
+    if (state().limit != nullptr) {
+        state().limit->write(level, line);
+    } else if (isOn(level) || isTaken(level)) {
+        writeLine(level, line);
+    }
+}
+
+RateLimited::Scope::Scope(RateLimited* limit) {
+    state().limit = limit;
+}
+
+RateLimited::Scope::~Scope() {
+    state().limit = nullptr;
+}
+
 void RateLimited::write(Level level, std::string_view line) {
+    if (!isOn(level) && !isTaken(level)) {
+        return;
+    }
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
     if (now.tv_sec >= minuteEnds_) {
@@ -85,9 +110,9 @@ void RateLimited::write(Level level, std::string_view line) {
         return;
     }
     ++written_;
-    const std::string more = leftOut_ == 0 ? "" : " (and " + std::to_string(leftOut_) + " more like it)";
+    const std::string more = leftOut_ == 0 ? "" : " (and " + std::to_string(leftOut_) + " more that were left out)";
     leftOut_ = 0;
-    log::write(level, std::string(line) + more);
+    writeLine(level, std::string(line) + more);
 }
 
 }  // namespace corvane::log

@@ -44,6 +44,15 @@ public:
     explicit RateLimited(int linesAMinute = 1) : linesAMinute_(linesAMinute) {}
     void write(Level level, std::string_view line);
 
+    /// While it stands, every line counts against `limit`, if there is one.
+    class Scope {
+    public:
+        explicit Scope(RateLimited* limit);
+        ~Scope();
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+    };
+
 private:
     int linesAMinute_;
     int written_ = 0;              ///< in the minute that ends at
