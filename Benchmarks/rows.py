@@ -134,7 +134,7 @@ def _settings(world):
 
 def durable_setting(world):
     times = _settings(world)
-    ours, least = times["putSetting/0"], times["writeAndSync"]
+    ours, least = times["storeSetting/0"], times["writeAndSync"]
     return ours / least, f"{ours / 1000:.0f} / {least / 1000:.0f} us"
 
 

@@ -14,7 +14,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace {
 
@@ -37,28 +36,28 @@ void addSettings(const std::filesystem::path& file, std::int64_t count) {
 
 /// A store that holds `others` settings beside the one that is measured.
 std::unique_ptr<SettingsStore> storeWith(const support::TempFolder& folder, std::int64_t others) {
-    const auto open = [&] { return std::get<std::unique_ptr<SettingsStore>>(SettingsStore::open(folder.path())); };
+    const auto open = [&] { return std::move(*SettingsStore::open(folder.path())); };
     open().reset();
     if (others > 0) {
         addSettings(folder / SettingsStore::kFileName, others);
     }
     auto store = open();
-    store->put(kArea, kName, kValues[0]);
+    [[maybe_unused]] const auto stored = store->store(kArea, kName, kValues[0]);
     return store;
 }
 
-void putSetting(benchmark::State& state) {
+void storeSetting(benchmark::State& state) {
     const support::TempFolder folder;
     const auto store = storeWith(folder, state.range(0));
     std::size_t turn = 0;
     for (auto _ : state) {
-        if (store->put(kArea, kName, kValues[++turn % kValues.size()])) {
+        if (!store->store(kArea, kName, kValues[++turn % kValues.size()])) {
             state.SkipWithError("the setting was not stored");
             break;
         }
     }
 }
-BENCHMARK(putSetting)->Arg(0)->Arg(2000)->UseRealTime();
+BENCHMARK(storeSetting)->Arg(0)->Arg(2000)->UseRealTime();
 
 void writeAndSync(benchmark::State& state) {
     const support::TempFolder folder;

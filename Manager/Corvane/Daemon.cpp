@@ -93,10 +93,10 @@ std::optional<std::string> Daemon::openSettings() {
         options_.stateFolder = defaultStateFolder();
     }
     auto opened = SettingsStore::open(options_.stateFolder);
-    if (auto* why = std::get_if<std::string>(&opened)) {
-        return std::move(*why);
+    if (!opened) {
+        return opened.refusal().sentence;
     }
-    store_ = std::get<std::unique_ptr<SettingsStore>>(std::move(opened));
+    store_ = std::move(*opened);
     return std::nullopt;
 }
 

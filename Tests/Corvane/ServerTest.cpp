@@ -19,7 +19,7 @@ TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const std::string path = folder / "services.sock";
     const auto loop = std::move(*Loop::make());
     const PeerPolicy policy;
-    const auto store = std::get<std::unique_ptr<SettingsStore>>(SettingsStore::open(folder.path()));
+    const auto store = std::move(*SettingsStore::open(folder.path()));
     Services services(*store, folder.path());
     Dispatcher dispatcher(services, {});
     auto listener = std::get<Listener>(Listener::open(path, policy));

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 
 namespace {
 
@@ -39,6 +41,12 @@ TEST(Start, SaysWhatIsWrongAndWithWhichStatus) {
     support::writeFile(folder / "file", "not a socket");
     const std::string socket = folder / "m.sock";
     const std::string state = folder / "state";
+    for (const char* name : {"fifo", "log", "link"}) {
+        std::filesystem::create_directory(folder / name);
+    }
+    ASSERT_EQ(mkfifo((folder / "fifo/settings.db").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo((folder / "log/settings.db-wal").c_str(), 0600), 0);
+    std::filesystem::create_symlink(folder / "elsewhere.db", folder / "link/settings.db");
     const Case cases[] = {
         {{"--bogus"}, 2, "there is no option '--bogus'"},
         {{"--socket"}, 2, "--socket takes a value"},
@@ -55,6 +63,9 @@ TEST(Start, SaysWhatIsWrongAndWithWhichStatus) {
         {{"--socket", socket, "--state", "/proc/nowhere"}, 1, "can't make the state folder /proc/nowhere"},
         {{"--socket", socket, "--state", folder / "file"}, 1, "can't make the state folder"},
         {{"--socket", socket, "--state", "/proc/self"}, 1, "can't open the settings in /proc/self/settings.db"},
+        {{"--socket", socket, "--state", folder / "fifo"}, 1, "fifo/settings.db is not a regular file; remove it"},
+        {{"--socket", socket, "--state", folder / "log"}, 1, "log/settings.db-wal is not a regular file; remove it"},
+        {{"--socket", socket, "--state", folder / "link"}, 1, "link/settings.db is not a regular file; remove it"},
     };
     for (const Case& row : cases) {
         support::Arguments arguments{support::kDaemon};
@@ -107,23 +118,110 @@ TEST(Start, LogsWhatTheOptionsAskFor) {
     }
 }
 
-TEST(Start, SetsADamagedDatabaseAsideAndKeepsIt) {
+std::string replaced(std::string text, const std::string& part, const std::string& by) {
+    const std::size_t position = text.find(part);
+    return position == std::string::npos ? text : text.replace(position, part.size(), by);
+}
+
+/// The file's content after `sql`.
+std::string changedBy(const std::string& database, const char* sql) {
+    sqlite3* handle = nullptr;
+    sqlite3_open(database.c_str(), &handle);
+    EXPECT_EQ(sqlite3_exec(handle, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(handle);
+    sqlite3_close(handle);
+    return support::readFile(database);
+}
+
+TEST(Start, FindsDamageSaysItAndServes) {
+    using Change = std::function<std::string(const std::string& database, std::string content)>;
+    const auto sql = [](const char* statement) {
+        return [statement](const std::string& database, const std::string&) { return changedBy(database, statement); };
+    };
+    struct Case {
+        Change change;
+        const char* said;
+        const char* history;  ///< which was 17
+    };
+    const Case cases[] = {
+        {[](auto&, auto) { return "this is no database"; }, "were damaged (file is not a database)", "256"},
+        {[](auto&, auto) { return ""; }, "were damaged (the file is empty)", "256"},
+        {[](auto&, auto content) { return content.substr(0, 4608); }, "were damaged (database disk image is malformed)", "256"},
+        {[](auto&, auto content) { return content.replace(content.size() - 4096, 4096, 4096, '\xA5'); }, "were damaged", "256"},
+        {[](auto&, auto content) { return replaced(content, "value BLOB", "valuf BLOB"); }, "its table is not the settings'",
+         "256"},
+        {[](auto&, auto content) { return content.replace(18, 1, "\x03"); }, "attempt to write a readonly database", "256"},
+        {sql("DROP TABLE setting; CREATE TABLE setting(area, name, value)"), "its table is not the settings'", "256"},
+        {sql("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM setting; END"), "its table is not the settings'", "256"},
+        {sql("PRAGMA user_version=3"), "version number of the settings was damaged (3)", "17"},
+        {sql("UPDATE setting SET value = '2049' WHERE name = 'DIAG/History'"), "the stored DIAG History is '2049'", "256"},
+        {sql("INSERT INTO setting VALUES('filter', 'FreeSpacePercentage', '101')"), "FreeSpacePercentage is '101'", "17"},
+        {sql("INSERT INTO setting VALUES('filter', 'MaxLogLimit', 'many')"), "MaxLogLimit is 'many'", "17"},
+    };
     Daemon daemon;
+    Peer(daemon.socketPath()).ask(kSet, property("DIAG", "History", "17"));
+    daemon.stop(SIGTERM);
     const std::string database = daemon.statePath() + "/settings.db";
-    for (const std::string number : {"1", "2"}) {
-        Peer(daemon.socketPath()).ask(kSet, property("DIAG", "History", "17"));
-        daemon.stop(SIGTERM);
-        std::string content = support::readFile(database);
-        // The first time no database at all, then one with a damaged page.
-        content = number == "1" ? "this is no database" : content.replace(content.size() - 4096, 4096, 4096, '\xA5');
-        support::writeFile(database, content);
+    const std::string sound = support::readFile(database);
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.said);
+        support::writeFile(database, sound);
+        const std::string damaged = row.change(database, sound);
+        support::writeFile(database, damaged);
         daemon.start();
-        EXPECT_TRUE(daemon.process().waitForError("were damaged"));
-        EXPECT_EQ(Peer(daemon.socketPath()).ask(kGet, property("DIAG", "History")), valueReply("256"));
-        std::string aside = database;
-        aside += ".damaged-" + number;
-        EXPECT_TRUE(support::readFile(aside) == content);
+        EXPECT_TRUE(daemon.process().waitForError(row.said));
+        Peer peer(daemon.socketPath());
+        EXPECT_EQ(peer.ask(kGet, property("DIAG", "History")), valueReply(row.history));
+        EXPECT_EQ(peer.ask("GetTraceFiltersCommand"), R"(0 {"FreeSpacePercentage":1,"MaxLogLimit":20})");
+        EXPECT_EQ(peer.ask(kSet, property("DIAG", "History", "18")), "0");
+        daemon.stop(SIGTERM);
+        if (std::string_view(row.said).find("were damaged") != std::string_view::npos) {
+            std::string aside = database + ".damaged-1";
+            for (int number = 2; std::filesystem::exists(database + ".damaged-" + std::to_string(number)); ++number) {
+                aside = database + ".damaged-" + std::to_string(number);
+            }
+            EXPECT_TRUE(support::readFile(aside) == damaged);
+        }
+        daemon.start();
+        EXPECT_EQ(daemon.process().error().find("settings"), std::string::npos) << "said again: " << daemon.process().error();
+        daemon.stop(SIGTERM);
     }
+}
+
+TEST(Start, SaysWhatADamagedLogOfTheSettingsHasLost) {
+    Daemon daemon;
+    for (const char* value : {"17", "18", "19", "20"}) {
+        Peer(daemon.socketPath()).ask(kSet, property("DIAG", "History", value));
+    }
+    daemon.stop(SIGKILL);
+    const std::string log = daemon.statePath() + "/settings.db-wal";
+    std::string content = support::readFile(log);
+    constexpr std::size_t kFrame = 24 + 4096;
+    ASSERT_GT(content.size(), 32 + 4 * kFrame);
+    content[32 + (content.size() - 32) / kFrame * kFrame - 2 * kFrame - 1] ^= 1;
+    support::writeFile(log, content);
+    daemon.start();
+    EXPECT_TRUE(daemon.process().waitForError("are damaged and dropped: the last 3 changes are lost"));
+    EXPECT_EQ(Peer(daemon.socketPath()).ask(kGet, property("DIAG", "History")), valueReply("17"));
+}
+
+/// What the first version wrote, in every area of the store.
+TEST(Start, ReadsADatabaseOfVersion1_0_0) {
+    Daemon daemon;
+    daemon.stop(SIGTERM);
+    std::filesystem::copy_file(std::string(RYN_FIXTURES) + "/settings-1.0.0.db", daemon.statePath() + "/settings.db",
+                               std::filesystem::copy_options::overwrite_existing);
+    daemon.start();
+    Peer peer(daemon.socketPath());
+    EXPECT_EQ(peer.ask(kGet, property("DIAG", "History")), valueReply("512"));
+    EXPECT_EQ(peer.ask(kGet, property("CoreDump", "Enabled")), valueReply("false"));
+    EXPECT_EQ(peer.ask("GetTEMSPropertyCommand"), R"(0 {"KeyTEMSMode":"HW"})");
+    EXPECT_EQ(peer.ask("GetTraceFiltersCommand"), R"(0 {"FreeSpacePercentage":33})");
+    EXPECT_THAT(peer.ask("GetStatisticsCommand"), HasSubstr("kept from 1.0.0"));
+    peer.ask("RemoveTraceFilterCommand", support::dictionary({{"KeyTraceFilterName", support::text("FreeSpacePercentage")}}));
+    EXPECT_EQ(peer.ask("CollectTraceLogsCommand", support::dictionary({{"KeyTraceLogsReason", support::text("why")}})), "0");
+    const std::filesystem::path folder = std::filesystem::directory_iterator(daemon.statePath() + "/Snapshots")->path();
+    EXPECT_THAT(support::readFile(folder / "baseband.json"), HasSubstr(R"("SerialNumber": 203707990)"));
+    EXPECT_THAT(support::readFile(folder / "power-log-npa.txt"), HasSubstr("Dumped at 2026-11-21"));
 }
 
 TEST(Start, LeavesADatabaseOfALaterVersionAsItIs) {
@@ -132,7 +230,7 @@ TEST(Start, LeavesADatabaseOfALaterVersionAsItIs) {
     daemon.stop(SIGTERM);
     sqlite3* later = nullptr;
     ASSERT_EQ(sqlite3_open(database.c_str(), &later), SQLITE_OK);
-    sqlite3_exec(later, "PRAGMA user_version=2", nullptr, nullptr, nullptr);
+    sqlite3_exec(later, "PRAGMA user_version=2; CREATE TABLE more(text)", nullptr, nullptr, nullptr);
     sqlite3_close(later);
     const std::string before = support::readFile(database);
     const auto outcome = support::run({support::kDaemon, "--socket", daemon.socketPath(), "--state", daemon.statePath()});

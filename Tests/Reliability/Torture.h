@@ -66,6 +66,7 @@ void killManager(Run& run);
 void hostileClients(Run& run);
 void hostileManager(Run& run);
 void fullDisk(Run& run);
+void damagedState(Run& run);
 void load(Run& run);
 
 }  // namespace torture

@@ -22,6 +22,7 @@ constexpr Program kPrograms[] = {
     {"clients", "A hostile client costs its own connection and nothing else", torture::hostileClients},
     {"manager", "A hostile manager can't crash or hang a tool", torture::hostileManager},
     {"disk", "A full or read-only disk is said in one sentence and loses nothing", torture::fullDisk},
+    {"state", "Damage to the settings' file is found, said and set aside, and the manager serves", torture::damagedState},
     {"load", "64 clients at once are served without a data race or a wrong access", torture::load},
 };
 

@@ -11,7 +11,7 @@ public:
     explicit StoredBaseband(SettingsStore& store) : store_(store) {}
 
     std::optional<std::string> get(std::string_view name) override { return store_.get(kArea, name); }
-    bool put(std::string_view name, std::string_view text) override { return !store_.put(kArea, name, text); }
+    bool put(std::string_view name, std::string_view text) override { return static_cast<bool>(store_.store(kArea, name, text)); }
 
 private:
     static constexpr std::string_view kArea = "baseband";

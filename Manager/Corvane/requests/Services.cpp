@@ -31,7 +31,7 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       scratchLog_(stateFolder / "Scratch"),
       traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_) {
     log::alsoTo([this](std::string_view line) { scratchLog_.write(line); });
-    traceSettings_.setObserver(
+    traceSettings_.setOnChange(
         [this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
 }
 
@@ -70,9 +70,9 @@ std::optional<Refusal> Services::unblockResets() {
     return Refusal{ResultCode::StorageFailed, "The preference BlockBasebandResets could not be written."};
 }
 
-std::optional<Refusal> Services::resetSettings() {
-    auto refusal = traceSettings_.reset();
-    return refusal ? refusal : traceFilters_.reset();
+Result<void> Services::resetSettings() {
+    const auto settings = traceSettings_.reset();
+    return settings ? traceFilters_.reset() : settings;
 }
 
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {
@@ -84,12 +84,12 @@ void Services::settingChanged(const TraceProperty& property, const std::string& 
 }
 
 void Services::collectTraceLogs(const std::string& reason, Completion<void> completion) {
-    if (auto refusal = traceLogs_.refuseCollection()) {
-        completion(*std::move(refusal));
+    if (const auto allowed = traceLogs_.checkFilters(); !allowed) {
+        completion(allowed);
         return;
     }
     ++collecting_;
-    traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Dumping");
+    traceSettings_.setReadOnly(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Dumping");
     baseband().getVersion([this, reason, completion = std::move(completion)](const Result<BasebandVersion>& version) {
         const std::string known = version && !version->text.empty() ? version->text : ryn::kUnknown;
         baseband().collectSnapshot([this, reason, known, completion](Result<SnapshotFiles> collected) {
@@ -118,11 +118,11 @@ void Services::finishCollection(SnapshotFiles files, const Completion<void>& com
         files.push_back({"rf-self-test.json", *lastSelfTest});
     }
     const bool keep = traceSettings_.value(ryn::trace::Type::RYN, TraceProperty::kKeepScratchLogs) == "true";
-    auto refusal = traceLogs_.write(files, keep);
+    const auto written = traceLogs_.write(files, keep);
     if (--collecting_ == 0) {
-        traceSettings_.tell(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Idle");
+        traceSettings_.setReadOnly(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Idle");
     }
-    completion(refusal ? Result<void>(*std::move(refusal)) : Result<void>());
+    completion(written);
 }
 
 void Services::bootStateChanged(const BootStatus& status) {
@@ -136,7 +136,7 @@ void Services::operatingModeChanged(OperatingMode mode) {
 void Services::selfTestProgressed(const RFSelfTestEvent& event) {
     const xpc::Object payload = toReply(event);
     if (event.status != RFSelfTestEvent::Status::Running) {
-        store_.put(kBasebandArea, kLastSelfTest, readableJson(payload));
+        store_.storeLazily(kBasebandArea, kLastSelfTest, readableJson(payload));
     }
     events_(ryn::kEventBasebandDiagnostics, payload);
 }

@@ -34,7 +34,7 @@ public:
     static std::optional<Refusal> refuseReset();
     static std::optional<Refusal> unblockResets();
     /// Puts every setting back to its default.
-    std::optional<Refusal> resetSettings();
+    Result<void> resetSettings();
     /// Completes when the folder is written.
     void collectTraceLogs(const std::string& reason, Completion<void> completion);
 

@@ -45,12 +45,13 @@ Result<void> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime, s
         {ryn::kKeyBootModuleLastRecoveryTime, lastRecoveryTime},
         {ryn::kKeyBootModuleLastHardResetTime, lastHardResetTime},
     };
+    SettingsStore::Transaction both(store_);
     for (const auto& [key, figure] : figures) {
-        if (auto why = figure ? store_.put(kArea, key, std::to_string(*figure)) : std::nullopt) {
-            return Refusal::storageFailed(*std::move(why));
+        if (auto stored = figure ? store_.store(kArea, key, std::to_string(*figure)) : Result<void>(); !stored) {
+            return stored;
         }
     }
-    return {};
+    return both.commit();
 }
 
 void BootFigures::addTo(const xpc::Object& figures) const {

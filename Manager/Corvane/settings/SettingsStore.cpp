@@ -1,8 +1,12 @@
 #include "Corvane/settings/SettingsStore.h"
 
+#include "Corvane/settings/WriteAheadLog.h"
 #include "Corvane/support/Log.h"
+#include "Platform/FileDescriptor.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,90 +19,58 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Keeps a second manager out, and the write-ahead log's index in memory instead of in a third file. It must come first.
-constexpr const char* kLock = "PRAGMA locking_mode=EXCLUSIVE;";
-
-/// With synchronous=FULL every commit is one write and one sync of the log. A short log reaches its full length soon, and then
-/// a sync no longer waits for the file system to note that it has grown.
-constexpr const char* kSetUp =
-    "PRAGMA journal_mode=WAL;"
-    "PRAGMA synchronous=FULL;"
-    "PRAGMA wal_autocheckpoint=64;"
-    "PRAGMA cache_size=-256;"
-    // Fails where nothing can be written, and writes nothing: a manager starts on a full disk too.
-    "BEGIN IMMEDIATE;"
-    "COMMIT;";
-
-constexpr const char* kCreate =
-    "BEGIN IMMEDIATE;"
-    "CREATE TABLE IF NOT EXISTS setting(area TEXT, name TEXT, value BLOB NOT NULL, PRIMARY KEY(area, name)) WITHOUT ROWID;"
-    "PRAGMA user_version=1;"
-    "COMMIT;";
-static_assert(SettingsStore::kSchemaVersion == 1, "kCreate writes the version");
-
-int columnOfFirstRow(sqlite3* database, const char* query, int& value) {
-    const auto takeInteger = [](void* result, int, char** columns, char**) {
-        *static_cast<int*>(result) = columns[0] == nullptr ? 0 : std::atoi(columns[0]);
-        return 0;
-    };
-    return sqlite3_exec(database, query, takeInteger, &value, nullptr);
-}
-
-/// SQLITE_OK when every page is sound.
-int checkPages(sqlite3* database) {
-    std::string finding;
-    const auto takeText = [](void* result, int, char** columns, char**) {
-        *static_cast<std::string*>(result) = columns[0] == nullptr ? "" : columns[0];
-        return 0;
-    };
-    const int code = sqlite3_exec(database, "PRAGMA quick_check(1)", takeText, &finding, nullptr);
-    return code == SQLITE_OK && finding != "ok" ? SQLITE_CORRUPT : code;
-}
-
-bool isDamage(int code) {
-    return (code & 0xFF) == SQLITE_NOTADB || (code & 0xFF) == SQLITE_CORRUPT;
-}
+constexpr mode_t kFileMode = S_IRUSR | S_IWUSR;
+constexpr const char* kLogSuffix = "-wal";
 
 void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
     sqlite3_bind_text(statement, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
 }
 
-/// A reset of a statement at the end of its use, so that no read transaction stays open.
-class Use {
-public:
-    explicit Use(sqlite3_stmt* statement) : statement_(statement) {}
-    ~Use() {
-        sqlite3_reset(statement_);
-        sqlite3_clear_bindings(statement_);
-    }
-    Use(const Use&) = delete;
-    Use& operator=(const Use&) = delete;
-
-private:
-    sqlite3_stmt* statement_;
-};
-
-/// The version that a database of any kind names, without writing to its folder; 0 when there is none to read.
-int peekVersion(const fs::path& file) {
-    std::string uri = "file:";
-    for (const char character : file.string()) {
-        // What has a meaning in a URI (RFC 3986).
-        uri += character == '%' ? "%25" : character == '?' ? "%3f" : character == '#' ? "%23" : std::string(1, character);
-    }
-    sqlite3* database = nullptr;
-    int version = 0;
-    if (sqlite3_open_v2((uri + "?immutable=1").c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr) ==
-        SQLITE_OK) {
-        columnOfFirstRow(database, "PRAGMA user_version", version);
-    }
-    sqlite3_close(database);
-    return version;
+Refusal cannotOpen(const fs::path& file, const std::string& why) {
+    return Refusal::storageFailed("can't open the settings in " + file.string() + ": " + why);
 }
 
-std::string laterVersion(const fs::path& file, int version) {
-    return "the settings in " + file.string() + " are of version " + std::to_string(version) +
-           ", this manager knows versions up to " + std::to_string(SettingsStore::kSchemaVersion) +
-           ": install the newer manager or name another folder with --state";
+/// @param error of errno.
+Refusal cannotOpen(const fs::path& file, int error) {
+    return cannotOpen(file, std::strerror(error) + std::string("; name another folder with --state"));
+}
+
+Result<void> prepareFolder(const fs::path& folder) {
+    std::error_code error;
+    if (fs::create_directories(folder, error)) {
+        fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec, error);
+    }
+    if (error) {
+        return Refusal::storageFailed("can't make the state folder " + folder.string() + ": " + error.message() +
+                                      "; name another one with --state");
+    }
+    return {};
+}
+
+/// Makes the file when it is missing, and sees to it that nobody else can read it or what belongs to it. A pipe or a device in
+/// its place would be waited for.
+Result<void> prepareFile(const fs::path& file) {
+    if (access(file.parent_path().c_str(), W_OK) != 0) {  // SQLite would call it a disk I/O error
+        return cannotOpen(file, errno);
+    }
+    struct stat status {};
+    for (const char* suffix : {"", kLogSuffix, "-journal", "-shm"}) {
+        const std::string path = file.string() + suffix;
+        if (lstat(path.c_str(), &status) != 0) {
+            continue;
+        }
+        if (!S_ISREG(status.st_mode)) {
+            return cannotOpen(file, path + " is not a regular file; remove it or name another folder with --state");
+        }
+        if ((status.st_mode & 0777) != kFileMode) {
+            chmod(path.c_str(), kFileMode);
+        }
+    }
+    const platform::FileDescriptor made(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kFileMode));
+    if (!made || fstat(made.get(), &status) != 0) {
+        return cannotOpen(file, errno);
+    }
+    return {};
 }
 
 /// Renames the database and what belongs to it. @return the new name, empty when that failed.
@@ -113,132 +85,197 @@ fs::path setAside(const fs::path& file) {
         return {};
     }
     std::error_code none;
-    fs::rename(file.string() + "-wal", aside.string() + "-wal", none);
+    fs::rename(file.string() + kLogSuffix, aside.string() + kLogSuffix, none);
     return aside;
+}
+
+/// Sets a damaged database aside and begins a new file.
+Result<void> renew(const fs::path& file, const std::string& finding) {
+    const fs::path aside = setAside(file);
+    if (aside.empty()) {
+        return cannotOpen(file, "they are damaged and can't be set aside: " + finding);
+    }
+    log::error("the settings in " + file.string() + " were damaged (" + finding + "); they are kept as " + aside.string() +
+               " and every setting is at its default");
+    return prepareFile(file);
+}
+
+void reportDropped(const DroppedPages& dropped, const fs::path& file) {
+    if (dropped.changes == 0) {
+        return;
+    }
+    const std::string pages = std::to_string(dropped.pages) + " pages of the log of the settings in " + file.string();
+    if (dropped.changes == 1) {
+        log::warning(pages + " are incomplete and dropped: the last change, which was under way when the manager ended");
+    } else {
+        log::error(pages + " are damaged and dropped: the last " + std::to_string(dropped.changes) + " changes are lost");
+    }
 }
 
 }  // namespace
 
-void SettingsStore::Closer::operator()(sqlite3* database) const {
-    sqlite3_close(database);
-}
-
-void SettingsStore::Closer::operator()(sqlite3_stmt* statement) const {
-    sqlite3_finalize(statement);
-}
-
-std::variant<std::unique_ptr<SettingsStore>, std::string> SettingsStore::open(const fs::path& folder) {
-    std::error_code error;
-    if (fs::create_directories(folder, error)) {
-        fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec, error);
-    }
-    if (error) {
-        return "can't make the state folder " + folder.string() + ": " + error.message() + "; name another one with --state";
-    }
+Result<std::unique_ptr<SettingsStore>> SettingsStore::open(const fs::path& folder) {
     const fs::path file = folder / kFileName;
-    if (access(folder.c_str(), W_OK) != 0) {  // SQLite would call it a disk I/O error
-        return "can't open the settings in " + file.string() + ": " + std::strerror(errno) + "; name another folder with --state";
+    std::error_code none;
+    if (const auto prepared = prepareFolder(folder); !prepared) {
+        return prepared.refusal();
     }
-    if (const int version = peekVersion(file); version > kSchemaVersion) {
-        return laterVersion(file, version);
+    const bool isNew = !fs::exists(file, none) && !fs::exists(file.string() + kLogSuffix, none);
+    if (const auto prepared = prepareFile(file); !prepared) {
+        return prepared.refusal();
     }
-    Opened opened = openDatabase(file);
-    if (isDamage(opened.code)) {
-        opened.database.reset();
-        const fs::path aside = setAside(file);
-        if (aside.empty()) {
-            return "the settings in " + file.string() + " are damaged and can't be set aside: " + opened.sentence;
+    if (!isNew && fs::file_size(file, none) == 0) {  // SQLite would begin a new one, and remove the log beside it
+        if (const auto renewed = renew(file, "the file is empty"); !renewed) {
+            return renewed.refusal();
         }
-        log::error("the settings in " + file.string() + " were damaged (" + opened.sentence + "); they are kept as " +
-                   aside.string() + " and every setting is at its default");
-        opened = openDatabase(file);
     }
-    if (opened.code != SQLITE_OK) {
-        return "can't open the settings in " + file.string() + ": " + opened.sentence;
+    const DroppedPages dropped = findDroppedPages(file.string() + kLogSuffix);
+    auto database = std::make_unique<Database>(file);
+    if (database->condition() == Database::Condition::Damaged) {
+        const std::string finding = database->finding();
+        database.reset();
+        if (const auto renewed = renew(file, finding); !renewed) {
+            return renewed.refusal();
+        }
+        database = std::make_unique<Database>(file);
+    } else if (database->condition() == Database::Condition::Sound) {
+        reportDropped(dropped, file);
     }
-    return std::unique_ptr<SettingsStore>(new SettingsStore(std::move(opened.database)));
-}
-
-SettingsStore::Opened SettingsStore::openDatabase(const fs::path& file) {
-    sqlite3* raw = nullptr;
-    int code = sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
-    Opened opened{Database(raw), code, {}};
-    int version = 0;
-    if (code == SQLITE_OK) {
-        code = sqlite3_exec(raw, kLock, nullptr, nullptr, nullptr);
+    if (database->condition() == Database::Condition::LaterVersion) {
+        return Refusal::storageFailed("the settings in " + file.string() + " are " + database->finding() +
+                                      ", this manager knows versions up to " + std::to_string(Database::kVersion) +
+                                      ": install the newer manager or name another folder with --state");
     }
-    if (code == SQLITE_OK) {
-        code = columnOfFirstRow(raw, "PRAGMA user_version", version);
+    if (database->condition() != Database::Condition::Sound) {
+        if (isNew) {
+            fs::remove(file, none);
+        }
+        return cannotOpen(file, database->finding());
     }
-    if (code == SQLITE_OK && version > kSchemaVersion) {
-        return {nullptr, SQLITE_ERROR, laterVersion(file, version)};
-    }
-    if (code == SQLITE_OK) {
-        code = checkPages(raw);  // before the first write: what is damaged is kept as it is
-    }
-    if (code == SQLITE_OK) {
-        code = sqlite3_exec(raw, kSetUp, nullptr, nullptr, nullptr);
-    }
-    if (code == SQLITE_OK && version < kSchemaVersion) {
-        code = sqlite3_exec(raw, kCreate, nullptr, nullptr, nullptr);
-    }
-    if (code == SQLITE_BUSY) {
-        return {nullptr, code, "another manager uses them; name another folder with --state"};
-    }
-    opened.code = code;
-    opened.sentence = code == SQLITE_CORRUPT ? sqlite3_errstr(code) : sqlite3_errmsg(raw);
-    return opened;
+    return std::unique_ptr<SettingsStore>(new SettingsStore(std::move(*database)));
 }
 
 SettingsStore::SettingsStore(Database database)
     : database_(std::move(database)),
-      get_(prepare("SELECT value FROM setting WHERE area = ?1 AND name = ?2")),
-      put_(prepare("INSERT OR REPLACE INTO setting VALUES(?1, ?2, ?3)")),
-      removeOne_(prepare("DELETE FROM setting WHERE area = ?1 AND name = ?2")),
-      removeArea_(prepare("DELETE FROM setting WHERE area = ?1")) {}
+      store_(database_.prepare("INSERT OR REPLACE INTO setting VALUES(?1, ?2, ?3)")),
+      clear_(database_.prepare("DELETE FROM setting WHERE area = ?1")),
+      texts_(database_.takeTexts()) {}
 
-SettingsStore::~SettingsStore() = default;
-
-SettingsStore::Statement SettingsStore::prepare(const char* sql) {
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
-    return Statement(statement);
+SettingsStore::~SettingsStore() {
+    if (!lazy_.empty()) {
+        // What can't be written now was promised to nobody.
+        [[maybe_unused]] const auto written = Transaction(*this).commit();
+    }
 }
 
-std::optional<std::string> SettingsStore::get(std::string_view area, std::string_view name) {
-    const Use use(get_.get());
-    bindText(get_.get(), 1, area);
-    bindText(get_.get(), 2, name);
-    if (sqlite3_step(get_.get()) != SQLITE_ROW) {
+std::optional<std::string> SettingsStore::get(std::string_view area, std::string_view name) const {
+    const auto texts = texts_.find(area);
+    if (texts == texts_.end()) {
         return std::nullopt;
     }
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(get_.get(), 0));
-    return std::string(bytes == nullptr ? "" : bytes, static_cast<std::size_t>(sqlite3_column_bytes(get_.get(), 0)));
+    const auto text = texts->second.find(name);
+    return text == texts->second.end() ? std::nullopt : std::optional(text->second);
 }
 
-std::optional<std::string> SettingsStore::put(std::string_view area, std::string_view name, std::string_view text) {
-    const Use use(put_.get());
-    bindText(put_.get(), 1, area);
-    bindText(put_.get(), 2, name);
-    sqlite3_bind_blob(put_.get(), 3, text.empty() ? "" : text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
-    return run(put_.get());
-}
-
-std::optional<std::string> SettingsStore::remove(std::string_view area, std::optional<std::string_view> name) {
-    sqlite3_stmt* statement = name ? removeOne_.get() : removeArea_.get();
-    const Use use(statement);
-    bindText(statement, 1, area);
-    if (name) {
-        bindText(statement, 2, *name);
+Result<void> SettingsStore::store(std::string_view area, std::string_view name, std::string_view text) {
+    Transaction transaction(*this);
+    const Key key{std::string(area), std::string(name)};
+    if (write(key, text)) {
+        remember(key);
+        replace(key, std::string(text));
+        lazy_.erase(key);
     }
-    return run(statement);
+    return transaction.commit();
 }
 
-std::optional<std::string> SettingsStore::run(sqlite3_stmt* statement) {
-    if (sqlite3_step(statement) == SQLITE_DONE) {
-        return std::nullopt;
+Result<void> SettingsStore::clear(std::string_view area) {
+    Transaction transaction(*this);
+    bindText(clear_.get(), 1, area);
+    if (run(clear_.get())) {
+        const auto texts = texts_[std::string(area)];
+        for (const auto& [name, text] : texts) {
+            const Key key{std::string(area), name};
+            remember(key);
+            replace(key, std::nullopt);
+            lazy_.erase(key);
+        }
     }
-    return std::string("The settings could not be written: ") + sqlite3_errmsg(database_.get()) + ".";
+    return transaction.commit();
+}
+
+void SettingsStore::storeLazily(std::string_view area, std::string_view name, std::string_view text) {
+    const Key key{std::string(area), std::string(name)};
+    replace(key, std::string(text));
+    lazy_.insert(key);
+}
+
+void SettingsStore::begin() {
+    if (depth_++ == 0) {
+        before_.clear();
+        failure_ = database_.execute("BEGIN IMMEDIATE") ? "" : database_.lastError();
+    }
+}
+
+Result<void> SettingsStore::commit() {
+    if (depth_ > 1) {
+        --depth_;
+        return failure_.empty() ? Result<void>() : refuse();
+    }
+    for (const Key& key : lazy_) {
+        write(key, texts_[key.area][key.name]);
+    }
+    if (failure_.empty() && !database_.execute("COMMIT")) {
+        failure_ = database_.lastError();
+    }
+    if (!failure_.empty()) {
+        rollBack();
+        return refuse();
+    }
+    depth_ = 0;
+    lazy_.clear();
+    return {};
+}
+
+void SettingsStore::rollBack() {
+    if (--depth_ > 0) {
+        failure_ = failure_.empty() ? "given up" : failure_;
+        return;
+    }
+    database_.execute("ROLLBACK");
+    for (auto change = before_.rbegin(); change != before_.rend(); ++change) {
+        replace(change->key, std::move(change->text));
+    }
+}
+
+Result<void> SettingsStore::refuse() {
+    return Refusal::storageFailed("The settings could not be written: " + failure_ + ".");
+}
+
+bool SettingsStore::run(sqlite3_stmt* statement) {
+    if (failure_.empty() && sqlite3_step(statement) != SQLITE_DONE) {
+        failure_ = database_.lastError();
+    }
+    sqlite3_reset(statement);  // so that no read transaction stays open
+    return failure_.empty();
+}
+
+bool SettingsStore::write(const Key& key, std::string_view text) {
+    bindText(store_.get(), 1, key.area);
+    bindText(store_.get(), 2, key.name);
+    sqlite3_bind_blob(store_.get(), 3, text.empty() ? "" : text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    return run(store_.get());
+}
+
+void SettingsStore::remember(const Key& key) {
+    before_.push_back({key, get(key.area, key.name)});
+}
+
+void SettingsStore::replace(const Key& key, std::optional<std::string> text) {
+    if (text) {
+        texts_[key.area][key.name] = std::move(*text);
+    } else {
+        texts_[key.area].erase(key.name);
+    }
 }
 
 }  // namespace corvane

@@ -1,66 +1,93 @@
 #pragma once
 
-#include <cstdint>
+#include "Corvane/settings/Database.h"
+#include "Corvane/support/Result.h"
+
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <variant>
-
-struct sqlite3;
-struct sqlite3_stmt;
+#include <utility>
+#include <vector>
 
 namespace corvane {
 
-/// What the manager remembers, as named texts in areas, in an SQLite database of the state folder.
+/// What the manager remembers: named texts in areas, in an SQLite database of the state folder.
 ///
-/// One process at a time: a second one is refused at opening. A damaged database is set aside as
-/// "settings.db.damaged-N" and a new one is begun; one of a later version is refused and left as it is.
+/// All of it is in memory, so that reading never fails. One process at a time: a second one is refused at opening. A damaged
+/// database is set aside as "settings.db.damaged-N" and a new one is begun; one of a later version is refused and left as it is.
 class SettingsStore {
 public:
     /// @param folder made, with mode 0750, when it is missing.
-    /// @return the store, or why it can't be opened, in one sentence.
-    static std::variant<std::unique_ptr<SettingsStore>, std::string> open(const std::filesystem::path& folder);
+    static Result<std::unique_ptr<SettingsStore>> open(const std::filesystem::path& folder);
+    /// Writes what was stored lazily.
     ~SettingsStore();
     SettingsStore(const SettingsStore&) = delete;
     SettingsStore& operator=(const SettingsStore&) = delete;
 
-    std::optional<std::string> get(std::string_view area, std::string_view name);
-    /// Stores or replaces, on disk before it returns. @return why not, in one sentence; the old text then stands.
-    std::optional<std::string> put(std::string_view area, std::string_view name, std::string_view text);
-    /// Removes one text, or a whole area when `name` is absent; otherwise as `put`.
-    std::optional<std::string> remove(std::string_view area, std::optional<std::string_view> name = std::nullopt);
+    std::optional<std::string> get(std::string_view area, std::string_view name) const;
+    /// Stores or replaces, on disk before it returns. After a refusal the old text stands.
+    Result<void> store(std::string_view area, std::string_view name, std::string_view text);
+    /// Removes all texts of an area; otherwise as `store`.
+    Result<void> clear(std::string_view area);
+    /// Stores what may be lost in a power cut, such as a count: on disk with the next change.
+    void storeLazily(std::string_view area, std::string_view name, std::string_view text);
+
+    /// Makes the changes while it lives one change, which succeeds or fails as a whole. Transactions may be nested: the outermost
+    /// one counts.
+    class Transaction {
+    public:
+        explicit Transaction(SettingsStore& store) : store_(&store) { store.begin(); }
+        ~Transaction() {
+            if (store_ != nullptr) {
+                store_->rollBack();
+            }
+        }
+        Transaction(const Transaction&) = delete;
+        Transaction& operator=(const Transaction&) = delete;
+
+        /// On disk when it returns; after a refusal all is as before.
+        Result<void> commit() { return std::exchange(store_, nullptr)->commit(); }
+
+    private:
+        SettingsStore* store_;  ///< nullptr when committed
+    };
 
     static constexpr const char* kFileName = "settings.db";
-    static constexpr int kSchemaVersion = 1;
 
 private:
-    struct Closer {
-        void operator()(sqlite3* database) const;
-        void operator()(sqlite3_stmt* statement) const;
+    struct Key {
+        std::string area;
+        std::string name;
+        auto operator<=>(const Key&) const = default;
     };
-    using Database = std::unique_ptr<sqlite3, Closer>;
-    using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
-    /// What opening found: a usable database, or SQLite's code and a sentence.
-    struct Opened {
-        Database database;
-        int code = 0;
-        std::string sentence;
+    /// A text that a transaction has changed, as it was before; absent when there was none.
+    struct Before {
+        Key key;
+        std::optional<std::string> text;
     };
 
     explicit SettingsStore(Database database);
-    static Opened openDatabase(const std::filesystem::path& file);
-    static std::string prepareDatabase(sqlite3* database);
-    Statement prepare(const char* sql);
-    /// Runs a statement that changes something to its end. @return why it failed.
-    std::optional<std::string> run(sqlite3_stmt* statement);
+    void begin();
+    Result<void> commit();
+    void rollBack();
+    Result<void> refuse();
+    /// Runs a statement that changes something.
+    bool run(sqlite3_stmt* statement);
+    bool write(const Key& key, std::string_view text);
+    void remember(const Key& key);
+    void replace(const Key& key, std::optional<std::string> text);
 
     Database database_;
-    Statement get_;
-    Statement put_;
-    Statement removeOne_;
-    Statement removeArea_;
+    Statement store_;
+    Statement clear_;
+    StoredTexts texts_;
+    std::set<Key> lazy_;  ///< in memory only, so far
+    int depth_ = 0;       ///< of nested transactions
+    std::vector<Before> before_;
+    std::string failure_;  ///< of the transaction, empty while there is none
 };
 
 }  // namespace corvane

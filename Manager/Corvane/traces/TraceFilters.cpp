@@ -1,12 +1,12 @@
 #include "Corvane/traces/TraceFilters.h"
 
+#include "Corvane/support/Log.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
-#include <cstdlib>
+#include <charconv>
 #include <limits>
 #include <string>
-#include <variant>
 
 namespace corvane {
 
@@ -26,66 +26,79 @@ const std::array<Rule, 2> kRules{{
     {ryn::kTraceFilterMaxLogLimit, std::numeric_limits<std::int32_t>::max(), 20},
 }};
 
-std::variant<std::size_t, Refusal> find(std::string_view filter) {
+Result<std::size_t> find(std::string_view filter) {
     for (std::size_t index = 0; index < kRules.size(); ++index) {
         if (filter == kRules[index].name) {
             return index;
         }
     }
-    return Refusal{ResultCode::InvalidArgument, "There is no trace filter '" + std::string(filter) + "'; there are " +
-                                                    kRules[0].name + " and " + kRules[1].name + "."};
+    return Refusal::invalidArgument("There is no trace filter '" + std::string(filter) + "'; there are " + kRules[0].name +
+                                    " and " + kRules[1].name + ".");
+}
+
+bool isWithin(const Rule& rule, std::int64_t value) {
+    return value >= 0 && value <= rule.highest;
+}
+
+std::optional<std::int64_t> parse(std::string_view text) {
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace
 
 TraceFilters::TraceFilters(SettingsStore& store) : store_(store) {
     for (std::size_t index = 0; index < kRules.size(); ++index) {
-        const auto stored = store_.get(kArea, kRules[index].name);
-        if (stored != kRemoved) {
-            values_[index] = stored ? std::strtoll(stored->c_str(), nullptr, 10) : kRules[index].byDefault;
+        const Rule& rule = kRules[index];
+        const auto stored = store_.get(kArea, rule.name);
+        if (stored == kRemoved) {
+            continue;
+        }
+        values_[index] = stored ? parse(*stored) : rule.byDefault;
+        if (!values_[index] || !isWithin(rule, *values_[index])) {
+            log::error("the stored filter " + std::string(rule.name) + " is '" + *stored + "' and takes 0 to " +
+                       std::to_string(rule.highest) + "; it is now at its default, " + std::to_string(rule.byDefault));
+            values_[index] = rule.byDefault;
+            store_.storeLazily(kArea, rule.name, std::to_string(rule.byDefault));
         }
     }
 }
 
-std::optional<Refusal> TraceFilters::add(std::string_view filter, std::optional<std::int64_t> value) {
-    auto found = find(filter);
-    if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return std::move(*refusal);
+Result<void> TraceFilters::add(std::string_view filter, std::optional<std::int64_t> value) {
+    const auto index = find(filter);
+    if (!index) {
+        return index.refusal();
     }
-    const std::size_t index = std::get<std::size_t>(found);
-    const Rule& rule = kRules[index];
-    if (value && (*value < 0 || *value > rule.highest)) {
-        return Refusal{ResultCode::InvalidArgument, std::string(rule.name) + " can't be " + std::to_string(*value) +
-                                                        "; it takes 0 to " + std::to_string(rule.highest) + ", or null for " +
-                                                        std::to_string(rule.byDefault) + "."};
+    const Rule& rule = kRules[*index];
+    if (value && !isWithin(rule, *value)) {
+        return Refusal::invalidArgument(std::string(rule.name) + " can't be " + std::to_string(*value) + "; it takes 0 to " +
+                                        std::to_string(rule.highest) + ", or null for " + std::to_string(rule.byDefault) + ".");
     }
-    return keep(index, value.value_or(rule.byDefault));
+    return store(*index, value.value_or(rule.byDefault));
 }
 
-std::optional<Refusal> TraceFilters::remove(std::string_view filter) {
-    auto found = find(filter);
-    if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return std::move(*refusal);
-    }
-    return keep(std::get<std::size_t>(found), std::nullopt);
+Result<void> TraceFilters::remove(std::string_view filter) {
+    const auto index = find(filter);
+    return index ? store(*index, std::nullopt) : index.refusal();
 }
 
-std::optional<Refusal> TraceFilters::keep(std::size_t index, std::optional<std::int64_t> value) {
-    if (auto why = store_.put(kArea, kRules[index].name, value ? std::to_string(*value) : std::string(kRemoved))) {
-        return Refusal{ResultCode::StorageFailed, std::move(*why)};
+Result<void> TraceFilters::store(std::size_t index, std::optional<std::int64_t> value) {
+    auto stored = store_.store(kArea, kRules[index].name, value ? std::to_string(*value) : std::string(kRemoved));
+    if (stored) {
+        values_[index] = value;
     }
-    values_[index] = value;
-    return std::nullopt;
+    return stored;
 }
 
-std::optional<Refusal> TraceFilters::reset() {
-    if (auto why = store_.remove(kArea)) {
-        return Refusal{ResultCode::StorageFailed, std::move(*why)};
+Result<void> TraceFilters::reset() {
+    if (auto cleared = store_.clear(kArea); !cleared) {
+        return cleared;
     }
     for (std::size_t index = 0; index < kRules.size(); ++index) {
         values_[index] = kRules[index].byDefault;
     }
-    return std::nullopt;
+    return {};
 }
 
 xpc::Object TraceFilters::all() const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Corvane/settings/SettingsStore.h"
-#include "Corvane/support/Refusal.h"
+#include "Corvane/support/Result.h"
 #include "platform/xpc/Object.h"
 
 #include <array>
@@ -14,12 +14,13 @@ namespace corvane {
 /// The two filters of trace log collections. Each is at its default, at a value of a client's, or removed.
 class TraceFilters {
 public:
+    /// A stored value out of its range is logged and replaced by the default.
     explicit TraceFilters(SettingsStore& store);
 
-    /// @param value absent: back to the default. On disk before it returns. @return why it was refused.
-    std::optional<Refusal> add(std::string_view filter, std::optional<std::int64_t> value);
-    std::optional<Refusal> remove(std::string_view filter);
-    std::optional<Refusal> reset();
+    /// @param value absent: back to the default. On disk before it returns.
+    Result<void> add(std::string_view filter, std::optional<std::int64_t> value);
+    Result<void> remove(std::string_view filter);
+    Result<void> reset();
 
     /// In percent of the disk that a collection needs free, from 0 to 100; nullopt when the filter is removed.
     std::optional<std::int64_t> freeSpacePercentage() const { return values_[0]; }
@@ -30,7 +31,7 @@ public:
     xpc::Object all() const;
 
 private:
-    std::optional<Refusal> keep(std::size_t index, std::optional<std::int64_t> value);
+    Result<void> store(std::size_t index, std::optional<std::int64_t> value);
 
     SettingsStore& store_;
     std::array<std::optional<std::int64_t>, 2> values_;

@@ -27,11 +27,10 @@ long numberOf(const std::string& name) {
                : 0;
 }
 
-std::optional<Refusal> failed(const fs::path& folder, const std::string& why) {
+Refusal failed(const fs::path& folder, const std::string& why) {
     std::error_code ignored;
     fs::remove_all(folder, ignored);
-    return Refusal{ResultCode::StorageFailed,
-                   "The trace logs could not be written to " + folder.parent_path().string() + ": " + why + "."};
+    return Refusal::storageFailed("The trace logs could not be written to " + folder.parent_path().string() + ": " + why + ".");
 }
 
 bool writeFile(const fs::path& path, const std::string& content) {
@@ -46,25 +45,25 @@ bool writeFile(const fs::path& path, const std::string& content) {
 TraceLogs::TraceLogs(fs::path folder, const TraceFilters& filters, ScratchLog& scratchLog)
     : folder_(std::move(folder)), filters_(filters), scratchLog_(scratchLog) {}
 
-std::optional<Refusal> TraceLogs::refuseCollection() const {
+Result<void> TraceLogs::checkFilters() const {
     if (filters_.maxLogLimit() == 0) {
-        return Refusal{ResultCode::LimitReached, "The max-log filter is 0, so that no trace logs are kept; raise or remove it."};
+        return Refusal::limitReached("The max-log filter is 0, so that no trace logs are kept; raise or remove it.");
     }
     const auto needed = filters_.freeSpacePercentage();
     struct statvfs disk {};
     if (!needed || statvfs(folder_.parent_path().c_str(), &disk) != 0 || disk.f_blocks == 0) {
-        return std::nullopt;
+        return {};
     }
     const auto free = static_cast<std::int64_t>(100 * disk.f_bavail / disk.f_blocks);
     if (free >= *needed) {
-        return std::nullopt;
+        return {};
     }
-    return Refusal{ResultCode::LimitReached, "The disk of " + folder_.string() + " has " + std::to_string(free) +
-                                                 " % free and the free-space filter asks for " + std::to_string(*needed) +
-                                                 " %; make room, or lower or remove the filter."};
+    return Refusal::limitReached("The disk of " + folder_.string() + " has " + std::to_string(free) +
+                                 " % free and the free-space filter asks for " + std::to_string(*needed) +
+                                 " %; make room, or lower or remove the filter.");
 }
 
-std::optional<Refusal> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
+Result<void> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
     std::error_code error;
     fs::create_directories(folder_, error);
     removeLeftovers();
@@ -90,7 +89,7 @@ std::optional<Refusal> TraceLogs::write(const std::vector<SnapshotFile>& files, 
         return failed(partial, error.message());
     }
     dropOldest();
-    return std::nullopt;
+    return {};
 }
 
 std::vector<TraceLogs::Collection> TraceLogs::collections() const {

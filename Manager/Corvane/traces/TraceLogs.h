@@ -1,12 +1,11 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
-#include "Corvane/support/Refusal.h"
+#include "Corvane/support/Result.h"
 #include "Corvane/traces/ScratchLog.h"
 #include "Corvane/traces/TraceFilters.h"
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,11 +17,11 @@ public:
     /// The references outlive this.
     TraceLogs(std::filesystem::path folder, const TraceFilters& filters, ScratchLog& scratchLog);
 
-    /// Why the filters forbid a collection now; nullopt when they don't.
-    std::optional<Refusal> refuseCollection() const;
+    /// Whether the filters allow a collection now.
+    Result<void> checkFilters() const;
     /// Writes a folder that appears whole, and drops the oldest ones over the filter's limit.
     /// @param keepScratchLogs whether the manager's own log goes on as if nothing had been collected.
-    std::optional<Refusal> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
+    Result<void> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
 
 private:
     struct Collection {

@@ -16,6 +16,11 @@ std::string storedName(const TraceProperty& property) {
     return ryn::trace::typeAsString(property.trace) + "/" + property.name;
 }
 
+/// "DIAG History"
+std::string shownName(const TraceProperty& property) {
+    return ryn::trace::typeAsString(property.trace) + " " + property.name;
+}
+
 template <typename Map>
 std::string joinedKeys(const Map& map) {
     std::string text;
@@ -29,21 +34,25 @@ std::string joinedKeys(const Map& map) {
 
 TraceSettings::TraceSettings(SettingsStore& store) : store_(store) {
     for (TraceProperty& property : supportedTraceProperties()) {
-        Row row{std::move(property), {}, {}};
-        row.value = row.property.byDefault;
-        if (row.property.keeping == Keeping::Stored) {
-            // What an older or a newer manager accepted may be out of range now.
-            const auto stored = store_.get(kArea, storedName(row.property));
-            row.value = (stored ? row.property.accept(*stored) : std::nullopt).value_or(row.property.byDefault);
-        }
-        const std::string name = row.property.name;
-        traces_[ryn::trace::typeAsString(row.property.trace)].emplace(name, std::move(row));
+        const std::string name = property.name;
+        Rows& rows = traces_[ryn::trace::typeAsString(property.trace)];
+        load(rows.emplace(name, Row{std::move(property), {}, {}}).first->second);
     }
-    for (auto& [trace, rows] : traces_) {
-        for (auto& [name, row] : rows) {
-            show(row, row.value);
-        }
+}
+
+void TraceSettings::load(Row& row) {
+    cache(row, row.property.byDefault);
+    const auto stored = row.property.keeping == Keeping::Stored ? store_.get(kArea, storedName(row.property)) : std::nullopt;
+    if (!stored) {
+        return;
     }
+    if (const auto accepted = row.property.accept(*stored)) {
+        cache(row, *accepted);
+        return;
+    }
+    log::error("the stored " + shownName(row.property) + " is '" + *stored + "' and takes " + row.property.acceptable() +
+               "; it is now at its default, " + row.value);
+    store_.storeLazily(kArea, storedName(row.property), row.value);
 }
 
 TraceSettings::Row* TraceSettings::findExactly(std::string_view trace, std::string_view property) {
@@ -55,7 +64,7 @@ TraceSettings::Row* TraceSettings::findExactly(std::string_view trace, std::stri
     return row == rows->second.end() ? nullptr : &row->second;
 }
 
-std::variant<TraceSettings::Row*, Refusal> TraceSettings::find(std::string_view trace, std::string_view property) {
+Result<TraceSettings::Row*> TraceSettings::find(std::string_view trace, std::string_view property) {
     if (Row* row = findExactly(trace, property); row != nullptr) {
         return row;
     }
@@ -64,98 +73,90 @@ std::variant<TraceSettings::Row*, Refusal> TraceSettings::find(std::string_view 
     const std::string name = isKind ? ryn::trace::typeAsString(type) : std::string(trace);
     const auto rows = traces_.find(name);
     if (rows == traces_.end()) {
-        return isKind ? Refusal{ResultCode::NotSupported,
-                                "Trace " + name + " is not supported on this device; supported are " + joinedKeys(traces_) + "."}
-                      : Refusal{ResultCode::InvalidArgument,
-                                "There is no trace '" + name + "'; supported are " + joinedKeys(traces_) + "."};
+        const std::string supported = "; supported are " + joinedKeys(traces_) + ".";
+        return isKind ? Refusal::notSupported("Trace " + name + " is not supported on this device" + supported)
+                      : Refusal::invalidArgument("There is no trace '" + name + "'" + supported);
     }
     if (Row* row = findExactly(name, property); row != nullptr) {
         return row;
     }
-    return Refusal{ResultCode::InvalidArgument, "Trace " + name + " has no property '" + std::string(property) + "'; it has " +
-                                                    joinedKeys(rows->second) + "."};
+    return Refusal::invalidArgument("Trace " + name + " has no property '" + std::string(property) + "'; it has " +
+                                    joinedKeys(rows->second) + ".");
 }
 
-std::variant<xpc::Object, Refusal> TraceSettings::reply(std::string_view trace, std::string_view property) {
-    auto found = find(trace, property);
-    if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return std::move(*refusal);
+Result<xpc::Object> TraceSettings::reply(std::string_view trace, std::string_view property) {
+    const auto row = find(trace, property);
+    if (!row) {
+        return row.refusal();
     }
-    Row& row = *std::get<Row*>(found);
-    refresh(row);
-    return row.reply;
+    reload(**row);
+    return (*row)->reply;
 }
 
-std::optional<Refusal> TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value) {
-    auto found = find(trace, property);
-    if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return std::move(*refusal);
+Result<void> TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value) {
+    const auto found = find(trace, property);
+    if (!found) {
+        return found.refusal();
     }
-    Row& row = *std::get<Row*>(found);
-    const std::string shown = ryn::trace::typeAsString(row.property.trace) + " " + row.property.name;
+    Row& row = **found;
     if (row.property.keeping == Keeping::ReadOnly) {
-        return Refusal{ResultCode::InvalidArgument, shown + " can only be read."};
+        return Refusal::invalidArgument(shownName(row.property) + " can only be read.");
     }
     const auto accepted = row.property.accept(value);
     if (!accepted) {
-        return Refusal{ResultCode::InvalidArgument,
-                       shown + " can't be '" + std::string(value) + "'; it takes " + row.property.acceptable() + "."};
+        return Refusal::invalidArgument(shownName(row.property) + " can't be '" + std::string(value) + "'; it takes " +
+                                        row.property.acceptable() + ".");
     }
-    return put(row, *accepted);
-}
-
-std::optional<Refusal> TraceSettings::put(Row& row, const std::string& value) {
     if (row.property.keeping == Keeping::Stored) {
-        if (auto why = store_.put(kArea, storedName(row.property), value)) {
-            return Refusal{ResultCode::StorageFailed, std::move(*why)};
+        if (auto stored = store_.store(kArea, storedName(row.property), *accepted); !stored) {
+            return stored;
         }
     }
-    return take(row, value);
+    return apply(row, *accepted);
 }
 
-void TraceSettings::refresh(Row& row) {
+void TraceSettings::reload(Row& row) {
     if (row.property.keeping != Keeping::Preferences) {
         return;
     }
     if (std::string now = row.property.read(); now != row.value) {
-        show(row, std::move(now));
+        cache(row, std::move(now));
     }
 }
 
-void TraceSettings::show(Row& row, std::string value) {
+void TraceSettings::cache(Row& row, std::string value) {
     row.value = std::move(value);
     row.reply = dictionary({{ryn::kKeyTracePropertyValue, text(row.value)}});
 }
 
-std::optional<Refusal> TraceSettings::take(Row& row, const std::string& value) {
+Result<void> TraceSettings::apply(Row& row, const std::string& value) {
     if (row.property.keeping == Keeping::Preferences && !row.property.write(value)) {
-        return Refusal{ResultCode::StorageFailed, "The preferences could not be written."};
+        return Refusal::storageFailed("The preferences could not be written.");
     }
-    show(row, value);
-    if (observer_) {
-        observer_(row.property, row.value);
+    cache(row, value);
+    if (onChange_) {
+        onChange_(row.property, row.value);
     }
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Refusal> TraceSettings::reset() {
-    if (auto why = store_.remove(kArea)) {
-        return Refusal{ResultCode::StorageFailed, std::move(*why)};
+Result<void> TraceSettings::reset() {
+    if (auto cleared = store_.clear(kArea); !cleared) {
+        return cleared;
     }
-    std::optional<Refusal> refusal;
+    Result<void> result;
     for (auto& [trace, rows] : traces_) {
         for (auto& [name, row] : rows) {
-            refresh(row);
+            reload(row);
             if (row.value == row.property.byDefault || row.property.keeping == Keeping::ReadOnly) {
                 continue;
             }
-            // In the store it is gone already; the preferences are told.
-            if (auto failed = take(row, row.property.byDefault)) {
-                refusal = std::move(failed);
+            if (auto applied = apply(row, row.property.byDefault); !applied) {
+                result = std::move(applied);
             }
         }
     }
-    return refusal;
+    return result;
 }
 
 std::string TraceSettings::value(ryn::trace::Type trace, std::string_view property) {
@@ -163,13 +164,13 @@ std::string TraceSettings::value(ryn::trace::Type trace, std::string_view proper
     if (row == nullptr) {
         return {};
     }
-    refresh(*row);
+    reload(*row);
     return row->value;
 }
 
-void TraceSettings::tell(ryn::trace::Type trace, std::string_view property, const std::string& value) {
+void TraceSettings::setReadOnly(ryn::trace::Type trace, std::string_view property, const std::string& value) {
     if (Row* row = findExactly(ryn::trace::typeAsString(trace), property); row != nullptr) {
-        show(*row, value);
+        cache(*row, value);
     }
 }
 
@@ -178,7 +179,7 @@ xpc::Object TraceSettings::all() {
     for (auto& [trace, rows] : traces_) {
         const xpc::Object values = dictionary({});
         for (auto& [name, row] : rows) {
-            refresh(row);
+            reload(row);
             xpc_dictionary_set_value(values.get(), name.c_str(), text(row.value).get());
         }
         xpc_dictionary_set_value(traces.get(), trace.c_str(), values.get());

@@ -1,17 +1,15 @@
 #pragma once
 
 #include "Corvane/settings/SettingsStore.h"
-#include "Corvane/support/Refusal.h"
+#include "Corvane/support/Result.h"
 #include "Corvane/traces/TraceProperty.h"
 #include "platform/xpc/Object.h"
 
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 
 namespace corvane {
 
@@ -20,23 +18,24 @@ namespace corvane {
 /// Not thread-safe: owned by the daemon's event loop.
 class TraceSettings {
 public:
-    /// Told of every change of a value, when it is on disk.
-    using Observer = std::function<void(const TraceProperty& property, const std::string& value)>;
+    /// Called after every change of a value, when it is on disk.
+    using OnChange = std::function<void(const TraceProperty& property, const std::string& value)>;
 
+    /// A stored value that its property doesn't take is logged and replaced by the default.
     explicit TraceSettings(SettingsStore& store);
-    void setObserver(Observer observer) { observer_ = std::move(observer); }
+    void setOnChange(OnChange onChange) { onChange_ = std::move(onChange); }
 
     /// {KeyTracePropertyValue: string}, ready to be sent. @param trace in any letter case.
-    std::variant<xpc::Object, Refusal> reply(std::string_view trace, std::string_view property);
-    /// Checks and stores, on disk before it returns. @return why it was refused; nullopt when stored.
-    std::optional<Refusal> set(std::string_view trace, std::string_view property, std::string_view value);
-    /// Puts every property that can be written back to its default.
-    std::optional<Refusal> reset();
+    Result<xpc::Object> reply(std::string_view trace, std::string_view property);
+    /// Checks and stores, on disk before it returns.
+    Result<void> set(std::string_view trace, std::string_view property, std::string_view value);
+    /// Puts every property that can be written back to its default. After a refusal the others are at their defaults.
+    Result<void> reset();
 
     /// For the manager itself, of properties that exist wherever it asks for them; empty otherwise.
     std::string value(ryn::trace::Type trace, std::string_view property);
-    /// Tells a read-only property's value.
-    void tell(ryn::trace::Type trace, std::string_view property, const std::string& value);
+    /// Sets what clients can only read.
+    void setReadOnly(ryn::trace::Type trace, std::string_view property, const std::string& value);
 
     /// {trace: {property: value}}
     xpc::Object all();
@@ -45,22 +44,22 @@ private:
     struct Row {
         TraceProperty property;
         std::string value;
-        xpc::Object reply;
+        xpc::Object reply;  ///< of `value`
     };
     using Rows = std::map<std::string, Row, std::less<>>;
 
-    std::variant<Row*, Refusal> find(std::string_view trace, std::string_view property);
+    Result<Row*> find(std::string_view trace, std::string_view property);
     Row* findExactly(std::string_view trace, std::string_view property);
-    Refusal unknownTrace(std::string_view trace) const;
-    std::optional<Refusal> put(Row& row, const std::string& value);
-    /// As `put`, where the store has the value already.
-    std::optional<Refusal> take(Row& row, const std::string& value);
-    static void show(Row& row, std::string value);
-    /// Takes notice of what others have written to the preferences.
-    static void refresh(Row& row);
+    /// Takes the stored value, or the default.
+    void load(Row& row);
+    /// Takes the value from the preferences, which others write too.
+    static void reload(Row& row);
+    /// Makes a value that the store has already the one that counts.
+    Result<void> apply(Row& row, const std::string& value);
+    static void cache(Row& row, std::string value);
 
     SettingsStore& store_;
-    Observer observer_;
+    OnChange onChange_;
     std::map<std::string, Rows, std::less<>> traces_;
 };
 

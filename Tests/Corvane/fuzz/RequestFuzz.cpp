@@ -26,7 +26,7 @@ public:
     Fuzzed() {
         setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
         corvane::log::setLevel(corvane::log::Level::Error);
-        store_ = std::get<std::unique_ptr<corvane::SettingsStore>>(corvane::SettingsStore::open(folder_.path()));
+        store_ = std::move(*corvane::SettingsStore::open(folder_.path()));
         storage_.emplace(*store_);
         services_.emplace(*store_, folder_.path());
         dispatcher_.emplace(*services_, corvane::FaultRules());

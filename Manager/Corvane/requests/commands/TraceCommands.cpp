@@ -8,29 +8,24 @@ namespace corvane {
 
 namespace {
 
-Answer getTraceProperty(Services& services, std::string_view trace, std::string_view property) {
-    auto found = services.traceSettings().reply(trace, property);
-    if (auto* refusal = std::get_if<Refusal>(&found)) {
-        return std::move(*refusal);
-    }
-    return std::get<xpc::Object>(std::move(found));
+Result<xpc::Object> getTraceProperty(Services& services, std::string_view trace, std::string_view property) {
+    return services.traceSettings().reply(trace, property);
 }
 
 /// It never returns before the value is on disk, whether the client asks for that or not.
-std::optional<Refusal> setTraceProperty(Services& services, std::string_view trace, std::string_view property,
-                                        std::string_view value, bool /*waitForCompletion*/) {
+Result<void> setTraceProperty(Services& services, std::string_view trace, std::string_view property, std::string_view value,
+                              bool /*waitForCompletion*/) {
     return services.traceSettings().set(trace, property, value);
 }
 
 /// The TEMS mode is a trace property with commands of its own.
-Answer getTEMSProperty(Services& services) {
-    const Answer found = getTraceProperty(services, "TEMS", "Mode");
-    return found.refusal
-               ? found
-               : dictionary({{ryn::kKeyTEMSMode, text(services.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}});
+Result<xpc::Object> getTEMSProperty(Services& services) {
+    const auto reply = services.traceSettings().reply("TEMS", "Mode");
+    return reply ? dictionary({{ryn::kKeyTEMSMode, text(services.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})
+                 : reply;
 }
 
-std::optional<Refusal> setTEMSProperty(Services& services, std::string_view mode) {
+Result<void> setTEMSProperty(Services& services, std::string_view mode) {
     return services.traceSettings().set("TEMS", "Mode", mode);
 }
 

@@ -12,11 +12,11 @@ void collectTraceLogs(Services& services, const AnswerCompletion& answer, std::s
     services.collectTraceLogs(escaped(reason), answer);
 }
 
-std::optional<Refusal> addTraceFilter(Services& services, std::string_view filter, std::optional<std::int64_t> value) {
+Result<void> addTraceFilter(Services& services, std::string_view filter, std::optional<std::int64_t> value) {
     return services.traceFilters().add(filter, value);
 }
 
-std::optional<Refusal> removeTraceFilter(Services& services, std::string_view filter) {
+Result<void> removeTraceFilter(Services& services, std::string_view filter) {
     return services.traceFilters().remove(filter);
 }
 

@@ -1,0 +1,98 @@
+#include "Corvane/settings/WriteAheadLog.h"
+
+#include <array>
+#include <cstdint>
+#include <fstream>
+#include <span>
+#include <vector>
+
+namespace corvane {
+
+namespace {
+
+/// The layout is SQLite's (https://sqlite.org/fileformat2.html section 4): a header, then frames of a header and a page. Numbers
+/// are big-endian, and each checksum goes on from the one before.
+constexpr std::size_t kHeaderSize = 32;
+constexpr std::size_t kFrameHeaderSize = 24;
+constexpr std::uint32_t kMagic = 0x377F0682;
+constexpr std::uint32_t kBigEndianSums = 1;  // the lowest bit of the magic number
+constexpr std::uint32_t kLargestPage = 65536;
+
+using Bytes = std::span<const unsigned char>;
+
+std::uint32_t wordAt(Bytes bytes, std::size_t offset) {
+    return std::uint32_t{bytes[offset]} << 24U | std::uint32_t{bytes[offset + 1]} << 16U |
+           std::uint32_t{bytes[offset + 2]} << 8U | bytes[offset + 3];
+}
+
+/// Two running sums over pairs of words.
+class Checksum {
+public:
+    explicit Checksum(bool isBigEndian) : isBigEndian_(isBigEndian) {}
+
+    void add(Bytes bytes) {
+        for (std::size_t offset = 0; offset + 8 <= bytes.size(); offset += 8) {
+            first_ += word(bytes, offset) + second_;
+            second_ += word(bytes, offset + 4) + first_;
+        }
+    }
+    bool isAt(Bytes bytes, std::size_t offset) const {
+        return wordAt(bytes, offset) == first_ && wordAt(bytes, offset + 4) == second_;
+    }
+
+private:
+    std::uint32_t word(Bytes bytes, std::size_t offset) const {
+        const std::uint32_t big = wordAt(bytes, offset);
+        return isBigEndian_ ? big : __builtin_bswap32(big);
+    }
+
+    bool isBigEndian_;
+    std::uint32_t first_ = 0;
+    std::uint32_t second_ = 0;
+};
+
+bool read(std::ifstream& file, std::span<unsigned char> bytes) {
+    return static_cast<bool>(file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())));
+}
+
+/// How many of the frame's two salts are the header's: both, when it was written since the file was last begun anew.
+int saltsOf(Bytes frame, Bytes header) {
+    return (wordAt(frame, 8) == wordAt(header, 16) ? 1 : 0) + (wordAt(frame, 12) == wordAt(header, 20) ? 1 : 0);
+}
+
+}  // namespace
+
+DroppedPages findDroppedPages(const std::filesystem::path& log) {
+    std::ifstream file(log, std::ios::binary);
+    std::array<unsigned char, kHeaderSize> header{};
+    if (!read(file, header)) {
+        return {};
+    }
+    const std::uint32_t magic = wordAt(header, 0);
+    const std::uint32_t pageSize = wordAt(header, 8);
+    Checksum sum((magic & kBigEndianSums) != 0);
+    sum.add(Bytes(header).first(24));
+    bool isWhole = sum.isAt(header, 24) && (magic & ~kBigEndianSums) == kMagic && pageSize <= kLargestPage;
+
+    DroppedPages dropped;
+    // A damaged header hides its frames; only their number can be told, by the usual size of a page.
+    std::vector<unsigned char> frame(kFrameHeaderSize + (isWhole ? pageSize : 4096));
+    const bool headerIsWhole = isWhole;
+    while (read(file, frame)) {
+        const int salts = saltsOf(frame, header);
+        if (headerIsWhole && salts == 0) {
+            isWhole = false;  // the end: what follows is left over from an earlier use of the file
+            continue;
+        }
+        sum.add(Bytes(frame).first(8));
+        sum.add(Bytes(frame).subspan(kFrameHeaderSize));
+        isWhole = isWhole && salts == 2 && sum.isAt(frame, 16);
+        if (!isWhole) {
+            ++dropped.pages;
+            dropped.changes += wordAt(frame, 4) != 0 ? 1U : 0U;  // a change's last frame tells the size of the database
+        }
+    }
+    return dropped;
+}
+
+}  // namespace corvane
