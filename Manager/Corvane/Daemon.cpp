@@ -101,18 +101,17 @@ std::optional<std::string> Daemon::openSettings() {
 }
 
 std::unique_ptr<Baseband> Daemon::makeBaseband() {
-    basebandStorage_.emplace(*store_);
     if (options_.backend == "modemmanager") {
-        return std::make_unique<ModemManagerBaseband>(*loop_, *basebandStorage_, options_.modem);
+        return std::make_unique<ModemManagerBaseband>(*loop_, *store_, options_.modem);
     }
-    return std::make_unique<SimulatedBaseband>(*loop_, *basebandStorage_);
+    return std::make_unique<SimulatedBaseband>(*loop_, *store_);
 }
 
 void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    Services services(*store_, options_.stateFolder);
+    Services services(*store_, options_.stateFolder, *loop_);
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
     Server::Limits limits;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Corvane/Options.h"
-#include "Corvane/baseband/StoredBaseband.h"
 #include "Corvane/clients/Listener.h"
 #include "Corvane/clients/Server.h"
 #include "Corvane/loop/Loop.h"
@@ -35,7 +34,6 @@ private:
     std::unique_ptr<Loop> loop_;
     Listener listener_;
     std::unique_ptr<SettingsStore> store_;
-    std::optional<StoredBaseband> basebandStorage_;
 };
 
 }  // namespace corvane

@@ -20,7 +20,7 @@ TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const auto loop = std::move(*Loop::make());
     const PeerPolicy policy;
     const auto store = std::move(*SettingsStore::open(folder.path()));
-    Services services(*store, folder.path());
+    Services services(*store, folder.path(), *loop);
     Dispatcher dispatcher(services, {});
     auto listener = std::get<Listener>(Listener::open(path, policy));
     Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});

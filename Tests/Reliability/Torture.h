@@ -67,6 +67,8 @@ void hostileClients(Run& run);
 void hostileManager(Run& run);
 void fullDisk(Run& run);
 void damagedState(Run& run);
+void slowDisk(Run& run);
+void killErase(Run& run);
 void load(Run& run);
 
 }  // namespace torture

@@ -23,6 +23,8 @@ constexpr Program kPrograms[] = {
     {"manager", "A hostile manager can't crash or hang a tool", torture::hostileManager},
     {"disk", "A full or read-only disk is said in one sentence and loses nothing", torture::fullDisk},
     {"state", "Damage to the settings' file is found, said and set aside, and the manager serves", torture::damagedState},
+    {"slow", "Writers on a slow disk share its syncs, and keep nobody else waiting", torture::slowDisk},
+    {"erase", "An erasure is whole or has not happened, whenever the manager is killed", torture::killErase},
     {"load", "64 clients at once are served without a data race or a wrong access", torture::load},
 };
 

@@ -17,10 +17,6 @@
 
 namespace corvane {
 
-/// Runs exactly once, on the event loop's thread, possibly before the command that it was given to returns.
-template <typename T>
-using Completion = std::function<void(Result<T>)>;
-
 struct BasebandVersion {
     std::string text;  ///< empty when it isn't known
 };

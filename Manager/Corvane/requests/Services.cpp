@@ -23,10 +23,12 @@ const Refusal kUnreadablePreferences{ResultCode::StorageFailed,
 
 }  // namespace
 
-Services::Services(SettingsStore& store, const std::filesystem::path& stateFolder)
+Services::Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop)
     : store_(store),
-      traceSettings_(store),
-      traceFilters_(store),
+      group_(store, loop),
+      traceSettings_(store, group_),
+      traceFilters_(store, group_),
+      erasure_(store, traceSettings_, traceFilters_),
       bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),
       traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_) {
@@ -42,6 +44,7 @@ Services::~Services() {
 void Services::start(std::unique_ptr<Baseband> baseband, EventListener events) {
     events_ = std::move(events);
     baseband_ = std::move(baseband);
+    erasure_.finishInterrupted();
     baseband_->start(*this);
 }
 
@@ -68,11 +71,6 @@ std::optional<Refusal> Services::unblockResets() {
         return std::nullopt;
     }
     return Refusal{ResultCode::StorageFailed, "The preference BlockBasebandResets could not be written."};
-}
-
-Result<void> Services::resetSettings() {
-    const auto settings = traceSettings_.reset();
-    return settings ? traceFilters_.reset() : settings;
 }
 
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
+#include "Corvane/requests/Erasure.h"
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/traces/ScratchLog.h"
 #include "Corvane/traces/TraceFilters.h"
@@ -19,8 +20,8 @@ class Services : public BasebandListener {
 public:
     using EventListener = std::function<void(const char* event, const xpc::Object& payload)>;
 
-    /// @param store outlives this. @param stateFolder where the logs go.
-    Services(SettingsStore& store, const std::filesystem::path& stateFolder);
+    /// @param store and @param loop outlive this. @param stateFolder where the logs go.
+    Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop);
     ~Services() override;
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
@@ -33,8 +34,8 @@ public:
     /// Why the baseband may not be reset now; nullopt when it may.
     static std::optional<Refusal> refuseReset();
     static std::optional<Refusal> unblockResets();
-    /// Puts every setting back to its default.
-    Result<void> resetSettings();
+    /// Erases the baseband's non-volatile data and puts every setting back to its default.
+    void erase(const Completion<void>& done) { erasure_.run(*baseband_, done); }
     /// Completes when the folder is written.
     void collectTraceLogs(const std::string& reason, Completion<void> completion);
 
@@ -57,8 +58,10 @@ private:
     void finishCollection(SnapshotFiles files, const Completion<void>& completion);
 
     SettingsStore& store_;
+    GroupCommit group_;
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;
+    Erasure erasure_;
     BootFigures bootFigures_;
     CommandFigures commandFigures_;
     ClientFigures clientFigures_;

@@ -24,7 +24,7 @@ constexpr const char* kLock = "PRAGMA locking_mode=EXCLUSIVE; PRAGMA cell_size_c
 constexpr const char* kSetUp =
     "PRAGMA journal_mode=WAL;"
     "PRAGMA synchronous=FULL;"
-    "PRAGMA wal_autocheckpoint=64;"
+    "PRAGMA wal_autocheckpoint=128;"
     "PRAGMA cache_size=-256;"
     // Fails where nothing can be written, and writes nothing: a manager starts on a full disk too.
     "BEGIN IMMEDIATE;"

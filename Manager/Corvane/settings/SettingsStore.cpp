@@ -248,7 +248,7 @@ void SettingsStore::rollBack() {
 }
 
 Result<void> SettingsStore::refuse() {
-    return Refusal::storageFailed("The settings could not be written: " + failure_ + ".");
+    return Refusal::storageFailed("The change could not be written to disk (" + failure_ + "); nothing has changed.");
 }
 
 bool SettingsStore::run(sqlite3_stmt* statement) {

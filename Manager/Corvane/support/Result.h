@@ -2,6 +2,7 @@
 
 #include "Corvane/support/Refusal.h"
 
+#include <functional>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -45,5 +46,9 @@ public:
 private:
     std::optional<Refusal> refusal_;
 };
+
+/// Runs exactly once, on the event loop's thread, possibly before the command that it was given to returns.
+template <typename T>
+using Completion = std::function<void(Result<T>)>;
 
 }  // namespace corvane

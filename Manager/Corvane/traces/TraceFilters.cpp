@@ -12,7 +12,6 @@ namespace corvane {
 
 namespace {
 
-constexpr std::string_view kArea = "filter";
 constexpr std::string_view kRemoved = "removed";
 
 struct Rule {
@@ -48,7 +47,7 @@ std::optional<std::int64_t> parse(std::string_view text) {
 
 }  // namespace
 
-TraceFilters::TraceFilters(SettingsStore& store) : store_(store) {
+TraceFilters::TraceFilters(SettingsStore& store, GroupCommit& group) : store_(store), group_(group) {
     for (std::size_t index = 0; index < kRules.size(); ++index) {
         const Rule& rule = kRules[index];
         const auto stored = store_.get(kArea, rule.name);
@@ -65,40 +64,43 @@ TraceFilters::TraceFilters(SettingsStore& store) : store_(store) {
     }
 }
 
-Result<void> TraceFilters::add(std::string_view filter, std::optional<std::int64_t> value) {
+void TraceFilters::add(std::string_view filter, std::optional<std::int64_t> value, const Completion<void>& done) {
     const auto index = find(filter);
     if (!index) {
-        return index.refusal();
+        done(index.refusal());
+        return;
     }
     const Rule& rule = kRules[*index];
     if (value && !isWithin(rule, *value)) {
-        return Refusal::invalidArgument(std::string(rule.name) + " can't be " + std::to_string(*value) + "; it takes 0 to " +
-                                        std::to_string(rule.highest) + ", or null for " + std::to_string(rule.byDefault) + ".");
+        done(Refusal::invalidArgument(std::string(rule.name) + " can't be " + std::to_string(*value) + "; it takes 0 to " +
+                                      std::to_string(rule.highest) + ", or null for " + std::to_string(rule.byDefault) + "."));
+        return;
     }
-    return store(*index, value.value_or(rule.byDefault));
+    store(*index, value.value_or(rule.byDefault), done);
 }
 
-Result<void> TraceFilters::remove(std::string_view filter) {
-    const auto index = find(filter);
-    return index ? store(*index, std::nullopt) : index.refusal();
+void TraceFilters::remove(std::string_view filter, const Completion<void>& done) {
+    if (const auto index = find(filter)) {
+        store(*index, std::nullopt, done);
+    } else {
+        done(index.refusal());
+    }
 }
 
-Result<void> TraceFilters::store(std::size_t index, std::optional<std::int64_t> value) {
-    auto stored = store_.store(kArea, kRules[index].name, value ? std::to_string(*value) : std::string(kRemoved));
-    if (stored) {
-        values_[index] = value;
-    }
-    return stored;
+void TraceFilters::store(std::size_t index, std::optional<std::int64_t> value, const Completion<void>& done) {
+    const std::string text = value ? std::to_string(*value) : std::string(kRemoved);
+    group_.store(kArea, kRules[index].name, text, [this, index, value, done](const Result<void>& stored) {
+        if (stored) {
+            values_[index] = value;
+        }
+        done(stored);
+    });
 }
 
-Result<void> TraceFilters::reset() {
-    if (auto cleared = store_.clear(kArea); !cleared) {
-        return cleared;
-    }
+void TraceFilters::applyDefaults() {
     for (std::size_t index = 0; index < kRules.size(); ++index) {
         values_[index] = kRules[index].byDefault;
     }
-    return {};
 }
 
 xpc::Object TraceFilters::all() const {

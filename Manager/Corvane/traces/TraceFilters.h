@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Corvane/settings/GroupCommit.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Result.h"
 #include "platform/xpc/Object.h"
@@ -15,12 +16,14 @@ namespace corvane {
 class TraceFilters {
 public:
     /// A stored value out of its range is logged and replaced by the default.
-    explicit TraceFilters(SettingsStore& store);
+    TraceFilters(SettingsStore& store, GroupCommit& group);
 
-    /// @param value absent: back to the default. On disk before it returns.
-    Result<void> add(std::string_view filter, std::optional<std::int64_t> value);
-    Result<void> remove(std::string_view filter);
-    Result<void> reset();
+    /// The old value stands until the new one is on disk, when `done` runs. @param value absent: back to the default.
+    void add(std::string_view filter, std::optional<std::int64_t> value, const Completion<void>& done);
+    void remove(std::string_view filter, const Completion<void>& done);
+    /// Removes what is stored; to be followed by `applyDefaults` when that is on disk.
+    Result<void> erase() { return store_.clear(kArea); }
+    void applyDefaults();
 
     /// In percent of the disk that a collection needs free, from 0 to 100; nullopt when the filter is removed.
     std::optional<std::int64_t> freeSpacePercentage() const { return values_[0]; }
@@ -31,9 +34,12 @@ public:
     xpc::Object all() const;
 
 private:
-    Result<void> store(std::size_t index, std::optional<std::int64_t> value);
+    static constexpr std::string_view kArea = "filter";
+
+    void store(std::size_t index, std::optional<std::int64_t> value, const Completion<void>& done);
 
     SettingsStore& store_;
+    GroupCommit& group_;
     std::array<std::optional<std::int64_t>, 2> values_;
 };
 

@@ -10,8 +10,6 @@ namespace {
 
 using Keeping = TraceProperty::Keeping;
 
-constexpr std::string_view kArea = "trace";
-
 std::string storedName(const TraceProperty& property) {
     return ryn::trace::typeAsString(property.trace) + "/" + property.name;
 }
@@ -32,7 +30,7 @@ std::string joinedKeys(const Map& map) {
 
 }  // namespace
 
-TraceSettings::TraceSettings(SettingsStore& store) : store_(store) {
+TraceSettings::TraceSettings(SettingsStore& store, GroupCommit& group) : store_(store), group_(group) {
     for (TraceProperty& property : supportedTraceProperties()) {
         const std::string name = property.name;
         Rows& rows = traces_[ryn::trace::typeAsString(property.trace)];
@@ -93,26 +91,31 @@ Result<xpc::Object> TraceSettings::reply(std::string_view trace, std::string_vie
     return (*row)->reply;
 }
 
-Result<void> TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value) {
-    const auto found = find(trace, property);
-    if (!found) {
-        return found.refusal();
-    }
-    Row& row = **found;
+Result<std::string> TraceSettings::accept(const Row& row, std::string_view value) {
     if (row.property.keeping == Keeping::ReadOnly) {
         return Refusal::invalidArgument(shownName(row.property) + " can only be read.");
     }
-    const auto accepted = row.property.accept(value);
+    if (const auto accepted = row.property.accept(value)) {
+        return *accepted;
+    }
+    return Refusal::invalidArgument(shownName(row.property) + " can't be '" + std::string(value) + "'; it takes " +
+                                    row.property.acceptable() + ".");
+}
+
+void TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value, const Completion<void>& done) {
+    const auto found = find(trace, property);
+    const auto accepted = found ? accept(**found, value) : found.refusal();
     if (!accepted) {
-        return Refusal::invalidArgument(shownName(row.property) + " can't be '" + std::string(value) + "'; it takes " +
-                                        row.property.acceptable() + ".");
+        done(accepted.refusal());
+        return;
     }
-    if (row.property.keeping == Keeping::Stored) {
-        if (auto stored = store_.store(kArea, storedName(row.property), *accepted); !stored) {
-            return stored;
-        }
+    Row& row = **found;
+    if (row.property.keeping != Keeping::Stored) {
+        done(apply(row, *accepted));
+        return;
     }
-    return apply(row, *accepted);
+    group_.store(kArea, storedName(row.property), *accepted,
+                 [this, &row, text = *accepted, done](const Result<void>& stored) { done(stored ? apply(row, text) : stored); });
 }
 
 void TraceSettings::reload(Row& row) {
@@ -140,10 +143,7 @@ Result<void> TraceSettings::apply(Row& row, const std::string& value) {
     return {};
 }
 
-Result<void> TraceSettings::reset() {
-    if (auto cleared = store_.clear(kArea); !cleared) {
-        return cleared;
-    }
+Result<void> TraceSettings::applyDefaults() {
     Result<void> result;
     for (auto& [trace, rows] : traces_) {
         for (auto& [name, row] : rows) {

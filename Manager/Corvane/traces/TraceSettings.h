@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Corvane/settings/GroupCommit.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Result.h"
 #include "Corvane/traces/TraceProperty.h"
@@ -22,15 +23,17 @@ public:
     using OnChange = std::function<void(const TraceProperty& property, const std::string& value)>;
 
     /// A stored value that its property doesn't take is logged and replaced by the default.
-    explicit TraceSettings(SettingsStore& store);
+    TraceSettings(SettingsStore& store, GroupCommit& group);
     void setOnChange(OnChange onChange) { onChange_ = std::move(onChange); }
 
     /// {KeyTracePropertyValue: string}, ready to be sent. @param trace in any letter case.
     Result<xpc::Object> reply(std::string_view trace, std::string_view property);
-    /// Checks and stores, on disk before it returns.
-    Result<void> set(std::string_view trace, std::string_view property, std::string_view value);
-    /// Puts every property that can be written back to its default. After a refusal the others are at their defaults.
-    Result<void> reset();
+    /// Checks and stores. The old value stands until the new one is on disk, when `done` runs.
+    void set(std::string_view trace, std::string_view property, std::string_view value, const Completion<void>& done);
+    /// Removes every stored value; to be followed by `applyDefaults` when that is on disk.
+    Result<void> erase() { return store_.clear(kArea); }
+    /// Puts every property that can be written at its default, also in the preferences. After a refusal the others are there.
+    Result<void> applyDefaults();
 
     /// For the manager itself, of properties that exist wherever it asks for them; empty otherwise.
     std::string value(ryn::trace::Type trace, std::string_view property);
@@ -48,17 +51,22 @@ private:
     };
     using Rows = std::map<std::string, Row, std::less<>>;
 
+    static constexpr std::string_view kArea = "trace";
+
     Result<Row*> find(std::string_view trace, std::string_view property);
     Row* findExactly(std::string_view trace, std::string_view property);
     /// Takes the stored value, or the default.
     void load(Row& row);
     /// Takes the value from the preferences, which others write too.
     static void reload(Row& row);
+    /// Checks a value. @return it as it is stored
+    static Result<std::string> accept(const Row& row, std::string_view value);
     /// Makes a value that the store has already the one that counts.
     Result<void> apply(Row& row, const std::string& value);
     static void cache(Row& row, std::string value);
 
     SettingsStore& store_;
+    GroupCommit& group_;
     OnChange onChange_;
     std::map<std::string, Rows, std::less<>> traces_;
 };

@@ -3,6 +3,7 @@
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/support/Values.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -15,24 +16,6 @@
 #include <vector>
 
 namespace corvane {
-
-/// Keeps what a baseband remembers, over several of them, and can fail like a full disk.
-class BenchStorage : public BasebandStorage {
-public:
-    std::optional<std::string> get(std::string_view name) override {
-        const auto found = texts.find(std::string(name));
-        return found == texts.end() ? std::nullopt : std::optional(found->second);
-    }
-    bool put(std::string_view name, std::string_view text) override {
-        if (!full) {
-            texts[std::string(name)] = text;
-        }
-        return !full;
-    }
-
-    std::map<std::string, std::string> texts;
-    bool full = false;
-};
 
 /// How a command ended, with its value as a text.
 struct Answer {
@@ -173,7 +156,7 @@ protected:
         baseband_.reset();
         events_.clear();
         renewLoop();
-        baseband_ = std::make_unique<SimulatedBaseband>(*loop_, storage_, durations);
+        baseband_ = std::make_unique<SimulatedBaseband>(*loop_, *store_, durations);
         baseband_->start(*this);
     }
     void runUntilEvent(const std::string& event) {
@@ -185,7 +168,8 @@ protected:
     /// What has begun stays under way for the length of a test.
     static constexpr std::chrono::hours kForever{1};
 
-    BenchStorage storage_;
+    support::TempFolder folder_;
+    std::unique_ptr<SettingsStore> store_ = std::move(*SettingsStore::open(folder_.path()));
 };
 
 }  // namespace corvane

@@ -1,6 +1,9 @@
 #include "Corvane/baseband/Bench.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <csignal>
 
 namespace corvane {
 namespace {
@@ -141,7 +144,12 @@ TEST_F(MemoryTest, WhatCannotBeWrittenIsRefusedAndChangesNothing) {
     expectOk(mode(0));
     expectOk(powerLog(PowerLog::F3, PowerLogAction::Enable));
     const std::string before = wake();
-    storage_.full = true;
+    // As on a full disk: no file may grow.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &none);
     const Command commands[] = {mode(6),
                                 powerLog(PowerLog::NPA, PowerLogAction::Enable),
                                 powerLog(PowerLog::F3, PowerLogAction::Dump),
@@ -151,6 +159,7 @@ TEST_F(MemoryTest, WhatCannotBeWrittenIsRefusedAndChangesNothing) {
     for (const Command& command : commands) {
         EXPECT_EQ(codeOf(perform(command)), "storage") << &command - commands;
     }
+    setrlimit(RLIMIT_FSIZE, &limit);
     expectOk(reset(ResetType::Soft));
     EXPECT_THAT(events_, Not(testing::Contains("mode 6")));
     EXPECT_EQ(wake(), before);
@@ -159,8 +168,8 @@ TEST_F(MemoryTest, WhatCannotBeWrittenIsRefusedAndChangesNothing) {
 
 TEST_F(MemoryTest, DamagedMemoryIsLikeNone) {
     for (const char* damage : {"", "{", "[]", "null", R"({"SoftResets":"x","Boots":1.5,"SerialNumber":true})"}) {
-        for (auto& [name, text] : storage_.texts) {
-            text = damage;
+        for (const char* name : {"baseband.nv", "baseband.statistics", "baseband.wake"}) {
+            ASSERT_TRUE(store_->store("baseband", name, damage));
         }
         restart();
         runUntilEvent("Ready");

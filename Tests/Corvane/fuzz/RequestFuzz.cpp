@@ -1,4 +1,3 @@
-#include "Corvane/baseband/StoredBaseband.h"
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
@@ -27,11 +26,10 @@ public:
         setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
         corvane::log::setLevel(corvane::log::Level::Error);
         store_ = std::move(*corvane::SettingsStore::open(folder_.path()));
-        storage_.emplace(*store_);
-        services_.emplace(*store_, folder_.path());
+        services_.emplace(*store_, folder_.path(), *loop_);
         dispatcher_.emplace(*services_, corvane::FaultRules());
         corvane::addAllCommands(*dispatcher_);
-        services_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *storage_), [](const char*, const xpc::Object&) {});
+        services_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *store_), [](const char*, const xpc::Object&) {});
     }
 
     /// @param input packets, each behind its length in two bytes.
@@ -44,14 +42,14 @@ public:
             }
             input = input.subspan(2 + length);
         }
-        sd_event_run(&loop_->event(), 0);
+        loop_->defer([this] { loop_->rearm(); });  // whatever there is to do, and no waiting
+        loop_->turn();
     }
 
 private:
     support::TempFolder folder_;
     std::unique_ptr<corvane::Loop> loop_ = std::move(*corvane::Loop::make());
     std::unique_ptr<corvane::SettingsStore> store_;
-    std::optional<corvane::StoredBaseband> storage_;
     std::optional<corvane::Services> services_;
     std::optional<corvane::Dispatcher> dispatcher_;
 };

@@ -7,6 +7,7 @@
 namespace corvane::modemmanager {
 namespace {
 
+constexpr std::string_view kArea = "baseband";
 constexpr std::string_view kName = "modem-mode";
 
 /// Another one each time that the machine boots (random(4)).
@@ -26,7 +27,7 @@ std::string keyOf(const std::string& modem) {
 
 }  // namespace
 
-ModeWish::ModeWish(BasebandStorage& storage) : storage_(storage), stored_(storage.get(kName).value_or("")) {}
+ModeWish::ModeWish(SettingsStore& store) : store_(store), stored_(store.get(kArea, kName).value_or("")) {}
 
 std::optional<OperatingMode> ModeWish::of(const std::string& modem) const {
     if (stored_.empty() || stored_.substr(1) != keyOf(modem)) {
@@ -37,7 +38,7 @@ std::optional<OperatingMode> ModeWish::of(const std::string& modem) const {
 
 bool ModeWish::set(const std::string& modem, std::optional<OperatingMode> mode) {
     std::string wish = mode ? std::to_string(static_cast<std::int32_t>(*mode)) + keyOf(modem) : "";
-    return std::exchange(stored_, wish) == wish || storage_.put(kName, wish);
+    return std::exchange(stored_, wish) == wish || static_cast<bool>(store_.store(kArea, kName, wish));
 }
 
 }  // namespace corvane::modemmanager

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Corvane/baseband/BasebandStorage.h"
 #include "Corvane/baseband/OperatingMode.h"
+#include "Corvane/settings/SettingsStore.h"
 
 #include <optional>
 #include <string>
@@ -12,8 +12,8 @@ namespace corvane::modemmanager {
 /// manager nor of ModemManager boots the modem; a restart of the machine does.
 class ModeWish {
 public:
-    /// @param storage outlives this.
-    explicit ModeWish(BasebandStorage& storage);
+    /// @param store outlives this.
+    explicit ModeWish(SettingsStore& store);
 
     /// @param modem IMEI or else device; a wish for another modem is none for this one.
     std::optional<OperatingMode> of(const std::string& modem) const;
@@ -21,7 +21,7 @@ public:
     bool set(const std::string& modem, std::optional<OperatingMode> mode);
 
 private:
-    BasebandStorage& storage_;
+    SettingsStore& store_;
     std::string stored_;  ///< "3 BOOT-ID IDENTITY"; empty: nothing is wished for
 };
 

@@ -20,8 +20,8 @@ constexpr std::chrono::seconds kTimeLimit = 25s;
 
 }  // namespace
 
-ModemManagerBaseband::ModemManagerBaseband(Loop& loop, BasebandStorage& storage, std::string modem)
-    : wish_(storage),
+ModemManagerBaseband::ModemManagerBaseband(Loop& loop, SettingsStore& store, std::string modem)
+    : wish_(store),
       follower_(
           loop, std::move(modem), [this] { modemChanged(); }, [this](const std::string& sentence) { log(sentence); }),
       reset_(loop, follower_, [this] { announce(); }),

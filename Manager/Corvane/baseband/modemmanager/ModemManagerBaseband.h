@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
-#include "Corvane/baseband/BasebandStorage.h"
 #include "Corvane/baseband/modemmanager/ModeChanges.h"
 #include "Corvane/baseband/modemmanager/ModeWish.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
@@ -20,8 +19,8 @@ namespace corvane {
 /// that failed is "Off" with ModemManager's reason in parentheses: "Off (sim-missing)".
 class ModemManagerBaseband final : public Baseband {
 public:
-    /// @param loop and @param storage outlive it. @param modem see modemmanager::ModemChoice; empty: the first.
-    ModemManagerBaseband(Loop& loop, BasebandStorage& storage, std::string modem);
+    /// @param loop and @param store outlive it. @param modem see modemmanager::ModemChoice; empty: the first.
+    ModemManagerBaseband(Loop& loop, SettingsStore& store, std::string modem);
 
     void start(BasebandListener& listener) override;
     void stop() override;

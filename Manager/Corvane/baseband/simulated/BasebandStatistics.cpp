@@ -2,6 +2,7 @@
 
 #include "Corvane/support/Values.h"
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 
@@ -33,36 +34,31 @@ void BasebandStatistics::countSelfTest(RFSelfTest::Outcome outcome) {
 void BasebandStatistics::countReset(const ResetRequest& request, const std::string& time) {
     const auto type = static_cast<std::size_t>(request.type);
     const std::string last = kLastResets[type];
-    record_.set({{kResets[type], record_.number(kResets[type]) + 1},
-                 {last + "Reason", request.reason},
-                 {last + "SubType", request.subType},
-                 {last + "Time", time}});
+    record_.setLazily({{kResets[type], record_.number(kResets[type]) + 1},
+                       {last + "Reason", request.reason},
+                       {last + "SubType", request.subType},
+                       {last + "Time", time}});
 }
 
 void BasebandStatistics::countBoot(std::chrono::milliseconds duration) {
-    record_.set({{kBoots, record_.number(kBoots) + 1}, {kLastBoot, std::int64_t{duration.count()}}});
+    record_.setLazily({{kBoots, record_.number(kBoots) + 1}, {kLastBoot, std::int64_t{duration.count()}}});
 }
 
 void BasebandStatistics::increment(const char* key) {
-    record_.set({{key, record_.number(key) + 1}});
+    record_.setLazily({{key, record_.number(key) + 1}});
 }
 
 xpc::Object BasebandStatistics::toDictionary() const {
     auto made = record_.toDictionary();
-    const auto fill = [&](const char* key) {
-        const auto count = number(record_.number(key));
-        xpc_dictionary_set_value(made.get(), key, count.get());
+    const auto fill = [&made](const char* key) {
+        if (!numberAt(made, key)) {
+            xpc_dictionary_set_value(made.get(), key, number(0).get());
+        }
     };
     fill(kBoots);
-    for (const char* key : kCounts) {
-        fill(key);
-    }
-    for (const char* key : kSelfTests) {
-        fill(key);
-    }
-    for (const char* key : kResets) {
-        fill(key);
-    }
+    std::ranges::for_each(kCounts, fill);
+    std::ranges::for_each(kSelfTests, fill);
+    std::ranges::for_each(kResets, fill);
     return made;
 }
 

@@ -8,10 +8,10 @@ namespace corvane::simulated {
 
 /// What has happened to the baseband since the manager was first started: counts, and the last reset of each type.
 ///
-/// Counting never refuses a command: what could not be written is missing in the figures.
+/// Counting costs no write of its own: a count is on disk with the next change of a setting, or when the manager ends.
 class BasebandStatistics {
 public:
-    explicit BasebandStatistics(BasebandStorage& storage) : record_(storage, "baseband.statistics") {}
+    explicit BasebandStatistics(SettingsStore& store) : record_(store, "baseband.statistics") {}
 
     enum class Count { ModeChanges, Shutdowns, Wakes, PowerNotifications, NVDataErasures, FileSystemSyncs, PowerLogDumps };
     void count(Count what);

@@ -26,10 +26,7 @@ void FileSystemSync::interrupt(const std::string& why) {
 
 void FileSystemSync::complete() {
     underWay_ = false;
-    const Result<void> outcome =
-        nvData_.recordSync(clock_.text())
-            ? Result<void>()
-            : Result<void>(Refusal::storageFailed("The remote filesystem could not be written to disk."));
+    const Result<void> outcome = nvData_.recordSync(clock_.text());
     for (const Completion<void>& completion : std::exchange(waiting_, {})) {
         completion(outcome);
     }

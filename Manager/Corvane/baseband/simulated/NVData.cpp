@@ -4,14 +4,14 @@
 
 namespace corvane::simulated {
 
-NVData::NVData(BasebandStorage& storage) : record_(storage, "baseband.nv") {
+NVData::NVData(SettingsStore& store) : record_(store, "baseband.nv") {
     if (record_.number(kSerialNumber) == 0) {
         std::random_device random;
-        record_.replace(factoryValues(1 + static_cast<std::int64_t>(random()), 1));
+        record_.setLazily(factoryValues(1 + static_cast<std::int64_t>(random()), 1));
     }
 }
 
-bool NVData::erase() {
+Result<void> NVData::erase() {
     return record_.replace(factoryValues(record_.number(kSerialNumber), record_.number(kCalibrationRun) + 1));
 }
 

@@ -5,25 +5,24 @@
 
 namespace corvane::simulated {
 
-/// The baseband's non-volatile data. Each change is on disk before it returns; false means that it could not be written and
-/// that nothing has changed.
+/// The baseband's non-volatile data. Each change is on disk before it returns.
 class NVData {
 public:
     /// What has never been written gets the factory's values: a serial number of its own, a first RF calibration, all else off.
-    explicit NVData(BasebandStorage& storage);
+    explicit NVData(SettingsStore& store);
 
     /// Back to the factory's values. The serial number stays; the RF front end is calibrated anew.
-    bool erase();
+    Result<void> erase();
 
     /// Whether the baseband boots into persistent low power (6) in place of low power (1).
     bool persistentLowPower() const { return record_.number(kPersistentLowPower) != 0; }
-    bool setPersistentLowPower(bool on) { return record_.set({{kPersistentLowPower, std::int64_t{on}}}); }
+    Result<void> setPersistentLowPower(bool on) { return record_.set({{kPersistentLowPower, std::int64_t{on}}}); }
 
     bool powerLogEnabled(PowerLog log) const { return record_.number(keyOf(log)) != 0; }
-    bool setPowerLogEnabled(PowerLog log, bool on) { return record_.set({{keyOf(log), std::int64_t{on}}}); }
+    Result<void> setPowerLogEnabled(PowerLog log, bool on) { return record_.set({{keyOf(log), std::int64_t{on}}}); }
 
     /// @param time when the remote filesystem was last written out.
-    bool recordSync(const std::string& time) { return record_.set({{kLastSync, time}}); }
+    Result<void> recordSync(const std::string& time) { return record_.set({{kLastSync, time}}); }
 
     /// What the deviations of this unit's RF front end follow from, until it is calibrated anew.
     std::uint64_t calibrationSeed() const;

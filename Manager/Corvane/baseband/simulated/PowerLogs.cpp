@@ -48,8 +48,8 @@ Result<void> PowerLogs::control(PowerLog log, PowerLogAction action) {
     if (!enable) {
         record(log, "collection ends");
     }
-    if (!nvData_.setPowerLogEnabled(log, enable)) {
-        return Refusal::storageFailed("The switch could not be written to the non-volatile data; nothing has changed.");
+    if (auto stored = nvData_.setPowerLogEnabled(log, enable); !stored) {
+        return stored;
     }
     record(log, "collection begins");
     return {};
@@ -61,8 +61,8 @@ Result<void> PowerLogs::dump(PowerLog log) {
         return Refusal::wrongState("The " + name + " power log has no entries; it collects them once it is enabled.");
     }
     const std::string title = "Dumped at " + clock_.text() + "\n";
-    if (!storage_.put(namesOf(log).dump, title + recorded(log))) {
-        return Refusal::storageFailed("The dump could not be written to disk; the power log goes on.");
+    if (auto stored = store_.store(StoredRecord::kArea, namesOf(log).dump, title + recorded(log)); !stored) {
+        return stored;
     }
     entriesOf(log).clear();
     return {};
@@ -115,7 +115,7 @@ SnapshotFile PowerLogs::file(PowerLog log) const {
     const LogNames& names = namesOf(log);
     std::string content =
         std::string(names.name) + " power log, " + (nvData_.powerLogEnabled(log) ? "enabled" : "disabled") + "\n\n";
-    content += storage_.get(names.dump).value_or("Never dumped\n");
+    content += store_.get(StoredRecord::kArea, names.dump).value_or("Never dumped\n");
     const std::string since = recorded(log);
     content += since.empty() ? "\nNothing recorded since\n" : "\nRecorded since\n" + since;
     return {names.file, content};

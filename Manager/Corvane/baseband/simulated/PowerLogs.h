@@ -17,8 +17,7 @@ namespace corvane::simulated {
 /// loses them. A dump moves them to the disk, in place of the dump before.
 class PowerLogs {
 public:
-    PowerLogs(BasebandStorage& storage, NVData& nvData, const BasebandClock& clock)
-        : storage_(storage), nvData_(nvData), clock_(clock) {}
+    PowerLogs(SettingsStore& store, NVData& nvData, const BasebandClock& clock) : store_(store), nvData_(nvData), clock_(clock) {}
 
     /// What it changes is on disk before it returns.
     Result<void> control(PowerLog log, PowerLogAction action);
@@ -40,7 +39,7 @@ private:
     std::deque<std::string>& entriesOf(PowerLog log) { return entries_[static_cast<std::size_t>(log)]; }
     std::string recorded(PowerLog log) const;
 
-    BasebandStorage& storage_;
+    SettingsStore& store_;
     NVData& nvData_;
     const BasebandClock& clock_;
     std::array<std::deque<std::string>, 2> entries_;

@@ -23,11 +23,11 @@ const char* nameOf(ResetType type) {
 
 }  // namespace
 
-SimulatedBaseband::SimulatedBaseband(Loop& loop, BasebandStorage& storage, const simulated::Durations& durations)
-    : nvData_(storage),
-      statistics_(storage),
-      wakeReasons_(storage, clock_),
-      powerLogs_(storage, nvData_, clock_),
+SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const simulated::Durations& durations)
+    : nvData_(store),
+      statistics_(store),
+      wakeReasons_(store, clock_),
+      powerLogs_(store, nvData_, clock_),
       selfTest_(loop, durations.selfTest, *this),
       fileSystemSync_(loop, durations.fileSystemSync, nvData_, clock_),
       stateMachine_(loop, durations, nvData_, *this) {}
@@ -82,8 +82,8 @@ void SimulatedBaseband::reset(const ResetRequest& request, Completion<void> comp
 }
 
 void SimulatedBaseband::eraseNVData(Completion<void> completion) {
-    if (!nvData_.erase()) {
-        completion(Refusal::storageFailed("The non-volatile data could not be erased on disk; nothing has changed."));
+    if (const auto erased = nvData_.erase(); !erased) {
+        completion(erased);
         return;
     }
     statistics_.count(BasebandStatistics::Count::NVDataErasures);

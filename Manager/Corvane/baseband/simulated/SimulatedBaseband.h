@@ -19,7 +19,7 @@ namespace corvane {
 class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener, simulated::RFSelfTest::Listener {
 public:
     /// @param loop and @param storage outlive it.
-    SimulatedBaseband(Loop& loop, BasebandStorage& storage, const simulated::Durations& durations = {});
+    SimulatedBaseband(Loop& loop, SettingsStore& store, const simulated::Durations& durations = {});
 
     void start(BasebandListener& listener) override;
     void stop() override;

@@ -69,11 +69,11 @@ void StateMachine::changeMode(OperatingMode mode, const PendingAnswerPtr& answer
     }
     const Persistence persistence = persistenceOf(mode);
     const bool persistent = persistence == Persistence::Set;
-    if (persistence != Persistence::Keep && persistent != nvData_.persistentLowPower() &&
-        !nvData_.setPersistentLowPower(persistent)) {
-        answer->answer(
-            Refusal::storageFailed("The operating mode could not be written to the non-volatile data; nothing has changed."));
-        return;
+    if (persistence != Persistence::Keep && persistent != nvData_.persistentLowPower()) {
+        if (const auto stored = nvData_.setPersistentLowPower(persistent); !stored) {
+            answer->answer(stored);
+            return;
+        }
     }
     const auto completion = [answer](const Result<void>& reached) { answer->answer(reached); };
     if (mode == OperatingMode::ShuttingDown) {

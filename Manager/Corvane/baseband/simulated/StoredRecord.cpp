@@ -46,41 +46,42 @@ xpc::Object toObject(const std::string& value) {
 
 }  // namespace
 
-StoredRecord::StoredRecord(BasebandStorage& storage, std::string name) : storage_(storage), name_(std::move(name)) {
-    if (const auto stored = storage_.get(name_)) {
-        values_ = parse(*stored);
-    }
+StoredRecord::Values StoredRecord::values() const {
+    const auto stored = store_.get(kArea, name_);
+    return stored ? parse(*stored) : Values();
 }
 
 std::int64_t StoredRecord::number(const std::string& key) const {
-    const auto found = values_.find(key);
-    const auto* held = found == values_.end() ? nullptr : std::get_if<std::int64_t>(&found->second);
+    const Values all = values();
+    const auto found = all.find(key);
+    const auto* held = found == all.end() ? nullptr : std::get_if<std::int64_t>(&found->second);
     return held == nullptr ? 0 : *held;
 }
 
 std::string StoredRecord::text(const std::string& key) const {
-    const auto found = values_.find(key);
-    const auto* held = found == values_.end() ? nullptr : std::get_if<std::string>(&found->second);
+    const Values all = values();
+    const auto found = all.find(key);
+    const auto* held = found == all.end() ? nullptr : std::get_if<std::string>(&found->second);
     return held == nullptr ? std::string() : *held;
 }
 
-bool StoredRecord::set(const Values& changes) {
-    Values values = changes;
-    values.insert(values_.begin(), values_.end());
-    return replace(std::move(values));
+Result<void> StoredRecord::set(Values changes) {
+    changes.merge(values());
+    return replace(changes);
 }
 
-bool StoredRecord::replace(Values values) {
-    if (!storage_.put(name_, format(values))) {
-        return false;
-    }
-    values_ = std::move(values);
-    return true;
+Result<void> StoredRecord::replace(const Values& values) {
+    return store_.store(kArea, name_, format(values));
+}
+
+void StoredRecord::setLazily(Values changes) {
+    changes.merge(values());
+    store_.storeLazily(kArea, name_, format(changes));
 }
 
 xpc::Object StoredRecord::toDictionary() const {
     auto made = dictionary({});
-    for (const auto& [key, value] : values_) {
+    for (const auto& [key, value] : values()) {
         const auto object = std::visit([](const auto& held) { return toObject(held); }, value);
         xpc_dictionary_set_value(made.get(), key.c_str(), object.get());
     }

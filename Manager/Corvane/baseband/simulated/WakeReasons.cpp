@@ -64,8 +64,8 @@ Result<WakeReasons::Notified> WakeReasons::notify(std::uint32_t message, bool ba
     }
     if (!known->wakes) {
         asleepSince_ = std::chrono::steady_clock::now();
-    } else if (!recordWake(known->channel, known->meaning)) {
-        return Refusal::storageFailed("The wake could not be written to disk; nothing has changed.");
+    } else if (const auto recorded = recordWake(known->channel, known->meaning); !recorded) {
+        return recorded.refusal();
     }
     return Notified{known->meaning, known->channel != 0};
 }
@@ -74,7 +74,7 @@ bool WakeReasons::resetBegins() {
     return asleepSince_ && recordWake(kResetChannel, "baseband reset");
 }
 
-bool WakeReasons::recordWake(std::int64_t channel, const char* reason) {
+Result<void> WakeReasons::recordWake(std::int64_t channel, const char* reason) {
     std::int64_t slept = kUnknownSleep;
     if (asleepSince_) {
         const auto asleep = std::chrono::steady_clock::now() - *asleepSince_;
@@ -83,11 +83,11 @@ bool WakeReasons::recordWake(std::int64_t channel, const char* reason) {
     const std::int64_t wakes = record_.number(kWakes) + (channel == 0 ? 0 : 1);
     const StoredRecord::Values wake{
         {kChannel, channel}, {kReason, std::string(reason)}, {kTime, clock_.text()}, {kWakes, wakes}, {kSlept, slept}};
-    if (!record_.set(wake)) {
-        return false;
+    auto stored = record_.set(wake);
+    if (stored) {
+        asleepSince_.reset();
     }
-    asleepSince_.reset();
-    return true;
+    return stored;
 }
 
 WakeReason WakeReasons::last() const {

@@ -23,7 +23,7 @@ namespace corvane::simulated {
 /// A reset of the baseband wakes a sleeping application processor on channel 7.
 class WakeReasons {
 public:
-    WakeReasons(BasebandStorage& storage, const BasebandClock& clock) : record_(storage, "baseband.wake"), clock_(clock) {}
+    WakeReasons(SettingsStore& store, const BasebandClock& clock) : record_(store, "baseband.wake"), clock_(clock) {}
 
     /// What an accepted notification said.
     struct Notified {
@@ -40,7 +40,7 @@ public:
     xpc::Object toDictionary() const { return record_.toDictionary(); }
 
 private:
-    bool recordWake(std::int64_t channel, const char* reason);
+    Result<void> recordWake(std::int64_t channel, const char* reason);
 
     StoredRecord record_;
     const BasebandClock& clock_;

@@ -73,8 +73,7 @@ std::optional<Refusal> unblockReset(Services& services) {
 }
 
 void changeNVData(Services& services, const AnswerCompletion& answer, NVDataAction) {
-    services.baseband().eraseNVData(
-        [&services, answer](const Result<void>& erased) { answer(erased ? services.resetSettings() : erased.refusal()); });
+    services.erase(answer);
 }
 
 void syncFileSystem(Services& services, const AnswerCompletion& answer, bool wait) {

@@ -12,10 +12,10 @@ Result<xpc::Object> getTraceProperty(Services& services, std::string_view trace,
     return services.traceSettings().reply(trace, property);
 }
 
-/// It never returns before the value is on disk, whether the client asks for that or not.
-Result<void> setTraceProperty(Services& services, std::string_view trace, std::string_view property, std::string_view value,
-                              bool /*waitForCompletion*/) {
-    return services.traceSettings().set(trace, property, value);
+/// It never answers before the value is on disk, whether the client asks for that or not.
+void setTraceProperty(Services& services, const AnswerCompletion& answer, std::string_view trace, std::string_view property,
+                      std::string_view value, bool /*waitForCompletion*/) {
+    services.traceSettings().set(trace, property, value, answer);
 }
 
 /// The TEMS mode is a trace property with commands of its own.
@@ -25,8 +25,8 @@ Result<xpc::Object> getTEMSProperty(Services& services) {
                  : reply;
 }
 
-Result<void> setTEMSProperty(Services& services, std::string_view mode) {
-    return services.traceSettings().set("TEMS", "Mode", mode);
+void setTEMSProperty(Services& services, const AnswerCompletion& answer, std::string_view mode) {
+    services.traceSettings().set("TEMS", "Mode", mode, answer);
 }
 
 }  // namespace

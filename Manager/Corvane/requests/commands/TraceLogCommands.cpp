@@ -12,12 +12,13 @@ void collectTraceLogs(Services& services, const AnswerCompletion& answer, std::s
     services.collectTraceLogs(escaped(reason), answer);
 }
 
-Result<void> addTraceFilter(Services& services, std::string_view filter, std::optional<std::int64_t> value) {
-    return services.traceFilters().add(filter, value);
+void addTraceFilter(Services& services, const AnswerCompletion& answer, std::string_view filter,
+                    std::optional<std::int64_t> value) {
+    services.traceFilters().add(filter, value, answer);
 }
 
-Result<void> removeTraceFilter(Services& services, std::string_view filter) {
-    return services.traceFilters().remove(filter);
+void removeTraceFilter(Services& services, const AnswerCompletion& answer, std::string_view filter) {
+    services.traceFilters().remove(filter, answer);
 }
 
 xpc::Object getTraceFilters(Services& services) {

@@ -1,0 +1,68 @@
+#include "Corvane/requests/Erasure.h"
+
+#include "Corvane/support/Log.h"
+
+#include <memory>
+#include <optional>
+
+namespace corvane {
+
+namespace {
+
+/// Holds a text from the moment when the settings are erased until the preferences are put back too.
+constexpr std::string_view kArea = "erasure";
+constexpr std::string_view kUnderWay = "under way";
+
+}  // namespace
+
+void Erasure::run(Baseband& baseband, const Completion<void>& done) {
+    struct Progress {
+        std::optional<Result<void>> erased;
+        bool isLate = false;
+    };
+    const auto progress = std::make_shared<Progress>();
+    // What a simulated baseband erases is in the settings' file, and erased before the call returns: it is one change with them.
+    SettingsStore::Transaction change(store_);
+    baseband.eraseNVData([this, progress, done](const Result<void>& erased) {
+        progress->erased = erased ? eraseSettings() : erased;
+        if (progress->isLate) {
+            done(*progress->erased ? finish() : *progress->erased);
+        }
+    });
+    progress->isLate = true;
+    const Result<void> committed = change.commit();
+    if (progress->erased) {
+        const Result<void>& erased = *progress->erased ? committed : *progress->erased;
+        done(erased ? finish() : erased);
+    }
+}
+
+void Erasure::finishInterrupted() {
+    if (!store_.get(kArea, kUnderWay)) {
+        return;
+    }
+    log::notice("finishing an erasure during which the manager ended");
+    if (const auto finished = finish(); !finished) {
+        log::error("the erasure is not finished: " + finished.refusal().sentence);
+    }
+}
+
+Result<void> Erasure::eraseSettings() {
+    SettingsStore::Transaction change(store_);
+    for (const auto& step : {settings_.erase(), filters_.erase(), store_.store(kArea, kUnderWay, "preferences")}) {
+        if (!step) {
+            return step;
+        }
+    }
+    return change.commit();
+}
+
+Result<void> Erasure::finish() {
+    filters_.applyDefaults();
+    const Result<void> applied = settings_.applyDefaults();
+    // Also after a refusal, which its client is told: what is set from now on must not be put back at the next start.
+    const Result<void> finished = store_.clear(kArea);
+    return applied ? finished : applied;
+}
+
+}  // namespace corvane
