@@ -1,152 +1,183 @@
 #include "Platform/xpc/Value.h"
 
-#include <cstring>
-#include <limits>
-#include <new>
+#include <algorithm>
+#include <exception>
+#include <string_view>
 
+/// One for each alternative of the variant, in its order.
 struct xpc_type {
     const char* name;
 };
 
 namespace {
 
+using Array = xpc_object::Array;
+using Dictionary = xpc_object::Dictionary;
+
 constexpr xpc_type kTypes[] = {{"null"}, {"bool"}, {"int64"}, {"string"}, {"array"}, {"dictionary"}};
 
-constexpr xpc_type_t typeOf(xpc::Kind kind) {
-    return &kTypes[static_cast<std::size_t>(kind)];
-}
-
-constinit xpc_object nullObject{xpc::Kind::Null};
-constinit xpc::Bool trueObject{true};
-constinit xpc::Bool falseObject{false};
-
-bool dropsLastReference(xpc_object_t object) {
-    return !object->isImmortal() && object->references.fetch_sub(1, std::memory_order_acq_rel) == 1;
-}
-
-void destroyScalar(xpc_object_t value) {
-    if (auto* string = xpc::as<xpc::String>(value, xpc::Kind::String)) {
-        string->~String();
-        ::operator delete(string);
-    } else {
-        delete static_cast<xpc::Int64*>(value);
+/// nullptr when memory runs out, or for a string that is longer than memory.
+template <typename Value, typename... Arguments>
+xpc_object_t create(Arguments&&... arguments) {
+    try {
+        return new xpc_object{decltype(xpc_object::value)(std::in_place_type<Value>, std::forward<Arguments>(arguments)...)};
+    } catch (const std::exception&) {
+        return nullptr;
     }
 }
 
-/// Gives up a container's reference to `value`; a container that dies with it is left to `dying`, since recursing into it would
-/// let a deeply nested value overflow the stack.
-void drop(xpc_object_t value, std::vector<xpc_object_t>& dying) {
-    if (!dropsLastReference(value)) {
-        return;
-    }
-    if (value->isContainer()) {
-        dying.push_back(value);
-    } else {
-        destroyScalar(value);
-    }
+/// nullptr when the object is none or of another type.
+template <typename Value>
+Value* as(xpc_object_t object) {
+    return object == nullptr ? nullptr : std::get_if<Value>(&object->value);
 }
 
-void destroyContainer(xpc_object_t container, std::vector<xpc_object_t>& dying) {
-    if (auto* array = xpc::as<xpc::Array>(container, xpc::Kind::Array)) {
-        for (xpc_object_t value : array->values) {
-            drop(value, dying);
-        }
-        delete array;
-        return;
-    }
-    auto* dictionary = static_cast<xpc::Dictionary*>(container);
-    for (const auto& entry : dictionary->entries) {
-        drop(entry.value, dying);
-    }
-    delete dictionary;
+template <typename Value>
+Value valueOr(xpc_object_t object, Value fallback) {
+    const auto* const value = as<Value>(object);
+    return value == nullptr ? fallback : *value;
+}
+
+template <typename Container>
+std::size_t count(xpc_object_t object) {
+    const auto* const container = as<Container>(object);
+    return container == nullptr ? 0 : container->size();
+}
+
+template <typename Pointer>
+bool anyMissing(const Pointer* pointers, std::size_t count) {
+    return count != 0 && (pointers == nullptr || std::find(pointers, pointers + count, nullptr) != pointers + count);
 }
 
 }  // namespace
 
-const xpc_type_t XPC_TYPE_DICTIONARY = typeOf(xpc::Kind::Dictionary);
-const xpc_type_t XPC_TYPE_ARRAY = typeOf(xpc::Kind::Array);
-const xpc_type_t XPC_TYPE_STRING = typeOf(xpc::Kind::String);
-const xpc_type_t XPC_TYPE_INT64 = typeOf(xpc::Kind::Int64);
-const xpc_type_t XPC_TYPE_BOOL = typeOf(xpc::Kind::Bool);
-const xpc_type_t XPC_TYPE_NULL = typeOf(xpc::Kind::Null);
+const xpc_type_t XPC_TYPE_NULL = &kTypes[0];
+const xpc_type_t XPC_TYPE_BOOL = &kTypes[1];
+const xpc_type_t XPC_TYPE_INT64 = &kTypes[2];
+const xpc_type_t XPC_TYPE_STRING = &kTypes[3];
+const xpc_type_t XPC_TYPE_ARRAY = &kTypes[4];
+const xpc_type_t XPC_TYPE_DICTIONARY = &kTypes[5];
 
 xpc_type_t xpc_get_type(xpc_object_t object) {
-    return object == nullptr ? nullptr : typeOf(object->kind);
+    return object == nullptr ? nullptr : &kTypes[object->value.index()];
 }
 
 xpc_object_t xpc_retain(xpc_object_t object) {
-    if (!object->isImmortal()) {
-        object->references.fetch_add(1, std::memory_order_relaxed);
-    }
+    object->references.fetch_add(1, std::memory_order_relaxed);
     return object;
 }
 
 void xpc_release(xpc_object_t object) {
-    if (!dropsLastReference(object)) {
-        return;
-    }
-    if (!object->isContainer()) {
-        destroyScalar(object);
-        return;
-    }
-    std::vector<xpc_object_t> dying;
-    destroyContainer(object, dying);
-    while (!dying.empty()) {
-        xpc_object* const container = dying.back();
-        dying.pop_back();
-        destroyContainer(container, dying);
+    if (object->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        delete object;
     }
 }
 
+// Null and the bools are one object each, which is never freed: a packet may hold tens of thousands of them.
+
 xpc_object_t xpc_null_create() {
-    return &nullObject;
+    static xpc_object* const null = new xpc_object;
+    return xpc_retain(null);
 }
 
 xpc_object_t xpc_bool_create(bool value) {
-    return value ? &trueObject : &falseObject;
+    static xpc_object* const bools[] = {new xpc_object{false}, new xpc_object{true}};
+    return xpc_retain(bools[value ? 1 : 0]);
 }
 
 bool xpc_bool_get_value(xpc_object_t boolean) {
-    const auto* object = xpc::as<xpc::Bool>(boolean, xpc::Kind::Bool);
-    return object != nullptr && object->value;
+    return valueOr(boolean, false);
 }
 
 xpc_object_t xpc_int64_create(std::int64_t value) {
-    return new (std::nothrow) xpc::Int64(value);
+    return create<std::int64_t>(value);
 }
 
 std::int64_t xpc_int64_get_value(xpc_object_t integer) {
-    const auto* object = xpc::as<xpc::Int64>(integer, xpc::Kind::Int64);
-    return object == nullptr ? 0 : object->value;
+    return valueOr(integer, std::int64_t{0});
 }
 
 xpc_object_t xpc_string_create(const char* text) {
-    return text == nullptr ? nullptr : xpc_string_create_with_length(text, std::strlen(text));
+    return text == nullptr ? nullptr : create<std::string>(text);
 }
 
 xpc_object_t xpc_string_create_with_length(const char* bytes, std::size_t length) {
-    constexpr auto kLongest = static_cast<std::size_t>(std::numeric_limits<std::ptrdiff_t>::max()) - sizeof(xpc::String) - 1;
-    if ((bytes == nullptr && length != 0) || length > kLongest) {
-        return nullptr;
-    }
-    void* memory = ::operator new(sizeof(xpc::String) + length + 1, std::nothrow);
-    if (memory == nullptr) {
-        return nullptr;
-    }
-    auto* string = new (memory) xpc::String(length);
-    if (length != 0) {
-        std::memcpy(string->bytes(), bytes, length);
-    }
-    string->bytes()[length] = '\0';
-    return string;
+    return bytes == nullptr && length != 0 ? nullptr : create<std::string>(std::string_view(bytes, length));
 }
 
 const char* xpc_string_get_string_ptr(xpc_object_t string) {
-    const auto* object = xpc::as<xpc::String>(string, xpc::Kind::String);
-    return object == nullptr ? nullptr : object->bytes();
+    const auto* const text = as<std::string>(string);
+    return text == nullptr ? nullptr : text->c_str();
 }
 
 std::size_t xpc_string_get_length(xpc_object_t string) {
-    const auto* object = xpc::as<xpc::String>(string, xpc::Kind::String);
-    return object == nullptr ? 0 : object->length;
+    return count<std::string>(string);
+}
+
+xpc_object_t xpc_dictionary_create(const char* const* keys, const xpc_object_t* values, std::size_t count) {
+    if (anyMissing(keys, count) || anyMissing(values, count)) {
+        return nullptr;
+    }
+    auto* const dictionary = create<Dictionary>();
+    for (std::size_t i = 0; dictionary != nullptr && i < count; ++i) {
+        xpc_dictionary_set_value(dictionary, keys[i], values[i]);
+    }
+    return dictionary;
+}
+
+void xpc_dictionary_set_value(xpc_object_t dictionary, const char* key, xpc_object_t value) {
+    auto* const entries = as<Dictionary>(dictionary);
+    if (entries == nullptr || key == nullptr) {
+        return;
+    }
+    if (value == nullptr) {
+        entries->erase(key);
+    } else {
+        entries->insert_or_assign(key, xpc::Object::share(value));
+    }
+}
+
+xpc_object_t xpc_dictionary_get_value(xpc_object_t dictionary, const char* key) {
+    const auto* const entries = as<Dictionary>(dictionary);
+    if (entries == nullptr || key == nullptr) {
+        return nullptr;
+    }
+    const auto entry = entries->find(std::string_view(key));
+    return entry == entries->end() ? nullptr : entry->second.get();
+}
+
+std::size_t xpc_dictionary_get_count(xpc_object_t dictionary) {
+    return count<Dictionary>(dictionary);
+}
+
+bool xpc_dictionary_apply(xpc_object_t dictionary, const std::function<bool(const char* key, xpc_object_t value)>& visit) {
+    const auto* const entries = as<Dictionary>(dictionary);
+    return entries == nullptr || std::all_of(entries->begin(), entries->end(),
+                                             [&](const auto& entry) { return visit(entry.first.c_str(), entry.second.get()); });
+}
+
+xpc_object_t xpc_array_create(const xpc_object_t* values, std::size_t count) {
+    if (anyMissing(values, count)) {
+        return nullptr;
+    }
+    auto* const array = create<Array>();
+    for (std::size_t i = 0; array != nullptr && i < count; ++i) {
+        xpc_array_append_value(array, values[i]);
+    }
+    return array;
+}
+
+void xpc_array_append_value(xpc_object_t array, xpc_object_t value) {
+    auto* const values = as<Array>(array);
+    if (values != nullptr && value != nullptr) {
+        values->push_back(xpc::Object::share(value));
+    }
+}
+
+std::size_t xpc_array_get_count(xpc_object_t array) {
+    return count<Array>(array);
+}
+
+xpc_object_t xpc_array_get_value(xpc_object_t array, std::size_t index) {
+    return index < count<Array>(array) ? (*as<Array>(array))[index].get() : nullptr;
 }

@@ -2,15 +2,11 @@
 #include "Client/wire/Packet.h"
 #include "Platform/Utf8.h"
 
-#include <algorithm>
-#include <array>
 #include <limits>
 
 namespace ryn::wire {
 namespace {
 
-/// Up to here a dictionary is filled as its entries come.
-constexpr std::uint64_t kFewEntries = 32;
 constexpr std::uint64_t kLargestInteger = std::numeric_limits<std::int64_t>::max();
 
 /// Reads CBOR items from the front of a packet. Every reader gives nullopt, or an empty object, when the next item is not what
@@ -171,61 +167,26 @@ private:
         return key && key->find('\0') == std::string_view::npos ? Entry{*key, value(depth + 1)} : Entry{};
     }
 
-    /// Valid until the next call.
-    const char* terminated(std::string_view key) {
-        if (key.size() >= usualKey_.size()) {
-            longKey_.assign(key);
-            return longKey_.c_str();
-        }
-        *std::copy(key.begin(), key.end(), usualKey_.begin()) = '\0';
-        return usualKey_.data();
-    }
-
-    /// @return false when the dictionary has the key already. @param entries how many it has
-    bool add(xpc_object_t dictionary, const Entry& entry, std::size_t entries) {
-        xpc_dictionary_set_value(dictionary, terminated(entry.key), entry.value.get());
-        return xpc_dictionary_get_count(dictionary) == entries + 1;
-    }
-
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {
         if (count > valuesLeft_) {
             return {};
         }
         auto dictionary = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-        if (count > kFewEntries) {
-            return addSorted(dictionary.get(), count, depth) ? dictionary : xpc::Object();
-        }
         for (std::size_t entries = 0; entries < count; ++entries) {
             const Entry next = entry(depth);
-            if (!next.value || !add(dictionary.get(), next, entries)) {
+            if (!next.value) {
+                return {};
+            }
+            xpc_dictionary_set_value(dictionary.get(), std::string(next.key).c_str(), next.value.get());
+            if (xpc_dictionary_get_count(dictionary.get()) == entries) {  // it has the key already
                 return {};
             }
         }
         return dictionary;
     }
 
-    /// A dictionary takes a key in constant time only behind its last one: many keys in the wrong order would be quadratic.
-    bool addSorted(xpc_object_t dictionary, std::uint64_t count, unsigned depth) {
-        std::vector<Entry> sorted;
-        for (; count > 0; --count) {
-            sorted.push_back(entry(depth));
-            if (!sorted.back().value) {
-                return false;
-            }
-        }
-        std::sort(sorted.begin(), sorted.end(), [](const Entry& left, const Entry& right) { return left.key < right.key; });
-        for (std::size_t entries = 0; entries < sorted.size(); ++entries) {
-            if (!add(dictionary, sorted[entries], entries)) {
-                return false;
-            }
-        }
-        return true;
-    }
-
     std::span<const std::uint8_t> rest_;
     unsigned valuesLeft_ = kMaxValues;
-    std::array<char, 64> usualKey_;
-    std::string longKey_;
 };
 
 std::optional<Packet> hello(Decoder& decoder) {

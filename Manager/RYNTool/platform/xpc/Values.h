@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/xpc/Object.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+/// Making and reading XPC objects.
+///
+/// A value that can't be created becomes the null object: a command is sent all the same, and the manager refuses it.
+namespace xpc {
+
+Object null();
+/// Keeps the bytes as they are.
+Object text(std::string_view bytes);
+Object number(std::int64_t value);
+Object boolean(bool value);
+Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries = {});
+/// Sets or replaces an entry of a dictionary that is still being made.
+void set(const Object& dictionary, const char* key, const Object& value);
+
+/// nullopt when `dictionary` is none, or what stands under `key` is absent or of another type.
+std::optional<std::string> textAt(const Object& dictionary, const char* key);
+std::optional<std::int64_t> numberAt(const Object& dictionary, const char* key);
+std::optional<bool> booleanAt(const Object& dictionary, const char* key);
+
+}  // namespace xpc
