@@ -1,6 +1,7 @@
 #include "load/Connection.h"
 
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -72,11 +73,8 @@ Bytes greeting() {
 }
 
 Bytes question() {
-    const auto argument = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-    for (const auto& [key, value] :
-         {std::pair(ryn::kKeyTraceName, ryn::kTraceCoreDump), {ryn::kKeyTracePropertyName, "Enabled"}}) {
-        xpc_dictionary_set_value(argument.get(), key, xpc::Object::adopt(xpc_string_create(value)).get());
-    }
+    const auto argument = xpc::dictionary(
+        {{ryn::kKeyTraceName, xpc::text(ryn::kTraceCoreDump)}, {ryn::kKeyTracePropertyName, xpc::text("Enabled")}});
     return encoded(ryn::wire::Request{1, ryn::kCommandGetTraceProperty, argument});
 }
 

@@ -3,6 +3,7 @@
 #include "Client/ConnectionHandler.h"
 #include "Pellcore/Log.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <utility>
 
@@ -11,12 +12,6 @@ namespace {
 
 constexpr const char* kBootStateReady = "Ready";
 constexpr std::int64_t kOperatingModeOnline = 0;
-
-/// "" when the dictionary has no such string.
-std::string textOf(const xpc::Object& dictionary, const char* key) {
-    const char* const text = xpc_string_get_string_ptr(xpc_dictionary_get_value(dictionary.get(), key));
-    return text == nullptr ? "" : text;
-}
 
 /// Whether somebody has asked for an operating mode since the baseband has booted.
 bool isModeWanted(const xpc::Object& bootState) {
@@ -67,11 +62,11 @@ void CellularService::askBootState() {
             service->report("can't ask for the boot state: ", reply);
         }
     };
-    ryn::client::PerformCommand(manager_, ryn::kCommandGetBasebandBootState, answered, xpc::Object::adopt(xpc_null_create()));
+    ryn::client::PerformCommand(manager_, ryn::kCommandGetBasebandBootState, answered, xpc::null());
 }
 
 void CellularService::bootStateIs(const xpc::Object& payload) {
-    std::string state = textOf(payload, ryn::kKeyBasebandBootState);
+    std::string state = xpc::textAt(payload, ryn::kKeyBasebandBootState).value_or("");
     if (state == bootState_) {
         return;
     }
@@ -89,9 +84,7 @@ void CellularService::bootStateIs(const xpc::Object& payload) {
 }
 
 void CellularService::bringOnline() {
-    const auto mode = xpc::Object::adopt(xpc_int64_create(kOperatingModeOnline));
-    const auto argument = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-    xpc_dictionary_set_value(argument.get(), ryn::kKeyBasebandOperatingMode, mode.get());
+    const auto argument = xpc::dictionary({{ryn::kKeyBasebandOperatingMode, xpc::number(kOperatingModeOnline)}});
     const auto answered = [self = weak_from_this()](int result, const xpc::Object& reply) {
         const auto service = self.lock();
         if (service && result == 0) {
@@ -104,7 +97,7 @@ void CellularService::bringOnline() {
 }
 
 void CellularService::report(const std::string& what, const xpc::Object& reply) {
-    const std::string why = textOf(reply, ryn::kKeyErrorString);
+    const std::string why = xpc::textAt(reply, ryn::kKeyErrorString).value_or("");
     std::string problem = what + (why.empty() ? "the manager refused and did not say why" : why);
     if (problem != lastProblem_) {
         log(problem);

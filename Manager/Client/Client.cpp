@@ -3,24 +3,12 @@
 #include "Client/Manager.h"
 #include "Client/Requests.h"
 #include "Client/Timeout.h"
+#include "platform/xpc/Values.h"
 
-#include <initializer_list>
 #include <utility>
 
 namespace ryn::client {
 namespace {
-
-xpc::Object text(const std::string& value) {
-    return xpc::Object::adopt(xpc_string_create_with_length(value.data(), value.size()));
-}
-
-xpc::Object dictionary(std::initializer_list<std::pair<const char*, xpc::Object>> entries) {
-    auto result = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-    for (const auto& [key, value] : entries) {
-        xpc_dictionary_set_value(result.get(), key, value.get());
-    }
-    return result;
-}
 
 int perform(Manager& manager, const char* command, const xpc::Object& argument) {
     xpc::Object ignored;
@@ -64,21 +52,21 @@ void EventsOff(ManagerPtr manager) {
 
 void CollectTraceLogs(ManagerPtr manager, const std::string& reason, Completion completion) {
     PerformCommand(std::move(manager), request::kCollectTraceLogs, std::move(completion),
-                   dictionary({{request::kKeyTraceLogsReason, text(reason)}}));
+                   xpc::dictionary({{request::kKeyTraceLogsReason, xpc::text(reason)}}));
 }
 
 int AddTraceFilter(ManagerPtr manager, const std::string& filter, const xpc::Object& value) {
-    const xpc::Object given = value ? value : xpc::Object::adopt(xpc_null_create());
+    const xpc::Object given = value ? value : xpc::null();
     return perform(*manager, request::kAddTraceFilter,
-                   dictionary({{request::kKeyTraceFilterName, text(filter)}, {request::kKeyTraceFilterValue, given}}));
+                   xpc::dictionary({{request::kKeyTraceFilterName, xpc::text(filter)}, {request::kKeyTraceFilterValue, given}}));
 }
 
 int RemoveTraceFilter(ManagerPtr manager, const std::string& filter) {
-    return perform(*manager, request::kRemoveTraceFilter, dictionary({{request::kKeyTraceFilterName, text(filter)}}));
+    return perform(*manager, request::kRemoveTraceFilter, xpc::dictionary({{request::kKeyTraceFilterName, xpc::text(filter)}}));
 }
 
 int GetTraceFilters(ManagerPtr manager, xpc::Object& filters) {
-    return PerformCommand(std::move(manager), request::kGetTraceFilters, xpc::Object::adopt(xpc_null_create()), filters);
+    return PerformCommand(std::move(manager), request::kGetTraceFilters, xpc::null(), filters);
 }
 
 // NOLINTEND(performance-unnecessary-value-param)

@@ -3,6 +3,7 @@
 #include "Client/Results.h"
 #include "Client/wire/Packet.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <sys/un.h>
 
@@ -42,12 +43,7 @@ std::string inSeconds(std::chrono::milliseconds duration) {
 }  // namespace
 
 xpc::Object Failure::toReply() const {
-    const auto code = xpc::Object::adopt(xpc_int64_create(result));
-    const auto text = xpc::Object::adopt(xpc_string_create_with_length(sentence.data(), sentence.size()));
-    auto reply = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-    xpc_dictionary_set_value(reply.get(), kKeyErrorCode, code.get());
-    xpc_dictionary_set_value(reply.get(), kKeyErrorString, text.get());
-    return reply;
+    return xpc::dictionary({{kKeyErrorCode, xpc::number(result)}, {kKeyErrorString, xpc::text(sentence)}});
 }
 
 Failure notConnected(const std::string& path, int error) {

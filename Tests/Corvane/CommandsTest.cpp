@@ -15,7 +15,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-const xpc::Object kNull = xpc::Object::adopt(xpc_null_create());
+const xpc::Object kNull = xpc::null();
 
 xpc::Object list(std::size_t count, const xpc::Object& value) {
     auto array = xpc::Object::adopt(xpc_array_create(nullptr, 0));

@@ -17,8 +17,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr const char* kInfo = "GetCorvaneInfoCommand";
 
-wire::Packet request(std::uint64_t id, const std::string& command,
-                     const xpc::Object& argument = xpc::Object::adopt(xpc_null_create())) {
+wire::Packet request(std::uint64_t id, const std::string& command, const xpc::Object& argument = xpc::null()) {
     return wire::Request{id, command, argument};
 }
 

@@ -26,7 +26,7 @@ public:
 
     /// Sends a request and waits for its answer, past events: "0", "0 {...}" or "closed". The code of a refusal is shown as
     /// 0xE020E1xx.
-    std::string ask(const std::string& command, const xpc::Object& argument = xpc::Object::adopt(xpc_null_create()));
+    std::string ask(const std::string& command, const xpc::Object& argument = xpc::null());
     /// The next packet: "reply ID RESULT OBJECT", "event NAME PAYLOAD", "malformed", "closed", or "nothing" when none comes in
     /// time.
     std::string receive(std::chrono::milliseconds patience = support::kPatience);

@@ -20,7 +20,7 @@ using testing::StartsWith;
 
 namespace fs = std::filesystem;
 
-const xpc::Object kNull = xpc::Object::adopt(xpc_null_create());
+const xpc::Object kNull = xpc::null();
 
 class TraceLogs : public testing::Test {
 protected:

@@ -64,7 +64,7 @@ std::string setProperty(const std::string& trace, const std::string& property, c
 }
 
 Answer carrying(const std::string& key, const xpc::Object& value) {
-    return {0, support::dictionary({{key, value}})};
+    return {0, support::dictionary({{key.c_str(), value}})};
 }
 
 Answer valueAnswer(const std::string& value) {

@@ -210,7 +210,7 @@ TEST(TraceFilterCommandTest, RemoveAndStatus) {
     const std::string status = "GetTraceFiltersCommand null";
     const std::string misused = "\nInvalid input. Pass a filter to be removed.\n";
     const std::string none = "No trace log filters were configured\n";
-    const auto filters = [](const std::vector<std::pair<std::string, xpc::Object>>& entries) {
+    const auto filters = [](std::initializer_list<std::pair<const char*, xpc::Object>> entries) {
         return std::vector<Answer>{{0, dictionary(entries)}};
     };
     expectConversations({

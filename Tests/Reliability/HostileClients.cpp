@@ -46,7 +46,7 @@ Bytes request(std::uint64_t id, const std::string& command, const xpc::Object& a
 }
 
 xpc::Object nothing() {
-    return xpc::Object::adopt(xpc_null_create());
+    return xpc::null();
 }
 
 /// Connections that say nothing at all, up to the manager's limit for them.

@@ -176,24 +176,4 @@ bool ScriptedManager::waitForPacket(const std::string& text, std::size_t count) 
                            [&] { return static_cast<std::size_t>(std::count(packets_.begin(), packets_.end(), text)) >= count; });
 }
 
-xpc::Object dictionary(const std::vector<std::pair<std::string, xpc::Object>>& entries) {
-    auto result = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-    for (const auto& [key, value] : entries) {
-        xpc_dictionary_set_value(result.get(), key.c_str(), value.get());
-    }
-    return result;
-}
-
-xpc::Object text(const std::string& value) {
-    return xpc::Object::adopt(xpc_string_create_with_length(value.data(), value.size()));
-}
-
-xpc::Object number(std::int64_t value) {
-    return xpc::Object::adopt(xpc_int64_create(value));
-}
-
-xpc::Object boolean(bool value) {
-    return xpc::Object::adopt(xpc_bool_create(value));
-}
-
 }  // namespace support

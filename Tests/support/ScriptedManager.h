@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Client/wire/Packet.h"
-#include "platform/xpc/Object.h"
+#include "platform/xpc/Values.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -87,10 +87,9 @@ private:
     std::thread thread_;
 };
 
-/// {"key": value, ...} from alternating keys and values.
-xpc::Object dictionary(const std::vector<std::pair<std::string, xpc::Object>>& entries);
-xpc::Object text(const std::string& value);
-xpc::Object number(std::int64_t value);
-xpc::Object boolean(bool value);
+using xpc::boolean;
+using xpc::dictionary;
+using xpc::number;
+using xpc::text;
 
 }  // namespace support

@@ -23,10 +23,6 @@ constexpr MeasurementList kLists[] = {
     {ryn::kKeyRFSelfTestRSSIMeasurementPortBList, &RFSelfTestResult::portB, &PortMeasurements::rssi},
 };
 
-void set(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
-    xpc_dictionary_set_value(dictionary.get(), key, value.get());
-}
-
 xpc::Object toReply(const RFSelfTestResult& result) {
     const auto verdict = [](bool passed) { return text(passed ? "Passed" : "Failed"); };
     xpc::Object reply = dictionary({{ryn::kKeyRFSelfTestOverallStatus, verdict(result.passed())},

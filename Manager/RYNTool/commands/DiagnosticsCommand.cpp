@@ -1,6 +1,6 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "config/Diagnostics.h"
+#include "platform/xpc/Values.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr int kLimitCount = 32;
 xpc::Object limits(std::int64_t limit) {
     auto list = xpc::Object::adopt(xpc_array_create(nullptr, 0));
     for (int count = 0; count < kLimitCount; ++count) {
-        xpc_array_append_value(list.get(), payload::integer(limit).get());
+        xpc_array_append_value(list.get(), xpc::number(limit).get());
     }
     return list;
 }
@@ -21,9 +21,9 @@ xpc::Object limits(std::int64_t limit) {
 xpc::Object selfTestOptions() {
     const auto low = limits(kLowLimit);
     const auto high = limits(kHighLimit);
-    return payload::dictionary({
-        {ryn::kKeyRFSelfTestTargetTxPower3G4G, payload::integer(kTargetTxPower3G4G)},
-        {ryn::kKeyRFSelfTestTargetTxPower2G, payload::integer(kTargetTxPower2G)},
+    return xpc::dictionary({
+        {ryn::kKeyRFSelfTestTargetTxPower3G4G, xpc::number(kTargetTxPower3G4G)},
+        {ryn::kKeyRFSelfTestTargetTxPower2G, xpc::number(kTargetTxPower2G)},
         {ryn::kKeyRFSelfTestPowerRatioLimitLowList, low},
         {ryn::kKeyRFSelfTestPowerRatioLimitHighList, high},
         {ryn::kKeyRFSelfTestForwardPowerLimitLowList, low},
@@ -71,10 +71,10 @@ private:
 
     /// Prints the outcome when it has come. @param type of the test to run; empty for another action. @return true
     bool send(const Group& group, const std::string& action, const std::string& type) const {
-        const auto argument = payload::dictionary({{ryn::kKeyBasebandDiagnosticsAction, payload::string(action)}});
+        const auto argument = xpc::dictionary({{ryn::kKeyBasebandDiagnosticsAction, xpc::text(action)}});
         if (!type.empty()) {
-            payload::set(argument, ryn::kKeyBasebandDiagnosticsType, payload::string(type));
-            payload::set(argument, ryn::kKeyBasebandDiagnosticsOptions, selfTestOptions());
+            xpc::set(argument, ryn::kKeyBasebandDiagnosticsType, xpc::text(type));
+            xpc::set(argument, ryn::kKeyBasebandDiagnosticsOptions, selfTestOptions());
         }
         // The callback's line comes behind this one's, however fast the answer.
         const auto lock = output::hold();

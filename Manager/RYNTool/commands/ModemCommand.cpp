@@ -1,6 +1,6 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <cstdlib>
 
@@ -45,9 +45,7 @@ private:
     }
 
     /// -1 when there is none.
-    static std::int32_t modeIn(const xpc::Object& payload) {
-        return payload::readInteger(payload, ryn::kKeyBasebandOperatingMode, -1);
-    }
+    static std::int32_t modeIn(const xpc::Object& payload) { return readInteger(payload, ryn::kKeyBasebandOperatingMode, -1); }
 
     /// Prints every change until the process ends: the client keeps both handlers, and with them the group entered.
     void watchState(const Group& group) const {
@@ -59,7 +57,7 @@ private:
                                               }
                                           });
         ryn::client::RegisterEventHandler(manager(), ryn::kEventBasebandBootStateChange, [entered](const xpc::Object& payload) {
-            printChange({"Boot state: ", payload::readString(payload, ryn::kKeyBasebandBootState)});
+            printChange({"Boot state: ", readString(payload, ryn::kKeyBasebandBootState)});
         });
         // Events are on already, for the self-test. Off and on again makes the manager begin anew for this watch.
         ryn::client::EventsOff(manager());
@@ -75,9 +73,9 @@ private:
 
     /// Prints the outcome when it has come.
     void setOperatingMode(const Group& group, const Words& words) const {
-        const auto argument = payload::dictionary({{ryn::kKeyBasebandOperatingMode, payload::integer(numberOf(words.front()))}});
+        const auto argument = xpc::dictionary({{ryn::kKeyBasebandOperatingMode, xpc::number(numberOf(words.front()))}});
         if (words.size() > 1) {
-            payload::set(argument, ryn::kKeyTimeout, payload::integer(numberOf(words[1])));
+            xpc::set(argument, ryn::kKeyTimeout, xpc::number(numberOf(words[1])));
         }
         ryn::client::PerformCommand(
             manager(), ryn::kCommandSetBasebandOperatingMode,
@@ -95,7 +93,7 @@ private:
         const Answer answer = perform(ryn::kCommandGetBasebandWakeReason);
         if (!answer.isReadable()) {
             output::printError({"Failed to get wake reason"});
-        } else if (payload::readInteger(answer.reply, ryn::kKeyBasebandWakeChannel, 0) == 0) {
+        } else if (readInteger(answer.reply, ryn::kKeyBasebandWakeChannel, 0) == 0) {
             output::printLine({"Baseband did not wake the AP"});
         } else {
             output::printLine({"Baseband woke the AP due to:\n", xpc::to_string(answer.reply)});

@@ -1,7 +1,7 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <cstdlib>
 
@@ -37,11 +37,10 @@ private:
             return fail({"Invalid power log option. Pass [npa|f3]"});
         }
         const char* const log = textOf(isNPA ? kNPAPowerLog : kF3PowerLog);
-        const Answer answer =
-            perform(textOf(kCommandLogCollection), payload::dictionary({
-                                                       {textOf(kKeyLogCollectionAction), payload::string(action)},
-                                                       {ryn::kKeyTracePropertyName, payload::string(log)},
-                                                   }));
+        const Answer answer = perform(textOf(kCommandLogCollection), xpc::dictionary({
+                                                                         {textOf(kKeyLogCollectionAction), xpc::text(action)},
+                                                                         {ryn::kKeyTracePropertyName, xpc::text(log)},
+                                                                     }));
         output::printLine({"Sent command to ", action, " ", log});
         return answer.succeeded();
     }
@@ -53,7 +52,7 @@ private:
         }
         const auto notification = static_cast<std::uint32_t>(std::strtoll(words.front().c_str(), nullptr, 16));
         const Answer answer = perform(ryn::kCommandSimulatePowerNotification,
-                                      payload::dictionary({{ryn::kKeyPowerNotificationMessage, payload::integer(notification)}}));
+                                      xpc::dictionary({{ryn::kKeyPowerNotificationMessage, xpc::number(notification)}}));
         // It stays so for whatever is printed later.
         output::useHexadecimal();
         const std::string shown = "Simulated power notification 0x" + output::number(notification);

@@ -1,7 +1,8 @@
 #include "commands/RYNCommandBase.h"
 
-#include "commands/Payload.h"
 #include "platform/ryn/constants.h"
+#include "platform/vsk/SorvexUtil.h"
+#include "platform/xpc/Values.h"
 #include "shell/Output.h"
 
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
@@ -15,7 +16,7 @@ RYNCommandBase::~RYNCommandBase() {
 }
 
 std::string RYNCommandBase::Answer::text(const char* key) const {
-    return succeeded() ? payload::readString(reply, key) : ryn::kUnknown;
+    return succeeded() ? readString(reply, key) : ryn::kUnknown;
 }
 
 RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command, const xpc::Object& argument) const {
@@ -26,7 +27,7 @@ RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command, const
 }
 
 RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command) const {
-    return perform(command, payload::null());
+    return perform(command, xpc::null());
 }
 
 void RYNCommandBase::registerChild(const char* word, NodeFactory* create) {
@@ -40,10 +41,10 @@ bool RYNCommandBase::failWithHelp() {
 
 RYNCommandBase::Answer RYNCommandBase::requestReset(const std::string& type, const std::string& reason) const {
     return perform(ryn::kCommandResetBaseband,
-                   payload::dictionary({
-                       {ryn::kKeyBasebandResetType, payload::string(type)},
-                       {ryn::kKeyBasebandResetSubType, payload::string(ryn::kBasebandResetSubTypeUserTriggered)},
-                       {ryn::kKeyBasebandResetReason, payload::string("[ryntool] " + reason)},
+                   xpc::dictionary({
+                       {ryn::kKeyBasebandResetType, xpc::text(type)},
+                       {ryn::kKeyBasebandResetSubType, xpc::text(ryn::kBasebandResetSubTypeUserTriggered)},
+                       {ryn::kKeyBasebandResetReason, xpc::text("[ryntool] " + reason)},
                    }));
 }
 
@@ -55,6 +56,14 @@ bool succeed(output::Parts line) {
 bool fail(output::Parts line) {
     output::printError(line);
     return false;
+}
+
+std::string readString(const xpc::Object& reply, const char* key) {
+    return xpc::textAt(reply, key).value_or(ryn::kUnknown);
+}
+
+std::int32_t readInteger(const xpc::Object& reply, const char* key, std::int32_t fallback) {
+    return vsk::toInt32(xpc_dictionary_get_value(reply.get(), key), fallback);
 }
 
 const char* verdict(int result) {

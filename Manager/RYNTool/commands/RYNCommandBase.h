@@ -97,6 +97,11 @@ std::shared_ptr<CommandBase> create(const std::string& name, const std::weak_ptr
 bool succeed(output::Parts line);
 bool fail(output::Parts line);
 
+/// The string under `key`; the text of `ryn::kUnknown` when it is absent, no string, or `reply` no dictionary.
+std::string readString(const xpc::Object& reply, const char* key);
+/// The integer under `key` as a signed 32-bit number; `fallback` when it is absent, no integer, or `reply` no dictionary.
+std::int32_t readInteger(const xpc::Object& reply, const char* key, std::int32_t fallback);
+
 /// "Success" for 0, else "Failed".
 const char* verdict(int result);
 

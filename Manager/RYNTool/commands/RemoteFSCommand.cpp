@@ -1,6 +1,6 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 namespace {
 
@@ -20,9 +20,8 @@ private:
 
     /// Prints "Failed" and fails whatever the manager answered: no answer tells that the baseband's data is safe.
     bool sync(const Group&, const Words& words) {
-        const auto wait = payload::flag(words != Words{"nowait"});
-        const Answer answer =
-            perform(ryn::kCommandBasebandSyncFS, payload::dictionary({{ryn::kKeyFSSyncWaitForCompletion, wait}}));
+        const auto wait = xpc::boolean(words != Words{"nowait"});
+        const Answer answer = perform(ryn::kCommandBasebandSyncFS, xpc::dictionary({{ryn::kKeyFSSyncWaitForCompletion, wait}}));
         output::printError({"Sync remote filesystem: Failed"});
         printErrorDetail(answer.reply);
         return false;
@@ -30,9 +29,8 @@ private:
 
     /// True only when neither the erase nor the reset was answered with a reply object.
     bool erase(const Group&, const Words&) {
-        const Answer erased =
-            perform(ryn::kCommandBasebandNVData,
-                    payload::dictionary({{ryn::kKeyBasebandNVDataAction, payload::string(ryn::kBasebandNVDataErase)}}));
+        const Answer erased = perform(ryn::kCommandBasebandNVData,
+                                      xpc::dictionary({{ryn::kKeyBasebandNVDataAction, xpc::text(ryn::kBasebandNVDataErase)}}));
         // The texts of success and failure spell the filesystem differently, and scripts match both.
         printOutcome(erased, "Erase remote filessytem: Success", "Erase remote filesystem: Failed");
 

@@ -1,6 +1,6 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <cstdlib>
 
@@ -28,10 +28,10 @@ private:
     }
 
     bool getStatistics(const Group&, const Words& words) {
-        const auto argument = payload::dictionary();
+        const auto argument = xpc::dictionary();
         if (words.size() == 1) {
             const auto moduleType = static_cast<std::uint32_t>(numberOf(words.front()));
-            payload::set(argument, ryn::kKeyReportingModuleType, payload::integer(moduleType));
+            xpc::set(argument, ryn::kKeyReportingModuleType, xpc::number(moduleType));
         }
         const Answer answer = perform(ryn::kCommandGetStatistics, argument);
         if (!answer.succeeded()) {
@@ -43,16 +43,16 @@ private:
     }
 
     bool reportBootModule(const Group&, const Words& words) {
-        const auto data = payload::dictionary();
+        const auto data = xpc::dictionary();
         const char* const keys[] = {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime};
         for (std::size_t index = 0; index < words.size() && index < std::size(keys); ++index) {
             if (!words[index].empty()) {
-                payload::set(data, keys[index], payload::integer(numberOf(words[index])));
+                xpc::set(data, keys[index], xpc::number(numberOf(words[index])));
             }
         }
         const Answer answer =
-            perform(ryn::kCommandReportingStatistics, payload::dictionary({
-                                                          {ryn::kKeyReportingModuleType, payload::integer(kBootModule)},
+            perform(ryn::kCommandReportingStatistics, xpc::dictionary({
+                                                          {ryn::kKeyReportingModuleType, xpc::number(kBootModule)},
                                                           {ryn::kKeyReportingData, data},
                                                       }));
         if (!answer.succeeded()) {

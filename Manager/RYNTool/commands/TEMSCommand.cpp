@@ -1,6 +1,6 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <algorithm>
 #include <cctype>
@@ -42,8 +42,7 @@ private:
             output::printError({"Invalid value(s) passed for 'Mode'"});
             return failWithHelp();
         }
-        const Answer answer =
-            perform(ryn::kCommandSetTEMSProperty, payload::dictionary({{ryn::kKeyTEMSMode, payload::string(mode)}}));
+        const Answer answer = perform(ryn::kCommandSetTEMSProperty, xpc::dictionary({{ryn::kKeyTEMSMode, xpc::text(mode)}}));
         return answer.succeeded() ? succeed({"Mode: ", mode}) : fail({"Failed to set 'Mode' to '", mode, "'"});
     }
 };

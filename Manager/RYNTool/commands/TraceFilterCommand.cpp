@@ -1,6 +1,6 @@
 #include "commands/Groups.h"
-#include "commands/Payload.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <algorithm>
 #include <charconv>
@@ -78,14 +78,14 @@ private:
             return false;
         }
         const std::string word = words.size() == 2 ? words[1] : kDefault;
-        auto value = payload::null();
+        auto value = xpc::null();
         if (word != kDefault) {
             const auto number = numberFor(*filter, word);
             if (!number) {
                 output::printError({"\nInvalid ", filter->value, " [ ", word, filter->unit, " ] passed"});
                 return failWithHelp();
             }
-            value = payload::integer(*number);
+            value = xpc::number(*number);
         }
         if (ryn::client::AddTraceFilter(manager(), *filter->key, value) != 0) {
             return fail({"Failed to set trace filter ", filter->setting, " to '", word, filter->unit, "'"});
@@ -129,7 +129,7 @@ private:
         }
         for (const Filter& filter : kFilters) {
             if (xpc_dictionary_get_value(filters.get(), *filter.key) != nullptr) {
-                const std::string number = output::number(payload::readInteger(filters, *filter.key, 0));
+                const std::string number = output::number(readInteger(filters, *filter.key, 0));
                 output::printLine({filter.label, number, filter.unit, filter.end});
             }
         }

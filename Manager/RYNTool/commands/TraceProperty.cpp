@@ -1,7 +1,8 @@
 #include "commands/TraceProperty.h"
 
-#include "commands/Payload.h"
+#include "commands/RYNCommandBase.h"
 #include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 
 #include <vector>
 
@@ -14,7 +15,7 @@ bool isComplete(const ryn::client::ManagerPtr& manager, const std::string& trace
 int perform(const ryn::client::ManagerPtr& manager, const char* command, const xpc::Object& argument, std::int64_t timeout,
             xpc::Object& reply) {
     if (timeout != 0) {
-        payload::set(argument, ryn::kKeyTimeout, payload::integer(timeout));
+        xpc::set(argument, ryn::kKeyTimeout, xpc::number(timeout));
     }
     return ryn::client::PerformCommand(manager, command, argument, reply);
 }
@@ -26,14 +27,14 @@ int getTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& 
     if (!isComplete(manager, trace, property)) {
         return kResultInvalidArgument;
     }
-    const auto argument = payload::dictionary({
-        {ryn::kKeyTraceName, payload::string(trace)},
-        {ryn::kKeyTracePropertyName, payload::string(property)},
+    const auto argument = xpc::dictionary({
+        {ryn::kKeyTraceName, xpc::text(trace)},
+        {ryn::kKeyTracePropertyName, xpc::text(property)},
     });
     xpc::Object reply;
     const int result = perform(manager, ryn::kCommandGetTraceProperty, argument, timeout, reply);
     if (result == 0 && reply.isDictionary()) {
-        value = payload::readString(reply, ryn::kKeyTracePropertyValue);
+        value = readString(reply, ryn::kKeyTracePropertyValue);
     }
     return result;
 }
@@ -43,11 +44,11 @@ int setTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& 
     if (!isComplete(manager, trace, property)) {
         return kResultInvalidArgument;
     }
-    const auto argument = payload::dictionary({
-        {ryn::kKeyTraceName, payload::string(trace)},
-        {ryn::kKeyTracePropertyName, payload::string(property)},
-        {ryn::kKeyTracePropertyValue, payload::string(value)},
-        {ryn::kKeyTracePropertyWaitForCompletion, payload::flag(true)},
+    const auto argument = xpc::dictionary({
+        {ryn::kKeyTraceName, xpc::text(trace)},
+        {ryn::kKeyTracePropertyName, xpc::text(property)},
+        {ryn::kKeyTracePropertyValue, xpc::text(value)},
+        {ryn::kKeyTracePropertyWaitForCompletion, xpc::boolean(true)},
     });
     xpc::Object reply;
     return perform(manager, ryn::kCommandSetTraceProperty, argument, timeout, reply);

@@ -125,11 +125,11 @@ int AddTraceFilter(ManagerPtr, const std::string& filter, const xpc::Object& val
 
 int RemoveTraceFilter(ManagerPtr, const std::string& filter) {
     xpc::Object reply;
-    return ::manager.answer(filter, xpc::Object::adopt(xpc_null_create()), reply);
+    return ::manager.answer(filter, xpc::null(), reply);
 }
 
 int GetTraceFilters(ManagerPtr, xpc::Object& filters) {
-    return ::manager.answer("GetTraceFilters", xpc::Object::adopt(xpc_null_create()), filters);
+    return ::manager.answer("GetTraceFilters", xpc::null(), filters);
 }
 
 }  // namespace ryn::client

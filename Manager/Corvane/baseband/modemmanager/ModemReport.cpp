@@ -48,7 +48,7 @@ bool isKnown(const xpc::Object& value) {
     return value && !(value.is(XPC_TYPE_STRING) && xpc_string_get_length(value.get()) == 0);
 }
 
-void set(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
+void setKnown(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
     if (isKnown(value)) {
         xpc_dictionary_set_value(dictionary.get(), key, value.get());
     }
@@ -61,13 +61,13 @@ xpc::Object at(const xpc::Object& dictionary, const char* key) {
 void addSignal(const Modem& modem, const xpc::Object& statistics) {
     // A structure: the percentage, and whether it was measured within the last minute.
     const xpc::Object quality = modem.property(kModemInterface, "SignalQuality");
-    set(statistics, "SignalQualityPercentage", xpc::Object::share(xpc_array_get_value(quality.get(), 0)));
-    set(statistics, "SignalQualityRecent", xpc::Object::share(xpc_array_get_value(quality.get(), 1)));
+    setKnown(statistics, "SignalQualityPercentage", xpc::Object::share(xpc_array_get_value(quality.get(), 0)));
+    setKnown(statistics, "SignalQualityRecent", xpc::Object::share(xpc_array_get_value(quality.get(), 1)));
     for (const char* technology : kMeasured) {
         const xpc::Object measured = modem.property(kSignalInterface, technology);
         if (xpc_dictionary_get_count(measured.get()) > 0) {
             for (const auto& [key, name] : kMeasurements) {
-                set(statistics, key, at(measured, name));
+                setKnown(statistics, key, at(measured, name));
             }
             return;
         }
@@ -77,7 +77,7 @@ void addSignal(const Modem& modem, const xpc::Object& statistics) {
 xpc::Object toDictionary(const std::string& interface, const Properties& properties) {
     xpc::Object values = dictionary({});
     for (const auto& [name, value] : properties) {
-        set(values, name.c_str(), named(interface, name, value));
+        setKnown(values, name.c_str(), named(interface, name, value));
     }
     return values;
 }
@@ -90,7 +90,7 @@ xpc::Object placeOf(const std::string& location) {
     for (const char* key : kKeys) {
         std::string part;
         std::getline(parts, part, ',');
-        set(place, key, text(part));
+        setKnown(place, key, text(part));
     }
     return place;
 }
@@ -120,7 +120,7 @@ void addProperties(ModemFollower& follower, const SnapshotPtr& snapshot, const x
             properties[name] = xpc::Object::share(value);
             return true;
         });
-        set(part, path.c_str(), reply.error ? text(reply.error->message) : toDictionary(interface, properties));
+        setKnown(part, path.c_str(), reply.error ? text(reply.error->message) : toDictionary(interface, properties));
         snapshot->finish();
     };
     follower.callObject(path, "org.freedesktop.DBus.Properties", "GetAll", kAnswerLimit, answered, "s", interface);
@@ -131,11 +131,11 @@ void addPlace(ModemFollower& follower, const SnapshotPtr& snapshot) {
     const auto answered = [snapshot](const BusReply& reply) {
         if (reply.error) {
             const Refusal refusal = refusalFor(*reply.error, MM_DBUS_INTERFACE_MODEM_LOCATION, "tell where it is", nullptr);
-            set(snapshot->modem, "Location", text(refusal.sentence));
+            setKnown(snapshot->modem, "Location", text(refusal.sentence));
         } else {
             const std::string source = std::to_string(MM_MODEM_LOCATION_SOURCE_3GPP_LAC_CI);
             const char* location = xpc_string_get_string_ptr(at(reply.argument(0), source.c_str()).get());
-            set(snapshot->modem, "Location", placeOf(location == nullptr ? "" : location));
+            setKnown(snapshot->modem, "Location", placeOf(location == nullptr ? "" : location));
         }
         snapshot->finish();
     };
@@ -147,7 +147,8 @@ void addPlace(ModemFollower& follower, const SnapshotPtr& snapshot) {
 xpc::Object modemStatistics(const Modem& modem) {
     xpc::Object statistics = dictionary({{"Modem", text(modem.describe())}});
     for (const Figure& figure : kFigures) {
-        set(statistics, figure.key, named(figure.interface, figure.property, modem.property(figure.interface, figure.property)));
+        setKnown(statistics, figure.key,
+                 named(figure.interface, figure.property, modem.property(figure.interface, figure.property)));
     }
     addSignal(modem, statistics);
     return statistics;
@@ -163,9 +164,9 @@ void collectModemSnapshot(ModemFollower& follower, Completion<SnapshotFiles> com
     snapshot->completion = std::move(completion);
     const xpc::Object interfaces = dictionary({});
     for (const auto& [interface, properties] : modem.interfaces) {
-        set(interfaces, interface.c_str(), toDictionary(interface, properties));
+        setKnown(interfaces, interface.c_str(), toDictionary(interface, properties));
     }
-    set(snapshot->modem, modem.path.c_str(), interfaces);
+    setKnown(snapshot->modem, modem.path.c_str(), interfaces);
     if (const std::string sim = modem.text("Sim"); sim.size() > 1) {
         addProperties(follower, snapshot, snapshot->modem, sim, MM_DBUS_INTERFACE_SIM);
     }
