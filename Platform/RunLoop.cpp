@@ -1,6 +1,5 @@
 #include "Platform/RunLoop.h"
 
-#include "Platform/WakeRequest.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 
 #include <malloc.h>
@@ -9,8 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
-#include <ctime>
 #include <mutex>
 #include <vector>
 
@@ -19,11 +18,6 @@ namespace {
 
 using Clock = RunLoopSource::Clock;
 using Deadline = std::optional<Clock::time_point>;
-
-timespec toTimespec(Clock::duration duration) {
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(duration);
-    return {seconds.count(), std::chrono::nanoseconds(duration - seconds).count()};
-}
 
 Deadline earlier(const Deadline& left, const Deadline& right) {
     return left && right ? std::min(left, right) : left ? left : right;
@@ -36,11 +30,23 @@ struct Watch {
     std::vector<pollfd> descriptors;                 ///< the same order, then the waker's
     Deadline deadline;
 
-    bool hasDescriptors() const {
-        return std::any_of(descriptors.begin(), descriptors.end(), [](const pollfd& entry) { return entry.fd >= 0; });
-    }
+    void sleep();
     void serve() const;
 };
+
+void Watch::sleep() {
+    constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
+    int timeout = -1;
+    if (deadline) {
+        const auto left = std::clamp(*deadline - Clock::now(), Clock::duration::zero(), kLongest);
+        timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+    }
+    if (::poll(descriptors.data(), descriptors.size(), timeout) < 0) {
+        for (auto& entry : descriptors) {
+            entry.revents = 0;  // interrupted: nothing is known
+        }
+    }
+}
 
 /// Sources are held only while they are called: one that goes away during the sleep is skipped.
 void Watch::serve() const {
@@ -56,8 +62,6 @@ void Watch::serve() const {
     }
 }
 
-/// The thread sleeps on its wake request as long as no descriptor is to be watched, so that a run that needs none opens no
-/// eventfd; with descriptors it sleeps in poll(2) and the eventfd ends the sleep.
 class RunLoop {
 public:
     void add(const std::weak_ptr<RunLoopSource>& source);
@@ -67,15 +71,13 @@ public:
 private:
     Watch look();
     void sleep(Watch& watch);
-    void sleepInPoll(Watch& watch);
-    void drainWaker();
 
-    WakeRequest wake_;
     std::mutex mutex_;
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
-    bool inPoll_ = false;
     bool firstLookIsOver_ = false;
-    int waker_ = -1;  ///< an eventfd, once a descriptor was watched
+
+    const int waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    std::atomic<bool> awake_ = false;  ///< the waker was written to since the last look
 
     std::mutex parked_;  ///< held by the parked thread; a second one waits for it for good
 };
@@ -93,16 +95,10 @@ void RunLoop::add(const std::weak_ptr<RunLoopSource>& source) {
 }
 
 void RunLoop::wake() {
-    const std::lock_guard lock(mutex_);
-    if (!wake_.raise()) {
-        return;
-    }
-    if (inPoll_) {
+    if (!awake_.exchange(true)) {
         constexpr std::uint64_t kOnce = 1;
-        // Can't fail: the counter is drained after every sleep, and a missing eventfd bounds the sleep.
+        // Can't fail: the counter is read after every sleep that it ends, and a missing eventfd bounds the sleep.
         [[maybe_unused]] const auto written = ::write(waker_, &kOnce, sizeof kOnce);
-    } else {
-        wake_.notify();
     }
 }
 
@@ -110,7 +106,6 @@ Watch RunLoop::look() {
     Watch watch;
     {
         const std::lock_guard lock(mutex_);
-        wake_.clear();
         std::erase_if(sources_, [](const auto& source) { return source.expired(); });
         watch.sources = sources_;
     }
@@ -125,59 +120,24 @@ Watch RunLoop::look() {
 }
 
 void RunLoop::sleep(Watch& watch) {
-    if (watch.hasDescriptors()) {
-        sleepInPoll(watch);
-        return;
-    }
-    if (!watch.deadline) {
-        wake_.wait(nullptr);
-    } else if (const auto left = *watch.deadline - Clock::now(); left > Clock::duration::zero()) {
-        const timespec longest = toTimespec(left);
-        wake_.wait(&longest);
-    }
-}
-
-void RunLoop::sleepInPoll(Watch& watch) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (wake_.isRaised()) {
-            return;
-        }
-        if (waker_ < 0) {
-            waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-        }
-        inPoll_ = true;
-    }
+    watch.descriptors.push_back({waker_, POLLIN, 0});
     if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
         watch.deadline = earlier(watch.deadline, Clock::now() + kFirstLook);
     }
-    watch.descriptors.push_back({waker_, POLLIN, 0});
-    timespec left{};
-    if (watch.deadline) {
-        left = toTimespec(std::max(Clock::duration::zero(), *watch.deadline - Clock::now()));
-    }
-    if (::ppoll(watch.descriptors.data(), watch.descriptors.size(), watch.deadline ? &left : nullptr, nullptr) < 0) {
-        for (auto& entry : watch.descriptors) {
-            entry.revents = 0;  // interrupted: nothing is known
-        }
-    }
-    const std::lock_guard lock(mutex_);
-    inPoll_ = false;
+    watch.sleep();
     if (watch.descriptors.back().revents != 0) {
-        drainWaker();
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);
     }
-}
-
-void RunLoop::drainWaker() {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);
+    awake_ = false;  // before the next look, so that no later change is missed
 }
 
 void RunLoop::run() {
     const std::lock_guard parked(parked_);
     // Sources that are added right after the start are noticed without being announced.
-    const timespec firstLook = toTimespec(kFirstLook);
-    wake_.wait(&firstLook);
+    Watch none;
+    none.deadline = Clock::now() + kFirstLook;
+    sleep(none);
     {
         const std::lock_guard lock(mutex_);
         firstLookIsOver_ = true;
@@ -192,8 +152,8 @@ void RunLoop::run() {
 constexpr int kMebibyte = 1024 * 1024;
 
 /// Spares a run that is soon over what the heap sets up for a long one: the threads beside the parked one take turns more than
-/// they compete, so one arena serves them all, and the buffer of a socket needs no mapping of its own. Who sets the one threshold
-/// must set the other, or the end of the heap goes back and forth with each large block.
+/// they compete, so one arena serves them all, and the buffer of a socket needs no mapping of its own. Setting the
+/// one threshold without the other would grow and shrink the end of the heap with each large block.
 [[maybe_unused]] const bool kPlainHeap = ::mallopt(M_ARENA_MAX, 1) == 1 && ::mallopt(M_MMAP_THRESHOLD, kMebibyte) == 1 &&
                                          ::mallopt(M_TRIM_THRESHOLD, 2 * kMebibyte) == 1;
 
