@@ -1,7 +1,6 @@
 #include "Corvane/requests/Replies.h"
 
 #include "Corvane/support/Values.h"
-#include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
 
 namespace corvane {

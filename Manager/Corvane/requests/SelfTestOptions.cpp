@@ -1,7 +1,7 @@
 #include "Corvane/requests/SelfTestOptions.h"
 
 #include "Corvane/support/Values.h"
-#include "config/Diagnostics.h"
+#include "platform/ryn/constants.h"
 
 #include <string>
 

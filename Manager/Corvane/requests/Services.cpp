@@ -6,7 +6,6 @@
 #include "Corvane/support/UtcTime.h"
 #include "Corvane/support/Values.h"
 #include "config/DiagConfig.h"
-#include "config/Diagnostics.h"
 #include "config/RYNProperties.h"
 #include "platform/ryn/constants.h"
 

@@ -1,5 +1,5 @@
 #include "commands/Groups.h"
-#include "config/Diagnostics.h"
+#include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 
 namespace {

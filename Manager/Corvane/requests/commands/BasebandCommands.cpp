@@ -5,7 +5,6 @@
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
-#include "config/Diagnostics.h"
 #include "platform/ryn/constants.h"
 
 #include <algorithm>

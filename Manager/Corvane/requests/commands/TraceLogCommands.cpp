@@ -1,8 +1,8 @@
-#include "Client/Requests.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Text.h"
+#include "platform/ryn/constants.h"
 
 namespace corvane {
 
