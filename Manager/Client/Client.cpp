@@ -1,10 +1,10 @@
 #include "platform/ryn/client.h"
 #include "Client/ConnectionHandler.h"
 #include "Client/Manager.h"
-#include "Client/Requests.h"
-#include "Client/Timeout.h"
+#include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ryn::client {
@@ -16,6 +16,17 @@ int perform(Manager& manager, const char* command, const xpc::Object& argument) 
 }
 
 }  // namespace
+
+std::chrono::seconds timeoutOf(std::string_view command, const xpc::Object& argument) {
+    constexpr std::chrono::seconds kAllowance{5};  // for the way
+    constexpr std::chrono::seconds kLongest{365L * 24 * 60 * 60};
+    const std::chrono::seconds asked(xpc::numberAt(argument, kKeyTimeout).value_or(0));
+    if (asked.count() > 0) {
+        return std::min(asked, kLongest) + kAllowance;
+    }
+    const bool isLong = command == request::kCollectTraceLogs || command == kCommandBasebandDiagnostics;
+    return std::chrono::seconds(isLong ? 300 : 60);
+}
 
 // The library's interface takes the manager by shared pointer, copied for the call.
 // NOLINTBEGIN(performance-unnecessary-value-param)

@@ -28,15 +28,15 @@ public:
             completion(answer.result, answer.object);
         });
     }
-    /// @param size of the packet that carried it, in bytes
-    void event(std::shared_ptr<const EventHandler> handler, const xpc::Object& payload, std::size_t size) {
-        backlog_->fetch_add(size, std::memory_order_relaxed);
-        dispatch_async(queue_, [handler = std::move(handler), payload, size, backlog = backlog_] {
+    /// @param memory that the event takes until it has been handled, in bytes
+    void event(std::shared_ptr<const EventHandler> handler, const xpc::Object& payload, std::size_t memory) {
+        backlog_->fetch_add(memory, std::memory_order_relaxed);
+        dispatch_async(queue_, [handler = std::move(handler), payload, memory, backlog = backlog_] {
             (*handler)(payload);
-            backlog->fetch_sub(size, std::memory_order_relaxed);
+            backlog->fetch_sub(memory, std::memory_order_relaxed);
         });
     }
-    /// The sizes of the events that have not been handled yet, summed up.
+    /// What the events that have not been handled yet take, in bytes.
     std::size_t backlog() const { return backlog_->load(std::memory_order_relaxed); }
 
 private:

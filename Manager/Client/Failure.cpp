@@ -1,6 +1,5 @@
 #include "Client/Failure.h"
 
-#include "Client/Results.h"
 #include "Client/wire/Packet.h"
 #include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
@@ -50,10 +49,15 @@ Failure notConnected(const std::string& path, int error) {
     return {kResultNotConnected, whyNotConnected(path, error)};
 }
 
-Failure connectionLost(const std::string& path, bool heard) {
+Failure connectionLost(const std::string& path, bool hasReceived) {
     // A manager closes the connection of someone that it doesn't serve without a word.
-    return {kResultConnectionLost, "The manager at " + path + " closed the connection before it answered; " +
-                                       (heard ? "was Corvane stopped?" : "is Corvane running, and are you in group corvane?")};
+    return {kResultConnectionLost,
+            "The manager at " + path + " closed the connection before it answered; " +
+                (hasReceived ? "was Corvane stopped?" : "is Corvane running, and are you in group corvane?")};
+}
+
+Failure turnedAway(const std::string& path, std::int32_t result, const xpc::Object& object) {
+    return {result, xpc::textAt(object, kKeyErrorString).value_or("The manager at " + path + " does not serve this connection.")};
 }
 
 Failure timedOut(const std::string& path, std::chrono::milliseconds timeout) {

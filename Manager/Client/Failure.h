@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ryn/client.h"
 #include "platform/xpc/Object.h"
 
 #include <chrono>
@@ -8,6 +9,15 @@
 #include <string_view>
 
 namespace ryn::client {
+
+// The results that the library makes itself, beside those that its interface names; the manager's own are 0xE020E1xx.
+
+/// No connection could be made, or the request could not be handed to the manager.
+inline constexpr auto kResultNotConnected = static_cast<std::int32_t>(0xE020E010);
+/// The manager sent what the protocol does not allow; the connection has been ended.
+inline constexpr auto kResultMalformedReply = static_cast<std::int32_t>(0xE020E013);
+/// The request does not fit one packet, is nested too deeply or has a key that can't travel; nothing was sent.
+inline constexpr auto kResultTooLarge = static_cast<std::int32_t>(0xE020E014);
 
 /// A result that the library made itself, with one sentence for the user: what happened, where, and what to do.
 struct Failure {
@@ -20,8 +30,10 @@ struct Failure {
 
 /// @param error the errno value of the last attempt to connect to `path`; EAGAIN: it was not served until time ran out
 Failure notConnected(const std::string& path, int error);
-/// @param heard whether the manager had sent anything on the connection
-Failure connectionLost(const std::string& path, bool heard);
+/// @param hasReceived whether the manager had sent anything on the connection
+Failure connectionLost(const std::string& path, bool hasReceived);
+/// The manager's own words for not serving this connection.
+Failure turnedAway(const std::string& path, std::int32_t result, const xpc::Object& object);
 Failure timedOut(const std::string& path, std::chrono::milliseconds timeout);
 Failure malformedReply(const std::string& path);
 /// Of a manager that sends events faster than they are handled, for too long.

@@ -2,13 +2,15 @@
 
 #include "Client/wire/Packet.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
 namespace ryn::client {
 
-Link::Link(const std::string& clientName, SocketPath path) : places_(std::move(path)) {
-    // A name that doesn't fit a packet is nobody's: the manager gets its beginning.
+Link::Link(const std::string& clientName, SocketPath path, std::function<void()> onConnected)
+    : places_(std::move(path)), onConnected_(std::move(onConnected)) {
+    // Of a name that doesn't fit a packet the manager gets the beginning.
     constexpr std::size_t kLongestName = 1024;
     wire::encode(wire::Hello{wire::kProtocolVersion, std::string_view(clientName).substr(0, kLongestName)}, hello_);
 }
@@ -18,26 +20,27 @@ bool Link::connect() {
     auto [socket, error] = Socket::connect(path_);
     socket_ = std::move(socket);
     error_ = error;
-    if (!connected()) {
+    if (!isConnected()) {
         return false;
     }
-    ++serial_;
     madeAt_ = Clock::now();
-    greeted_ = eventsTold_ = eventsEverTold_ = heard_ = false;
+    helloSent_ = eventsTold_ = eventsAllowed_ = hasReceived_ = false;
+    onConnected_();
     return true;
 }
 
 Link::Outcome Link::send(Bytes packet) {
-    if (!connected() && !connect()) {
+    const bool isNew = !isConnected();
+    if (isNew && !connect()) {
         return error_ == EAGAIN ? Outcome::Busy : Outcome::NotConnected;
     }
     std::array<Bytes, Socket::kMostPackets> packets;
     std::size_t count = 0;
-    const std::size_t hellos = greeted_ ? 0 : 1;
+    const std::size_t hellos = helloSent_ ? 0 : 1;
     if (hellos != 0) {
         packets[count++] = hello_;
     }
-    const bool tellEvents = isBehind();
+    const bool tellEvents = eventsPending();
     if (tellEvents) {
         wire::encode(wire::Events{eventsWanted_}, events_);
         packets[count++] = events_;
@@ -49,10 +52,10 @@ Link::Outcome Link::send(Bytes packet) {
         return Outcome::Sent;
     }
     const auto [sent, error] = socket_->send(std::span(packets).first(count));
-    greeted_ = greeted_ || sent > 0;
+    helloSent_ = helloSent_ || sent > 0;
     if (tellEvents && sent > hellos) {
         eventsTold_ = eventsWanted_;
-        eventsEverTold_ = eventsEverTold_ || eventsTold_;
+        eventsAllowed_ = eventsAllowed_ || eventsTold_;
     }
     switch (error) {
         case 0:
@@ -61,15 +64,39 @@ Link::Outcome Link::send(Bytes packet) {
         case ENOBUFS:
             return Outcome::Busy;
         default:
-            return Outcome::Lost;
+            return isNew ? Outcome::Lost : Outcome::LostBefore;
     }
 }
 
-void Link::close() {
-    if (connected()) {
-        socket_->shutdown();
-        socket_.reset();
+Link::Outcome Link::sendDue(Clock::time_point now) {
+    const bool isDue = isConnected() ? eventsPending() : eventsWanted_ && nextAttempt_ <= now;
+    if (!isDue) {
+        return Outcome::Sent;
     }
+    const Outcome outcome = send({});
+    if (!isConnected()) {
+        postpone(now);
+    }
+    return outcome;
+}
+
+void Link::postpone(Clock::time_point now) {
+    nextAttempt_ = now + delay_;
+    delay_ = std::min(2 * delay_, kLongestDelay);
+}
+
+void Link::close() {
+    if (!isConnected()) {
+        return;
+    }
+    socket_->shutdown();
+    socket_.reset();
+    const auto now = Clock::now();
+    // A connection that failed at once, before its first reply, doesn't reset the delay.
+    if (hasReceived_ || now - madeAt_ >= kLongestDelay) {
+        delay_ = kShortestDelay;
+    }
+    postpone(now);
 }
 
 }  // namespace ryn::client

@@ -1,5 +1,7 @@
 #include "Client/Manager.h"
 
+#include "platform/xpc/Values.h"
+
 #include <poll.h>
 
 #include <algorithm>
@@ -15,8 +17,14 @@ constexpr std::chrono::milliseconds kPause{10};
 constexpr std::chrono::milliseconds kQuietAfter{20};
 /// The parked thread looks at deadlines again after so many packets.
 constexpr int kPacketsAtOnce = 64;
-/// Bytes of events that may wait to be handled. Decoded they take a few dozen times as much at worst.
-constexpr std::size_t kMostBacklog = 4'000'000;
+/// Bytes of memory that events may take while they wait to be handled.
+constexpr std::size_t kMostBacklog = 16'000'000;
+
+/// About what an event takes that waits to be handled: its place on the queue and the objects of its payload, however small.
+std::size_t memoryWhileQueued(const xpc::Object& payload) {
+    constexpr std::size_t kQueued = 256;
+    return kQueued + xpc::memoryOf(payload);
+}
 
 Answer toAnswer(const Failure& failure) {
     return {failure.result, failure.toReply()};
@@ -29,7 +37,7 @@ std::chrono::milliseconds inMilliseconds(Clock::duration duration) {
 }  // namespace
 
 Manager::Manager(const std::string& clientName, dispatch_queue_t queue, SocketPath path)
-    : delivery_(queue), link_(clientName, std::move(path)) {}
+    : delivery_(queue), link_(clientName, std::move(path), [this] { connected(); }) {}
 
 Manager::~Manager() {
     calls_.answerAll(toAnswer(connectionLost(link_.path(), true)));
@@ -97,11 +105,11 @@ void Manager::setEvents(bool on) {
     {
         const Lock lock(mutex_);
         link_.wantEvents(on);
-        if (link_.connected()) {
-            tend(Clock::now());
+        if (link_.isConnected()) {
+            sendDue(Clock::now());
         } else if (on) {
             // A program that is over before the run loop's first look does not connect for its events.
-            backoff_.setDue(Clock::now() + platform::kFirstLook);
+            link_.setNextAttempt(Clock::now() + platform::kFirstLook);
         }
         if (!asked_) {
             return;
@@ -113,23 +121,23 @@ void Manager::setEvents(bool on) {
 Manager::Interest Manager::interest() {
     const Lock lock(mutex_);
     asked_ = true;
-    const bool flowing = reading_ || (commands_ != commandsSeen_ && !calls_.anyAsynchronous());
+    const bool othersRead = reading_ || (commands_ != commandsSeen_ && !calls_.anyAsynchronous());
     commandsSeen_ = commands_;
 
     Interest interest;
     interest.deadline = calls_.nextDeadline();
-    const auto lookBy = [&interest](Clock::time_point time) {
+    const auto setDeadline = [&interest](Clock::time_point time) {
         interest.deadline = std::min(interest.deadline.value_or(time), time);
     };
-    if (!link_.connected()) {
+    if (!link_.isConnected()) {
         if (link_.eventsWanted()) {
-            lookBy(backoff_.due());
+            setDeadline(link_.nextAttempt());
         }
-    } else if (flowing) {
-        lookBy(Clock::now() + kQuietAfter);
+    } else if (othersRead) {
+        setDeadline(Clock::now() + kQuietAfter);
     } else {
         interest.descriptor = link_.socket()->descriptor();
-        interest.events = static_cast<short>(link_.isBehind() ? POLLIN | POLLOUT : POLLIN);
+        interest.events = static_cast<short>(link_.eventsPending() ? POLLIN | POLLOUT : POLLIN);
     }
     return interest;
 }
@@ -137,7 +145,7 @@ Manager::Interest Manager::interest() {
 void Manager::serve(short events) {
     Lock lock(mutex_);
     if (events != 0) {
-        for (int packets = 0; packets < kPacketsAtOnce && link_.connected() && !reading_; ++packets) {
+        for (int packets = 0; packets < kPacketsAtOnce && link_.isConnected() && !reading_; ++packets) {
             if (!receive(lock, Clock::duration::zero())) {
                 break;
             }
@@ -148,49 +156,51 @@ void Manager::serve(short events) {
     while (auto call = calls_.takeExpired(now)) {
         delivery_.complete(std::move(call->completion), toAnswer(timedOut(link_.path(), inMilliseconds(call->timeout))));
     }
-    tend(now);
+    sendDue(now);
 }
 
 Manager::Sent Manager::send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline) {
-    const std::uint64_t connections = link_.serial();
     for (;;) {
-        const std::uint64_t id = nextId_++;
+        const std::uint64_t id = nextId_;
         if (!wire::encode(wire::Request{id, command, argument}, request_)) {
             return {id, tooLarge(command)};
         }
-        switch (transmit(request_, id)) {
+        const Link::Outcome outcome = link_.send(request_);
+        ++nextId_;
+        switch (outcome) {
             case Link::Outcome::Sent:
                 return {id, std::nullopt};
             case Link::Outcome::NotConnected:
                 return {id, notConnected(link_.path(), link_.error())};
-            case Link::Outcome::Lost: {
-                const Failure lost = connectionLost(link_.path(), link_.heard());
-                disconnect(lost);
-                if (link_.serial() != connections) {
-                    return {id, lost};
-                }
-                break;  // one that an earlier command made: nothing was delivered, so the request may go out on a new one
-            }
+            case Link::Outcome::Lost:
+                return {id, readLastWords(lock)};
+            case Link::Outcome::LostBefore:
+                readLastWords(lock);
+                break;
             case Link::Outcome::Busy:
                 if (!pause(lock, deadline.time)) {
-                    return {id, link_.connected() ? timedOut(link_.path(), inMilliseconds(deadline.timeout))
-                                                  : notConnected(link_.path(), EAGAIN)};
+                    return {id, link_.isConnected() ? timedOut(link_.path(), inMilliseconds(deadline.timeout))
+                                                    : notConnected(link_.path(), EAGAIN)};
                 }
                 break;
         }
     }
 }
 
-Link::Outcome Manager::transmit(Bytes packet, std::uint64_t firstId) {
-    const std::uint64_t connections = link_.serial();
-    const Link::Outcome outcome = link_.send(packet);
-    if (link_.serial() != connections) {
-        firstId_ = firstId;
-        for (const auto& handler : connectionHandlers_) {
-            delivery_.event(handler, {}, 0);
-        }
+const Failure& Manager::readLastWords(Lock& lock) {
+    while (link_.isConnected() && !reading_ && receive(lock, Clock::duration::zero())) {
     }
-    return outcome;
+    if (link_.isConnected()) {
+        disconnect(connectionLost(link_.path(), link_.hasReceived()));
+    }
+    return lastEnd_;
+}
+
+void Manager::connected() {
+    firstId_ = nextId_;
+    for (const auto& handler : connectionHandlers_) {
+        delivery_.event(handler, {}, 0);
+    }
 }
 
 bool Manager::pause(Lock& lock, Clock::time_point deadline) {
@@ -199,7 +209,7 @@ bool Manager::pause(Lock& lock, Clock::time_point deadline) {
         return false;
     }
     const auto end = std::min(deadline, now + kPause);
-    if (link_.connected() && !reading_) {
+    if (link_.isConnected() && !reading_) {
         receive(lock, end - now);
         changed_.notify_all();
     } else {
@@ -230,21 +240,24 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
     }
     std::optional<Failure> failure;
     if (received.state == Socket::State::Closed) {
-        failure = connectionLost(link_.path(), link_.heard());
+        failure = connectionLost(link_.path(), link_.hasReceived());
     } else if (packet) {
-        failure = std::visit([&](auto& known) { return handle(known, received.packet.size()); }, *packet);
+        failure = std::visit([&](auto& known) { return handle(known); }, *packet);
     } else {
         failure = malformedReply(link_.path());
     }
     if (failure) {
         disconnect(*failure);
     } else {
-        link_.setHeard();
+        link_.setReceived();
     }
     return true;
 }
 
-std::optional<Failure> Manager::handle(wire::Reply& reply, std::size_t /*size*/) {
+std::optional<Failure> Manager::handle(wire::Reply& reply) {
+    if (reply.id == wire::kConnectionId && reply.result != 0) {
+        return turnedAway(link_.path(), reply.result, reply.object);
+    }
     // An id of this connection that waits no more is a reply that came too late, or a second time: dropped.
     if (reply.id < firstId_ || reply.id >= nextId_) {
         return malformedReply(link_.path());
@@ -254,7 +267,7 @@ std::optional<Failure> Manager::handle(wire::Reply& reply, std::size_t /*size*/)
     return std::nullopt;
 }
 
-std::optional<Failure> Manager::handle(wire::Event& event, std::size_t size) {
+std::optional<Failure> Manager::handle(wire::Event& event) {
     if (!link_.eventsAllowed()) {
         return malformedReply(link_.path());
     }
@@ -262,31 +275,22 @@ std::optional<Failure> Manager::handle(wire::Event& event, std::size_t size) {
         return std::nullopt;
     }
     const auto [begin, end] = handlers_.equal_range(event.name);
-    std::for_each(begin, end, [&](const auto& entry) { delivery_.event(entry.second, event.payload, size); });
+    const std::size_t memory = begin == end ? 0 : memoryWhileQueued(event.payload);
+    std::for_each(begin, end, [&](const auto& entry) { delivery_.event(entry.second, event.payload, memory); });
     return delivery_.backlog() > kMostBacklog ? std::optional(flooded(link_.path())) : std::nullopt;
 }
 
 void Manager::disconnect(const Failure& failure) {
+    lastEnd_ = failure;
     link_.close();
-    const auto now = Clock::now();
-    if (link_.wasGood(now)) {
-        backoff_.reset();
-    }
-    backoff_.postpone(now);
     calls_.answerAll(toAnswer(failure));
     changed_.notify_all();
 }
 
-void Manager::tend(Clock::time_point now) {
-    const bool due = link_.connected() ? link_.isBehind() : link_.eventsWanted() && backoff_.due() <= now;
-    if (!due) {
-        return;
-    }
-    const Link::Outcome outcome = transmit({}, nextId_);
-    if (outcome == Link::Outcome::Lost) {
-        disconnect(connectionLost(link_.path(), link_.heard()));
-    } else if (!link_.connected()) {
-        backoff_.postpone(now);
+void Manager::sendDue(Clock::time_point now) {
+    const Link::Outcome outcome = link_.sendDue(now);
+    if (outcome == Link::Outcome::Lost || outcome == Link::Outcome::LostBefore) {
+        disconnect(connectionLost(link_.path(), link_.hasReceived()));
     }
 }
 

@@ -18,6 +18,10 @@
 
 namespace ryn::client {
 
+/// How long a command waits for its reply: "KeyTimeout" seconds of its argument and 5 more when that is present and
+/// positive (a year at most); else 300 s for the commands that work for minutes, 60 s for the others.
+std::chrono::seconds timeoutOf(std::string_view command, const xpc::Object& argument);
+
 /// One client's connection to the manager, the commands that wait on it and the handlers of its events.
 ///
 /// Nobody's thread is set apart for receiving. The caller of a synchronous command reads the socket itself and hands what
@@ -53,34 +57,37 @@ private:
         std::optional<Failure> failure;  ///< absent: the request is on its way
     };
     Sent send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline);
-    Link::Outcome transmit(Bytes packet, std::uint64_t firstId);
     /// Lets a moment pass, in which what has come is received. @return false when the deadline is over
     bool pause(Lock& lock, Clock::time_point deadline);
+
+    /// Receives what the manager said before it closed the connection, then ends it. @return why it ended
+    const Failure& readLastWords(Lock& lock);
 
     /// Takes the token, receives one packet and handles it. @return whether there was anything, the connection's end included
     bool receive(Lock& lock, Clock::duration patience);
     // Why the connection must end when it does not go on with the packet.
-    std::optional<Failure> handle(wire::Reply& reply, std::size_t size);
-    std::optional<Failure> handle(wire::Event& event, std::size_t size);
+    std::optional<Failure> handle(wire::Reply& reply);
+    std::optional<Failure> handle(wire::Event& event);
     template <typename Unexpected>
-    std::optional<Failure> handle(Unexpected&, std::size_t) {
+    std::optional<Failure> handle(Unexpected&) {
         return malformedReply(link_.path());
     }
     void disconnect(const Failure& failure);
-    /// Connects in the background and tells the manager whether events are wanted, when either is due.
-    void tend(Clock::time_point now);
+    void connected();
+    void sendDue(Clock::time_point now);
 
     std::mutex mutex_;
     std::condition_variable changed_;  ///< an answer has come, or the token is free
     Delivery delivery_;
     Link link_;
-    Backoff backoff_;
     Calls calls_{delivery_};
     std::multimap<std::string, std::shared_ptr<const EventHandler>, std::less<>> handlers_;
     std::vector<std::shared_ptr<const EventHandler>> connectionHandlers_;
     std::vector<std::uint8_t> request_;  ///< encoded
     std::uint64_t nextId_ = 1;
     std::uint64_t firstId_ = 1;  ///< of the present connection
+
+    Failure lastEnd_{};  ///< why the last connection ended
 
     bool reading_ = false;
     std::unique_ptr<std::uint8_t[]> buffer_;  ///< of kMaxPacketSize bytes, belongs to who reads

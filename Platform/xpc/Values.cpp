@@ -16,7 +16,36 @@ std::optional<Value> valueAt(const Object& dictionary, const char* key) {
     return value == nullptr ? std::nullopt : std::optional(*value);
 }
 
+struct MemoryOf {
+    static constexpr std::size_t kBlock = 2 * sizeof(void*);  // the heap's own part of a block
+
+    std::size_t operator()(const std::string& text) const { return text.capacity() + kBlock; }
+    std::size_t operator()(const xpc_object::Array& array) const {
+        std::size_t sum = array.capacity() * sizeof(Object) + kBlock;
+        for (const auto& value : array) {
+            sum += memoryOf(value);
+        }
+        return sum;
+    }
+    std::size_t operator()(const xpc_object::Dictionary& dictionary) const {
+        constexpr std::size_t kNode = sizeof(xpc_object::Dictionary::value_type) + 4 * sizeof(void*) + kBlock;
+        std::size_t sum = 0;
+        for (const auto& [key, value] : dictionary) {
+            sum += kNode + (*this)(key) + memoryOf(value);
+        }
+        return sum;
+    }
+    template <typename Scalar>
+    std::size_t operator()(const Scalar&) const {
+        return 0;
+    }
+};
+
 }  // namespace
+
+std::size_t memoryOf(const Object& object) {
+    return object ? sizeof(xpc_object) + MemoryOf::kBlock + std::visit(MemoryOf(), object.get()->value) : 0;
+}
 
 Object null() {
     return Object::adopt(xpc_null_create());

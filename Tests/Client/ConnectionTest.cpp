@@ -1,4 +1,4 @@
-#include "Client/Results.h"
+#include "Client/Failure.h"
 #include "Client/TestClient.h"
 #include "support/ScriptedManager.h"
 #include "support/TempFolder.h"
@@ -147,6 +147,11 @@ TEST(Connection, MayEndWithItsFirstCommand) {
     } kCases[] = {
         {[](Connection& connection, const Request&) { connection.drop(); }, kLost, "are you in group corvane?"},
         {sends({0x82, 0x04, 0x60}), kMalformed, ""},  // an event, while events are off
+        {[](Connection& connection, const Request&) {
+             connection.reply(0, -7, support::dictionary({{"KeyErrorString", support::text("Too many connections.")}}));
+             connection.drop();
+         },
+         "-7 ", "Too many connections."},
     };
     for (const auto& row : kCases) {
         const TempFolder folder;
@@ -332,34 +337,65 @@ TEST(Events, AreSwitchedOffAndOn) {
 }
 
 TEST(Events, BeyondMeasureEndTheConnection) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](Connection& connection, const Request& request) {
-        for (int event = 0; request.command == "Flood" && event < 100; ++event) {
-            connection.event("E", support::text(std::string(100'000, 'x')));
-        }
-        connection.reply(request.id, 0);
-    });
-    TestClient client(manager.path());
-    std::mutex blocked;
-    client.manager().addEventHandler("E", [&blocked](const xpc::Object&) { const std::lock_guard wait(blocked); });
-    client.manager().setEvents(true);
-    {
-        const std::lock_guard block(blocked);
-        EXPECT_THAT(client.perform("Flood"), AllOf(StartsWith(kLost), HasSubstr("more events than could be handled")));
+    const xpc::Object empties = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+    for (int entry = 0; entry < 500; ++entry) {
+        xpc_array_append_value(empties.get(), xpc::dictionary().get());
     }
-    EXPECT_THAT(client.perform("After"), StartsWith("0 "));
+    const struct {
+        const char* what;
+        xpc::Object payload;
+        int events;
+    } kFloods[] = {{"long texts", support::text(std::string(100'000, 'x')), 200},
+                   {"many small objects", empties, 500},
+                   {"events without a payload", {}, 80'000}};
+    for (const auto& flood : kFloods) {
+        SCOPED_TRACE(flood.what);
+        const TempFolder folder;
+        ScriptedManager manager(folder / "s", [&flood](Connection& connection, const Request& request) {
+            for (int event = 0; request.command == "Flood" && event < flood.events; ++event) {
+                connection.event("E", flood.payload);
+            }
+            connection.reply(request.id, 0);
+        });
+        TestClient client(manager.path());
+        std::mutex blocked;
+        client.manager().addEventHandler("E", [&blocked](const xpc::Object&) { const std::lock_guard wait(blocked); });
+        client.manager().setEvents(true);
+        {
+            const std::lock_guard block(blocked);
+            EXPECT_THAT(client.perform("Flood"), AllOf(StartsWith(kLost), HasSubstr("more events than could be handled")));
+        }
+        EXPECT_THAT(client.perform("After"), StartsWith("0 "));
+    }
 }
 
-TEST(Backoff, DoublesUntilItIsReset) {
-    ryn::client::Backoff backoff;
-    const ryn::client::Clock::time_point now;
+TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
+    using ryn::client::Link;
+    const TempFolder folder;
+    Link link("tester", ryn::client::SocketPath(folder / "s"), [] {});
+    auto now = ryn::client::Clock::now();
+    EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent) << "nothing is due while no events are wanted";
+    link.wantEvents(true);
     for (const auto delay : {100ms, 200ms, 400ms, 800ms, 1600ms, 3200ms, 5000ms, 5000ms}) {
-        backoff.postpone(now);
-        EXPECT_EQ(backoff.due() - now, delay);
+        EXPECT_EQ(link.sendDue(now), Link::Outcome::NotConnected);
+        EXPECT_EQ(link.nextAttempt() - now, delay);
+        EXPECT_EQ(link.sendDue(link.nextAttempt() - 1ns), Link::Outcome::Sent) << "not due yet";
+        now = link.nextAttempt();
     }
-    backoff.reset();
-    backoff.postpone(now);
-    EXPECT_EQ(backoff.due() - now, 100ms);
+    ScriptedManager manager(folder / "s", kEcho);
+    EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent);
+    EXPECT_TRUE(manager.waitForPacket("events on"));
+    const std::pair<bool, std::chrono::milliseconds> kEnds[] = {{false, 5000ms}, {true, 100ms}};
+    for (const auto& [hasReceived, delay] : kEnds) {  // a connection that failed at once is no success
+        ASSERT_EQ(link.send({}), Link::Outcome::Sent);
+        if (hasReceived) {
+            link.setReceived();
+        }
+        now = ryn::client::Clock::now();
+        link.close();
+        EXPECT_LT(link.nextAttempt() - now - delay, 100ms);
+        EXPECT_GE(link.nextAttempt() - now, delay);
+    }
 }
 
 }  // namespace

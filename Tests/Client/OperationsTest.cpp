@@ -1,23 +1,19 @@
-#include "Client/Results.h"
+#include "Client/Failure.h"
 #include "Client/TestClient.h"
-#include "Client/Timeout.h"
 #include "platform/ryn/client.h"
 #include "support/ScriptedManager.h"
 #include "support/TempFolder.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <limits>
 #include <optional>
 
 namespace {
 
 namespace client = ryn::client;
-using support::ScriptedManager;
 
 void setVariable(const char* name, const std::optional<std::string>& value) {
     if (value) {
@@ -25,40 +21,6 @@ void setVariable(const char* name, const std::optional<std::string>& value) {
     } else {
         ::unsetenv(name);
     }
-}
-
-TEST(Operations, TravelAsRequests) {
-    const support::TempFolder folder;
-    ScriptedManager manager(folder / "s", [](auto& connection, const auto& request) {
-        connection.reply(request.id, 3, support::dictionary({{"FreeSpacePercentage", support::number(5)}}));
-    });
-    TestClient tester(manager.path());
-    const client::ManagerPtr& handle = tester.managerPtr();
-    xpc::Object reply;
-    Lines lines;
-    const struct {
-        std::function<int()> operation;
-        const char* request;
-    } kOperations[] = {
-        {[&] { return client::PerformCommand(handle, "X", support::boolean(true), reply); }, "X true"},
-        {[&] { return client::AddTraceFilter(handle, "F", support::number(-1)); },
-         R"(AddTraceFilterCommand {"KeyTraceFilterName":"F","KeyTraceFilterValue":-1})"},
-        {[&] { return client::AddTraceFilter(handle, "F", {}); },
-         R"(AddTraceFilterCommand {"KeyTraceFilterName":"F","KeyTraceFilterValue":null})"},
-        {[&] { return client::RemoveTraceFilter(handle, "F"); }, R"(RemoveTraceFilterCommand {"KeyTraceFilterName":"F"})"},
-        {[&] { return client::GetTraceFilters(handle, reply); }, "GetTraceFiltersCommand null"},
-        {[&] {
-             client::CollectTraceLogs(handle, "why", [&](int result, const xpc::Object&) { lines.add(std::to_string(result)); });
-             return std::stoi(lines.wait(1).at(0));
-         },
-         R"(CollectTraceLogsCommand {"KeyTraceLogsReason":"why"})"},
-    };
-    for (const auto& [operation, request] : kOperations) {
-        SCOPED_TRACE(request);
-        EXPECT_EQ(operation(), 3);
-        EXPECT_EQ(manager.requests().back(), request);
-    }
-    EXPECT_EQ(to_string(reply), R"({"FreeSpacePercentage":5})");
 }
 
 TEST(Timeout, FollowsTheArgumentAndTheCommand) {

@@ -92,27 +92,4 @@ TEST(Group, WaitsForTheLastLeaveOrTheTimeOut) {
     other.join();
 }
 
-TEST(GroupDeathTest, LeavingWithoutEnteringAborts) {
-    const auto group = dispatch_group_create();
-    dispatch_group_enter(group);
-    dispatch_group_leave(group);
-    EXPECT_EXIT(dispatch_group_leave(group), testing::KilledBySignal(SIGABRT), "left more often than it was entered");
-    dispatch_release(group);
-}
-
-TEST(Once, RunsOnceAndEveryCallerFindsItDone) {
-    static dispatch_once_t predicate;
-    int runs = 0;  // not atomic: the once is what makes it safe
-    std::vector<std::thread> threads(8);
-    for (auto& thread : threads) {
-        thread = std::thread([&] {
-            dispatch_once(&predicate, [&] { ++runs; });
-            EXPECT_EQ(runs, 1);
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-}
-
 }  // namespace

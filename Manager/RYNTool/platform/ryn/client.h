@@ -34,7 +34,8 @@ ManagerPtr CreateManager(const std::string& clientName, dispatch_queue_t queue);
 
 /// Sends and waits for the reply. `reply` is left untouched when the manager's answer carries no object.
 int PerformCommand(ManagerPtr manager, const std::string& command, const xpc::Object& argument, xpc::Object& reply);
-/// Sends and returns; `completion` runs on the queue and is disposed of there.
+/// Sends and returns; `completion` runs on the queue and is disposed of there. While the manager takes no request, sending waits
+/// for it, at most as long as the command would wait for its reply.
 void PerformCommand(ManagerPtr manager, const std::string& command, Completion completion, const xpc::Object& argument);
 
 /// Adds a handler for an event name; the manager keeps it for its lifetime.

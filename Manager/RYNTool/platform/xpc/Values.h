@@ -2,6 +2,7 @@
 
 #include "platform/xpc/Object.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -27,5 +28,8 @@ void set(const Object& dictionary, const char* key, const Object& value);
 std::optional<std::string> textAt(const Object& dictionary, const char* key);
 std::optional<std::int64_t> numberAt(const Object& dictionary, const char* key);
 std::optional<bool> booleanAt(const Object& dictionary, const char* key);
+
+/// About how much memory the object takes with all that is in it, in bytes. What it holds twice counts twice.
+std::size_t memoryOf(const Object& object);
 
 }  // namespace xpc
