@@ -1,28 +1,20 @@
-# What the tests of the packages share; sourced with $build and $suite set. A clean Debian is kept as a tar file in /var/tmp for
-# the next run.
+# What makes the packages and tries them in a clean Debian; sourced with $suite set to a release's name, or empty for this machine's.
+# The clean Debian is kept as a tar file in /var/tmp for the next run.
 unable() { echo "$0: $*" >&2; exit 77; }
 step() { echo "== $*"; }
 quietly() { "$@" >"$work/log" 2>&1 || { tail -n 30 "$work/log" >&2; echo "$0: failed: $*" >&2; exit 1; }; }
 
 [ "$(id -u)" -eq 0 ] || unable "become root: it unpacks a Debian and enters it"
-for program in mmdebstrap dpkg-shlibdeps unshare; do
-    command -v "$program" >/dev/null || unable "install $program (packages mmdebstrap, dpkg-dev, util-linux)"
+for program in mmdebstrap unshare; do
+    command -v "$program" >/dev/null || unable "install $program (script/bootstrap --packaging does)"
 done
-unshare --mount --pid --fork true 2>/dev/null || unable "this machine allows no namespaces"
+unshare --mount --pid --ipc --uts --fork true 2>/dev/null || unable "this machine allows no namespaces"
 running=$(sed -n "s/^VERSION_CODENAME=//p" /etc/os-release)
 suite=${suite:-$running}
+packages=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/packages/$suite
 work=$(mktemp -d)
 root=$work/root
 trap 'rm -rf --one-file-system "$work"' EXIT
-
-# The packages as they are, in $work/now, and as if of a later version, in $work/next.
-make_packages() {
-    quietly cmake --build "$build" --target ryntool Corvane Pellcore corvane-bridge compressed_documents
-    local version
-    version=$(sed -n 's/^set(CPACK_PACKAGE_VERSION "\(.*\)")$/\1/p' "$build/CPackConfig.cmake")
-    (cd "$build" && quietly cpack -D "CPACK_PACKAGE_VERSION=$version" -B "$work/now")
-    (cd "$build" && quietly cpack -D "CPACK_PACKAGE_VERSION=$version+next" -B "$work/next")
-}
 
 # Where this machine gets its own packages, for $suite.
 sources() {
@@ -31,12 +23,11 @@ sources() {
         grep -E " $running(-updates|-security)? " | sed "s/ $running/ $suite/" | sort -u
 }
 
-# A clean Debian in $root, with the packages in /debs and /debs/next and the script $1 as /debs/inside.
+# A clean Debian in $root.
 make_root() {
-    local base=/var/tmp/corvane-test-$suite.tar
+    local base=/var/tmp/corvane-clean-$suite.tar
     if ! [ -O "$base" ]; then
-        sources >"$work/sources"
-        [ -s "$work/sources" ] || quietly apt-get update
+        [ -n "$(sources)" ] || quietly apt-get update
         sources >"$work/sources"
         quietly mmdebstrap --variant=minbase --format=tar "$suite" "$base.new.$$" - <"$work/sources"
         mv "$base.new.$$" "$base"
@@ -44,8 +35,33 @@ make_root() {
     mkdir "$root"
     tar -C "$root" -xf "$base"
     cp /etc/resolv.conf /etc/hosts "$root/etc/"
-    mkdir "$root/debs" "$root/debs/next"
-    cp "$work/now"/*.deb "$root/debs/"
-    cp "$work/next"/*.deb "$root/debs/next/"
-    cp "$1" "$root/debs/inside"
+}
+
+# Runs a command in $root, with processes and mounts of its own: whatever it starts ends with it.
+inside() {
+    # shellcheck disable=SC2016
+    unshare --mount --pid --ipc --uts --fork --kill-child chroot "$root" /bin/sh -c '
+        mount -t proc proc /proc && mount -t tmpfs tmpfs /run && mount -t tmpfs tmpfs /dev/shm &&
+        mkdir -p /dev/pts && mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts &&
+        exec env -i DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"' sh "$@"
+}
+
+# The checkout's files, in a folder of $root.
+put_source() {
+    mkdir -p "$root$1"
+    (cd "$here/.." && git ls-files -z | tar --null -T - -c) | tar -C "$root$1" -x --no-same-owner
+}
+
+# The packages that make-packages left, in /debs of $root; those in /debs/next claim a later version.
+put_packages() {
+    local package
+    ls "$packages"/ryntool_*.deb >/dev/null || { echo "$0: run Packaging/make-packages $suite first" >&2; exit 1; }
+    mkdir -p "$root/debs/next"
+    for package in "$packages"/{ryntool,corvane}_*.deb; do
+        cp "$package" "$root/debs/"
+        dpkg-deb -R "$package" "$work/next"
+        sed -i 's/^Version: .*/&+next/' "$work/next/DEBIAN/control"
+        quietly dpkg-deb -b "$work/next" "$root/debs/next/$(basename "$package")"
+        rm -r "$work/next"
+    done
 }

@@ -13,9 +13,10 @@ function(ryn_fast_start target)
   target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/Platform/ProgramOrigin.cpp)
   # 5 %: lld lays the pages out better, and it can put what such a run passes through side by side, the C library's part too: 34 page
   # faults instead of 43. Benchmarks/startup_order.py writes the order anew; what is missing or gone in it costs a page, nothing else.
-  find_program(RYN_LLD ld.lld DOC "The linker that can order the tool's functions")
+  include(CheckLinkerFlag)
+  check_linker_flag(CXX -fuse-ld=lld RYN_HAS_LLD)
   set(order ${PROJECT_SOURCE_DIR}/cmake/startup-order.txt)
-  if(RYN_LLD)
+  if(RYN_HAS_LLD)
     target_link_options(${target} PRIVATE
       -fuse-ld=lld LINKER:--symbol-ordering-file=${order} LINKER:--no-warn-symbol-ordering)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${order})

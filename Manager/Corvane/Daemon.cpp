@@ -120,6 +120,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
     services.start(makeBaseband(),
                    [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
+    log::notice("backend: " + options_.backend);
     log::notice("ready");
     sd_notify(0, "READY=1");
     while (loop_->turn()) {

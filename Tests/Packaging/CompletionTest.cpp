@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <ostream>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -41,6 +43,7 @@ TEST_P(CompletionTest, TabCompletesWords) {
         {"tr\tf\ta\tm\td\t", "<trace><filter><add><maxlog><default>"},
         {"info -\tp\tdu\tn\t", "<info><--><power><dump><npa>"},
         {"trace get K\tBufferC\t", "<trace><get><KernelPCI><BufferCount>"},
+        {"trace get RYN B\t", "<trace><get><RYN><B>"},
         {"rfs sync n\ti\t", "<rfs><sync><nowait><i>"},
         {"rfs h\t", "<rfs><help>"},
         {"info f\t", "<info><f>"},
@@ -59,26 +62,59 @@ TEST_P(CompletionTest, TabCompletesWords) {
     shell.type("exit\n");
 }
 
-TEST_P(CompletionTest, OffersWhatStandsInEachGroup) {
+/// For each group of the tree its words, and what the table says stands in it, a line a group.
+std::vector<std::pair<std::string, std::string>> groups() {
     const auto tree = packaging::completionTable();
-    std::string script = ". " + kFolder + "/candidates.sh\n";
-    std::string expected;
+    std::vector<std::pair<std::string, std::string>> found;
     for (const auto& [group, none] : tree) {
         if (!group.ends_with('/')) {
             continue;
         }
-        std::string words = group;
-        std::replace(words.begin(), words.end(), '/', ' ');
-        script += "__ryntool_candidates info -- " + words + "; printf '%s ' \"${candidates[@]%%:*}\"\n";
+        std::set<std::string> words{"help"};
         for (const auto& [path, help] : tree) {
             const auto end = path.find('/', group.size());
             if (path.size() > group.size() && path.starts_with(group) && (end == std::string::npos || end + 1 == path.size())) {
-                expected += path.substr(group.size(), end - group.size()) + " ";
+                words.insert(path.substr(group.size(), end - group.size()));
             }
         }
-        expected += "help ";
+        std::string typed = group;
+        std::replace(typed.begin(), typed.end(), '/', ' ');
+        std::string offered;
+        for (const auto& word : words) {
+            offered += word + " ";
+        }
+        found.emplace_back(typed, offered + "\n");
+    }
+    return found;
+}
+
+TEST_P(CompletionTest, OffersWhatStandsInEachGroup) {
+    std::string script = ". " + kFolder + "/candidates.sh\n";
+    std::string expected;
+    for (const auto& [typed, offered] : groups()) {
+        script += "__ryntool_candidates info -- " + typed +
+                  "; printf '%s\\n' \"${candidates[@]%%:*}\" | LC_ALL=C sort | tr '\\n' ' '; echo\n";
+        expected += offered;
     }
     EXPECT_EQ(support::run({GetParam().name, "-s"}, {}, script).out, expected);
+}
+
+TEST(FishCompletionTest, OffersGroupsAndArguments) {
+    auto cases = groups();
+    cases.insert(cases.end(), {{" trace get Kernel", "KernelPCI \n"},
+                               {" trace get KernelPCI ", "BufferCount Enabled History \n"},
+                               {" trace set RYN History f", "false \n"},
+                               {" info f", "\n"},
+                               {" info -", "-- \n"}});
+    std::string script = "source " + kFolder + "/ryntool.fish\n";
+    std::string expected;
+    for (const auto& [typed, offered] : cases) {
+        script +=
+            "complete -C 'ryntool info --" + typed + "' | string replace -r '\\t.*' '' | LC_ALL=C sort | tr '\\n' ' '; echo\n";
+        expected += offered;
+    }
+    const support::TempFolder home;
+    EXPECT_EQ(support::run({"fish", "--no-config"}, {{"HOME", home.path()}, {"LC_ALL", "C.UTF-8"}}, script).out, expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Shells, CompletionTest, testing::ValuesIn(kShells),
