@@ -99,6 +99,13 @@ TEST(Start, IsRefusedToASecondManagerAndTheFirstGoesOn) {
     EXPECT_THAT(Peer(daemon.socketPath()).ask("GetCorvaneInfoCommand"), StartsWith("0 "));
     EXPECT_EQ(daemon.stop(SIGTERM).status, 0);
     EXPECT_FALSE(std::filesystem::exists(daemon.socketPath()));
+
+    daemon.start();
+    std::filesystem::remove(daemon.socketPath());
+    support::writeFile(daemon.socketPath(), "another's");
+    EXPECT_EQ(daemon.stop(SIGTERM).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(daemon.socketPath()));
+    std::filesystem::remove(daemon.socketPath());
 }
 
 TEST(Start, LogsWhatTheOptionsAskFor) {

@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
+
 #include <csignal>
 #include <filesystem>
 #include <set>
@@ -109,6 +111,39 @@ TEST_F(TraceLogs, HaveFiltersThatOutliveTheManager) {
     EXPECT_EQ(add("FreeSpacePercentage", kNull), "0");
     EXPECT_EQ(add("MaxLogLimit", kNull), "0");
     EXPECT_EQ(filters(), R"(0 {"FreeSpacePercentage":1,"MaxLogLimit":20})");
+}
+
+TEST_F(TraceLogs, AndSettingsAreTheirOwnersInAFolderThatEverybodyMayEnter) {
+    daemon_.stop(SIGTERM);
+    const fs::path state = daemon_.statePath();
+    fs::permissions(state, fs::perms(0755));
+    fs::permissions(state / "settings.db", fs::perms(0644));
+    fs::remove_all(state / "Scratch");
+    daemon_.start();
+    EXPECT_EQ(keepScratchLogs("true"), "0");
+    EXPECT_THAT(collect("private"), StartsWith("0"));
+    ASSERT_EQ(folders().size(), 1U);
+    const std::pair<fs::path, int> modes[] = {
+        {state / "settings.db", 0600}, {state / "settings.db-wal", 0600}, {scratchLog_, 0600}, {folders()[0], 0700}};
+    for (const auto& [path, mode] : modes) {
+        EXPECT_EQ(static_cast<int>(fs::status(path).permissions()), mode) << path;
+    }
+}
+
+TEST_F(TraceLogs, NeverFollowALinkNorWaitForAPipe) {
+    const fs::path elsewhere = daemon_.folder() / "elsewhere";
+    for (const bool isLink : {true, false}) {
+        daemon_.stop(SIGTERM);
+        fs::remove(scratchLog_);
+        if (isLink) {
+            fs::create_symlink(elsewhere, scratchLog_);
+        } else {
+            ASSERT_EQ(mkfifo(scratchLog_.c_str(), 0600), 0);
+        }
+        daemon_.start();
+        EXPECT_TRUE(daemon_.process().waitForError("the manager's own log can't be written to " + scratchLog_));
+        EXPECT_FALSE(fs::exists(elsewhere));
+    }
 }
 
 /// What a kill leaves half written is no folder of trace logs, and goes with the next collection.

@@ -113,7 +113,10 @@ std::variant<Listener, std::string> Listener::open(const std::string& path, cons
     if (!bindWithMode(listener.socket_.get(), path)) {
         return because("can't listen on " + path);
     }
-    listener.path_ = OwnedPath(path);
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) {
+        listener.path_ = OwnedPath(path, status.st_dev, status.st_ino);
+    }
     if (policy.group()) {
         [[maybe_unused]] const int result = chown(path.c_str(), static_cast<uid_t>(-1), *policy.group());
     }
@@ -141,7 +144,9 @@ std::variant<Listener, std::string> Listener::takeOver() {
 }
 
 Listener::~Listener() {
-    if (!path_.text.empty()) {
+    struct stat status {};
+    // Another manager may have put its own socket in this one's place.
+    if (lstat(path_.text.c_str(), &status) == 0 && status.st_dev == path_.device && status.st_ino == path_.inode) {
         unlink(path_.text.c_str());
     }
 }

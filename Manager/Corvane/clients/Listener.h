@@ -3,7 +3,10 @@
 #include "Corvane/clients/PeerPolicy.h"
 #include "Platform/FileDescriptor.h"
 
+#include <sys/types.h>
+
 #include <string>
+#include <utility>
 #include <variant>
 
 namespace corvane {
@@ -29,14 +32,18 @@ public:
     platform::FileDescriptor takeSocket() { return std::move(socket_); }
 
 private:
-    /// Empty when moved from.
+    /// The socket's file. Empty when moved from.
     struct OwnedPath {
         std::string text;
+        dev_t device = 0;
+        ino_t inode = 0;
         OwnedPath() = default;
-        explicit OwnedPath(std::string path) : text(std::move(path)) {}
-        OwnedPath(OwnedPath&& other) noexcept : text(std::exchange(other.text, {})) {}
+        OwnedPath(std::string path, dev_t onDevice, ino_t number) : text(std::move(path)), device(onDevice), inode(number) {}
+        OwnedPath(OwnedPath&& other) noexcept : text(std::exchange(other.text, {})), device(other.device), inode(other.inode) {}
         OwnedPath& operator=(OwnedPath&& other) noexcept {
             std::swap(text, other.text);
+            std::swap(device, other.device);
+            std::swap(inode, other.inode);
             return *this;
         }
     };

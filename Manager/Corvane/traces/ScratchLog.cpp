@@ -1,12 +1,16 @@
 #include "Corvane/traces/ScratchLog.h"
 
+#include "Corvane/support/Log.h"
 #include "Corvane/support/UtcTime.h"
 #include "config/RYNProperties.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
+#include <utility>
 
 namespace corvane {
 
@@ -29,11 +33,24 @@ bool ScratchLog::open() {
     }
     std::error_code error;
     fs::create_directories(folder_, error);
-    file_ = platform::FileDescriptor(
-        ::open(current().c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR | S_IRGRP));
-    const std::uint64_t size = fs::file_size(current(), error);
-    size_ = error ? 0 : size;
-    return static_cast<bool>(file_);
+    // A pipe in its place is not waited for, and a link not followed.
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    constexpr mode_t kMode = S_IRUSR | S_IWUSR;
+    file_ = platform::FileDescriptor(::open(current().c_str(), kFlags, kMode));
+    struct stat status {};
+    const bool isOpen = file_ && fstat(file_.get(), &status) == 0;
+    if (isOpen && S_ISREG(status.st_mode)) {
+        fchmod(file_.get(), kMode);
+        size_ = static_cast<std::uint64_t>(status.st_size);
+        isRefused_ = false;
+        return true;
+    }
+    const std::string why = isOpen ? "it is not a regular file" : std::strerror(errno);
+    file_ = {};
+    if (!std::exchange(isRefused_, true)) {
+        log::error("the manager's own log can't be written to " + current().string() + ": " + why);
+    }
+    return false;
 }
 
 void ScratchLog::write(std::string_view line) {
@@ -60,14 +77,10 @@ std::error_code ScratchLog::collect(const fs::path& folder, bool keep) {
         if (!fs::exists(log, unknown) || error) {
             continue;
         }
-        if (keep) {
+        // What isn't kept is removed by `clear`, and until then is in both places.
+        if (keep || (fs::create_hard_link(log, folder / log.filename(), unknown), unknown)) {
             fs::copy_file(log, folder / log.filename(), error);
-        } else {
-            fs::rename(log, folder / log.filename(), error);
         }
-    }
-    if (!keep) {
-        file_ = {};
     }
     return error;
 }

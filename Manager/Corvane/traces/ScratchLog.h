@@ -22,7 +22,7 @@ public:
     void refresh();
 
     void write(std::string_view line);
-    /// Puts what there is into `folder`: copies when it is to be kept, else moved there.
+    /// Puts what there is into `folder`. @param keep false: `clear` follows, when the folder is on disk.
     std::error_code collect(const std::filesystem::path& folder, bool keep);
     void clear();
 
@@ -34,6 +34,7 @@ private:
     std::filesystem::path folder_;
     platform::FileDescriptor file_;
     std::uint64_t size_ = 0;
+    bool isRefused_ = false;  ///< could not be opened, which has been said
     bool enabled_ = false;
     std::uint64_t largestFile_ = 0;  ///< in bytes
 };

@@ -2,12 +2,18 @@
 
 #include "Corvane/support/Log.h"
 #include "Corvane/support/UtcTime.h"
+#include "Platform/FileDescriptor.h"
 #include "config/TraceType.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <system_error>
 
@@ -40,6 +46,29 @@ bool writeFile(const fs::path& path, const std::string& content) {
     return file.good();
 }
 
+/// Waits until a file or a folder is on disk.
+bool sync(const fs::path& path) {
+    const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    return file && fsync(file.get()) == 0;
+}
+
+bool syncWithContent(const fs::path& folder) {
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        if (!sync(entry.path())) {
+            return false;
+        }
+    }
+    return !error && sync(folder);
+}
+
+/// Makes a folder that its group may read, unless everybody may enter the state folder. @return whether it is there.
+bool makeFolder(const fs::path& folder, const fs::path& stateFolder) {
+    struct stat status {};
+    const bool isOpen = stat(stateFolder.c_str(), &status) != 0 || (status.st_mode & S_IRWXO) != 0;
+    return mkdir(folder.c_str(), isOpen ? S_IRWXU : S_IRWXU | S_IRGRP | S_IXGRP) == 0;
+}
+
 }  // namespace
 
 TraceLogs::TraceLogs(fs::path folder, const TraceFilters& filters, ScratchLog& scratchLog)
@@ -65,14 +94,17 @@ Result<void> TraceLogs::checkFilters() const {
 
 Result<void> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
     std::error_code error;
-    fs::create_directories(folder_, error);
+    const fs::path stateFolder = folder_.parent_path();
+    if (!makeFolder(folder_, stateFolder) && errno != EEXIST) {
+        return Refusal::storageFailed("The folder " + folder_.string() + " can't be made: " + std::strerror(errno) + ".");
+    }
     removeLeftovers();
     const std::vector<Collection> before = collections();
     const long number = before.empty() ? 1 : before.back().number + 1;
     const fs::path whole = folder_ / (ryn::trace::kLogDirPrefix + utcTime("%Y-%m-%dT%H-%M-%SZ") + "-" + std::to_string(number));
     const fs::path partial = whole.string() + std::string(kPartial);
-    if (!fs::create_directory(partial, error)) {
-        return failed(partial, error.message());
+    if (!makeFolder(partial, stateFolder)) {
+        return failed(partial, std::strerror(errno));
     }
     for (const SnapshotFile& file : files) {
         if (!writeFile(partial / file.name, file.content)) {
@@ -84,9 +116,19 @@ Result<void> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepS
     if ((error = scratchLog_.collect(partial, keepScratchLogs))) {
         return failed(partial, error.message());
     }
+    // In this order: a power cut leaves a whole folder or none, and the scratch log where none is left.
+    if (!syncWithContent(partial)) {
+        return failed(partial, std::strerror(errno));
+    }
     fs::rename(partial, whole, error);
     if (error) {
         return failed(partial, error.message());
+    }
+    if (!sync(folder_)) {
+        return failed(whole, std::strerror(errno));
+    }
+    if (!keepScratchLogs) {
+        scratchLog_.clear();
     }
     dropOldest();
     return {};
