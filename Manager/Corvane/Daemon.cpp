@@ -20,24 +20,25 @@ namespace {
 /// Beside the clients' sockets: the database, logs and the loop's own.
 constexpr rlim_t kOtherDescriptors = 64;
 
-/// @return how many clients there is room for.
-std::size_t raiseDescriptorLimit(std::size_t clients) {
+/// @return how many of `clients` there is room for.
+Result<std::size_t> raiseDescriptorLimit(std::size_t clients) {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
-        return clients;
-    }
+    getrlimit(RLIMIT_NOFILE, &limit);
     const rlim_t needed = clients + kOtherDescriptors;
     if (limit.rlim_cur < needed) {
         limit.rlim_cur = std::min(needed, limit.rlim_max);
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-    const rlim_t room = limit.rlim_cur > kOtherDescriptors ? limit.rlim_cur - kOtherDescriptors : 1;
-    return std::min<std::size_t>(clients, room);
+    if (limit.rlim_cur <= kOtherDescriptors) {
+        return Refusal::limitReached("can't serve clients with at most " + std::to_string(limit.rlim_cur) +
+                                     " open files; allow more than " + std::to_string(kOtherDescriptors) + " (ulimit -n)");
+    }
+    return std::min<std::size_t>(clients, limit.rlim_cur - kOtherDescriptors);
 }
 
 }  // namespace
 
-std::optional<std::string> Daemon::run() {
+Result<void> Daemon::run() {
     platform::reportTo(log::warning);
     if (options_.verbose) {
         log::setLevel(log::Level::Debug);
@@ -45,22 +46,24 @@ std::optional<std::string> Daemon::run() {
     if (options_.traceRequests) {
         requestlog::switchOn();
     }
-    if (const auto prepared = prepareLoop(); !prepared) {
-        return prepared.refusal().sentence;
-    }
-    for (const auto step : {&Daemon::listen, &Daemon::openSettings}) {
-        if (auto why = (this->*step)()) {
-            return why;
+    for (const auto step : {&Daemon::prepareLoop, &Daemon::listen, &Daemon::openSettings}) {
+        if (auto done = (this->*step)(); !done) {
+            return done;
         }
     }
     serve(listener_.takeSocket());
-    return std::nullopt;
+    return {};
 }
 
 Result<void> Daemon::prepareLoop() {
     // A reader of the log that goes away, or a file that may not grow, is no reason to end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    const auto clients = raiseDescriptorLimit(limits_.clients);
+    if (!clients) {
+        return clients.refusal();
+    }
+    limits_.clients = *clients;
     auto made = Loop::make();
     if (!made) {
         return made.refusal();
@@ -69,35 +72,35 @@ Result<void> Daemon::prepareLoop() {
     return loop_->exitOn({SIGTERM, SIGINT});
 }
 
-std::optional<std::string> Daemon::listen() {
+Result<void> Daemon::listen() {
     auto handed = Listener::takeOver();
-    if (auto* why = std::get_if<std::string>(&handed)) {
-        return std::move(*why);
+    if (const auto* why = std::get_if<std::string>(&handed)) {
+        return Refusal::wrongState(*why);
     }
     listener_ = std::get<Listener>(std::move(handed));
     if (listener_) {
-        return std::nullopt;
+        return {};
     }
     const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
     auto opened = Listener::open(path, policy_);
-    if (auto* why = std::get_if<std::string>(&opened)) {
-        return std::move(*why);
+    if (const auto* why = std::get_if<std::string>(&opened)) {
+        return Refusal::wrongState(*why);
     }
     listener_ = std::get<Listener>(std::move(opened));
     log::debug("listening on " + path);
-    return std::nullopt;
+    return {};
 }
 
-std::optional<std::string> Daemon::openSettings() {
+Result<void> Daemon::openSettings() {
     if (options_.stateFolder.empty()) {
         options_.stateFolder = defaultStateFolder();
     }
     auto opened = SettingsStore::open(options_.stateFolder);
     if (!opened) {
-        return opened.refusal().sentence;
+        return opened.refusal();
     }
     store_ = std::move(*opened);
-    return std::nullopt;
+    return {};
 }
 
 std::unique_ptr<Baseband> Daemon::makeBaseband() {
@@ -114,9 +117,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
     Services services(*store_, options_.stateFolder, *loop_);
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
-    Server::Limits limits;
-    limits.clients = raiseDescriptorLimit(limits.clients);
-    Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits);
+    Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits_);
     services.start(makeBaseband(),
                    [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 

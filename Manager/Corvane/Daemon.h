@@ -9,7 +9,6 @@
 #include "Corvane/settings/SettingsStore.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace corvane {
@@ -20,16 +19,17 @@ public:
     explicit Daemon(Options options) : options_(std::move(options)) {}
 
     /// Serves until SIGTERM or SIGINT. @return why it could not start, in one sentence.
-    std::optional<std::string> run();
+    Result<void> run();
 
 private:
     Result<void> prepareLoop();
-    std::optional<std::string> listen();
-    std::optional<std::string> openSettings();
+    Result<void> listen();
+    Result<void> openSettings();
     std::unique_ptr<Baseband> makeBaseband();
     void serve(platform::FileDescriptor socket);
 
     Options options_;
+    Server::Limits limits_;
     PeerPolicy policy_;
     std::unique_ptr<Loop> loop_;
     Listener listener_;

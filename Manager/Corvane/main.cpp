@@ -13,8 +13,8 @@ int main(int count, char** words) {
         std::fputs(exit->text.c_str(), exit->status == 0 ? stdout : stderr);
         return exit->status;
     }
-    if (const auto why = corvane::Daemon(std::get<corvane::Options>(std::move(parsed))).run()) {
-        std::fprintf(stderr, "Corvane: %s\n", why->c_str());
+    if (const auto served = corvane::Daemon(std::get<corvane::Options>(std::move(parsed))).run(); !served) {
+        std::fprintf(stderr, "Corvane: %s\n", served.refusal().sentence.c_str());
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

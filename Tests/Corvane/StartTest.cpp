@@ -76,6 +76,9 @@ TEST(Start, SaysWhatIsWrongAndWithWhichStatus) {
         EXPECT_EQ(outcome.out, "");
     }
     EXPECT_EQ(support::readFile(folder / "file"), "not a socket");
+    const auto few = support::run({"sh", "-c", "ulimit -n 10; exec " + std::string(support::kDaemon)});
+    EXPECT_EQ(few.status, 1);
+    EXPECT_THAT(few.err, oneSentence("can't serve clients with at most 10 open files"));
     EXPECT_THAT(support::run({support::kDaemon, "--version"}).out, StartsWith("Corvane "));
     EXPECT_THAT(support::run({support::kDaemon, "--help"}).out, StartsWith("Usage: Corvane"));
 }

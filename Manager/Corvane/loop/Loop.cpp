@@ -17,8 +17,10 @@ namespace {
 
 constexpr int kReadyAtOnce = 1024;
 constexpr std::chrono::milliseconds kTurn{5};
-/// A descriptor may have to wait this many times what serving it takes, so that those that take little come before those that
-/// take much; but none waits for ever.
+/// Whoever takes less than this comes first, for most of a turn.
+constexpr std::chrono::microseconds kLittle{200};
+/// The others are due this many times later than serving them takes, so that those that take less come before those that take
+/// more.
 constexpr int kPatience = 1000;
 constexpr std::chrono::milliseconds kMostPatience{500};
 
@@ -111,22 +113,32 @@ bool Loop::serve(bool wait) {
 void Loop::shareTurn() {
     for (Watch* watch : ready_) {
         if (!watch->due_) {
-            watch->due_ = turnBegan_ + std::min<Clock::duration>(kPatience * watch->cost_, kMostPatience);
+            const auto patience = std::min<Clock::duration>(kPatience * watch->cost_.value_or(Clock::duration()), kMostPatience);
+            watch->due_ = turnBegan_ + patience;
         }
     }
-    std::ranges::sort(ready_, {}, &Watch::due_);
-    const Clock::time_point end = turnBegan_ + kTurn;
-    Clock::time_point begin = turnBegan_;
-    for (Watch* watch : ready_) {
+    const auto others =
+        std::ranges::partition(ready_, [](const Watch* watch) { return watch->cost_ && *watch->cost_ < kLittle; }).begin();
+    serveInTurn({ready_.begin(), others}, turnBegan_ + kTurn / 4 * 3);
+    serveInTurn({others, ready_.end()}, turnBegan_ + kTurn);
+    ready_.clear();
+}
+
+/// At least one; those that it leaves are as ready in the next turn.
+void Loop::serveInTurn(std::span<Watch*> watches, Clock::time_point end) {
+    std::ranges::sort(watches, {}, &Watch::due_);
+    Clock::time_point now = Clock::now();
+    for (Watch* watch : watches) {
         watch->due_.reset();
         watch->ready_();
-        const Clock::time_point now = Clock::now();
-        watch->cost_ = (watch->cost_ + (now - std::exchange(begin, now))) / 2;
+        const auto spent = Clock::now() - now;
+        now += spent;
+        // Slowly up, for it may have been the machine that was busy.
+        watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(spent) + spent) / 8);
         if (now >= end) {
-            break;  // the rest are as ready in the next turn
+            return;
         }
     }
-    ready_.clear();
 }
 
 bool Loop::isLate() const {

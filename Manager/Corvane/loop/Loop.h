@@ -9,6 +9,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace corvane {
@@ -21,8 +22,8 @@ class Watch;
 /// descriptor: serving one costs a single wait, and sd-event is only looked at when it has something to do. Whatever arms a timer
 /// meanwhile makes the loop compute its deadline again, so a handler need not know whether sd-event sleeps.
 ///
-/// A turn takes a few milliseconds, whatever is ready. The descriptors share it by when they are due: soon after they were ready
-/// if serving them usually takes little, later if it takes much. A client that asks for little thus hardly waits for the others.
+/// A turn takes a few milliseconds, whatever is ready. Descriptors that take little, as far as is known, come first for most of
+/// it; the others, and those that are new, share the rest by what they take and how long they have waited.
 class Loop {
 public:
     static Result<std::unique_ptr<Loop>> make();
@@ -62,6 +63,7 @@ private:
     /// Serves descriptors. @return whether sd-event has something to do.
     bool serve(bool wait);
     void shareTurn();
+    void serveInTurn(std::span<Watch*> watches, Clock::time_point end);
     void runDeferred();
 
     std::unique_ptr<sd_event, Release> event_;

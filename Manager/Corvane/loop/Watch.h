@@ -33,8 +33,8 @@ private:
     int descriptor_;
     Interest interest_ = Interest::Read;
     const Order order_;
-    /// What serving it took lately; at first a guess.
-    std::chrono::steady_clock::duration cost_ = std::chrono::microseconds(100);
+    /// What serving it takes; none before the first time.
+    std::optional<std::chrono::steady_clock::duration> cost_;
     /// While it waits to be served.
     std::optional<std::chrono::steady_clock::time_point> due_;
     std::function<void()> ready_;
