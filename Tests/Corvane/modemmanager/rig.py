@@ -14,7 +14,7 @@ import dbus.bus
 import pytest
 
 PATIENCE = 30  # seconds; longer than anything takes on a loaded machine
-HERE = pathlib.Path(__file__).parent
+MODEM_MANAGER = os.environ.get("MODEM_MANAGER", "/usr/sbin/ModemManager").split()  # "chroot FOLDER ..." tries another version
 SERVICE = "org.freedesktop.ModemManager1"
 ROOT = "/org/freedesktop/ModemManager1"
 BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
@@ -137,7 +137,7 @@ class Client:
 class Rig:
     def __init__(self, folder):
         self.folder = folder
-        self.address = f"unix:path={folder}/bus"
+        self.address = f"unix:abstract={folder}/bus"
         self.socket = f"{folder}/manager.sock"
         self.programs = []
         self.manager = None
@@ -173,7 +173,7 @@ class Rig:
     def start_modem_manager(self, session=True):
         """Without a session on the bus it asks polkit what its callers may do."""
         words = ["--test-session"] if session else []
-        self.modem_manager = self.start("/usr/sbin/ModemManager", *words, "--test-enable", "--test-no-udev",
+        self.modem_manager = self.start(*MODEM_MANAGER, *words, "--test-enable", "--test-no-udev",
                                         "--test-no-suspend-resume", "--test-no-qrtr", "--no-auto-scan", "--log-level=INFO",
                                         DBUS_SESSION_BUS_ADDRESS=self.address)
         until(lambda: self.bus.name_has_owner(SERVICE), "ModemManager")

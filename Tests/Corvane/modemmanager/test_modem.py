@@ -12,7 +12,6 @@ from at_modem import ERROR, PIN, AtModem, line
 from rig import PATIENCE, ROOT, SERVICE, Client, rig, until  # noqa: F401
 
 MODEM = SERVICE + ".Modem"
-NONE = "103: There is no modem: "
 ACME = "The modem Acme Modem 1, IMEI 490154203237518 isn't there: "
 OTHER = "356938035643809"
 
@@ -44,9 +43,9 @@ def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
         (client.mode(), "103: The modem is in no operating mode: ModemManager shows it as disabled with its power on."),
         (client.set_mode(3), "102: The modem can't go offline: Requested power transition is not supported by this modem."),
         (client.set_mode(2), "102: ModemManager can't bring a modem to operating mode 2; 0 (online), 1 (low power) and 3"),
-        (client.reset(), "102: The modem can't reset: Cannot reset the modem: operation not supported."),
+        (client.reset(), "102: The modem can't reset: "),
         (client.reset("Hard"), "102: A modem behind ModemManager has no hard reset"),
-        (client.answer(client.ask_erase()), "102: The modem can't put its data back to the factory's: Cannot reset the modem to"),
+        (client.answer(client.ask_erase()), "102: The modem can't put its data back to the factory's: "),
         (client.do("GetBasebandTime"), "103: The modem can't tell the time: Cannot load network time: not registered yet."),
     ]:
         assert str(answer).startswith(refusal)
@@ -177,7 +176,8 @@ def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
     rig.plug(right, "left")
     until(lambda: client.state() == "Ready", "the modem in another place")
     rig.manager.end()
-    assert "There is no modem \"5\": ModemManager knows /" in rig.start_manager("--modem", "5").mode()
+    client = rig.start_manager("--modem", "5")
+    until(lambda: client.mode().startswith(f'103: There is no modem "5": ModemManager knows {ROOT}/Modem/'), "the refusal")
 
 
 @pytest.mark.parametrize("leave, away", [(0, 0), (0.5, 1), (11, 0.5)])
@@ -272,7 +272,7 @@ def test_a_bus_that_does_not_answer_holds_nothing_up(rig):
     rig.address = "unix:abstract=" + silence.port
     client = rig.start_manager()
     assert client.state() == "Off"
-    assert client.set_mode(0).startswith(NONE + "the system bus can't be reached")
+    assert client.set_mode(0).startswith("103: There is no modem: it is still being looked for.")
     begin = time.monotonic()
     rig.manager.end()
     assert time.monotonic() - begin < 5
@@ -325,6 +325,7 @@ def test_errors_are_understood_by_their_names(rig):
     for name, sentence, answer in [
         (core + "Unsupported", "Unsupported: No reset", "102: The modem can't reset: No reset."),
         (core + "WrongState", "Wrong state: Locked", "103: The modem can't reset: Locked."),
+        (core + "Failed", "Failed: PolicyKit failed: no bus", "10B: The modem may not reset: polkit doesn't allow"),
         (core + "InProgress", "Busy", "104: The modem can't reset: Busy."),
         (core + "Timeout", "Late", "106: The modem can't reset: Late."),
         (core + "Failed", "Failed", "108: The modem can't reset: Failed."),
@@ -332,7 +333,7 @@ def test_errors_are_understood_by_their_names(rig):
         ("org.freedesktop.DBus.Error.UnknownMethod", "None", "102: The modem can't reset: None."),
     ]:
         fakes.Modem.failures = {"Reset": (name, sentence)}
-        assert client.reset() == answer
+        assert client.reset().startswith(answer)
     fakes.Modem.failures = {}
     assert client.set_mode(3) == ("108: ModemManager made the modem go offline, but shows it as registered with its power on.")
     # A factory reset that doesn't restart the modem is followed by a reset; only then its data is the factory's.

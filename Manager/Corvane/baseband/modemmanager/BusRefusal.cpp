@@ -6,6 +6,9 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
+#include <iterator>
 #include <string>
 
 namespace corvane::modemmanager {
@@ -34,27 +37,24 @@ constexpr Meaning kMeanings[] = {
 /// What ModemManager's sentence begins with when it couldn't ask polkit, or polkit didn't say yes.
 constexpr std::string_view kPolkitFailed = "PolicyKit ";
 
-ResultCode codeOf(const BusError& error) {
-    if (error.message.starts_with(kPolkitFailed)) {
-        return ResultCode::NotPermitted;
+/// From 1.22 on ModemManager's sentences begin with the error's name: "Wrong state: modem is locked" of Error.Core.WrongState.
+std::string sentenceOf(const BusError& error) {
+    std::string label;
+    for (const char letter : error.name.substr(error.name.rfind('.') + 1)) {
+        const bool isInside = std::isupper(static_cast<unsigned char>(letter)) != 0 && !label.empty();
+        label += isInside ? " " : "";
+        label += isInside ? static_cast<char>(std::tolower(static_cast<unsigned char>(letter))) : letter;
     }
-    for (const Meaning& meaning : kMeanings) {
-        if (meaning.error == error.name) {
-            return meaning.code;
-        }
-    }
-    return ResultCode::BasebandFailed;
+    label += ": ";
+    return error.message.starts_with(label) ? error.message.substr(label.size()) : error.message;
 }
 
-/// From 1.22 on ModemManager's sentences begin with the error's name: "Unsupported: Cannot reset the modem".
-std::string sentenceOf(const BusError& error) {
-    const std::string label = error.name.substr(error.name.rfind('.') + 1);
-    for (const std::string& prefix : {label + ": ", std::string("Wrong state: "), std::string("In progress: ")}) {
-        if (error.message.starts_with(prefix)) {
-            return error.message.substr(prefix.size());
-        }
+ResultCode codeOf(const BusError& error) {
+    if (sentenceOf(error).starts_with(kPolkitFailed)) {
+        return ResultCode::NotPermitted;
     }
-    return error.message;
+    const auto* const meaning = std::ranges::find(kMeanings, error.name, &Meaning::error);
+    return meaning == std::end(kMeanings) ? ResultCode::BasebandFailed : meaning->code;
 }
 
 std::string polkitAction(std::string_view interface) {

@@ -50,8 +50,10 @@ void ModemFollower::stop() {
 }
 
 Refusal ModemFollower::absence() const {
-    std::string why = "the system bus can't be reached; it is tried again every few seconds";
-    if (managerRuns_) {
+    std::string why = "it is still being looked for";
+    if (complained_) {
+        why = "the system bus can't be reached; it is tried again every few seconds";
+    } else if (managerRuns_) {
         why = "ModemManager knows ";
         for (const auto& [index, modem] : objects_.modems()) {
             why += (why.ends_with(' ') ? "" : ", ") + modem->describe();
