@@ -13,17 +13,12 @@ import cbor2
 import dbus.bus
 import pytest
 
+from at_modem import AtModem
+
 PATIENCE = 30  # seconds; longer than anything takes on a loaded machine
 MODEM_MANAGER = os.environ.get("MODEM_MANAGER", "/usr/sbin/ModemManager").split()  # "chroot FOLDER ..." tries another version
 SERVICE = "org.freedesktop.ModemManager1"
 ROOT = "/org/freedesktop/ModemManager1"
-BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <listen>{}</listen>
-  <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy>
-</busconfig>
-"""
 
 
 def until(reached, what=""):
@@ -106,7 +101,6 @@ class Client:
         assert self.events == list(events)
         self.events = []
 
-    # The commands by short names
     def ask_mode(self, number, timeout=0):
         return self.ask("SetBasebandOperatingMode", BasebandOperatingMode=number, Timeout=timeout)
 
@@ -141,7 +135,6 @@ class Rig:
         self.socket = f"{folder}/manager.sock"
         self.programs = []
         self.manager = None
-        (folder / "bus.conf").write_text(BUS_CONFIGURATION.format(self.address))
         self.start_bus()
 
     def environment(self):
@@ -161,8 +154,7 @@ class Rig:
             assert self.manager.child.returncode == 0
 
     def start_bus(self):
-        self.bus_program = self.start("dbus-daemon", f"--config-file={self.folder}/bus.conf", "--nofork", "--nopidfile",
-                                      "--print-address")
+        self.bus_program = self.start("dbus-daemon", "--session", f"--address={self.address}", "--nofork", "--print-address")
         self.bus_program.says("\n")
         self.bus = dbus.bus.BusConnection(self.address)
 
@@ -238,6 +230,14 @@ class Rig:
         until(lambda: client.state() == "Ready", "a modem that is ready")
         client.events = []
         return client
+
+
+def two_modems(rig, imei):
+    modems = AtModem(), AtModem(imei)
+    for count, device in enumerate(("left", "right")):
+        rig.plug(modems[count], device)
+        until(lambda: len(rig.modems()) > count, device)
+    return modems
 
 
 @pytest.fixture

@@ -29,6 +29,7 @@ public:
     /// Answers every change with Aborted.
     void stop();
 
+    bool underWay() const { return !changes_.empty(); }
     /// How many have been carried out.
     std::int64_t count() const { return count_; }
 

@@ -209,6 +209,9 @@ void ModemManagerBaseband::announceMode() {
     const auto mode = modem == nullptr ? std::nullopt : operatingModeOf(*modem);
     if (mode != std::exchange(announcedMode_, mode) && mode) {
         log("Operating mode: " + std::to_string(static_cast<int>(*mode)));
+        if (mode == OperatingMode::Online && !modeChanges_.underWay()) {
+            wish_.set(follower_.identity(), mode);  // somebody else has asked ModemManager for it
+        }
         listener_->operatingModeChanged(*mode);
     }
 }
