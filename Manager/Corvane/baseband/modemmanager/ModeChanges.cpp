@@ -71,7 +71,7 @@ void ModeChanges::restore() {
 }
 
 void ModeChanges::add(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
-    changes_.push_back({mode, std::move(completion), timeout, std::make_unique<Timer>(loop_)});
+    changes_.push_back({follower_.identity(), mode, std::move(completion), timeout, std::make_unique<Timer>(loop_)});
     Change& added = changes_.back();
     added.timer->set(timeout, [this, &added] { expire(&added); });
     const bool isInTheWay = changes_.size() > 1 && !changes_.front().completion;
@@ -86,12 +86,22 @@ void ModeChanges::beginNext() {
     while (!changes_.empty() && !changes_.front().begun) {
         changes_.front().begun = true;
         ++number_;
-        if (follower_.modem() == nullptr) {
-            end(follower_.absence());
+        if (auto refusal = refuse()) {
+            end(std::move(*refusal));
         } else {
             begin();
         }
     }
+}
+
+std::optional<Refusal> ModeChanges::refuse() const {
+    if (follower_.modem() == nullptr) {
+        return follower_.absence();
+    }
+    if (changes_.front().modem != follower_.identity()) {
+        return Refusal::wrongState("The modem that the mode change was meant for has gone; another one has taken its place.");
+    }
+    return std::nullopt;
 }
 
 /// The wish is stored before the modem hears of it: if the manager dies meanwhile, what was asked for stands.
@@ -133,8 +143,8 @@ void ModeChanges::call(const char* member, std::chrono::seconds limit, std::func
 }
 
 void ModeChanges::setPowerState() {
-    if (follower_.modem() == nullptr) {
-        end(follower_.absence());
+    if (auto refusal = refuse()) {
+        end(std::move(*refusal));
         return;
     }
     const auto state = changes_.front().mode == OperatingMode::Offline ? MM_MODEM_POWER_STATE_OFF : MM_MODEM_POWER_STATE_LOW;

@@ -35,6 +35,7 @@ public:
 
 private:
     struct Change {
+        std::string modem;  ///< the identity of the one that it is meant for
         OperatingMode mode;
         Completion<void> completion;  ///< none when nobody waits any more
         std::chrono::seconds timeout;
@@ -52,6 +53,8 @@ private:
     void call(const char* member, std::chrono::seconds limit, std::function<void()> then, const char* signature,
               Argument argument);
     void setPowerState();
+    /// Why the change under way can't go on; nullopt when its modem is there.
+    std::optional<Refusal> refuse() const;
     void awaitMode();
     void checkMode();
     void expire(const Change* change);

@@ -28,6 +28,7 @@ void ModemReset::begin(std::string action, Completion<void> ended) {
     action_ = std::move(action);
     ended_ = std::move(ended);
     path_ = follower_.modem()->path;
+    modem_ = follower_.identity();
     mayInitialize_ = stateOf(*follower_.modem()) > MM_MODEM_STATE_LOCKED;
     phase_ = Phase::Asked;
     ++number_;
@@ -96,7 +97,7 @@ void ModemReset::modemChanged() {
         phase_ = Phase::Left;
         leave_.cancel();
     }
-    if (phase_ != Phase::Left || modem == nullptr) {
+    if (phase_ != Phase::Left || modem == nullptr || follower_.identity() != modem_) {
         return;
     }
     if (isFailed(*modem)) {

@@ -42,6 +42,7 @@ private:
     Completion<void> ended_;
     std::string action_;          ///< what was asked for, to follow "can't"
     std::string path_;            ///< of the modem when it was asked
+    std::string modem_;           ///< its identity
     bool mayInitialize_ = false;  ///< not by itself: it isn't locked
     Phase phase_ = Phase::Asked;
     std::uint64_t number_ = 0;  ///< replies to the questions of an earlier one are out of date

@@ -23,7 +23,7 @@ void ModemSignal::measure(std::function<void()> then) {
     if (canMeasure && modem->path == path_) {
         idle_.set(kIdleLimit, [this] { switchOff(); });
     }
-    if (!canMeasure || isMeasured()) {
+    if (!canMeasure || isMeasured() || modem->path == path_) {
         then();
         return;
     }

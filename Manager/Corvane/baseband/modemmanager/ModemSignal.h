@@ -15,7 +15,7 @@ public:
     /// @param follower outlives this.
     ModemSignal(Loop& loop, ModemFollower& follower) : follower_(follower), wait_(loop), idle_(loop) {}
 
-    /// Runs `then` as soon as there are figures, which may be at once or never; in the latter case after a second.
+    /// Runs `then` as soon as there are figures, at the latest after a second; at once when it has been measured for longer.
     void measure(std::function<void()> then);
     /// After whatever may concern the modem.
     void modemChanged();
