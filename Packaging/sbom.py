@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Prints the bill of materials (SPDX 2.3) of a release: its files, and the packages they were built with."""
+import email.utils
 import hashlib
 import json
 import pathlib
@@ -10,7 +11,7 @@ folder = pathlib.Path(sys.argv[1])
 [info] = folder.glob("*.buildinfo")
 fields = info.read_text()
 version = re.search(r"^Version: (.*)$", fields, re.M)[1]
-date = re.search(r"^Build-Date: (.*)$", fields, re.M)[1]
+date = email.utils.parsedate_to_datetime(re.search(r"^Build-Date: (.*)$", fields, re.M)[1]).strftime("%Y-%m-%dT%H:%M:%SZ")
 used = re.findall(r"^ (\S+) \(= (\S+?)\),?$", fields.split("Installed-Build-Depends:")[1], re.M)
 
 
