@@ -55,6 +55,6 @@ def median_of(measurement, rounds=3):
     return tuple(statistics.median(place) for place in zip(*(measurement() for _ in range(rounds))))
 
 
-def numbers(words):
-    """The numbers that a program prints."""
-    return [float(number) for number in re.findall(r"(?<![\w.])\d+(?:\.\d+)?", run(words))]
+def figures(words):
+    """What a program of ours prints: a JSON object."""
+    return json.loads(run(words))

@@ -61,8 +61,8 @@ def one_shot_instructions(world):
 
 
 def one_shot_memory(world):
-    peak, = measure.numbers([world.program("limit_peakmemory"), *world.tool, "coredump", "status"])
-    return peak / 1024, ""
+    measured = measure.figures([world.program("limit_peakmemory"), *world.tool, "coredump", "status"])
+    return measured["peak_kib"] / 1024, ""
 
 
 # Commands piped in
@@ -103,9 +103,9 @@ def presence(world):
 
 
 def _rate(world, kind, clients=50, requests=200_000):
-    """Requests a second, and microseconds of the server's processor time for one."""
+    """What load_requests measures."""
     server = world.manager if kind == "manager" else world.redis
-    return measure.numbers([world.program("load_requests"), kind, server.address, server.pid, str(clients), str(requests)])
+    return measure.figures([world.program("load_requests"), kind, server.address, server.pid, str(clients), str(requests)])
 
 
 def _benchmark_rate(world):
@@ -114,15 +114,15 @@ def _benchmark_rate(world):
 
 
 def requests(peer_rate, world):
-    ours, peer = measure.median_of(lambda: (_rate(world, "manager")[0], peer_rate(world)))
+    ours, peer = measure.median_of(lambda: (_rate(world, "manager")["requests_a_second"], peer_rate(world)))
     return ours / peer, f"{ours:.0f} / {peer:.0f} a second"
 
 
 def fan_out(world):
     def cost(server):
-        return measure.numbers([world.program("load_watchers"), server.address, server.pid, "1000", "200"])[1]
+        return measure.figures([world.program("load_watchers"), server.address, server.pid, "1000", "200"])["server_cpu_us"]
 
-    assert world.service.is_running()  # the operating mode changes when the baseband is up
+    world.require(world.service)  # the operating mode changes when the baseband is up
     ours, least = measure.median_of(lambda: (cost(world.manager), cost(world.limit)))
     return ours / least, f"{ours:.2f} / {least:.2f} us"
 
@@ -190,7 +190,7 @@ def growth_commands(world):
 def growth_clients(world):
     """The daemon's processor time of a request."""
     def cost(clients):
-        return _rate(world, "manager", clients, 100_000)[1]
+        return _rate(world, "manager", clients, 100_000)["server_cpu_us"]
 
     one, fifty, thousand = measure.median_of(lambda: (cost(1), cost(50), cost(1000)))
     return thousand / one, f"{thousand:.2f} / {fifty:.2f} / {one:.2f} us at 1,000 / 50 / 1"
@@ -218,7 +218,7 @@ ROWS = [
     _row("piped-wpa", "the same / wpa_cli", piped, "wpa", at_most=0.4),
     _row("presence", "presence check with 1,000 processes / with 50", presence, at_most=1.1),
     _row("requests", "requests a second from 50 clients / redis-benchmark PING", requests, _benchmark_rate, at_least=1),
-    _row("requests-same-load", "the same, redis under the load that the daemon has", requests, lambda world: _rate(world, "redis")[0]),
+    _row("requests-same-load", "the same, redis under the load that the daemon has", requests, lambda world: _rate(world, "redis")["requests_a_second"]),
     _row("fan-out", "an event to 1,000 watchers, CPU a delivery / one send(2)", fan_out, at_most=3),
     _row("durable", "a durable setting / write and fdatasync of its bytes", durable_setting, at_most=2),
     _row("growth-commands", "cost of a command, the 100,000th / the 10th", growth_commands, at_most=1.1),

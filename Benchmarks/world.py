@@ -66,9 +66,14 @@ class World:
     @functools.cached_property
     def tool(self):
         """The tool as a list of words, with a manager and a cellular service for it to find."""
-        for server in (self.manager, self.service):
-            assert server.is_running()
+        self.require(self.manager)
+        self.require(self.service)
         return [self.program("ryntool")]
+
+    def require(self, server):
+        """Fails when a server has ended since it was started."""
+        if not server.is_running():
+            raise RuntimeError(f"{server.process.args[0]} has ended")
 
     @functools.cached_property
     def manager(self):

@@ -1,5 +1,5 @@
 /*
- * Prints the most memory, in KiB, that a program ever had resident; what the program prints is dropped.
+ * Prints the most memory that a program ever had resident, as {"peak_kib": 1024}; what the program prints is dropped.
  * A program inherits the peak of the process that started it, so that one must be small: this one.
  * usage: limit_peakmemory PROGRAM [WORDS...]
  */
@@ -26,6 +26,6 @@ int main(int count, char** words) {
         fprintf(stderr, "%s: did not run\n", words[1]);
         return 1;
     }
-    printf("%ld\n", usage.ru_maxrss);
+    printf("{\"peak_kib\": %ld}\n", usage.ru_maxrss);
     return 0;
 }

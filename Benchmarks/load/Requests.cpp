@@ -1,7 +1,7 @@
 // Clients that each have one request outstanding, as redis-benchmark without pipelining has them: one thread, one epoll.
 //
 //     $ load_requests manager /run/corvane/manager.sock 1234 50 100000
-//     118321.4 requests/s, 4.21 us of the server's processor time a request
+//     {"requests_a_second": 118321.4, "server_cpu_us": 4.210}
 
 #include "load/Connection.h"
 
@@ -105,7 +105,7 @@ void run(const std::vector<std::string>& words) {
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - before;
     const auto cpu = static_cast<double>(load::cpuTime(server) - cpuBefore);
     const auto count = static_cast<double>(requests);
-    std::printf("%.1f requests/s, %.3f us of the server's processor time a request\n", count / taken.count(), cpu / count / 1000);
+    std::printf(R"({"requests_a_second": %.1f, "server_cpu_us": %.3f})", count / taken.count(), cpu / count / 1000);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Watchers of events, and one client whose commands cause them: the operating mode goes to and fro.
 //
 //     $ load_watchers /run/corvane/manager.sock 1234 1000 100
-//     100000 deliveries, 1.61 us of the server's processor time a delivery
+//     {"deliveries": 100000, "server_cpu_us": 1.610}
 
 #include "load/Connection.h"
 #include "platform/ryn/constants.h"
@@ -84,7 +84,7 @@ void run(const std::vector<std::string>& words) {
         watchers.change(commands[static_cast<std::size_t>(round % 2)]);
     }
     const double deliveries = static_cast<double>(count) * rounds;
-    std::printf("%.0f deliveries, %.3f us of the server's processor time a delivery\n", deliveries,
+    std::printf(R"({"deliveries": %.0f, "server_cpu_us": %.3f})", deliveries,
                 static_cast<double>(load::cpuTime(server) - before) / deliveries / 1000);
 }
 

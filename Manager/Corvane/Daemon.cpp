@@ -1,7 +1,5 @@
 #include "Corvane/Daemon.h"
 
-#include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
-#include "Corvane/baseband/simulated/SimulatedBaseband.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
@@ -103,13 +101,6 @@ Result<void> Daemon::openSettings() {
     return {};
 }
 
-std::unique_ptr<Baseband> Daemon::makeBaseband() {
-    if (options_.backend == "modemmanager") {
-        return std::make_unique<ModemManagerBaseband>(*loop_, *store_, options_.modem);
-    }
-    return std::make_unique<SimulatedBaseband>(*loop_, *store_);
-}
-
 void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
@@ -118,10 +109,10 @@ void Daemon::serve(platform::FileDescriptor socket) {
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
     Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits_);
-    services.start(makeBaseband(),
+    services.start(options_.backend->make(*loop_, *store_, options_.modem),
                    [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
-    log::notice("backend: " + options_.backend);
+    log::notice(std::string("backend: ") + options_.backend->name);
     log::notice("ready");
     sd_notify(0, "READY=1");
     while (loop_->turn()) {

@@ -18,14 +18,13 @@ class Daemon {
 public:
     explicit Daemon(Options options) : options_(std::move(options)) {}
 
-    /// Serves until SIGTERM or SIGINT. @return why it could not start, in one sentence.
+    /// Serves until SIGTERM or SIGINT. A refusal says why it could not start.
     Result<void> run();
 
 private:
     Result<void> prepareLoop();
     Result<void> listen();
     Result<void> openSettings();
-    std::unique_ptr<Baseband> makeBaseband();
     void serve(platform::FileDescriptor socket);
 
     Options options_;

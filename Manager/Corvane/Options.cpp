@@ -1,17 +1,16 @@
 #include "Corvane/Options.h"
 
+#include <fmt/format.h>
+#include <getopt.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <functional>
-#include <optional>
-#include <string_view>
 
 namespace corvane {
 
 namespace {
 
-constexpr std::string_view kHelp =
+constexpr const char* kHelp =
     R"(Usage: Corvane [OPTION]...
 The baseband manager: serves ryntool and other clients on a Unix-domain socket.
 
@@ -30,47 +29,55 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
   --version           print the version and exit
 )";
 
-/// Takes what stands behind an option, or true for one without a value. @return what is wrong.
-using Setter = std::function<std::optional<std::string>(Options& options, const std::string& value)>;
-
-struct Option {
-    std::string_view name;
-    bool takesValue;
-    Setter set;
+constexpr option kOptions[] = {
+    {"socket", required_argument, nullptr, 's'},   {"state", required_argument, nullptr, 'd'},
+    {"backend", required_argument, nullptr, 'b'},  {"modem", required_argument, nullptr, 'm'},
+    {"fault", required_argument, nullptr, 'f'},    {"verbose", no_argument, nullptr, 'v'},
+    {"trace-requests", no_argument, nullptr, 't'}, {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},        {},
 };
 
-Setter store(std::string Options::*member) {
-    return [member](Options& options, const std::string& value) -> std::optional<std::string> {
-        options.*member = value;
-        return value.empty() ? std::optional<std::string>("it takes a value that is not empty") : std::nullopt;
-    };
+std::string backendNames() {
+    std::string names;
+    for (const Backend& backend : backends()) {
+        names += (names.empty() ? "" : " and ") + std::string(backend.name);
+    }
+    return names;
 }
 
-Setter turnOn(bool Options::*member) {
-    return [member](Options& options, const std::string&) {
-        options.*member = true;
-        return std::nullopt;
-    };
-}
-
-std::optional<std::string> setBackend(Options& options, const std::string& value) {
-    options.backend = value;
-    const bool known = value == "simulated" || value == "modemmanager";
-    return known ? std::nullopt : std::optional("there is no backend '" + value + "'; there are simulated and modemmanager");
-}
-
-const Option kOptions[] = {
-    {"--socket", true, store(&Options::socketPath)},
-    {"--state", true, store(&Options::stateFolder)},
-    {"--backend", true, setBackend},
-    {"--modem", true, store(&Options::modem)},
-    {"--fault", true, [](Options& options, const std::string& value) { return options.faults.add(value); }},
-    {"--verbose", false, turnOn(&Options::verbose)},
-    {"--trace-requests", false, turnOn(&Options::traceRequests)},
-};
-
-Options::Exit badUsage(const std::string& what) {
-    return {Options::kBadUsage, "Corvane: " + what + "\n"};
+Result<void> set(Options& options, int option, const std::string& value) {
+    switch (option) {
+        case 's':
+            options.socketPath = value;
+            break;
+        case 'd':
+            options.stateFolder = value;
+            break;
+        case 'b':
+            options.backend = findBackend(value);
+            if (options.backend == nullptr) {
+                return Refusal::invalidArgument(
+                    fmt::format("--backend: there is no backend '{}'; there are {}", value, backendNames()));
+            }
+            break;
+        case 'm':
+            options.modem = value;
+            break;
+        case 'f':
+            return options.faults.add(value);
+        case 'v':
+            options.verbose = true;
+            break;
+        case 't':
+            options.traceRequests = true;
+            break;
+        case 'h':
+            options.output = kHelp;
+            break;
+        default:
+            options.output = "Corvane " CORVANE_VERSION "\n";
+    }
+    return {};
 }
 
 std::string environmentOr(const char* name, const std::string& fallback) {
@@ -80,41 +87,36 @@ std::string environmentOr(const char* name, const std::string& fallback) {
 
 }  // namespace
 
-std::variant<Options, Options::Exit> Options::parse(const std::vector<std::string>& arguments) {
+Result<Options> Options::parse(int count, char* const* words) {
     Options options;
-    for (std::size_t index = 0; index < arguments.size(); ++index) {
-        const std::string& argument = arguments[index];
-        if (argument == "--help") {
-            return Exit{0, std::string(kHelp)};
+    opterr = 0;
+    optind = 1;
+    // The leading '+' ends the options at the first other word, the ':' tells a missing value apart.
+    for (int found = 0; options.output.empty() && (found = getopt_long(count, words, "+:", kOptions, nullptr)) != -1;) {
+        const std::string word = words[optind - 1];
+        if (found == ':') {
+            return Refusal::invalidArgument(word + " takes a value; Corvane --help shows which");
         }
-        if (argument == "--version") {
-            return Exit{0, "Corvane " CORVANE_VERSION "\n"};
+        if (found == '?' && optopt != 0) {
+            return Refusal::invalidArgument(word.substr(0, word.find('=')) + " takes no value");
         }
-        const std::size_t equals = argument.find('=');
-        const std::string name = argument.substr(0, equals);
-        const Option* option = nullptr;
-        for (const Option& candidate : kOptions) {
-            option = candidate.name == name ? &candidate : option;
+        if (found == '?') {
+            return Refusal::invalidArgument(
+                fmt::format("there is no option '{}'; Corvane --help shows those that there are", word));
         }
-        if (option == nullptr) {
-            return badUsage("there is no option '" + argument + "'; Corvane --help shows those that there are");
+        if (optarg != nullptr && *optarg == '\0') {
+            return Refusal::invalidArgument(word.substr(0, word.find('=')) + " takes a value that is not empty");
         }
-        if (!option->takesValue && equals != std::string::npos) {
-            return badUsage(name + " takes no value");
-        }
-        if (option->takesValue && equals == std::string::npos && index + 1 == arguments.size()) {
-            return badUsage(name + " takes a value; Corvane --help shows which");
-        }
-        const bool valueIsNext = option->takesValue && equals == std::string::npos;
-        const std::string value = valueIsNext                   ? arguments[++index]
-                                  : equals == std::string::npos ? ""
-                                                                : argument.substr(equals + 1);
-        if (const auto why = option->set(options, value)) {
-            return badUsage(name + ": " + *why);
+        if (const auto taken = set(options, found, optarg == nullptr ? "" : optarg); !taken) {
+            return taken.refusal();
         }
     }
-    if (!options.modem.empty() && options.backend != "modemmanager") {
-        return badUsage("--modem goes with --backend modemmanager");
+    if (options.output.empty() && optind < count) {
+        return Refusal::invalidArgument(
+            fmt::format("there is no option '{}'; Corvane --help shows those that there are", words[optind]));
+    }
+    if (!options.modem.empty() && options.backend != findBackend("modemmanager")) {
+        return Refusal::invalidArgument("--modem goes with --backend modemmanager");
     }
     return options;
 }

@@ -1,31 +1,26 @@
 #pragma once
 
+#include "Corvane/baseband/Backends.h"
 #include "Corvane/requests/FaultRules.h"
+#include "Corvane/support/Result.h"
 
 #include <string>
-#include <variant>
-#include <vector>
 
 namespace corvane {
 
-/// What the command line and the environment say. Empty texts stand for what was not said.
+/// What the command line says. Empty texts stand for what was not said.
 struct Options {
     std::string socketPath;
     std::string stateFolder;
-    std::string backend = "simulated";
+    const Backend* backend = &backends().front();
     std::string modem;
     FaultRules faults;
     bool verbose = false;
     bool traceRequests = false;
+    std::string output;  ///< of --help or --version: to be printed instead of serving
 
-    static constexpr int kBadUsage = 2;
-
-    /// The program is over: `text` goes to standard output for a `status` of 0, else to standard error.
-    struct Exit {
-        int status;
-        std::string text;
-    };
-    static std::variant<Options, Exit> parse(const std::vector<std::string>& arguments);
+    /// Takes main's own arguments. A refusal is a clause.
+    static Result<Options> parse(int count, char* const* words);
 };
 
 /// Where the manager listens when nobody says: /run/corvane/manager.sock for root, below $XDG_RUNTIME_DIR for a user.

@@ -4,16 +4,20 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <vector>
 
 int main(int count, char** words) {
+    constexpr int kBadUsage = 2;
     platform::openStandardStreams();
-    auto parsed = corvane::Options::parse(std::vector<std::string>(words + 1, words + count));
-    if (const auto* exit = std::get_if<corvane::Options::Exit>(&parsed)) {
-        std::fputs(exit->text.c_str(), exit->status == 0 ? stdout : stderr);
-        return exit->status;
+    auto options = corvane::Options::parse(count, words);
+    if (!options) {
+        std::fprintf(stderr, "Corvane: %s\n", options.refusal().sentence.c_str());
+        return kBadUsage;
     }
-    if (const auto served = corvane::Daemon(std::get<corvane::Options>(std::move(parsed))).run(); !served) {
+    if (!options->output.empty()) {
+        std::fputs(options->output.c_str(), stdout);
+        return EXIT_SUCCESS;
+    }
+    if (const auto served = corvane::Daemon(*std::move(options)).run(); !served) {
         std::fprintf(stderr, "Corvane: %s\n", served.refusal().sentence.c_str());
         return EXIT_FAILURE;
     }

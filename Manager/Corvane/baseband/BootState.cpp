@@ -1,5 +1,7 @@
 #include "Corvane/baseband/BootState.h"
 
+#include <fmt/format.h>
+
 #include <cstddef>
 #include <iterator>
 
@@ -13,7 +15,7 @@ const char* nameOf(BootState state) {
 
 std::string describe(const BootStatus& status) {
     const std::string name = nameOf(status.state);
-    return status.failure.empty() ? name : name + " (" + status.failure + ")";
+    return status.failure.empty() ? name : fmt::format("{} ({})", name, status.failure);
 }
 
 }  // namespace corvane

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/OperatingMode.h"
 
+#include <fmt/format.h>
+
 #include <iterator>
 #include <vector>
 
@@ -21,12 +23,11 @@ Result<OperatingMode> operatingMode(std::int64_t number) {
     for (int mode = 0; mode < std::ssize(kNames); ++mode) {
         all.push_back(static_cast<OperatingMode>(mode));
     }
-    return Refusal::invalidArgument("There is no operating mode " + std::to_string(number) + "; the modes are " + enumerate(all) +
-                                    ".");
+    return Refusal::invalidArgument(fmt::format("There is no operating mode {}; the modes are {}.", number, enumerate(all)));
 }
 
 std::string describe(OperatingMode mode) {
-    return std::to_string(static_cast<int>(mode)) + " (" + kNames[static_cast<std::size_t>(mode)] + ")";
+    return fmt::format("{} ({})", static_cast<int>(mode), kNames[static_cast<std::size_t>(mode)]);
 }
 
 std::string enumerate(std::span<const OperatingMode> modes) {

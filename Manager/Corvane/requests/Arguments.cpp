@@ -1,12 +1,14 @@
 #include "Corvane/requests/Arguments.h"
 
+#include <fmt/format.h>
+
 #include <string>
 
 namespace corvane {
 
 namespace {
 
-std::string nameOf(xpc_type_t type) {
+const char* nameOf(xpc_type_t type) {
     struct Name {
         xpc_type_t type;
         const char* name;
@@ -32,8 +34,7 @@ xpc_object_t valueAt(const xpc::Object& argument, const char* key) {
 Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type_t type) {
     xpc_object_t value = valueAt(argument, key);
     if (value != nullptr && xpc_get_type(value) != type) {
-        return Refusal::invalidArgument(std::string(key) + " is " + nameOf(xpc_get_type(value)) + "; it takes " + nameOf(type) +
-                                        ".");
+        return Refusal::invalidArgument(fmt::format("{} is {}; it takes {}.", key, nameOf(xpc_get_type(value)), nameOf(type)));
     }
     return value;
 }
@@ -42,7 +43,7 @@ Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type
 Result<xpc_object_t> require(const xpc::Object& argument, const char* key, xpc_type_t type) {
     auto found = find(argument, key, type);
     if (found && *found == nullptr) {
-        return Refusal::invalidArgument(std::string(key) + " is missing; it takes " + nameOf(type) + ".");
+        return Refusal::invalidArgument(fmt::format("{} is missing; it takes {}.", key, nameOf(type)));
     }
     return found;
 }
@@ -50,8 +51,7 @@ Result<xpc_object_t> require(const xpc::Object& argument, const char* key, xpc_t
 Result<std::string_view> textOf(const char* key, xpc_object_t value) {
     const std::string_view text(xpc_string_get_string_ptr(value), xpc_string_get_length(value));
     if (text.size() > kLongestText) {
-        return Refusal::invalidArgument(std::string(key) + " has " + std::to_string(text.size()) + " bytes; it takes up to " +
-                                        std::to_string(kLongestText) + ".");
+        return Refusal::invalidArgument(fmt::format("{} has {} bytes; it takes up to {}.", key, text.size(), kLongestText));
     }
     return text;
 }
@@ -63,7 +63,11 @@ Result<void> checkArgument(const xpc::Object& argument, bool mandatory) {
     if (type == XPC_TYPE_DICTIONARY || (type == XPC_TYPE_NULL && !mandatory)) {
         return {};
     }
-    return Refusal::invalidArgument("The argument is " + nameOf(type) + "; a dictionary is required.");
+    return Refusal::invalidArgument(fmt::format("The argument is {}; a dictionary is required.", nameOf(type)));
+}
+
+Refusal unknownChoice(const char* key, std::string_view name, const std::string& names) {
+    return Refusal::invalidArgument(fmt::format("{} can't be '{}'; it takes {}.", key, name, names));
 }
 
 Result<std::string_view> Text::read(const xpc::Object& argument) const {
@@ -89,8 +93,7 @@ Result<std::optional<std::int64_t>> OptionalNumber::read(const xpc::Object& argu
     }
     const std::int64_t number = xpc_int64_get_value(*found);
     if (number < lowest || number > highest) {
-        return Refusal::invalidArgument(std::string(key) + " can't be " + std::to_string(number) + "; it takes " +
-                                        std::to_string(lowest) + " to " + std::to_string(highest) + ".");
+        return Refusal::invalidArgument(fmt::format("{} can't be {}; it takes {} to {}.", key, number, lowest, highest));
     }
     return Value(number);
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <string>
 #include <string_view>
 
 /// The arguments of commands. A command's row declares them, the dispatcher reads and checks them, and the handler gets their
@@ -96,6 +97,8 @@ struct Named {
     T value;
 };
 
+Refusal unknownChoice(const char* key, std::string_view name, const std::string& names);
+
 /// One of the texts that `choices` names.
 template <typename T, std::size_t count>
 struct Choice {
@@ -116,7 +119,7 @@ struct Choice {
             }
             names += (names.empty() ? "" : &choice == &choices[count - 1] ? " or " : ", ") + std::string(choice.name);
         }
-        return Refusal::invalidArgument(std::string(key) + " can't be '" + std::string(*name) + "'; it takes " + names + ".");
+        return unknownChoice(key, *name, names);
     }
 };
 

@@ -3,6 +3,8 @@
 #include "Corvane/requests/Services.h"
 #include "Corvane/support/Text.h"
 
+#include <fmt/format.h>
+
 namespace corvane {
 
 void Dispatcher::add(std::initializer_list<Command> commands) {
@@ -20,9 +22,9 @@ std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, co
     if (entry == commands_.end()) {
         ++services_.commandFigures().unknown;
         constexpr std::size_t kLongestShown = 64;
-        return Answer(Refusal{ResultCode::UnknownCommand, "There is no command '" +
-                                                              std::string(cut(request.command, kLongestShown)) +
-                                                              "'; corvane-protocol(7) lists those that there are."});
+        return Answer(Refusal{ResultCode::UnknownCommand,
+                              fmt::format("There is no command '{}'; corvane-protocol(7) lists those that there are.",
+                                          cut(request.command, kLongestShown))});
     }
     auto& [command, count] = entry->second;
     ++count;

@@ -1,5 +1,7 @@
 #include "Corvane/requests/FaultRules.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <limits>
 
@@ -42,16 +44,17 @@ std::optional<Fault> parseFault(std::string_view word) {
 
 }  // namespace
 
-std::optional<std::string> FaultRules::add(std::string_view rule) {
+Result<void> FaultRules::add(std::string_view rule) {
     const std::size_t equals = rule.find('=');
     const auto fault = equals == std::string_view::npos || equals == 0 ? std::nullopt : parseFault(rule.substr(equals + 1));
     if (!fault) {
-        return "'" + std::string(rule) +
-               "' is no fault rule: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed is, with a "
-               "RESULT that is not 0";
+        return Refusal::invalidArgument(fmt::format(
+            "--fault: '{}' is no fault rule: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed is, "
+            "with a RESULT that is not 0",
+            rule));
     }
     rules_.insert_or_assign(std::string(rule.substr(0, equals)), *fault);
-    return std::nullopt;
+    return {};
 }
 
 }  // namespace corvane

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Corvane/support/Result.h"
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -25,8 +27,8 @@ struct Fault {
 class FaultRules {
 public:
     /// @param rule COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed; RESULT is a number that is not 0
-    /// and fits 32 bits, decimal or hexadecimal. @return why it was refused, in one sentence.
-    std::optional<std::string> add(std::string_view rule);
+    /// and fits 32 bits, decimal or hexadecimal. A refusal is a clause.
+    Result<void> add(std::string_view rule);
 
     /// nullptr when the command is to be served.
     const Fault* find(std::string_view command) const {

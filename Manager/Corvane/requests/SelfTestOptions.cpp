@@ -1,9 +1,9 @@
 #include "Corvane/requests/SelfTestOptions.h"
 
-#include "Corvane/support/Values.h"
+#include "Corvane/requests/Arguments.h"
 #include "platform/ryn/constants.h"
 
-#include <string>
+#include <fmt/format.h>
 
 namespace corvane {
 namespace {
@@ -12,106 +12,86 @@ namespace {
 constexpr std::int64_t kLowestTxPower = -500;
 constexpr std::int64_t kHighestTxPower = 330;
 
-struct TargetOption {
+struct Target {
     const char* key;
-    std::int64_t RFSelfTestOptions::*target;
+    std::int64_t RFSelfTestOptions::*power;
 };
-constexpr TargetOption kTargets[] = {
+constexpr Target kTargets[] = {
     {ryn::kKeyRFSelfTestTargetTxPower3G4G, &RFSelfTestOptions::targetTxPower3G4G},
     {ryn::kKeyRFSelfTestTargetTxPower2G, &RFSelfTestOptions::targetTxPower2G},
 };
 
-struct LimitOption {
-    const char* key;
-    RFLimits RFSelfTestOptions::*limits;
-    ChannelValues RFLimits::*end;
-};
-constexpr LimitOption kLimits[] = {
-    {ryn::kKeyRFSelfTestPowerRatioLimitLowList, &RFSelfTestOptions::powerRatio, &RFLimits::low},
-    {ryn::kKeyRFSelfTestPowerRatioLimitHighList, &RFSelfTestOptions::powerRatio, &RFLimits::high},
-    {ryn::kKeyRFSelfTestForwardPowerLimitLowList, &RFSelfTestOptions::forwardPower, &RFLimits::low},
-    {ryn::kKeyRFSelfTestForwardPowerLimitHighList, &RFSelfTestOptions::forwardPower, &RFLimits::high},
-};
-
-struct LimitPair {
+struct LimitLists {
     const char* lowKey;
     const char* highKey;
     RFLimits RFSelfTestOptions::*limits;
 };
-constexpr LimitPair kPairs[] = {
-    {kLimits[0].key, kLimits[1].key, &RFSelfTestOptions::powerRatio},
-    {kLimits[2].key, kLimits[3].key, &RFSelfTestOptions::forwardPower},
+constexpr LimitLists kLimitLists[] = {
+    {ryn::kKeyRFSelfTestPowerRatioLimitLowList, ryn::kKeyRFSelfTestPowerRatioLimitHighList, &RFSelfTestOptions::powerRatio},
+    {ryn::kKeyRFSelfTestForwardPowerLimitLowList, ryn::kKeyRFSelfTestForwardPowerLimitHighList, &RFSelfTestOptions::forwardPower},
 };
 
-Result<void> readTarget(const xpc::Object& options, const TargetOption& option, RFSelfTestOptions& read) {
-    const auto value = numberAt(options, option.key);
-    if (!value || *value < kLowestTxPower || *value > kHighestTxPower) {
-        return Refusal::invalidArgument(std::string(option.key) +
-                                        (value ? " is " + std::to_string(*value) : " is missing or not an integer") +
-                                        "; a power from " + std::to_string(kLowestTxPower) + " to " +
-                                        std::to_string(kHighestTxPower) + " (in 0.1 dBm) is accepted.");
-    }
-    read.*option.target = *value;
-    return {};
-}
-
-Result<void> readLimits(const xpc::Object& options, const LimitOption& option, RFSelfTestOptions& read) {
-    xpc_object_t list = xpc_dictionary_get_value(options.get(), option.key);
-    const auto refusal = [&option](const std::string& what) {
-        return Refusal::invalidArgument(std::string(option.key) + " " + what + "; a list of " + std::to_string(kRFChannels) +
-                                        " integers, one a channel, is accepted.");
+Result<ChannelValues> readList(const xpc::Object& options, const char* key) {
+    xpc_object_t list = xpc_dictionary_get_value(options.get(), key);
+    const auto refusal = [key](const std::string& what) {
+        return Refusal::invalidArgument(
+            fmt::format("{} {}; a list of {} integers, one a channel, is accepted.", key, what, kRFChannels));
     };
     if (list == nullptr || xpc_get_type(list) != XPC_TYPE_ARRAY) {
         return refusal("is missing or not a list");
     }
     if (xpc_array_get_count(list) != kRFChannels) {
-        return refusal("has " + std::to_string(xpc_array_get_count(list)) + " entries");
+        return refusal(fmt::format("has {} entries", xpc_array_get_count(list)));
     }
+    ChannelValues values{};
     for (std::size_t channel = 0; channel < kRFChannels; ++channel) {
         xpc_object_t value = xpc_array_get_value(list, channel);
         if (xpc_get_type(value) != XPC_TYPE_INT64) {
-            return refusal("has an entry " + std::to_string(channel) + " that is not an integer");
+            return refusal(fmt::format("has an entry {} that is not an integer", channel));
         }
-        (read.*option.limits.*option.end)[channel] = xpc_int64_get_value(value);
+        values[channel] = xpc_int64_get_value(value);
     }
-    return {};
+    return values;
 }
 
-Result<void> checkPair(const LimitPair& pair, const RFSelfTestOptions& read) {
-    const RFLimits& limits = read.*pair.limits;
+Result<RFLimits> readLimits(const xpc::Object& options, const LimitLists& lists) {
+    const auto low = readList(options, lists.lowKey);
+    const auto high = readList(options, lists.highKey);
+    if (!low || !high) {
+        return low ? high.refusal() : low.refusal();
+    }
     for (std::size_t channel = 0; channel < kRFChannels; ++channel) {
-        if (limits.low[channel] > limits.high[channel]) {
-            return Refusal::invalidArgument(std::string(pair.lowKey) + " is " + std::to_string(limits.low[channel]) +
-                                            " for channel " + std::to_string(channel) + ", above the " +
-                                            std::to_string(limits.high[channel]) + " of " + pair.highKey +
-                                            "; a low limit up to the high one is accepted.");
+        if ((*low)[channel] > (*high)[channel]) {
+            return Refusal::invalidArgument(
+                fmt::format("{} is {} for channel {}, above the {} of {}; a low limit up to the high one is accepted.",
+                            lists.lowKey, (*low)[channel], channel, (*high)[channel], lists.highKey));
         }
     }
-    return {};
+    return RFLimits{*low, *high};
 }
 
 }  // namespace
 
 Result<RFSelfTestOptions> readSelfTestOptions(const xpc::Object& options) {
     if (!options.isDictionary()) {
-        return Refusal::invalidArgument(std::string(ryn::kKeyBasebandDiagnosticsOptions) +
-                                        " is missing or not a dictionary; target powers and limit lists are accepted.");
+        return Refusal::invalidArgument(
+            fmt::format("{} is missing or not a dictionary; target powers and limit lists are accepted.",
+                        ryn::kKeyBasebandDiagnosticsOptions));
     }
     RFSelfTestOptions read;
-    for (const TargetOption& option : kTargets) {
-        if (const auto target = readTarget(options, option, read); !target) {
-            return target.refusal();
+    for (const Target& target : kTargets) {
+        const auto power = Number{target.key, kLowestTxPower, kHighestTxPower}.read(options);
+        if (!power) {
+            return power.refusal();
         }
+        read.*target.power = *power;
     }
-    for (const LimitOption& option : kLimits) {
-        if (const auto limits = readLimits(options, option, read); !limits) {
+    for (const LimitLists& lists : kLimitLists) {
+        const auto limits = readLimits(options, lists);
+        if (!limits) {
             return limits.refusal();
         }
-    }
-    for (const LimitPair& pair : kPairs) {
-        if (const auto ordered = checkPair(pair, read); !ordered) {
-            return ordered.refusal();
-        }
+        read.*lists.limits = *limits;
     }
     return read;
 }

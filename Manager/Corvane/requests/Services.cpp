@@ -9,6 +9,8 @@
 #include "config/RYNProperties.h"
 #include "platform/ryn/constants.h"
 
+#include <fmt/format.h>
+
 namespace corvane {
 
 namespace {
@@ -51,29 +53,28 @@ void Services::stop() {
     baseband_->stop();
 }
 
-std::optional<Refusal> Services::refuseReset() {
+Result<void> Services::allowReset() {
     if (!RYNProperties::isReadable()) {
         return kUnreadablePreferences;
     }
-    if (!RYNProperties::storedBlockBasebandResets()) {
-        return std::nullopt;
+    if (RYNProperties::storedBlockBasebandResets()) {
+        return Refusal::blocked("Resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first.");
     }
-    return Refusal{ResultCode::Blocked,
-                   "Resets of the baseband are blocked by the preference BlockBasebandResets; unblock them first."};
+    return {};
 }
 
-std::optional<Refusal> Services::unblockResets() {
+Result<void> Services::unblockResets() {
     if (!RYNProperties::isReadable()) {
         return kUnreadablePreferences;
     }
-    if (!RYNProperties::storedBlockBasebandResets() || RYNProperties::storeBlockBasebandResets(false)) {
-        return std::nullopt;
+    if (RYNProperties::storedBlockBasebandResets() && !RYNProperties::storeBlockBasebandResets(false)) {
+        return Refusal::storageFailed("The preference BlockBasebandResets could not be written.");
     }
-    return Refusal{ResultCode::StorageFailed, "The preference BlockBasebandResets could not be written."};
+    return {};
 }
 
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {
-    log::info(ryn::trace::typeAsString(property.trace) + " " + property.name + " is now " + value);
+    log::info(fmt::format("{} {} is now {}", ryn::trace::typeAsString(property.trace), property.name, value));
     scratchLog_.refresh();
     if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
         scratchLog_.clear();

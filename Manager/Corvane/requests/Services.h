@@ -31,9 +31,9 @@ public:
     /// Answers everything that waits.
     void stop();
 
-    /// Why the baseband may not be reset now; nullopt when it may.
-    static std::optional<Refusal> refuseReset();
-    static std::optional<Refusal> unblockResets();
+    /// Whether the baseband may be reset now.
+    static Result<void> allowReset();
+    static Result<void> unblockResets();
     /// Erases the baseband's non-volatile data and puts every setting back to its default.
     void erase(const Completion<void>& done) { erasure_.run(*baseband_, done); }
     /// Completes when the folder is written.

@@ -2,14 +2,15 @@
 
 #include "Corvane/support/Text.h"
 
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <utility>
 
 namespace corvane::log {
 
@@ -25,7 +26,7 @@ bool isReadByJournal() {
     if (stream == nullptr || fstat(STDERR_FILENO, &status) != 0) {
         return false;
     }
-    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
+    return fmt::format("{}:{}", status.st_dev, status.st_ino) == stream;
 }
 
 struct State {
@@ -63,7 +64,7 @@ bool isTaken(Level level) {
 void writeLine(Level level, std::string_view line) {
     State& log = state();
     const bool taken = isTaken(level);
-    std::string text = log.journal ? "<" + std::to_string(static_cast<int>(level)) + ">" : "Corvane: ";
+    std::string text = log.journal ? fmt::format("<{}>", static_cast<int>(level)) : "Corvane: ";
     const std::size_t prefix = text.size();
     text += cut(escaped(cut(line, kLongestLine)), kLongestLine);
     if (taken) {
@@ -110,9 +111,8 @@ void RateLimited::write(Level level, std::string_view line) {
         return;
     }
     ++written_;
-    const std::string more = leftOut_ == 0 ? "" : " (and " + std::to_string(leftOut_) + " more that were left out)";
-    leftOut_ = 0;
-    writeLine(level, std::string(line) + more);
+    const auto leftOut = std::exchange(leftOut_, 0);
+    writeLine(level, leftOut == 0 ? std::string(line) : fmt::format("{} (and {} more that were left out)", line, leftOut));
 }
 
 }  // namespace corvane::log

@@ -1,7 +1,8 @@
 #include "Corvane/support/UtcTime.h"
 
+#include <fmt/format.h>
+
 #include <array>
-#include <cstdio>
 #include <ctime>
 
 namespace corvane {
@@ -26,9 +27,7 @@ std::string utcTime(const char* pattern) {
 std::string utcTimeStamp() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    std::array<char, 8> fraction{};
-    std::snprintf(fraction.data(), fraction.size(), ".%03dZ", static_cast<int>(now.tv_nsec / 1000000) % 1000);
-    return format(now, "%Y-%m-%dT%H:%M:%S") + fraction.data();
+    return fmt::format("{}.{:03}Z", format(now, "%Y-%m-%dT%H:%M:%S"), now.tv_nsec / 1000000);
 }
 
 }  // namespace corvane

@@ -1,7 +1,8 @@
 #include "Corvane/baseband/simulated/BasebandClock.h"
 
+#include <fmt/format.h>
+
 #include <array>
-#include <cstdio>
 #include <ctime>
 
 namespace corvane::simulated {
@@ -28,9 +29,7 @@ std::string BasebandClock::text() const {
     gmtime_r(&wholeSeconds, &utc);
     std::array<char, 32> date{};
     std::strftime(date.data(), date.size(), "%FT%T", &utc);
-    std::array<char, 8> fraction{};
-    std::snprintf(fraction.data(), fraction.size(), ".%03dZ", static_cast<int>(milliseconds % 1000));
-    return std::string(date.data()) + fraction.data();
+    return fmt::format("{}.{:03}Z", date.data(), milliseconds % 1000);
 }
 
 }  // namespace corvane::simulated

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/FileSystemSync.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 namespace corvane::simulated {
@@ -20,7 +22,7 @@ void FileSystemSync::interrupt(const std::string& why) {
     end_.cancel();
     underWay_ = false;
     for (const Completion<void>& completion : std::exchange(waiting_, {})) {
-        completion(Refusal::aborted("The sync of the remote filesystem was interrupted " + why + "; send it again."));
+        completion(Refusal::aborted(fmt::format("The sync of the remote filesystem was interrupted {}; send it again.", why)));
     }
 }
 

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/OperatingModes.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -29,8 +31,8 @@ std::string modesWithRadio() {
 
 Result<void> checkModeChange(OperatingMode from, OperatingMode to) {
     if (to == OperatingMode::Reset && from != OperatingMode::Offline) {
-        return Refusal::wrongState("Operating mode " + describe(to) + " is accepted from mode " +
-                                   describe(OperatingMode::Offline) + " only; the baseband is in mode " + describe(from) + ".");
+        return Refusal::wrongState(fmt::format("Operating mode {} is accepted from mode {} only; the baseband is in mode {}.",
+                                               describe(to), describe(OperatingMode::Offline), describe(from)));
     }
     return {};
 }

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/PowerLogs.h"
 
+#include <fmt/format.h>
+
 #include <iterator>
 
 namespace corvane::simulated {
@@ -32,7 +34,7 @@ constexpr const char* kRadioRequests[] = {"receive+transmit", "off", "receive+tr
 static_assert(std::size(kRadioRequests) == static_cast<std::size_t>(OperatingMode::ModeOnlyLowPower) + 1);
 
 std::string request(const char* resource, const char* client, const char* level) {
-    return std::string(resource) + " client=" + client + " request=" + level;
+    return fmt::format("{} client={} request={}", resource, client, level);
 }
 
 }  // namespace
@@ -57,11 +59,11 @@ Result<void> PowerLogs::control(PowerLog log, PowerLogAction action) {
 
 Result<void> PowerLogs::dump(PowerLog log) {
     if (entriesOf(log).empty()) {
-        const std::string name = namesOf(log).name;
-        return Refusal::wrongState("The " + name + " power log has no entries; it collects them once it is enabled.");
+        return Refusal::wrongState(
+            fmt::format("The {} power log has no entries; it collects them once it is enabled.", namesOf(log).name));
     }
-    const std::string title = "Dumped at " + clock_.text() + "\n";
-    if (auto stored = store_.store(StoredRecord::kArea, namesOf(log).dump, title + recorded(log)); !stored) {
+    const std::string dumped = fmt::format("Dumped at {}\n{}", clock_.text(), recorded(log));
+    if (auto stored = store_.store(StoredRecord::kArea, namesOf(log).dump, dumped); !stored) {
         return stored;
     }
     entriesOf(log).clear();
@@ -100,7 +102,7 @@ void PowerLogs::record(PowerLog log, const std::string& entry) {
     if (entries.size() == kMostEntries) {
         entries.pop_front();
     }
-    entries.push_back(clock_.text() + " " + entry + "\n");
+    entries.push_back(fmt::format("{} {}\n", clock_.text(), entry));
 }
 
 std::string PowerLogs::recorded(PowerLog log) const {
@@ -113,12 +115,11 @@ std::string PowerLogs::recorded(PowerLog log) const {
 
 SnapshotFile PowerLogs::file(PowerLog log) const {
     const LogNames& names = namesOf(log);
-    std::string content =
-        std::string(names.name) + " power log, " + (nvData_.powerLogEnabled(log) ? "enabled" : "disabled") + "\n\n";
-    content += store_.get(StoredRecord::kArea, names.dump).value_or("Never dumped\n");
     const std::string since = recorded(log);
-    content += since.empty() ? "\nNothing recorded since\n" : "\nRecorded since\n" + since;
-    return {names.file, content};
+    return {names.file,
+            fmt::format("{} power log, {}\n\n{}\n{}\n{}", names.name, nvData_.powerLogEnabled(log) ? "enabled" : "disabled",
+                        store_.get(StoredRecord::kArea, names.dump).value_or("Never dumped\n"),
+                        since.empty() ? "Nothing recorded since" : "Recorded since", since)};
 }
 
 }  // namespace corvane::simulated

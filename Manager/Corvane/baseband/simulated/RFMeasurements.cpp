@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/RFMeasurements.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -52,9 +54,8 @@ void judgePort(const JudgedQuantity& quantity, const RFLimits& limits, const Por
         const std::int64_t low = limits.low[channel];
         const std::int64_t high = limits.high[channel];
         if (values[channel] < low || values[channel] > high) {
-            violations.push_back(std::string(quantity.name) + " " + std::to_string(values[channel]) + " on channel " +
-                                 std::to_string(channel) + " at port " + portName + " is outside " + std::to_string(low) +
-                                 " to " + std::to_string(high));
+            violations.push_back(fmt::format("{} {} on channel {} at port {} is outside {} to {}", quantity.name, values[channel],
+                                             channel, portName, low, high));
         }
     }
 }
@@ -87,7 +88,7 @@ std::string judge(const RFSelfTestOptions& options, RFSelfTestResult& result) {
         return {};
     }
     const std::size_t others = violations.size() - 1;
-    return "Out of limits: " + violations.front() + (others == 0 ? "." : ", and " + std::to_string(others) + " more.");
+    return fmt::format("Out of limits: {}{}.", violations.front(), others == 0 ? "" : fmt::format(", and {} more", others));
 }
 
 }  // namespace corvane::simulated

@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/RFSelfTest.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 namespace corvane::simulated {
@@ -18,7 +20,7 @@ void RFSelfTest::abort(const std::string& why) {
     }
     step_.cancel();
     RFSelfTestEvent aborted = event(Status::Aborted);
-    aborted.error = "The RF self-test was aborted " + why + "; run it again for a result.";
+    aborted.error = fmt::format("The RF self-test was aborted {}; run it again for a result.", why);
     end(Outcome::Aborted, aborted);
 }
 

@@ -3,6 +3,8 @@
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/Values.h"
 
+#include <fmt/format.h>
+
 #include <iterator>
 #include <string>
 #include <utility>
@@ -140,8 +142,8 @@ void SimulatedBaseband::beginSelfTest(const RFSelfTestOptions& options, Completi
     }
     const OperatingMode mode = stateMachine_.operatingMode();
     if (!simulated::isRadioUsable(mode)) {
-        completion(Refusal::wrongState("The RF self-test can't transmit in operating mode " + describe(mode) +
-                                       "; it runs in modes " + simulated::modesWithRadio() + "."));
+        completion(Refusal::wrongState(fmt::format("The RF self-test can't transmit in operating mode {}; it runs in modes {}.",
+                                                   describe(mode), simulated::modesWithRadio())));
         return;
     }
     powerLogs_.selfTest("begins", true);
@@ -177,7 +179,7 @@ xpc::Object SimulatedBaseband::state() const {
 }
 
 void SimulatedBaseband::resetBegins(const ResetRequest& request) {
-    const std::string why = std::string("by a ") + nameOf(request.type) + " reset";
+    const std::string why = fmt::format("by a {} reset", nameOf(request.type));
     selfTest_.abort(why);
     fileSystemSync_.interrupt(why);
     statistics_.countReset(request, clock_.text());
@@ -188,7 +190,7 @@ void SimulatedBaseband::resetBegins(const ResetRequest& request) {
         powerLogs_.forget();
     }
     if (listener_ != nullptr) {
-        listener_->basebandLog(std::string("A ") + nameOf(request.type) + " reset begins: " + request.reason);
+        listener_->basebandLog(fmt::format("A {} reset begins: {}", nameOf(request.type), request.reason));
     }
 }
 

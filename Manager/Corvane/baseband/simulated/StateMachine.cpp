@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/StateMachine.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -22,8 +24,9 @@ void StateMachine::stop() {
 }
 
 void StateMachine::setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
-    const std::string tooLate = "The baseband did not reach operating mode " + describe(mode) + " within " +
-                                std::to_string(timeout.count()) + " s; allow it more time, or none for as long as it takes.";
+    const std::string tooLate = fmt::format(
+        "The baseband did not reach operating mode {} within {} s; allow it more time, or none for as long as it takes.",
+        describe(mode), timeout.count());
     const auto answer = std::make_shared<PendingAnswer>(std::move(completion), loop_, timeout, tooLate);
     whenReady([this, mode, answer](const Result<void>& ready) {
         if (!ready) {

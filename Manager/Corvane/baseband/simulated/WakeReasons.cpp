@@ -1,7 +1,7 @@
 #include "Corvane/baseband/simulated/WakeReasons.h"
 
-#include <array>
-#include <cstdio>
+#include <fmt/format.h>
+
 #include <string>
 
 namespace corvane::simulated {
@@ -29,18 +29,12 @@ constexpr const char* kWakes = "Wakes";
 constexpr const char* kSlept = "SleptMilliseconds";
 constexpr std::int64_t kUnknownSleep = -1;
 
-std::string hexadecimal(std::uint32_t message) {
-    std::array<char, 16> digits{};
-    std::snprintf(digits.data(), digits.size(), "0x%x", message);
-    return digits.data();
-}
-
 Refusal unknown(std::uint32_t message) {
-    std::string sentence = hexadecimal(message) + " is no power notification; ";
-    for (const Notification& known : kNotifications) {
-        sentence += (&known == kNotifications ? "" : ", ") + hexadecimal(known.message) + " (" + known.meaning + ")";
+    std::string known;
+    for (const Notification& notification : kNotifications) {
+        known += fmt::format("{}{:#x} ({})", known.empty() ? "" : ", ", notification.message, notification.meaning);
     }
-    return Refusal::invalidArgument(sentence + " are accepted.");
+    return Refusal::invalidArgument(fmt::format("{:#x} is no power notification; {} are accepted.", message, known));
 }
 
 const Notification* find(std::uint32_t message) {

@@ -7,6 +7,8 @@
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -49,8 +51,8 @@ void setOperatingMode(Services& services, const AnswerCompletion& answer, std::i
         answer(mode.refusal());
         return;
     }
-    if (const auto blocked = *mode == OperatingMode::Reset ? services.refuseReset() : std::nullopt) {
-        answer(blocked);
+    if (const auto allowed = *mode == OperatingMode::Reset ? services.allowReset() : Result<void>(); !allowed) {
+        answer(allowed);
         return;
     }
     // An hour is longer than any client waits, and never overflows a clock.
@@ -60,14 +62,14 @@ void setOperatingMode(Services& services, const AnswerCompletion& answer, std::i
 
 void reset(Services& services, const AnswerCompletion& answer, ResetType type, std::string_view subType,
            std::string_view reason) {
-    if (const auto blocked = services.refuseReset()) {
-        answer(blocked);
+    if (const auto allowed = services.allowReset(); !allowed) {
+        answer(allowed);
         return;
     }
     services.baseband().reset({type, escaped(subType), escaped(reason)}, answer);
 }
 
-std::optional<Refusal> unblockReset(Services& services) {
+Result<void> unblockReset(Services& services) {
     return services.unblockResets();
 }
 
@@ -81,8 +83,8 @@ void syncFileSystem(Services& services, const AnswerCompletion& answer, bool wai
 
 void runSelfTest(Services& services, const AnswerCompletion& answer, std::string_view type, const xpc::Object& carried) {
     if (type != ryn::kBasebandDiagnosticsTypeRFSelfTest) {
-        answer(Refusal::invalidArgument("There is no diagnostics test '" + std::string(type) + "'; " +
-                                        ryn::kBasebandDiagnosticsTypeRFSelfTest + " is accepted."));
+        answer(Refusal::invalidArgument(
+            fmt::format("There is no diagnostics test '{}'; {} is accepted.", type, ryn::kBasebandDiagnosticsTypeRFSelfTest)));
         return;
     }
     const auto options = readSelfTestOptions(carried);

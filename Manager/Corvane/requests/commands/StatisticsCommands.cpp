@@ -4,6 +4,8 @@
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
+#include <fmt/format.h>
+
 namespace corvane {
 
 namespace {
@@ -34,8 +36,8 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
 
 Result<void> reportStatistics(Services& services, std::int64_t module, const xpc::Object& data) {
     if (module != Module::Boot) {
-        return Refusal::invalidArgument("The manager counts module " + std::to_string(module) +
-                                        " itself; figures are reported to module 0.");
+        return Refusal::invalidArgument(
+            fmt::format("The manager counts module {} itself; figures are reported to module 0.", module));
     }
     // In whole seconds, of a clock of the reporter's own.
     const auto recovery = OptionalNumber{ryn::kKeyBootModuleLastRecoveryTime, 0}.read(data);

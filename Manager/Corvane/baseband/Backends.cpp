@@ -1,0 +1,36 @@
+#include "Corvane/baseband/Backends.h"
+
+#include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
+#include "Corvane/baseband/simulated/SimulatedBaseband.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace corvane {
+namespace {
+
+using BasebandPtr = std::unique_ptr<Baseband>;
+
+constexpr Backend kBackends[] = {
+    {"simulated",
+     [](Loop& loop, SettingsStore& store, const std::string&) -> BasebandPtr {
+         return std::make_unique<SimulatedBaseband>(loop, store);
+     }},
+    {"modemmanager",
+     [](Loop& loop, SettingsStore& store, const std::string& modem) -> BasebandPtr {
+         return std::make_unique<ModemManagerBaseband>(loop, store, modem);
+     }},
+};
+
+}  // namespace
+
+std::span<const Backend> backends() {
+    return kBackends;
+}
+
+const Backend* findBackend(const std::string& name) {
+    const auto found = std::ranges::find(kBackends, name, &Backend::name);
+    return found == std::end(kBackends) ? nullptr : &*found;
+}
+
+}  // namespace corvane
