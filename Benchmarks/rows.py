@@ -11,6 +11,7 @@ from world import run
 
 COMMANDS = 10_000
 REST_SECONDS = 60
+RECORDING_SECONDS = 20
 
 
 @dataclasses.dataclass(frozen=True)
@@ -138,6 +139,33 @@ def durable_setting(world):
     return ours / least, f"{ours / 1000:.0f} / {least / 1000:.0f} us"
 
 
+@functools.cache
+def _recorder(world):
+    return measure.inside([world.program("inside_recorder")], "real_time")
+
+
+def recorded(world):
+    times = _recorder(world)
+    ours, least = times["appendRecord/real_time"], times["copyAndWrite/real_time"]
+    return ours / least, f"{ours:.0f} / {least:.0f} ns"
+
+
+def snapshot_growth(world):
+    times = _recorder(world)
+    much, little = (times[f"linkIntoSnapshot/{megabytes}/iterations:200/real_time"] for megabytes in (1024, 1))
+    return much / little, f"{much / 1000:.0f} / {little / 1000:.0f} us"
+
+
+def recording(groups, world):
+    """The share of a processor that a manager takes which records what the baseband says by itself."""
+    server = world.start_manager(world.path(f"recording-{groups}.sock"), world.path(f"recording-{groups}"))
+    socket = {"CORVANE_SOCKET": server.address}
+    run([*world.tool, "diag", "enabled", "true", "--", "diag", "secondary-dmc", groups, "--", "baseband", "state", "0"], socket)
+    before, since = server.cpu_seconds(), time.monotonic()
+    time.sleep(RECORDING_SECONDS)
+    return 100 * (server.cpu_seconds() - before) / (time.monotonic() - since), ""
+
+
 # At rest
 
 class Rest:
@@ -221,6 +249,10 @@ ROWS = [
     _row("requests-same-load", "the same, redis under the load that the daemon has", requests, lambda world: _rate(world, "redis")["requests_a_second"]),
     _row("fan-out", "an event to 1,000 watchers, CPU a delivery / one send(2)", fan_out, at_most=3),
     _row("durable", "a durable setting / write and fdatasync of its bytes", durable_setting, at_most=2),
+    _row("record", "a record of 200 bytes / copying and writing its bytes", recorded, at_most=1.5),
+    _row("record-default", "DIAG on with Default: share of a processor", recording, "None", at_most=0.5, unit=" %"),
+    _row("record-tput", "the same with Tput", recording, "Tput", at_most=2, unit=" %"),
+    _row("growth-snapshot", "linking 1 GB into a snapshot / 1 MB", snapshot_growth, at_most=1.2),
     _row("growth-commands", "cost of a command, the 100,000th / the 10th", growth_commands, at_most=1.1),
     _row("growth-clients", "CPU of a request, 1,000 clients / one", growth_clients, at_most=1.1),
     _row("growth-store-put", "a durable setting, 2,000 others / none", growth_settings, "put", at_most=1.2),

@@ -140,10 +140,16 @@ class Server:
     def is_running(self):
         return self.process.poll() is None
 
+    def cpu_seconds(self):
+        """Of the processor, in user and in kernel mode."""
+        fields = pathlib.Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
-def run(words):
+
+def run(words, environment=None):
     """What a program prints; it must succeed."""
-    done = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+    done = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False,
+                          env=os.environ | (environment or {}))
     if done.returncode != 0:
         raise RuntimeError(f"{' '.join(words)} ended with {done.returncode}:\n{done.stdout[-1000:]}{done.stderr[-1000:]}")
     return done.stdout

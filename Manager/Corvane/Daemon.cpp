@@ -6,10 +6,13 @@
 #include "Platform/Report.h"
 
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 
 namespace corvane {
 
@@ -17,6 +20,16 @@ namespace {
 
 /// Beside the clients' sockets: the database, logs and the loop's own.
 constexpr rlim_t kOtherDescriptors = 64;
+
+constexpr const char* kStreamSocket = "diag.sock";
+
+/// Where a listening socket has its name.
+std::filesystem::path folderOf(int socket) {
+    sockaddr_un address{};
+    socklen_t length = sizeof(address) - 1;
+    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+    return std::filesystem::path(address.sun_path).parent_path();
+}
 
 /// @return how many of `clients` there is room for.
 Result<std::size_t> raiseDescriptorLimit(std::size_t clients) {
@@ -80,7 +93,7 @@ Result<void> Daemon::listen() {
         return {};
     }
     const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
-    auto opened = Listener::open(path, policy_);
+    auto opened = Listener::open(path, policy_, SOCK_SEQPACKET);
     if (const auto* why = std::get_if<std::string>(&opened)) {
         return Refusal::wrongState(*why);
     }
@@ -101,11 +114,24 @@ Result<void> Daemon::openSettings() {
     return {};
 }
 
+Result<ListeningSocket> Daemon::listenForStream(const std::string& path) const {
+    auto opened = Listener::open(path, policy_, SOCK_STREAM);
+    if (auto* why = std::get_if<std::string>(&opened)) {
+        return Refusal::limitReached("There is no live stream of DIAG messages: " + *why + ".");
+    }
+    auto listener = std::make_shared<Listener>(std::get<Listener>(std::move(opened)));
+    log::notice("DIAG messages are streamed to those who connect to " + path);
+    return ListeningSocket{listener->takeSocket(), listener};
+}
+
 void Daemon::serve(platform::FileDescriptor socket) {
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    Services services(*store_, options_.stateFolder, *loop_);
+    const std::string streamPath = folderOf(socket.get()) / kStreamSocket;
+    Services services(*store_, options_.stateFolder, *loop_,
+                      {[this, streamPath] { return listenForStream(streamPath); },
+                       [this](int reader) { return policy_.judge(reader).allowed; }});
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
     Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits_);

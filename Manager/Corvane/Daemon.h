@@ -25,6 +25,8 @@ private:
     Result<void> prepareLoop();
     Result<void> listen();
     Result<void> openSettings();
+    /// For readers of the live stream, beside the manager's own socket and with its rights.
+    Result<ListeningSocket> listenForStream(const std::string& path) const;
     void serve(platform::FileDescriptor socket);
 
     Options options_;

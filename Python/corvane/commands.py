@@ -133,9 +133,9 @@ def set_trace_property(trace: str, name: str, value: str) -> Command[None]:
     )
 
 
-def collect_trace_logs(reason: str) -> Command[None]:
-    """Ends when the folder of logs is written."""
-    return Command("CollectTraceLogsCommand", {"KeyTraceLogsReason": reason}, _nothing)
+def collect_trace_logs(reason: str) -> Command[str]:
+    """The folder of logs, when it is written."""
+    return Command("CollectTraceLogsCommand", {"KeyTraceLogsReason": reason}, _key("KeyTraceLogsFolder", str))
 
 
 def run_self_test(options: dict[str, Value] | None = None) -> Command[dict[str, Value]]:

@@ -7,6 +7,7 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 namespace corvane {
 namespace {
@@ -16,13 +17,13 @@ using namespace std::chrono_literals;
 /// The server on a loop that the test turns.
 TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const support::TempFolder folder;
-    const std::string path = folder / "services.sock";
+    const std::string path = folder / "manager.sock";
     const auto loop = std::move(*Loop::make());
     const PeerPolicy policy;
     const auto store = std::move(*SettingsStore::open(folder.path()));
-    Services services(*store, folder.path(), *loop);
+    Services services(*store, folder.path(), *loop, {});
     Dispatcher dispatcher(services, {});
-    auto listener = std::get<Listener>(Listener::open(path, policy));
+    auto listener = std::get<Listener>(Listener::open(path, policy, SOCK_SEQPACKET));
     Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});
     Peer polite(path);
     Peer silent(path, Peer::Greeting::None);

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <filesystem>
 
 namespace {
 
@@ -39,13 +40,14 @@ TEST(Settings, AreTypedRangedAndKeptOverAKill) {
         {"DIAG", "Stall_Detection_Recovery", "None", "1", "Reset Baseband"},
         {"DIAG", "File_Sleep", "Sleep", "\xC3\xA4", "\xC3\xA4"},
         {"DIAG", "High_Watermark", "95", "0", "0"},
-        {"CoreDump", "Enabled", "true", "false", "false"},
         {"KernelPCI", "BufferCount", "4", "64", "64"},
         {"RYN", "Enabled", "true", "false", "false"},
         {"RYN", "History", "5", "7", "7"},
         {"TEMS", "Mode", "OFF", "HW", "HW"},
     };
     Daemon daemon;
+    std::filesystem::create_directory(daemon.statePath() + "/DMC");
+    support::writeFile(daemon.statePath() + "/DMC/\xC3\xA4.json", R"({"groups": []})");
     {
         Peer peer(daemon.socketPath());
         for (const Case& row : cases) {

@@ -228,7 +228,8 @@ TEST(Start, ReadsADatabaseOfVersion1_0_0) {
     EXPECT_EQ(peer.ask("GetTraceFiltersCommand"), R"(0 {"FreeSpacePercentage":33})");
     EXPECT_THAT(peer.ask("GetStatisticsCommand"), HasSubstr("kept from 1.0.0"));
     peer.ask("RemoveTraceFilterCommand", support::dictionary({{"KeyTraceFilterName", support::text("FreeSpacePercentage")}}));
-    EXPECT_EQ(peer.ask("CollectTraceLogsCommand", support::dictionary({{"KeyTraceLogsReason", support::text("why")}})), "0");
+    EXPECT_THAT(peer.ask("CollectTraceLogsCommand", support::dictionary({{"KeyTraceLogsReason", support::text("why")}})),
+                HasSubstr("KeyTraceLogsFolder"));
     const std::filesystem::path folder = std::filesystem::directory_iterator(daemon.statePath() + "/Snapshots")->path();
     EXPECT_THAT(support::readFile(folder / "baseband.json"), HasSubstr(R"("SerialNumber": 203707990)"));
     EXPECT_THAT(support::readFile(folder / "power-log-npa.txt"), HasSubstr("Dumped at 2026-11-21"));

@@ -30,7 +30,8 @@ protected:
         return Peer(daemon_.socketPath()).ask(command, argument);
     }
     std::string collect(const std::string& reason) {
-        return ask("CollectTraceLogsCommand", dictionary({{"KeyTraceLogsReason", text(reason)}}));
+        const std::string answer = ask("CollectTraceLogsCommand", dictionary({{"KeyTraceLogsReason", text(reason)}}));
+        return answer.starts_with(R"(0 {"KeyTraceLogsFolder":")" + daemon_.statePath() + "/Snapshots/log-bb-") ? "0" : answer;
     }
     std::string add(const std::string& filter, const xpc::Object& value) {
         return ask("AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text(filter)}, {"KeyTraceFilterValue", value}}));

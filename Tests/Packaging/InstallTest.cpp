@@ -49,6 +49,7 @@ TEST(InstallTest, PutsEverythingBelowThePrefixWithinDestdir) {
                                            "opt/ryn/share/fish/vendor_completions.d/ryntool.fish",
                                            "opt/ryn/share/man/man1/corvane-bridge.1",
                                            "opt/ryn/share/man/man1/ryntool.1",
+                                           "opt/ryn/share/man/man5/corvane-snapshot.5",
                                            "opt/ryn/share/man/man7/corvane-protocol.7",
                                            "opt/ryn/share/man/man8/Corvane.8",
                                            "opt/ryn/share/man/man8/Pellcore.8",
@@ -86,7 +87,7 @@ TEST(InstallTest, UnitsAreValidAndConfined) {
 }
 
 TEST(InstallTest, ManualPagesAreClean) {
-    for (const std::string page : {"ryntool.1", "corvane-protocol.7", "Corvane.8", "Pellcore.8"}) {
+    for (const std::string page : {"ryntool.1", "corvane-snapshot.5", "corvane-protocol.7", "Corvane.8", "Pellcore.8"}) {
         const auto lint = run({"mandoc", "-T", "lint", "-W", "warning", SOURCE_FOLDER "/Packaging/man/" + page});
         EXPECT_EQ(lint.status, 0) << lint.out << lint.err;
     }

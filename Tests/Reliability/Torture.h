@@ -69,6 +69,7 @@ void fullDisk(Run& run);
 void damagedState(Run& run);
 void slowDisk(Run& run);
 void killErase(Run& run);
+void recording(Run& run);
 void load(Run& run);
 
 }  // namespace torture

@@ -25,6 +25,8 @@ constexpr Program kPrograms[] = {
     {"state", "Damage to the settings' file is found, said and set aside, and the manager serves", torture::damagedState},
     {"slow", "Writers on a slow disk share its syncs, and keep nobody else waiting", torture::slowDisk},
     {"erase", "An erasure is whole or has not happened, whenever the manager is killed", torture::killErase},
+    {"recording", "What was recorded can be read after any kill, and a reader that doesn't read costs little",
+     torture::recording},
     {"load", "64 clients at once are served without a data race or a wrong access", torture::load},
 };
 

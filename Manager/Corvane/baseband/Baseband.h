@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/baseband/BootState.h"
+#include "Corvane/baseband/DiagSettings.h"
 #include "Corvane/baseband/OperatingMode.h"
 #include "Corvane/baseband/RFSelfTest.h"
 #include "Corvane/support/Result.h"
@@ -55,7 +56,8 @@ using SnapshotFiles = std::vector<SnapshotFile>;
 struct TraceRecord {
     ryn::trace::Type trace;
     std::chrono::system_clock::time_point time;
-    std::string content;  ///< a line of text without its end, or the bytes of a message
+    /// A line of text without its end. DIAG: an IPv4 packet that carries GSMTAP over UDP. TEMS: a line of CSV without its time.
+    std::string content;
 };
 
 /// Hears what happens in the baseband. Called on the event loop's thread, between commands or within one.
@@ -66,6 +68,8 @@ public:
     virtual void operatingModeChanged(OperatingMode mode) = 0;
     virtual void selfTestProgressed(const RFSelfTestEvent& event) = 0;
     virtual void traceRecorded(const TraceRecord&) {}
+    /// The application processor goes to sleep or wakes.
+    virtual void sleepChanged(bool /*asleep*/) {}
     /// One sentence for the manager's own log.
     virtual void basebandLog(std::string_view sentence) = 0;
 };
@@ -123,7 +127,13 @@ public:
     }
     virtual void abortSelfTest(Completion<void> completion) { completion(cannot("test its radio")); }
 
-    /// Begins or ceases to tell the listener the records of a trace.
+    /// Whether the backend has anything to record for a trace of its kind.
+    virtual bool canRecord(ryn::trace::Type) const { return false; }
+    /// From now on diagnostic messages go to the listener, as records of the DIAG trace, as `settings` say. Before `start` too.
+    virtual void configureDiag(const DiagSettings& /*settings*/) {}
+    /// Tells the listener the messages that the baseband still holds, those of a procedure under way among them.
+    virtual void drainDiag() {}
+    /// Begins or ceases to tell the listener the records of another trace.
     virtual void switchTrace(ryn::trace::Type, bool /*on*/, Completion<void> completion) {
         completion(cannot("record this trace"));
     }

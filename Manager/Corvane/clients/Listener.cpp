@@ -61,7 +61,7 @@ FileDescriptor lockBeside(const std::string& path) {
 }
 
 /// Removes the socket of a manager that is gone. @return why the path can't be used.
-std::optional<std::string> clear(const std::string& path) {
+std::optional<std::string> clear(const std::string& path, int type) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) {
         return std::nullopt;
@@ -69,7 +69,7 @@ std::optional<std::string> clear(const std::string& path) {
     if (!S_ISSOCK(status.st_mode)) {
         return path + " exists and is not a socket; name another one with --socket";
     }
-    const FileDescriptor probe(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const FileDescriptor probe(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const sockaddr_un address = addressOf(path);
     if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || errno != ECONNREFUSED) {
         return "something listens on " + path + " already; stop it or name another socket with --socket";
@@ -90,7 +90,7 @@ bool bindWithMode(int socket, const std::string& path) {
 
 }  // namespace
 
-std::variant<Listener, std::string> Listener::open(const std::string& path, const PeerPolicy& policy) {
+std::variant<Listener, std::string> Listener::open(const std::string& path, const PeerPolicy& policy, int type) {
     constexpr std::size_t kLongestPath = sizeof(sockaddr_un::sun_path) - 1;
     if (path.size() > kLongestPath) {
         return "the socket path " + path + " is too long: at most " + std::to_string(kLongestPath) +
@@ -106,10 +106,10 @@ std::variant<Listener, std::string> Listener::open(const std::string& path, cons
                    ? "another manager listens on " + path + " already; stop it or name another socket with --socket"
                    : because("can't lock " + path + ".lock") + "; name another socket with --socket";
     }
-    if (auto why = clear(path)) {
+    if (auto why = clear(path, type)) {
         return std::move(*why);
     }
-    listener.socket_ = FileDescriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    listener.socket_ = FileDescriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!bindWithMode(listener.socket_.get(), path)) {
         return because("can't listen on " + path);
     }

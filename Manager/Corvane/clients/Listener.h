@@ -18,7 +18,8 @@ namespace corvane {
 class Listener {
 public:
     /// @return the listener, or why there can't be one, in one sentence.
-    static std::variant<Listener, std::string> open(const std::string& path, const PeerPolicy& policy);
+    /// @param type of sockets: SOCK_SEQPACKET or SOCK_STREAM.
+    static std::variant<Listener, std::string> open(const std::string& path, const PeerPolicy& policy, int type);
     /// The socket that systemd hands over (sd_listen_fds(3)); an empty listener when it hands none.
     static std::variant<Listener, std::string> takeOver();
 

@@ -5,7 +5,6 @@
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/UtcTime.h"
 #include "Corvane/support/Values.h"
-#include "config/DiagConfig.h"
 #include "config/RYNProperties.h"
 #include "platform/ryn/constants.h"
 
@@ -24,7 +23,8 @@ const Refusal kUnreadablePreferences{ResultCode::StorageFailed,
 
 }  // namespace
 
-Services::Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop)
+Services::Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop,
+                   DiagTrace::StreamAccess streamAccess)
     : store_(store),
       group_(store, loop),
       traceSettings_(store, group_),
@@ -32,8 +32,14 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       erasure_(store, traceSettings_, traceFilters_),
       bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),
-      traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_) {
+      traceRecorders_(loop, stateFolder / "Scratch"),
+      traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_, traceRecorders_),
+      traceSwitches_(traceSettings_, traceRecorders_),
+      diagTrace_({loop, traceSettings_, traceRecorders_, std::move(streamAccess), [this] { resetStalledBaseband(); }},
+                 stateFolder) {
     log::alsoTo([this](std::string_view line) { scratchLog_.write(line); });
+    traceSettings_.setCheck(
+        [this](const TraceProperty& property, std::string_view value) { return checkSetting(property, value); });
     traceSettings_.setOnChange(
         [this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
 }
@@ -46,6 +52,8 @@ void Services::start(std::unique_ptr<Baseband> baseband, EventListener events) {
     events_ = std::move(events);
     baseband_ = std::move(baseband);
     erasure_.finishInterrupted();
+    traceSwitches_.start(*baseband_);
+    diagTrace_.start(*baseband_);
     baseband_->start(*this);
 }
 
@@ -73,21 +81,27 @@ Result<void> Services::unblockResets() {
     return {};
 }
 
+Result<void> Services::checkSetting(const TraceProperty& property, std::string_view value) const {
+    const auto possible = traceSwitches_.check(property, value);
+    return possible ? diagTrace_.check(property, value) : possible;
+}
+
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {
     log::info(fmt::format("{} {} is now {}", ryn::trace::typeAsString(property.trace), property.name, value));
     scratchLog_.refresh();
     if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
         scratchLog_.clear();
     }
+    traceSwitches_.settingChanged(property);
+    diagTrace_.settingChanged(property);
 }
 
-void Services::collectTraceLogs(const std::string& reason, Completion<void> completion) {
+void Services::collectTraceLogs(const std::string& reason, Completion<std::filesystem::path> completion) {
     if (const auto allowed = traceLogs_.checkFilters(); !allowed) {
-        completion(allowed);
+        completion(allowed.refusal());
         return;
     }
-    ++collecting_;
-    traceSettings_.setReadOnly(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Dumping");
+    diagTrace_.beginSnapshot();
     baseband().getVersion([this, reason, completion = std::move(completion)](const Result<BasebandVersion>& version) {
         const std::string known = version && !version->text.empty() ? version->text : ryn::kUnknown;
         baseband().collectSnapshot([this, reason, known, completion](Result<SnapshotFiles> collected) {
@@ -111,19 +125,18 @@ SnapshotFile Services::describe(const std::string& reason, const std::string& ba
             }))};
 }
 
-void Services::finishCollection(SnapshotFiles files, const Completion<void>& completion) {
+void Services::finishCollection(SnapshotFiles files, const Completion<std::filesystem::path>& completion) {
     if (const auto lastSelfTest = store_.get(kBasebandArea, kLastSelfTest)) {
         files.push_back({"rf-self-test.json", *lastSelfTest});
     }
     const bool keep = traceSettings_.value(ryn::trace::Type::RYN, TraceProperty::kKeepScratchLogs) == "true";
-    const auto written = traceLogs_.write(files, keep);
-    if (--collecting_ == 0) {
-        traceSettings_.setReadOnly(ryn::trace::Type::DIAG, diag::config::kDumpStateKey, "Idle");
-    }
-    completion(written);
+    auto written = traceLogs_.write(files, keep);
+    diagTrace_.endSnapshot();
+    completion(std::move(written));
 }
 
 void Services::bootStateChanged(const BootStatus& status) {
+    diagTrace_.bootStateChanged(status.state);
     events_(ryn::kEventBasebandBootStateChange, toReply(status));
 }
 
@@ -137,6 +150,31 @@ void Services::selfTestProgressed(const RFSelfTestEvent& event) {
         store_.storeLazily(kBasebandArea, kLastSelfTest, readableJson(payload));
     }
     events_(ryn::kEventBasebandDiagnostics, payload);
+}
+
+void Services::traceRecorded(const TraceRecord& record) {
+    if (record.trace == ryn::trace::Type::DIAG) {
+        diagTrace_.record(record);
+    } else {
+        traceRecorders_.record(record);
+    }
+}
+
+void Services::sleepChanged(bool asleep) {
+    diagTrace_.sleepChanged(asleep);
+}
+
+void Services::resetStalledBaseband() {
+    if (const auto allowed = allowReset(); !allowed) {
+        log::warning(allowed.refusal().sentence);
+        return;
+    }
+    const auto done = [](const Result<void>& reset) {
+        if (!reset) {
+            log::warning(reset.refusal().sentence);
+        }
+    };
+    baseband_->reset({ResetType::Soft, "StallRecovery", "the DIAG trace has stalled"}, done);
 }
 
 void Services::basebandLog(std::string_view sentence) {

@@ -3,10 +3,12 @@
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/requests/Erasure.h"
 #include "Corvane/requests/Statistics.h"
+#include "Corvane/traces/DiagTrace.h"
 #include "Corvane/traces/ScratchLog.h"
 #include "Corvane/traces/TraceFilters.h"
 #include "Corvane/traces/TraceLogs.h"
 #include "Corvane/traces/TraceSettings.h"
+#include "Corvane/traces/TraceSwitches.h"
 
 #include <filesystem>
 #include <functional>
@@ -21,7 +23,7 @@ public:
     using EventListener = std::function<void(const char* event, const xpc::Object& payload)>;
 
     /// @param store and @param loop outlive this. @param stateFolder where the logs go.
-    Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop);
+    Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop, DiagTrace::StreamAccess streamAccess);
     ~Services() override;
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
@@ -36,8 +38,8 @@ public:
     static Result<void> unblockResets();
     /// Erases the baseband's non-volatile data and puts every setting back to its default.
     void erase(const Completion<void>& done) { erasure_.run(*baseband_, done); }
-    /// Completes when the folder is written.
-    void collectTraceLogs(const std::string& reason, Completion<void> completion);
+    /// Completes with the folder when it is written.
+    void collectTraceLogs(const std::string& reason, Completion<std::filesystem::path> completion);
 
     TraceSettings& traceSettings() { return traceSettings_; }
     TraceFilters& traceFilters() { return traceFilters_; }
@@ -49,13 +51,18 @@ public:
     void bootStateChanged(const BootStatus& status) override;
     void operatingModeChanged(OperatingMode mode) override;
     void selfTestProgressed(const RFSelfTestEvent& event) override;
+    void traceRecorded(const TraceRecord& record) override;
+    void sleepChanged(bool asleep) override;
     void basebandLog(std::string_view sentence) override;
 
 private:
+    Result<void> checkSetting(const TraceProperty& property, std::string_view value) const;
     void settingChanged(const TraceProperty& property, const std::string& value);
     /// What the manager adds to a snapshot.
     SnapshotFile describe(const std::string& reason, const std::string& basebandVersion);
-    void finishCollection(SnapshotFiles files, const Completion<void>& completion);
+    void finishCollection(SnapshotFiles files, const Completion<std::filesystem::path>& completion);
+    /// For a trace that has stalled.
+    void resetStalledBaseband();
 
     SettingsStore& store_;
     GroupCommit group_;
@@ -66,8 +73,10 @@ private:
     CommandFigures commandFigures_;
     ClientFigures clientFigures_;
     ScratchLog scratchLog_;
+    TraceRecorders traceRecorders_;
     TraceLogs traceLogs_;
-    unsigned collecting_ = 0;
+    TraceSwitches traceSwitches_;
+    DiagTrace diagTrace_;
     EventListener events_;
     std::unique_ptr<Baseband> baseband_;
 };

@@ -25,9 +25,14 @@ std::string utcTime(const char* pattern) {
 }
 
 std::string utcTimeStamp() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return fmt::format("{}.{:03}Z", format(now, "%Y-%m-%dT%H:%M:%S"), now.tv_nsec / 1000000);
+    return utcTimeStamp(std::chrono::system_clock::now());
+}
+
+std::string utcTimeStamp(std::chrono::system_clock::time_point time) {
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time);
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    return fmt::format("{}.{:03}Z", format({std::chrono::system_clock::to_time_t(seconds), 0}, "%Y-%m-%dT%H:%M:%S"),
+                       (milliseconds - seconds).count());
 }
 
 }  // namespace corvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace corvane {
@@ -8,5 +9,6 @@ namespace corvane {
 std::string utcTime(const char* format);
 /// Now, with milliseconds: "2026-11-01T12:34:56.789Z".
 std::string utcTimeStamp();
+std::string utcTimeStamp(std::chrono::system_clock::time_point time);
 
 }  // namespace corvane

@@ -71,8 +71,8 @@ bool makeFolder(const fs::path& folder, const fs::path& stateFolder) {
 
 }  // namespace
 
-TraceLogs::TraceLogs(fs::path folder, const TraceFilters& filters, ScratchLog& scratchLog)
-    : folder_(std::move(folder)), filters_(filters), scratchLog_(scratchLog) {}
+TraceLogs::TraceLogs(fs::path folder, const TraceFilters& filters, ScratchLog& scratchLog, TraceRecorders& recorders)
+    : folder_(std::move(folder)), filters_(filters), scratchLog_(scratchLog), recorders_(recorders) {}
 
 Result<void> TraceLogs::checkFilters() const {
     if (filters_.maxLogLimit() == 0) {
@@ -92,7 +92,7 @@ Result<void> TraceLogs::checkFilters() const {
                                  " %; make room, or lower or remove the filter.");
 }
 
-Result<void> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
+Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
     std::error_code error;
     const fs::path stateFolder = folder_.parent_path();
     if (!makeFolder(folder_, stateFolder) && errno != EEXIST) {
@@ -110,6 +110,9 @@ Result<void> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepS
         if (!writeFile(partial / file.name, file.content)) {
             return failed(partial, file.name + " did not fit or could not be made");
         }
+    }
+    if ((error = recorders_.link(partial))) {
+        return failed(partial, error.message());
     }
     log::notice("collected trace logs in " + whole.string());
     // The manager's own log comes last: a failure before has left it where it was.
@@ -129,9 +132,10 @@ Result<void> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepS
     }
     if (!keepScratchLogs) {
         scratchLog_.clear();
+        recorders_.clear();
     }
     dropOldest();
-    return {};
+    return whole;
 }
 
 std::vector<TraceLogs::Collection> TraceLogs::collections() const {

@@ -4,6 +4,7 @@
 #include "Corvane/support/Result.h"
 #include "Corvane/traces/ScratchLog.h"
 #include "Corvane/traces/TraceFilters.h"
+#include "Corvane/traces/TraceRecorders.h"
 
 #include <filesystem>
 #include <string>
@@ -15,13 +16,14 @@ namespace corvane {
 class TraceLogs {
 public:
     /// The references outlive this.
-    TraceLogs(std::filesystem::path folder, const TraceFilters& filters, ScratchLog& scratchLog);
+    TraceLogs(std::filesystem::path folder, const TraceFilters& filters, ScratchLog& scratchLog, TraceRecorders& recorders);
 
     /// Whether the filters allow a collection now.
     Result<void> checkFilters() const;
     /// Writes a folder that appears whole, and drops the oldest ones over the filter's limit.
-    /// @param keepScratchLogs whether the manager's own log goes on as if nothing had been collected.
-    Result<void> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
+    /// @param keepScratchLogs whether the manager's own log and the recorded traces go on as if nothing had been collected.
+    /// @return the folder.
+    Result<std::filesystem::path> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
 
 private:
     struct Collection {
@@ -36,6 +38,7 @@ private:
     std::filesystem::path folder_;
     const TraceFilters& filters_;
     ScratchLog& scratchLog_;
+    TraceRecorders& recorders_;
 };
 
 }  // namespace corvane

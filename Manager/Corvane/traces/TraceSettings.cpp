@@ -110,6 +110,10 @@ void TraceSettings::set(std::string_view trace, std::string_view property, std::
         return;
     }
     Row& row = **found;
+    if (const auto checked = check_ ? check_(row.property, *accepted) : Result<void>(); !checked) {
+        done(checked);
+        return;
+    }
     if (row.property.keeping != Keeping::Stored) {
         done(apply(row, *accepted));
         return;

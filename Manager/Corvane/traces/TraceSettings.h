@@ -24,6 +24,9 @@ public:
 
     /// A stored value that its property doesn't take is logged and replaced by the default.
     TraceSettings(SettingsStore& store, GroupCommit& group);
+    /// Judges a value of the right form before it is stored.
+    using Check = std::function<Result<void>(const TraceProperty& property, std::string_view value)>;
+    void setCheck(Check check) { check_ = std::move(check); }
     void setOnChange(OnChange onChange) { onChange_ = std::move(onChange); }
 
     /// {KeyTracePropertyValue: string}, ready to be sent. @param trace in any letter case.
@@ -67,6 +70,7 @@ private:
 
     SettingsStore& store_;
     GroupCommit& group_;
+    Check check_;
     OnChange onChange_;
     std::map<std::string, Rows, std::less<>> traces_;
 };

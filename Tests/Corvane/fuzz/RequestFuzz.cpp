@@ -19,6 +19,10 @@ void check(std::span<const std::uint8_t> packet) {
     }
 }
 
+corvane::Result<corvane::ListeningSocket> noStream() {
+    return corvane::Refusal::notSupported("There are no sockets here.");
+}
+
 /// The whole manager but its sockets.
 class Fuzzed {
 public:
@@ -26,7 +30,7 @@ public:
         setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
         corvane::log::setLevel(corvane::log::Level::Error);
         store_ = std::move(*corvane::SettingsStore::open(folder_.path()));
-        services_.emplace(*store_, folder_.path(), *loop_);
+        services_.emplace(*store_, folder_.path(), *loop_, corvane::DiagTrace::StreamAccess{noStream, [](int) { return false; }});
         dispatcher_.emplace(*services_, corvane::FaultRules());
         corvane::addAllCommands(*dispatcher_);
         services_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *store_), [](const char*, const xpc::Object&) {});

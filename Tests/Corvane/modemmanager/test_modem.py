@@ -299,7 +299,7 @@ def test_a_snapshot_holds_the_modem_and_its_parts(rig):
     rig.call(f"{ROOT}/Modem/0", MODEM, "CreateBearer", dbus.Dictionary({"apn": "internet"}, "sv"))
     until(lambda: client.statistics()["State"] == "registered", "the network")
     until(lambda: rig.call(f"{ROOT}/Modem/0", MODEM + ".Location", "GetLocation"), "a location")
-    assert client.do("CollectTraceLogs", TraceLogsReason="why") is None
+    assert "KeyTraceLogsFolder" in client.do("CollectTraceLogs", TraceLogsReason="why")
     modem = rig.snapshot("modem.json")
     assert modem[f"{ROOT}/Modem/0"][MODEM]["EquipmentIdentifier"] == "490154203237518"
     assert modem[f"{ROOT}/Modem/0"][MODEM]["State"] == "registered"
@@ -307,6 +307,15 @@ def test_a_snapshot_holds_the_modem_and_its_parts(rig):
     assert modem[f"{ROOT}/SIM/0"]["Imsi"] == "001010123456789"
     assert modem["Location"] == {"MCC": "001", "MNC": "01", "LAC": "1", "Cell": "ABCD", "TAC": "0"}
     assert rig.snapshot("bearers.json")[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
+
+
+def test_what_a_modem_gives_no_way_to_is_not_recorded(rig):
+    client = rig.ready(AtModem())
+    for trace in ("DIAG", "BasebandIPC", "KernelPCI", "CoreDump"):
+        names = {"TraceName": trace, "TracePropertyName": "Enabled"}
+        assert client.do("SetTraceProperty", **names, TracePropertyValue="true").startswith(
+            f"102: Trace {trace} can't be recorded: this baseband ")
+        assert client.do("GetTraceProperty", **names) == {"KeyTracePropertyValue": "false"}
 
 
 def test_errors_are_understood_by_their_names(rig):
@@ -331,7 +340,7 @@ def test_errors_are_understood_by_their_names(rig):
     # A factory reset that doesn't restart the modem is followed by a reset; only then its data is the factory's.
     assert client.answer(client.ask_erase()) is None
     assert fakes.Modem.asked[-2:] == ["FactoryReset", "Reset"]
-    assert client.do("CollectTraceLogs", TraceLogsReason="why") is None
+    assert "KeyTraceLogsFolder" in client.do("CollectTraceLogs", TraceLogsReason="why")
     assert rig.snapshot("modem.json")[manager.modem.path][MODEM]["Largest"] == str(2**64 - 1)
 
 

@@ -4,10 +4,12 @@
 #include "Corvane/baseband/simulated/BasebandClock.h"
 #include "Corvane/baseband/simulated/BasebandStatistics.h"
 #include "Corvane/baseband/simulated/FileSystemSync.h"
+#include "Corvane/baseband/simulated/Link.h"
 #include "Corvane/baseband/simulated/PowerLogs.h"
 #include "Corvane/baseband/simulated/RFSelfTest.h"
 #include "Corvane/baseband/simulated/StateMachine.h"
 #include "Corvane/baseband/simulated/WakeReasons.h"
+#include "Corvane/baseband/simulated/diag/DiagSource.h"
 
 namespace corvane {
 
@@ -37,6 +39,10 @@ public:
     void simulatePowerNotification(std::uint32_t message, Completion<void> completion) override;
     void runSelfTest(const RFSelfTestOptions& options, Completion<RFSelfTestEvent> completion) override;
     void abortSelfTest(Completion<void> completion) override;
+    bool canRecord(ryn::trace::Type trace) const override;
+    void switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) override;
+    void configureDiag(const DiagSettings& settings) override { diag_.configure(settings); }
+    void drainDiag() override { diag_.drain(); }
     void getStatistics(Completion<xpc::Object> completion) override;
     void collectSnapshot(Completion<SnapshotFiles> completion) override;
 
@@ -48,6 +54,8 @@ private:
     void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const RFSelfTestEvent& event) override;
 
     void beginSelfTest(const RFSelfTestOptions& options, Completion<RFSelfTestEvent> completion);
+    void sleepChanged(const char* why, bool asleep);
+    void record(const TraceRecord& record);
     xpc::Object state() const;
 
     BasebandListener* listener_ = nullptr;  ///< nullptr once stopped
@@ -57,6 +65,8 @@ private:
     simulated::BasebandStatistics statistics_;
     simulated::WakeReasons wakeReasons_;
     simulated::PowerLogs powerLogs_;
+    simulated::Link link_;
+    simulated::DiagSource diag_;
     simulated::RFSelfTest selfTest_;
     simulated::FileSystemSync fileSystemSync_;
     simulated::StateMachine stateMachine_;

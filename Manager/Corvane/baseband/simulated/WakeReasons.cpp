@@ -61,7 +61,7 @@ Result<WakeReasons::Notified> WakeReasons::notify(std::uint32_t message, bool ba
     } else if (const auto recorded = recordWake(known->channel, known->meaning); !recorded) {
         return recorded.refusal();
     }
-    return Notified{known->meaning, known->channel != 0};
+    return Notified{known->meaning, known->channel != 0, !known->wakes};
 }
 
 bool WakeReasons::resetBegins() {

@@ -29,6 +29,7 @@ public:
     struct Notified {
         const char* meaning;  ///< "it is about to sleep", or what woke it
         bool wokenByBaseband;
+        bool sleeps;  ///< the application processor, from now on
     };
     /// Takes a notification; the wake that it tells of is on disk before this returns. A baseband that is off wakes nobody.
     Result<Notified> notify(std::uint32_t message, bool basebandIsOff);

@@ -2,6 +2,7 @@
 #include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Text.h"
+#include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
 namespace corvane {
@@ -9,7 +10,10 @@ namespace corvane {
 namespace {
 
 void collectTraceLogs(Services& services, const AnswerCompletion& answer, std::string_view reason) {
-    services.collectTraceLogs(escaped(reason), answer);
+    services.collectTraceLogs(escaped(reason), [answer](const Result<std::filesystem::path>& folder) {
+        answer(folder ? Answer(dictionary({{ryn::request::kKeyTraceLogsFolder, text(folder->string())}}))
+                      : Answer(folder.refusal()));
+    });
 }
 
 void addTraceFilter(Services& services, const AnswerCompletion& answer, std::string_view filter,

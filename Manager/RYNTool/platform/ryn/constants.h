@@ -104,7 +104,7 @@ inline constexpr const char* kKeyRFSelfTestRSSIMeasurementPortBList = "KeyRFSelf
 
 /// The requests that have an operation of their own in the client library, as they travel.
 ///
-///     CollectTraceLogs   {kKeyTraceLogsReason: string}
+///     CollectTraceLogs   {kKeyTraceLogsReason: string}    answered by {kKeyTraceLogsFolder: string}
 ///     AddTraceFilter     {kKeyTraceFilterName: string, kKeyTraceFilterValue: int64, or null for the filter's default}
 ///     RemoveTraceFilter  {kKeyTraceFilterName: string}
 ///     GetTraceFilters    null                            answered by {filter name: int64, ...}
@@ -116,6 +116,7 @@ inline constexpr const char* kRemoveTraceFilter = "RemoveTraceFilterCommand";
 inline constexpr const char* kGetTraceFilters = "GetTraceFiltersCommand";
 
 inline constexpr const char* kKeyTraceLogsReason = "KeyTraceLogsReason";
+inline constexpr const char* kKeyTraceLogsFolder = "KeyTraceLogsFolder";
 inline constexpr const char* kKeyTraceFilterName = "KeyTraceFilterName";
 inline constexpr const char* kKeyTraceFilterValue = "KeyTraceFilterValue";
 

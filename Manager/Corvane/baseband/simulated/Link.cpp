@@ -1,0 +1,50 @@
+#include "Corvane/baseband/simulated/Link.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace corvane::simulated {
+namespace {
+
+using ryn::trace::Type;
+
+constexpr std::uint32_t kRingSize = 256;
+constexpr std::uint32_t kDescriptorSize = 16;
+/// What frames an exchange on the link.
+constexpr std::size_t kHeader = 12;
+
+struct RingInfo {
+    const char* direction;  ///< seen from the manager
+    std::uint32_t base;     ///< of its descriptors
+};
+constexpr RingInfo kRings[] = {{"tx", 0x1000}, {"rx", 0x2000}, {"rx", 0x3000}};
+
+}  // namespace
+
+void Link::switchTrace(Type trace, bool on) {
+    (trace == Type::BasebandIPC ? exchangesOn_ : transfersOn_) = on;
+}
+
+void Link::exchange(Ring ring, std::string_view what, std::string_view details) {
+    if (exchangesOn_) {
+        std::string line = ring == Ring::Commands ? "command " : "event ";
+        line.append(what).append(details.empty() ? "" : ": ").append(details);
+        sink_({Type::BasebandIPC, std::chrono::system_clock::now(), std::move(line)});
+    }
+    transfer(ring, kHeader + what.size() + details.size());
+}
+
+void Link::transfer(Ring ring, std::size_t size) {
+    if (!transfersOn_) {
+        return;
+    }
+    const auto index = static_cast<std::size_t>(ring);
+    const std::uint32_t descriptor = transfers_[index]++ % kRingSize;
+    std::array<char, 96> line{};
+    std::snprintf(line.data(), line.size(), "%s ring %zu descriptor %u at 0x%x: %zu bytes", kRings[index].direction, index,
+                  descriptor, kRings[index].base + descriptor * kDescriptorSize, size);
+    sink_({Type::KernelPCI, std::chrono::system_clock::now(), line.data()});
+}
+
+}  // namespace corvane::simulated

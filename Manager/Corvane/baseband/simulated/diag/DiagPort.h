@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+
+namespace corvane::simulated {
+
+/// The way of the diagnostic messages out of the baseband: chooses among them, and gathers them in the baseband's buffer.
+class DiagPort {
+public:
+    using Sink = std::function<void(const TraceRecord& message)>;
+
+    explicit DiagPort(Sink sink) : sink_(std::move(sink)) {}
+
+    /// Ends a stall.
+    void configure(const DiagSettings& settings);
+    void setAsleep(bool asleep);
+    /// From now on nothing comes out, as if the trace had hung.
+    void stall() { stalled_ = true; }
+
+    /// Whether a message of any group, or of `group`, goes anywhere: ask before composing one.
+    bool isOn() const { return !chosen().empty(); }
+    bool wants(DiagGroup group) const { return chosen().contains(group); }
+    /// Of a group that is wanted.
+    void send(std::chrono::system_clock::time_point time, std::string packet);
+    /// Lets everything out that the buffer holds.
+    void drain() { drainTo(0); }
+
+private:
+    DiagGroups chosen() const { return stalled_ ? DiagGroups() : asleep_ ? settings_.asleep : settings_.awake; }
+    bool isHolding() const { return settings_.hold || (asleep_ && settings_.holdUntilAwake); }
+    void drainTo(std::size_t bytes);
+
+    Sink sink_;
+    DiagSettings settings_;
+    bool asleep_ = false;
+    bool stalled_ = false;
+    std::deque<TraceRecord> buffer_;
+    std::size_t filled_ = 0;  ///< bytes of messages in `buffer_`
+};
+
+}  // namespace corvane::simulated

@@ -1,0 +1,105 @@
+#include "Corvane/baseband/simulated/diag/DiagSource.h"
+
+namespace corvane::simulated {
+namespace {
+
+constexpr std::chrono::milliseconds kSecond{1000};
+constexpr std::chrono::milliseconds kTenth{100};
+/// A ready baseband is never silent for longer.
+constexpr unsigned kHeartbeatEvery = 5;  // seconds
+
+}  // namespace
+
+void DiagSource::configure(const DiagSettings& settings) {
+    port_.configure(settings);
+    schedule();
+}
+
+void DiagSource::drain() {
+    signalling_.finish();
+    port_.drain();
+}
+
+void DiagSource::setMeasuring(bool on) {
+    measuring_ = on;
+    schedule();
+}
+
+void DiagSource::resetBegins(const ResetRequest& request) {
+    if (request.type == ResetType::Soft) {
+        signalling_.detach(true);
+        signalling_.finish();
+        signalling_.log("BOOT", "soft reset: " + request.reason);
+    } else {
+        signalling_.log("BOOT", "power cycle: " + request.reason, gsmtap::Level::Error);
+    }
+    signalling_.abandon();
+    port_.drain();
+}
+
+void DiagSource::bootStateChanged(BootState state, std::chrono::milliseconds bootDuration) {
+    ready_ = state == BootState::Ready;
+    switch (state) {
+        case BootState::Booting:
+            signalling_.log("BOOT", "images are verified, subsystems start");
+            signalling_.log("RF", "front end calibrated for bands 3, 7 and 20", gsmtap::Level::Info);
+            signalling_.log("SIM", "card is ready: network 001 01", gsmtap::Level::Info);
+            break;
+        case BootState::Ready:
+            signalling_.log("BOOT", "ready after " + std::to_string(bootDuration.count()) + " ms");
+            break;
+        case BootState::Resetting:
+        case BootState::Off:
+            signalling_.abandon();
+            signalling_.log("BOOT", state == BootState::Off ? "power is off" : "subsystems stop");
+            break;
+    }
+    schedule();
+}
+
+void DiagSource::operatingModeChanged(OperatingMode mode) {
+    signalling_.finish();
+    signalling_.log("MODE", "operating mode " + describe(mode));
+    if (mode == OperatingMode::Online) {
+        signalling_.attach();
+    } else {
+        signalling_.detach(mode == OperatingMode::ShuttingDown);
+    }
+}
+
+void DiagSource::powerNotification(const char* what, bool asleep) {
+    signalling_.log("PM", std::string("application processor: ") + what, gsmtap::Level::Info);
+    port_.setAsleep(asleep);
+    schedule();
+}
+
+void DiagSource::schedule() {
+    if (!ready_ || (!port_.isOn() && !measuring_)) {
+        second_.cancel();
+    } else if (!second_.isSet()) {
+        second_.set(kSecond, [this] { everySecond(); });
+    }
+    if (!ready_ || !port_.wants(DiagGroup::Throughput)) {
+        tenth_.cancel();
+    } else if (!tenth_.isSet()) {
+        tenth_.set(kTenth, [this] { everyTenth(); });
+    }
+}
+
+void DiagSource::everySecond() {
+    if (++uptime_ % kHeartbeatEvery == 0) {
+        signalling_.log("SYS", "alive for " + std::to_string(uptime_) + " s", gsmtap::Level::Debug);
+    }
+    signalling_.second();
+    if (measuring_) {
+        sink_({ryn::trace::Type::TEMS, std::chrono::system_clock::now(), signalling_.measurement()});
+    }
+    schedule();
+}
+
+void DiagSource::everyTenth() {
+    signalling_.throughput();
+    schedule();
+}
+
+}  // namespace corvane::simulated

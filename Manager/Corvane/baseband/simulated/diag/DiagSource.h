@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Corvane/baseband/simulated/diag/DiagPort.h"
+#include "Corvane/baseband/simulated/diag/Signalling.h"
+
+namespace corvane::simulated {
+
+/// The baseband's diagnostic messages and measurements: follows its states, and is heard every second while anyone wants them.
+///
+/// Nothing wakes while no group of messages is chosen and nothing is measured, or while the baseband is not Ready.
+class DiagSource {
+public:
+    DiagSource(Loop& loop, std::uint64_t seed, DiagPort::Sink sink)
+        : sink_(sink), port_(std::move(sink)), signalling_(loop, port_, seed), second_(loop), tenth_(loop) {}
+
+    void configure(const DiagSettings& settings);
+    void drain();
+    /// Tells a measurement every second, as the TEMS trace has them.
+    void setMeasuring(bool on);
+
+    void resetBegins(const ResetRequest& request);
+    void bootStateChanged(BootState state, std::chrono::milliseconds bootDuration);
+    void operatingModeChanged(OperatingMode mode);
+    /// @param what "about to sleep", "voice call", ...
+    void powerNotification(const char* what, bool asleep);
+    void selfTest(const char* what) { signalling_.log("RF", std::string("self-test ") + what); }
+
+private:
+    /// Sets the timers that are needed, and no other.
+    void schedule();
+    void everySecond();
+    void everyTenth();
+
+    DiagPort::Sink sink_;
+    DiagPort port_;
+    Signalling signalling_;
+    Timer second_;
+    Timer tenth_;
+    bool ready_ = false;
+    bool measuring_ = false;
+    unsigned uptime_ = 0;  ///< seconds in which there were messages
+};
+
+}  // namespace corvane::simulated

@@ -1,0 +1,218 @@
+#include "Corvane/traces/DiagTrace.h"
+
+#include "Corvane/support/Log.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+namespace diag = ::diag::config;
+
+namespace {
+
+using ryn::trace::Type;
+
+constexpr std::chrono::seconds kLongestSilence{10};
+constexpr std::uint64_t kMegabyte = 1048576;
+constexpr const char* kFiles[] = {diag::kPrimaryDMCFileKey, diag::kSecondaryDMCFileKey, diag::kExtraDMCFileKey};
+
+}  // namespace
+
+DiagTrace::DiagTrace(Surroundings surroundings, const fs::path& stateFolder)
+    : around_(std::move(surroundings)), dmcFiles_(stateFolder / "DMC"), stallTimer_(around_.loop) {
+    around_.recorders.setOnFailing([this] { showStatus(); });
+}
+
+DiagTrace::~DiagTrace() = default;
+
+Result<void> DiagTrace::check(const TraceProperty& property, std::string_view value) const {
+    if (property.trace != Type::DIAG || property.form != TraceProperty::Form::FileName) {
+        return {};
+    }
+    const auto groups = dmcFiles_.read(value);
+    return groups ? Result<void>() : groups.refusal();
+}
+
+void DiagTrace::start(Baseband& baseband) {
+    baseband_ = &baseband;
+    around_.settings.setReadOnly(Type::DIAG, diag::kTempEnabledKey, value(diag::kEnabledKey));
+    around_.settings.setReadOnly(Type::DIAG, diag::kTempModeKey, value(diag::kModeKey));
+    apply();
+}
+
+void DiagTrace::settingChanged(const TraceProperty& property) {
+    if (property.trace != Type::DIAG) {
+        return;
+    }
+    const std::string_view name = property.name;
+    if (name == diag::kEnabledKey || name == diag::kModeKey) {
+        around_.settings.setReadOnly(Type::DIAG, name == diag::kModeKey ? diag::kTempModeKey : diag::kTempEnabledKey,
+                                     value(property.name));
+    }
+    apply();
+}
+
+std::string DiagTrace::value(const char* property) const {
+    return around_.settings.value(Type::DIAG, property);
+}
+
+DiagTrace::Target DiagTrace::target() const {
+    if (!isSet(diag::kTempEnabledKey)) {
+        return Target::Nowhere;
+    }
+    const std::string mode = value(diag::kTempModeKey);
+    if (mode == diag::toString(diag::Mode::PassiveExternalThroughSoftware)) {
+        return Target::Stream;
+    }
+    const bool isHere = mode == diag::toString(diag::Mode::ActiveOnAP) || mode == diag::toString(diag::Mode::PassiveOnAP);
+    return isHere ? Target::Disk : Target::Nowhere;
+}
+
+/// A file that has gone or was damaged since it was set selects nothing.
+DiagGroups DiagTrace::groups(const char* property) const {
+    const auto groups = dmcFiles_.read(value(property));
+    if (!groups) {
+        log::warning(groups.refusal().sentence);
+    }
+    return groups ? *groups : DiagGroups();
+}
+
+DiagSettings DiagTrace::basebandSettings() const {
+    DiagSettings settings;
+    if (target_ == Target::Nowhere) {
+        return settings;
+    }
+    for (const char* file : kFiles) {
+        settings.awake = settings.awake | groups(file);
+    }
+    const std::string duringSleep = value(diag::kEnabledDuringSleepKey);
+    if (duringSleep == diag::toString(diag::DuringAPSleep::Full)) {
+        settings.asleep = settings.awake;
+    } else if (duringSleep == diag::toString(diag::DuringAPSleep::Lite)) {
+        settings.asleep = groups(diag::kSleepDMCFileKey);
+    }
+    // What is streamed is to be seen as it happens.
+    settings.useThreshold = target_ == Target::Disk && isSet(diag::kUseThresholdKey);
+    settings.lowWatermark = static_cast<unsigned>(std::stoul(value(diag::kLowWatermarkKey)));
+    settings.highWatermark = static_cast<unsigned>(std::stoul(value(diag::kHighWatermarkKey)));
+    settings.holdUntilAwake = isSet(diag::kBufferingOnAPAwake);
+    settings.hold = snapshots_ > 0 && isSet(diag::kStopReaderKey);
+    return settings;
+}
+
+void DiagTrace::apply() {
+    if (baseband_ == nullptr) {
+        return;
+    }
+    around_.recorders.setLimits(Type::DIAG, {std::stoul(value(diag::kHistoryKey)) * kMegabyte});
+    const Target before = target_;
+    const Target now = target();
+    if (before != now) {
+        // What was meant for the old target goes there.
+        baseband_->drainDiag();
+    }
+    target_ = now;
+    openStream(now == Target::Stream);
+    if (const DiagSettings settings = basebandSettings(); settings != applied_) {
+        baseband_->configureDiag(settings);
+        applied_ = settings;
+    }
+    watchForStall();
+    showStatus();
+}
+
+void DiagTrace::openStream(bool open) {
+    if (open == (stream_ != nullptr)) {
+        return;
+    }
+    if (!open) {
+        // A watch may be the one that is being served.
+        around_.loop.defer([gone = std::exchange(stream_, nullptr)] {});
+        return;
+    }
+    auto listening = around_.streamAccess.listen();
+    if (!listening) {
+        log::warning(listening.refusal().sentence);
+        return;
+    }
+    stream_ = std::make_shared<LiveStream>(around_.loop, std::move(*listening), around_.streamAccess.admits);
+    stream_->setOnReaders([this] { showStatus(); });
+}
+
+void DiagTrace::record(const TraceRecord& message) {
+    heard_ = true;
+    if (std::exchange(stalled_, false)) {
+        log::notice("the DIAG trace goes on");
+    }
+    if (target_ == Target::Stream && stream_) {
+        stream_->send(message.time, message.content);
+    } else if (target_ == Target::Disk) {
+        around_.recorders.record(message);
+    }
+}
+
+void DiagTrace::bootStateChanged(BootState state) {
+    ready_ = state == BootState::Ready;
+    watchForStall();
+}
+
+void DiagTrace::sleepChanged(bool asleep) {
+    asleep_ = asleep;
+    watchForStall();
+    showStatus();
+}
+
+void DiagTrace::beginSnapshot() {
+    baseband_->drainDiag();
+    ++snapshots_;
+    apply();
+}
+
+void DiagTrace::endSnapshot() {
+    --snapshots_;
+    apply();
+}
+
+void DiagTrace::showStatus() {
+    const bool isSilent = snapshots_ > 0 ? applied_.hold : asleep_ && (applied_.holdUntilAwake || applied_.asleep.empty());
+    const bool isWritable = !around_.recorders.isFailing(Type::DIAG);
+    const bool isTaken =
+        (target_ == Target::Disk && isWritable) || (target_ == Target::Stream && stream_ && stream_->hasReaders());
+    around_.settings.setReadOnly(Type::DIAG, diag::kDumpStateKey, isTaken && !isSilent ? "Dumping" : "Idle");
+}
+
+void DiagTrace::watchForStall() {
+    // A sleeping application processor may rightly hear nothing.
+    if (target_ == Target::Nowhere || !ready_ || asleep_ || applied_.hold || !isSet(diag::kStallDetectionKey)) {
+        stallTimer_.cancel();
+    } else if (!stallTimer_.isSet()) {
+        heard_ = false;
+        stallTimer_.set(kLongestSilence, [this] { checkForStall(); });
+    }
+}
+
+void DiagTrace::checkForStall() {
+    if (!heard_) {
+        // They may be waiting for the baseband's buffer to fill.
+        baseband_->drainDiag();
+    }
+    if (!heard_ && !stalled_) {
+        stalled_ = true;
+        log::warning("the DIAG trace has stalled: no message for " + std::to_string(kLongestSilence.count()) + " s");
+        recover();
+    }
+    watchForStall();
+}
+
+void DiagTrace::recover() {
+    const std::string recovery = value(diag::kStallDetectionRecoveryKey);
+    if (recovery == diag::toString(diag::Recovery::ResetBaseband)) {
+        around_.resetBaseband();
+    } else if (recovery == diag::toString(diag::Recovery::Reconfigure)) {
+        baseband_->configureDiag(applied_);
+    }
+}
+
+}  // namespace corvane

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "Corvane/baseband/Baseband.h"
+#include "Corvane/loop/Timer.h"
+#include "Corvane/traces/DMCFiles.h"
+#include "Corvane/traces/LiveStream.h"
+#include "Corvane/traces/TraceRecorders.h"
+#include "Corvane/traces/TraceSettings.h"
+#include "config/DiagConfig.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace corvane {
+
+/// The DIAG trace: makes its properties what the baseband does with its messages, and takes them to the recorder or to the live
+/// stream. "Enabled_Temp" and "Mode_Temp" are what counts; setting "Enabled" or "Mode" sets them too.
+class DiagTrace {
+public:
+    /// Where readers of the live stream connect.
+    struct StreamAccess {
+        std::function<Result<ListeningSocket>()> listen;
+        std::function<bool(int socket)> admits;
+    };
+    struct Surroundings {
+        Loop& loop;
+        TraceSettings& settings;
+        TraceRecorders& recorders;
+        StreamAccess streamAccess;
+        std::function<void()> resetBaseband;
+    };
+
+    /// What the surroundings refer to outlives this.
+    DiagTrace(Surroundings surroundings, const std::filesystem::path& stateFolder);
+    ~DiagTrace();
+
+    /// Whether `value` of a property can be had, beyond its form.
+    Result<void> check(const TraceProperty& property, std::string_view value) const;
+    /// Before the baseband is started. @param baseband outlives this.
+    void start(Baseband& baseband);
+    void settingChanged(const TraceProperty& property);
+    void bootStateChanged(BootState state);
+    void sleepChanged(bool asleep);
+    void record(const TraceRecord& message);
+
+    /// A snapshot is taken between the two.
+    void beginSnapshot();
+    void endSnapshot();
+
+private:
+    enum class Target { Nowhere, Disk, Stream };
+
+    std::string value(const char* property) const;
+    bool isSet(const char* property) const { return value(property) == "true"; }
+    Target target() const;
+    DiagGroups groups(const char* property) const;
+    DiagSettings basebandSettings() const;
+
+    void apply();
+    void openStream(bool open);
+    void showStatus();
+    void watchForStall();
+    void checkForStall();
+    void recover();
+
+    Surroundings around_;
+    DMCFiles dmcFiles_;
+    Baseband* baseband_ = nullptr;
+    Timer stallTimer_;
+    std::shared_ptr<LiveStream> stream_;  ///< while the trace is streamed
+    Target target_ = Target::Nowhere;
+    DiagSettings applied_;
+    bool ready_ = false;
+    bool asleep_ = false;
+    bool stalled_ = false;
+    bool heard_ = false;  ///< a message since the last check for a stall
+    unsigned snapshots_ = 0;
+};
+
+}  // namespace corvane

@@ -1,0 +1,209 @@
+#include "Corvane/traces/Recorder.h"
+
+#include "Corvane/support/Log.h"
+#include "Platform/File.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t kLargestWrite = 65536;
+/// Files are small enough for dropping one to cost little of the history, and large enough for a few dozen of them.
+constexpr std::uint64_t kSegmentsAtLeast = 16;
+constexpr std::uint64_t kSmallestSegment = kLargestWrite;
+constexpr std::uint64_t kLargestSegment = 16 * 1048576;
+
+std::string nameOf(unsigned long number, const char* extension) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%08lu", number);
+    return std::string(text.data()) + extension;
+}
+
+}  // namespace
+
+Recorder::Recorder(fs::path folder, const SegmentFormat& format, Limits limits)
+    : folder_(std::move(folder)), format_(format), limits_(limits) {
+    findSegments();
+    makeRoom(0);
+}
+
+void Recorder::findSegments() {
+    std::error_code error;
+    for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code unknown;
+        const std::uint64_t size = entry->file_size(unknown);
+        if (entry->path().extension() == format_.extension && !unknown) {
+            segments_.push_back({entry->path(), size});
+        }
+    }
+    std::ranges::sort(segments_, {}, &Segment::path);
+    if (!segments_.empty()) {
+        lastNumber_ = std::strtoul(segments_.back().path.stem().c_str(), nullptr, 10);
+        cutTornTail(segments_.back());
+        if (segments_.back().size == 0) {
+            fs::remove(segments_.back().path, error);
+            segments_.pop_back();
+        }
+    }
+    for (const Segment& segment : segments_) {
+        total_ += segment.size;
+    }
+}
+
+void Recorder::cutTornTail(Segment& segment) const {
+    const platform::FileContent content = platform::readFile(segment.path, 2 * kLargestSegment);
+    const std::size_t whole = format_.wholeLength(content.bytes);
+    if (content.problem.empty() && whole < segment.size && ::truncate(segment.path.c_str(), static_cast<off_t>(whole)) == 0) {
+        segment.size = whole;
+    }
+}
+
+void Recorder::append(TraceTime time, std::string_view record) {
+    if (time < lastTime_) {
+        flush();
+        close();
+    }
+    lastTime_ = time;
+    format_.append(pending_, time, record, lost_);
+    pendingRecords_ += 1 + std::exchange(lost_, 0);
+    if (pending_.size() >= kLargestWrite) {
+        flush();
+    }
+}
+
+void Recorder::flush() {
+    if (!isPending()) {
+        return;
+    }
+    if (open()) {
+        write();
+    }
+    pending_.clear();
+    pendingRecords_ = 0;
+}
+
+bool Recorder::open() {
+    if (file_ && segments_.back().size + pending_.size() > segmentBytes()) {
+        close();
+    }
+    makeRoom(pending_.size() + (file_ ? 0 : format_.header.size()));
+    if (file_) {
+        return true;
+    }
+    platform::makeFolders(folder_, S_IRWXU | S_IRGRP | S_IXGRP);
+    const fs::path path = folder_ / nameOf(lastNumber_ + 1, format_.extension);
+    file_ = platform::FileDescriptor(
+        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR | S_IRGRP));
+    if (!file_) {
+        fail(path, errno);
+        return false;
+    }
+    ++lastNumber_;
+    segments_.push_back({path, 0});
+    pending_.insert(0, format_.header);
+    return true;
+}
+
+void Recorder::write() {
+    Segment& segment = segments_.back();
+    const ssize_t written = ::write(file_.get(), pending_.data(), pending_.size());
+    if (written == static_cast<ssize_t>(pending_.size())) {
+        segment.size += pending_.size();
+        total_ += pending_.size();
+        if (failing_) {
+            log::notice("there is room again: the trace in " + folder_.string() + " goes on");
+        }
+        failing_ = false;
+        return;
+    }
+    fail(segment.path, written < 0 ? errno : ENOSPC);
+    // No part of a record stays.
+    const bool isCut = ::ftruncate(file_.get(), static_cast<off_t>(segment.size)) == 0;
+    if (segment.size == 0) {
+        ::unlink(segment.path.c_str());
+        segments_.pop_back();
+        file_ = {};
+    } else if (!isCut) {
+        close();
+    }
+}
+
+void Recorder::fail(const fs::path& path, int error) {
+    lost_ += pendingRecords_;
+    if (!failing_) {
+        log::warning("can't write " + path.string() + ": " + std::strerror(error) + "; its records are lost until there is room");
+    }
+    failing_ = true;
+}
+
+void Recorder::close() {
+    file_ = {};
+    lastTime_ = {};
+}
+
+std::uint64_t Recorder::segmentBytes() const {
+    const std::uint64_t share = limits_.bytes / std::min<std::uint64_t>(kSegmentsAtLeast, limits_.segments);
+    return limits_.segments <= kSegmentsAtLeast ? share : std::clamp(share, kSmallestSegment, kLargestSegment);
+}
+
+/// Drops the oldest files until `bytes` more keep the limits.
+void Recorder::makeRoom(std::uint64_t bytes) {
+    const auto isOver = [&] {
+        return total_ + bytes > limits_.bytes || segments_.size() + (file_ || bytes == 0 ? 0 : 1) > limits_.segments;
+    };
+    while (segments_.size() > (file_ ? 1U : 0U) && isOver()) {
+        total_ -= segments_.front().size;
+        ::unlink(segments_.front().path.c_str());
+        segments_.pop_front();
+    }
+}
+
+void Recorder::setLimits(Limits limits) {
+    limits_ = limits;
+    makeRoom(0);
+}
+
+std::error_code Recorder::link(const fs::path& folder) {
+    flush();
+    close();
+    std::error_code error;
+    if (!segments_.empty()) {
+        fs::create_directory(folder, error);
+    }
+    for (const Segment& segment : segments_) {
+        if (error) {
+            return error;
+        }
+        const fs::path link = folder / segment.path.filename();
+        fs::create_hard_link(segment.path, link, error);
+        if (error) {
+            fs::copy_file(segment.path, link, error);
+        }
+    }
+    return error;
+}
+
+void Recorder::clear() {
+    close();
+    for (const Segment& segment : segments_) {
+        ::unlink(segment.path.c_str());
+    }
+    segments_.clear();
+    total_ = 0;
+}
+
+}  // namespace corvane

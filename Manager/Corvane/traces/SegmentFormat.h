@@ -1,0 +1,31 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace corvane {
+
+using TraceTime = std::chrono::system_clock::time_point;
+
+/// How records become a file that a standard program opens.
+struct SegmentFormat {
+    const char* extension;
+    /// What a segment begins with.
+    std::string header;
+    /// Appends `record`, taken at `time`, to `out`. @param lost how many records were lost just before it.
+    void (*append)(std::string& out, TraceTime time, std::string_view record, std::uint64_t lost);
+    /// The bytes of `segment` up to the end of its last whole record; 0 when not even its header is whole.
+    std::size_t (*wholeLength)(std::string_view segment);
+};
+
+/// Packets of LINKTYPE_IPV4 (pcapng, draft-ietf-opsawg-pcapng).
+extern const SegmentFormat kPcapng;
+/// A line a record, the UTC time first.
+extern const SegmentFormat kTextLines;
+/// CSV of measurements: a record is a line without its time.
+extern const SegmentFormat kMeasurements;
+
+}  // namespace corvane

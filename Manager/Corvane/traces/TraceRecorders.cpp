@@ -1,0 +1,70 @@
+#include "Corvane/traces/TraceRecorders.h"
+
+#include "config/DiagConfig.h"
+
+namespace corvane {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using ryn::trace::Type;
+
+struct Kind {
+    Type trace;
+    const SegmentFormat& format;
+};
+const Kind kKinds[] = {
+    {Type::DIAG, kPcapng},
+    {Type::BasebandIPC, kTextLines},
+    {Type::KernelPCI, kTextLines},
+    {Type::TEMS, kMeasurements},
+};
+
+constexpr std::uint64_t kMegabyte = 1048576;
+/// Of a kind that has no property "History".
+constexpr Recorder::Limits kLimits{16 * kMegabyte};
+
+}  // namespace
+
+TraceRecorders::TraceRecorders(Loop& loop, const fs::path& scratch) : loop_(loop) {
+    for (const Kind& kind : kKinds) {
+        const fs::path folder = scratch / (ryn::trace::typeAsString(kind.trace) + ".scratch");
+        recorders_.emplace(kind.trace, std::make_unique<Recorder>(folder, kind.format, kLimits));
+    }
+}
+
+void TraceRecorders::record(const TraceRecord& record) {
+    recorders_.at(record.trace)->append(record.time, record.content);
+    if (!flushing_) {
+        flushing_ = true;
+        loop_.defer([this] { flush(); });
+    }
+}
+
+void TraceRecorders::flush() {
+    flushing_ = false;
+    for (const auto& [trace, recorder] : recorders_) {
+        const bool wasFailing = recorder->isFailing();
+        recorder->flush();
+        if (recorder->isFailing() != wasFailing && onFailing_) {
+            onFailing_();
+        }
+    }
+}
+
+std::error_code TraceRecorders::link(const fs::path& folder) {
+    std::error_code error;
+    for (const auto& [trace, recorder] : recorders_) {
+        error = error ? error : recorder->link(folder / ryn::trace::typeAsString(trace));
+    }
+    return error;
+}
+
+void TraceRecorders::clear() {
+    for (const auto& [trace, recorder] : recorders_) {
+        recorder->clear();
+    }
+}
+
+}  // namespace corvane

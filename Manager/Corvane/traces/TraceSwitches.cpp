@@ -1,0 +1,81 @@
+#include "Corvane/traces/TraceSwitches.h"
+
+#include "Corvane/support/Log.h"
+#include "config/DiagConfig.h"
+
+namespace corvane {
+
+using ryn::trace::Type;
+namespace diag = ::diag::config;
+
+struct TraceSwitches::Switch {
+    Type trace;
+    const char* property;
+    std::string_view off;  ///< the property's value
+    const char* obstacle;  ///< why a baseband may have nothing to record, as "this baseband ..."
+};
+
+const TraceSwitches::Switch TraceSwitches::kSwitches[] = {
+    {Type::DIAG, diag::kEnabledKey, "false", "gives no way to its diagnostic messages"},
+    {Type::BasebandIPC, diag::kEnabledKey, "false", "doesn't tell what it exchanges with the manager"},
+    {Type::KernelPCI, diag::kEnabledKey, "false", "has no link whose transfers can be seen"},
+    {Type::TEMS, diag::kModeKey, "OFF", "tells no measurements"},
+    {Type::CoreDump, diag::kEnabledKey, "false", "leaves no core dumps"},
+    {Type::EURCoreDump, diag::kEnabledKey, "false", "leaves no core dumps of this kind"},
+    {Type::IPCTrace, diag::kEnabledKey, "false", "has nothing to tell beyond the trace BasebandIPC"},
+    {Type::SYSLOG, diag::kEnabledKey, "false", "has no part in the system's log; journalctl(1) shows that"},
+};
+
+void TraceSwitches::start(Baseband& baseband) {
+    baseband_ = &baseband;
+    for (const Switch& trace : kSwitches) {
+        apply(trace);
+    }
+    setLimits();
+}
+
+Result<void> TraceSwitches::check(const TraceProperty& property, std::string_view value) const {
+    for (const Switch& trace : kSwitches) {
+        const bool isOff = std::string_view(property.name) == trace.property && value == trace.off;
+        if (trace.trace == property.trace && !isOff && !baseband_->canRecord(trace.trace)) {
+            return Refusal::notSupported("Trace " + ryn::trace::typeAsString(trace.trace) + " can't be recorded: this baseband " +
+                                         trace.obstacle + ".");
+        }
+    }
+    return {};
+}
+
+void TraceSwitches::settingChanged(const TraceProperty& property) {
+    for (const Switch& trace : kSwitches) {
+        if (trace.trace == property.trace && std::string_view(property.name) == trace.property) {
+            apply(trace);
+        }
+    }
+    if (property.trace == Type::KernelPCI) {
+        setLimits();
+    }
+}
+
+void TraceSwitches::apply(const Switch& trace) {
+    if (!baseband_->canRecord(trace.trace)) {
+        // What was stored for another baseband, or is the default, is not what happens.
+        settings_.setReadOnly(trace.trace, trace.property, std::string(trace.off));
+        return;
+    }
+    const bool on = settings_.value(trace.trace, trace.property) != trace.off;
+    baseband_->switchTrace(trace.trace, on, [](const Result<void>& switched) {
+        if (!switched) {
+            log::warning(switched.refusal().sentence);
+        }
+    });
+}
+
+void TraceSwitches::setLimits() {
+    if (const std::string history = settings_.value(Type::KernelPCI, diag::kHistoryKey); !history.empty()) {
+        constexpr std::uint64_t kMegabyte = 1048576;
+        recorders_.setLimits(Type::KernelPCI,
+                             {std::stoul(history) * kMegabyte, std::stoul(settings_.value(Type::KernelPCI, "BufferCount"))});
+    }
+}
+
+}  // namespace corvane

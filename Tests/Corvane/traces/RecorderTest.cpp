@@ -1,0 +1,137 @@
+#include "Corvane/traces/Recorder.h"
+
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <set>
+
+namespace corvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kMegabyte = 1048576;
+
+class RecorderTest : public testing::Test {
+protected:
+    std::string record(std::size_t size = 200) { return std::string(size, 'x'); }
+    TraceTime at(int seconds) { return TraceTime(std::chrono::seconds(1'000'000 + seconds)); }
+    std::vector<fs::path> segments() const {
+        std::set<fs::path> found;
+        std::error_code none;
+        for (const auto& entry : fs::directory_iterator(scratch_, none)) {
+            found.insert(entry.path());
+        }
+        return {found.begin(), found.end()};
+    }
+    std::string content(std::size_t segment = 0) const { return support::readFile(segments().at(segment)); }
+
+    support::TempFolder folder_;
+    const fs::path scratch_ = folder_.path() / "state" / "X.scratch";
+};
+
+/// Wherever a kill cuts a file off, what is left are the whole records before, and the recording goes on in a file of its own.
+TEST_F(RecorderTest, CutsATornTail) {
+    for (const SegmentFormat* format : {&kPcapng, &kTextLines, &kMeasurements}) {
+        SCOPED_TRACE(format->extension);
+        std::vector<std::size_t> ends{format->header.size()};
+        {
+            Recorder recorder(scratch_, *format, {kMegabyte});
+            for (std::size_t size = 20; size < 22; ++size) {
+                recorder.append(at(0), record(size));
+                recorder.flush();
+                ends.push_back(content().size());
+            }
+        }
+        const std::string whole = content();
+        for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
+            support::writeFile(scratch_ / ("00000001" + std::string(format->extension)), whole.substr(0, cut));
+            Recorder recorder(scratch_, *format, {kMegabyte});
+            const auto end = std::upper_bound(ends.begin(), ends.end(), cut);
+            const std::size_t kept = end == ends.begin() ? 0 : *(end - 1);
+            ASSERT_EQ(segments().empty() ? 0 : content().size(), kept) << "cut at " << cut;
+        }
+        fs::remove_all(scratch_);
+    }
+}
+
+TEST_F(RecorderTest, KeepsTheNewestWithinItsLimits) {
+    Recorder recorder(scratch_, kTextLines, {kMegabyte});
+    for (int count = 0; count < 20'000; ++count) {
+        recorder.append(at(count), record());
+    }
+    recorder.flush();
+    const auto total = [&] {
+        std::uint64_t bytes = 0;
+        for (const fs::path& segment : segments()) {
+            bytes += fs::file_size(segment);
+        }
+        return bytes;
+    };
+    EXPECT_LE(total(), kMegabyte);
+    EXPECT_GT(total(), kMegabyte * 8 / 10);
+    EXPECT_THAT(content(segments().size() - 1), testing::HasSubstr("1970-01-12T19:19:59.000Z xxx"));
+    recorder.setLimits({kMegabyte, 3});
+    EXPECT_EQ(segments().size(), 3U);
+    for (int count = 0; count < 20'000; ++count) {
+        recorder.append(at(20'000 + count), record());
+    }
+    EXPECT_EQ(segments().size(), 3U);
+    EXPECT_LE(total(), kMegabyte);
+}
+
+TEST_F(RecorderTest, BeginsAnotherFileWhenTheClockGoesBack) {
+    Recorder recorder(scratch_, kTextLines, {kMegabyte});
+    for (const int second : {5, 6, 6, 3, 4}) {
+        recorder.append(at(second), record(1));
+    }
+    recorder.flush();
+    ASSERT_EQ(segments().size(), 2U);
+    EXPECT_THAT(content(0), testing::MatchesRegex("[^\n]*:45.000Z x\n[^\n]*:46.000Z x\n[^\n]*:46.000Z x\n"));
+    EXPECT_THAT(content(1), testing::MatchesRegex("[^\n]*:43.000Z x\n[^\n]*:44.000Z x\n"));
+}
+
+/// A file that may not grow stands for a full disk.
+TEST_F(RecorderTest, SurvivesAFullDiskAndCountsWhatIsLost) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    Recorder recorder(scratch_, kTextLines, {kMegabyte});
+    const auto writeAll = [&](int count) {
+        for (int index = 0; index < count; ++index) {
+            recorder.append(at(0), record());
+            recorder.flush();
+        }
+    };
+    writeAll(10);
+    const std::uint64_t whole = fs::file_size(segments()[0]);
+    const rlimit full{whole + 300, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    writeAll(10);
+    EXPECT_TRUE(recorder.isFailing());
+    EXPECT_EQ(fs::file_size(segments()[0]), whole + whole / 10);  // one fits, and no part of another
+    setrlimit(RLIMIT_FSIZE, &before);
+    writeAll(1);
+    EXPECT_FALSE(recorder.isFailing());
+    EXPECT_THAT(content(), testing::HasSubstr("Z 9 lines are lost\n"));
+}
+
+TEST_F(RecorderTest, LinksItsFilesAndLeavesThemAlone) {
+    Recorder recorder(scratch_, kTextLines, {kMegabyte});
+    recorder.append(at(0), "first");
+    const fs::path taken = folder_.path() / "taken";
+    EXPECT_FALSE(recorder.link(taken));
+    recorder.append(at(1), "second");
+    recorder.flush();
+    EXPECT_EQ(segments().size(), 2U);
+    EXPECT_EQ(fs::hard_link_count(segments()[0]), 2U);
+    EXPECT_THAT(support::readFile(taken / "00000001.txt"), testing::EndsWith("Z first\n"));
+    recorder.clear();
+    EXPECT_TRUE(segments().empty());
+}
+
+}  // namespace
+}  // namespace corvane
