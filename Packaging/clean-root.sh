@@ -29,7 +29,8 @@ make_root() {
     if ! [ -O "$base" ]; then
         [ -n "$(sources)" ] || quietly apt-get update
         sources >"$work/sources"
-        quietly mmdebstrap --variant=minbase --format=tar "$suite" "$base.new.$$" - <"$work/sources"
+        # Nothing here outlives a crash, so nothing need be on disk at once.
+        quietly mmdebstrap --variant=minbase --dpkgopt=force-unsafe-io --format=tar "$suite" "$base.new.$$" - <"$work/sources"
         mv "$base.new.$$" "$base"
     fi
     mkdir "$root"
