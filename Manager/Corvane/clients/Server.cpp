@@ -5,6 +5,7 @@
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/support/MemoryReserve.h"
 
+#include <malloc.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -221,9 +222,16 @@ void Server::lose(Client& client) {
 
 void Server::removeEnded() {
     for (Client* client : ended_) {
+        freedBytes_ += client->outbox.bytes();
         remove(*client);
     }
     ended_.clear();
+    // The allocator keeps what lies between other blocks: after a flood that would be most of it.
+    constexpr std::size_t kWorthReturning = std::size_t{1} << 20U;
+    if (freedBytes_ >= kWorthReturning) {
+        malloc_trim(0);
+        freedBytes_ = 0;
+    }
     memory::reserve();
 }
 

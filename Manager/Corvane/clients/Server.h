@@ -85,6 +85,7 @@ private:
     std::vector<std::uint8_t> packet_;        ///< one packet out
     std::vector<std::unique_ptr<Client>> clients_;
     std::vector<Client*> ended_;
+    std::size_t freedBytes_ = 0;             ///< by clients that have ended, since memory was last returned to the system
     std::unordered_map<uid_t, User> users_;  ///< all that have been admitted
     std::size_t ungreeted_ = 0;
     log::RateLimited notAllowed_;
