@@ -212,9 +212,10 @@ class Rig:
 
     def start_pellcore(self):
         self.pellcore = self.start(os.environ["PELLCORE_PATH"])
+        until((self.folder / "corvane/Pellcore.pid").exists, "the cellular service's announcement")
 
     def tool(self, *words):
-        """What one run of the real tool prints. The cellular service has to run; without it this process poses as it."""
+        """What one run of the real tool prints. The cellular service has to run."""
         return subprocess.run([os.environ["RYNTOOL_PATH"], *words], env=os.environ | self.environment(), text=True,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT).stdout
 

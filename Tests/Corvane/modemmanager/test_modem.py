@@ -286,6 +286,7 @@ def test_a_refused_permission_is_told_apart(rig, polkit):
 
 def test_what_a_modem_calls_itself_never_reaches_a_terminal_raw(rig):
     client = rig.ready(AtModem(revision="1\x1b[31m\u009b\u202e2"))
+    rig.start_pellcore()
     client.do("CollectTraceLogs", TraceLogsReason="why")
     outputs = [str(client.do("GetCorvaneInfo")), client.statistics()["Modem"], rig.manager.text, rig.tool("info"),
                *(path.read_text() for path in rig.folder.glob("state/Snapshots/*/modem.json"))]
