@@ -250,9 +250,10 @@ struct Attack {
     const char* name;
     std::function<void(const Field&)> run;
     bool needsRoot = false;
-    bool endsItself = false;                       ///< it goes on until it has done what it wants
-    std::chrono::milliseconds longest{1000};       ///< that a client that is connected may wait
-    std::chrono::milliseconds longestOfNew{1000};  ///< that one may wait who connects
+    bool endsItself = false;  ///< it goes on until it has done what it wants
+    // Well beyond what a run shows: a machine that is busy with other work must not fail it.
+    std::chrono::milliseconds longest{1000};       ///< that the manager may let a connected client wait
+    std::chrono::milliseconds longestOfNew{1000};  ///< and one that connects
 };
 
 const Attack kAttacks[] = {
@@ -292,9 +293,9 @@ const Attack kAttacks[] = {
     {"floods of \"events\"", [](const Field& field) { flood(field, encoded(wire::Events{false})); }},
     {"packets of 130,000 values", [](const Field& field) { sendFatal(field, Peer::Greeting::Sent, manyValues); }},
     {"the costliest packets, 64 connections", [](const Field& field) { flood(field, costliestRequest(), 64); }, false, false,
-     50ms, 100ms},
+     250ms, 500ms},
     {"the costliest packets, 1,000 connections", [](const Field& field) { flood(field, costliestRequest(), 1000); }, false, false,
-     500ms, 500ms},
+     1000ms, 1000ms},
     {"64 writers of settings", changeSettings},
     {"texts of 100 KB", sendLongTexts},
     {"waiting requests", pileUp},
@@ -321,25 +322,22 @@ void forgetPeak(pid_t process) {
     support::writeFile("/proc/" + std::to_string(process) + "/clear_refs", "5");
 }
 
-/// What a client that behaves meets, for so many rounds and until `over`; each answer must be right.
-/// @param ofNew one in a hundred connects for it
-Latencies measure(Run& run, const std::string& socket, Peer& peer, int rounds, const std::atomic<bool>& over, Latencies& ofNew) {
-    Latencies latencies;
+/// What a client that behaves meets, for so many rounds and until `over`; each answer must be right. One in a hundred connects
+/// for it.
+void measure(Run& run, const std::string& socket, Peer& peer, int rounds, const std::atomic<bool>& over, Waits& connected,
+             Waits& connecting) {
     for (int round = 0; (round < rounds || !over) && run.kept(); ++round) {
-        const auto begin = Clock::now();
-        const std::string answer = round % 2 == 0 ? peer.ask("GetTracePropertyCommand", property("DIAG", "History"))
-                                                  : peer.ask("GetTraceFiltersCommand");
-        latencies.add(Clock::now() - begin);
-        run.expect(round % 2 == 0 ? answer == valueReply("17") : answer.starts_with("0 {"),
-                   "the other client is answered " + answer);
+        const bool isProperty = round % 2 == 0;
+        const std::string answer = connected.measure([&] {
+            return isProperty ? peer.ask("GetTracePropertyCommand", property("DIAG", "History"))
+                              : peer.ask("GetTraceFiltersCommand");
+        });
+        run.expect(isProperty ? answer == valueReply("17") : answer.starts_with("0 {"), "the other client is answered " + answer);
         if (round % 100 == 0) {
-            const auto connecting = Clock::now();
-            const std::string reply = Peer(socket).ask("GetTraceFiltersCommand");
-            ofNew.add(Clock::now() - connecting);
+            const std::string reply = connecting.measure([&] { return Peer(socket).ask("GetTraceFiltersCommand"); });
             run.expect(reply.starts_with("0 {") || reply.starts_with("reply 0 0xE020E10A"), "a new client is answered " + reply);
         }
     }
-    return latencies;
 }
 
 }  // namespace
@@ -370,16 +368,20 @@ void hostileClients(Run& run) {
             attack.run({run, daemon, stop});
             over = true;
         });
-        Latencies ofNew;
-        const Latencies latencies = measure(run, daemon.socketPath(), behaved, run.times(3000, 30'000), over, ofNew);
+        Waits connected(manager);
+        Waits connecting(manager);
+        measure(run, daemon.socketPath(), behaved, run.times(3000, 30'000), over, connected, connecting);
         stop = true;
         attacker.join();
         const long peak = kilobytes(manager, "VmHWM");
         highest = std::max(highest, peak);
-        run.figure(std::string(attack.name) + ": " + latencies.describe() + ", of a new client " +
-                   milliseconds(ofNew.quantile(1)) + "; memory " + std::to_string(peak) + " KB");
-        run.expect(isSanitized() || latencies.quantile(1) < attack.longest, "the other client waits");
-        run.expect(isSanitized() || ofNew.quantile(1) < attack.longestOfNew, "a new client waits");
+        const auto ofConnected = connected.ofTheManager().quantile(1);
+        const auto ofConnecting = connecting.ofTheManager().quantile(1);
+        run.figure(std::string(attack.name) + ": " + connected.asTheyWere().describe() + " (the manager's own part " +
+                   milliseconds(ofConnected) + "), of a new client " + milliseconds(connecting.asTheyWere().quantile(1)) + " (" +
+                   milliseconds(ofConnecting) + "); memory " + std::to_string(peak) + " KB");
+        run.expect(isSanitized() || ofConnected < attack.longest, "the other client waits");
+        run.expect(isSanitized() || ofConnecting < attack.longestOfNew, "a new client waits");
     }
     std::this_thread::sleep_for(2s);
     const long leftBehind = kilobytes(manager, "VmRSS") - atRest;

@@ -19,15 +19,14 @@ constexpr const char* kSet = "SetTracePropertyCommand";
 const xpc::Object kQuestion = property("DIAG", "Mode");
 
 /// Asks again and again while others write.
-Latencies askQuietly(Run& run, Peer& peer, int questions) {
-    Latencies latencies;
+Waits askQuietly(Run& run, pid_t manager, Peer& peer, int questions) {
+    Waits waits(manager);
     for (int count = 0; count < questions; ++count) {
-        const auto begin = Clock::now();
-        run.expect(peer.ask("GetTracePropertyCommand", kQuestion).starts_with("0 "), "a question is not answered");
-        latencies.add(Clock::now() - begin);
+        const std::string answer = waits.measure([&] { return peer.ask("GetTracePropertyCommand", kQuestion); });
+        run.expect(answer.starts_with("0 "), "a question is not answered");
         std::this_thread::sleep_for(milliseconds(1));
     }
-    return latencies;
+    return waits;
 }
 
 void write(Run& run, const std::string& socket, const std::atomic<bool>& over, std::atomic<int>& written) {
@@ -62,16 +61,16 @@ void slowDisk(Run& run) {
         writers.emplace_back([&] { write(run, daemon.socketPath(), over, written); });
     }
     const auto begin = Clock::now();
-    const Latencies quiet = askQuietly(run, peer, run.times(200, 2000));
+    const Waits quiet = askQuietly(run, daemon.process().pid(), peer, run.times(200, 2000));
     const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     const double rate = written / seconds;
     over = true;
     std::ranges::for_each(writers, &std::thread::join);
     run.figure("64 writers: " + std::to_string(static_cast<int>(rate)) +
-               " settings a second; a client that only asks: " + quiet.describe());
+               " settings a second; a client that only asks: " + quiet.asTheyWere().describe());
     // Once in 128 changes the log is written back too, which is a second sync; the rest is the machine's other work.
     constexpr std::chrono::milliseconds kOtherWork{5};
-    run.expect(quiet.quantile(0.99) <= 2 * kSync + kOtherWork, "writers keep a client that only asks waiting");
+    run.expect(quiet.ofTheManager().quantile(0.99) <= 2 * kSync + kOtherWork, "writers keep a client that only asks waiting");
     run.expect(rate > 10 * (1000.0 / static_cast<double>(kSync.count())), "each setting has a sync of its own");
     expectClean(run, daemon.stop(SIGTERM), "the manager");
 }

@@ -2,8 +2,23 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
 
 namespace torture {
+
+namespace {
+
+/// The second number of /proc/PID/schedstat: for how long the thread could have run and had no processor. 0 where no kernel
+/// tells.
+Clock::duration timeInQueue(const std::string& schedule) {
+    std::ifstream file(schedule);
+    long long running = 0;
+    long long queued = 0;
+    file >> running >> queued;
+    return std::chrono::nanoseconds(queued);
+}
+
+}  // namespace
 
 int Run::random(int lowest, int highest) {
     const std::lock_guard lock(mutex_);
@@ -54,6 +69,17 @@ std::string milliseconds(Clock::duration duration) {
     char text[32];
     std::snprintf(text, sizeof text, "%.2f ms", std::chrono::duration<double, std::milli>(duration).count());
     return text;
+}
+
+Waits::Waits(pid_t manager) : schedule_("/proc/" + std::to_string(manager) + "/schedstat") {}
+
+Clock::duration Waits::timeInQueues() const {
+    return timeInQueue(schedule_) + timeInQueue("/proc/thread-self/schedstat");
+}
+
+void Waits::add(Clock::duration wait, Clock::duration queued) {
+    asTheyWere_.add(wait);
+    ofTheManager_.add(std::max(wait - queued, Clock::duration()));
 }
 
 }  // namespace torture

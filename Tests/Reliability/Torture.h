@@ -2,6 +2,8 @@
 
 #include "support/Process.h"
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -60,6 +62,33 @@ private:
 };
 
 std::string milliseconds(Clock::duration duration);
+
+/// What a client meets at a manager: each wait as it was, and without the time for which the machine, busy with other work, let
+/// the manager or this thread stand in the queue for a processor. The first are figures, the others can be held against a bar.
+class Waits {
+public:
+    explicit Waits(pid_t manager);
+
+    template <typename Ask>
+    auto measure(const Ask& ask) {
+        const Clock::duration queued = timeInQueues();
+        const auto begin = Clock::now();
+        auto answer = ask();
+        add(Clock::now() - begin, timeInQueues() - queued);
+        return answer;
+    }
+
+    const Latencies& asTheyWere() const { return asTheyWere_; }
+    const Latencies& ofTheManager() const { return ofTheManager_; }
+
+private:
+    Clock::duration timeInQueues() const;
+    void add(Clock::duration wait, Clock::duration queued);
+
+    std::string schedule_;
+    Latencies asTheyWere_;
+    Latencies ofTheManager_;
+};
 
 // The programs, each in the file of its name.
 void killManager(Run& run);
