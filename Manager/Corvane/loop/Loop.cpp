@@ -118,7 +118,7 @@ void Loop::shareTurn() {
         }
     }
     const auto others =
-        std::ranges::partition(ready_, [](const Watch* watch) { return watch->cost_ && *watch->cost_ < kLittle; }).begin();
+        std::partition(ready_.begin(), ready_.end(), [](const Watch* watch) { return watch->cost_ && *watch->cost_ < kLittle; });
     serveInTurn({ready_.begin(), others}, turnBegan_ + kTurn / 4 * 3);
     serveInTurn({others, ready_.end()}, turnBegan_ + kTurn);
     ready_.clear();

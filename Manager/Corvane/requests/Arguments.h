@@ -122,6 +122,9 @@ struct Choice {
         return unknownChoice(key, *name, names);
     }
 };
+/// Said for compilers that don't deduce the arguments of an aggregate by themselves (clang before 17).
+template <typename T, std::size_t count>
+Choice(const char*, const Named<T> (&)[count]) -> Choice<T, count>;
 
 /// Refuses what is neither a dictionary nor, when nothing is mandatory, null.
 Result<void> checkArgument(const xpc::Object& argument, bool mandatory);

@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -61,7 +62,7 @@ private:
     struct Key {
         std::string area;
         std::string name;
-        auto operator<=>(const Key&) const = default;
+        bool operator<(const Key& other) const { return std::tie(area, name) < std::tie(other.area, other.name); }
     };
     /// A text that a transaction has changed, as it was before; absent when there was none.
     struct Before {

@@ -1,4 +1,5 @@
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
+#include "Corvane/clients/Session.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Services.h"

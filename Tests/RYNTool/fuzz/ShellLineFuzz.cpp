@@ -3,6 +3,7 @@
 #include "platform/console/StandardStreams.h"
 #include "platform/dispatch/dispatch.h"
 #include "platform/ryn/client.h"
+#include "platform/xpc/Values.h"
 #include "shell/CommandShell.h"
 
 #include <algorithm>
