@@ -102,7 +102,8 @@ xpc_object_t xpc_string_create(const char* text) {
 }
 
 xpc_object_t xpc_string_create_with_length(const char* bytes, std::size_t length) {
-    return bytes == nullptr && length != 0 ? nullptr : create<std::string>(std::string_view(bytes, length));
+    const bool possible = length == 0 || (bytes != nullptr && length <= std::string().max_size());
+    return possible ? create<std::string>(std::string_view(bytes, length)) : nullptr;
 }
 
 const char* xpc_string_get_string_ptr(xpc_object_t string) {

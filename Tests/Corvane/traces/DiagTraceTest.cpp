@@ -189,7 +189,7 @@ private:
 TEST_F(DiagTraceTest, StreamsMessagesAsTheyHappen) {
     const std::string path = daemon_.folder() / "corvane/diag.sock";
     EXPECT_FALSE(Reader(path).connected);
-    ASSERT_EQ(tool("diag enabled true -- diag mode 3").status, 0);
+    ASSERT_EQ(tool("diag mode 3 -- diag enabled true").status, 0);
     EXPECT_EQ(status(), valueReply("Idle"));
     const Reader reader(path);
     ASSERT_TRUE(reader.connected);
