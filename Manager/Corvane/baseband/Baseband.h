@@ -94,6 +94,8 @@ public:
     virtual void getBootState(Completion<BootStatus> completion) = 0;
     virtual void getOperatingMode(Completion<OperatingMode> completion) = 0;
 
+    // A completion is taken by value because the backends keep it until they have the answer.
+    // NOLINTBEGIN(performance-unnecessary-value-param)
     virtual void getVersion(Completion<BasebandVersion> completion) { completion(cannot("tell its version")); }
     virtual void getTime(Completion<BasebandTime> completion) { completion(cannot("tell the time")); }
     virtual void getWakeReason(Completion<WakeReason> completion) {
@@ -140,6 +142,7 @@ public:
     /// A dictionary of the backend's own figures: boots, resets, modes, ...
     virtual void getStatistics(Completion<xpc::Object> completion) { completion(dictionary({})); }
     virtual void collectSnapshot(Completion<SnapshotFiles> completion) { completion(SnapshotFiles()); }
+    // NOLINTEND(performance-unnecessary-value-param)
 
 protected:
     static Refusal cannot(const std::string& what) { return Refusal::notSupported("This baseband can't " + what + "."); }

@@ -208,7 +208,7 @@ void Signalling::release() {
     add(RrcChannel::DownlinkDedicated, rrc::connectionRelease(transaction()));
 }
 
-void Signalling::addUplink(std::string nas) {
+void Signalling::addUplink(const std::string& nas) {
     addNas(Direction::Uplink, nas);
     add(RrcChannel::UplinkDedicated, rrc::uplinkInformation(nas));
 }

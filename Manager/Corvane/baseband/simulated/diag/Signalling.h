@@ -55,7 +55,7 @@ private:
     void add(gsmtap::RrcChannel channel, std::string message);
     void addNas(gsmtap::Direction direction, std::string message, bool isSecured = false);
     /// In an RRC message of its own.
-    void addUplink(std::string nas);
+    void addUplink(const std::string& nas);
     void addDownlink(std::string nas);
     void connect(rrc::Cause cause, std::string nas, bool isSecured = false);
     void secureConnection();
