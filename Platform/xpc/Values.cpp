@@ -11,7 +11,7 @@ Object orNull(xpc_object_t created) {
 
 template <typename Value>
 std::optional<Value> valueAt(const Object& dictionary, const char* key) {
-    const xpc_object_t found = xpc_dictionary_get_value(dictionary.get(), key);
+    xpc_object* const found = xpc_dictionary_get_value(dictionary.get(), key);
     const auto* const value = found == nullptr ? nullptr : std::get_if<Value>(&found->value);
     return value == nullptr ? std::nullopt : std::optional(*value);
 }

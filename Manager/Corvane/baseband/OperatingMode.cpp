@@ -20,6 +20,7 @@ Result<OperatingMode> operatingMode(std::int64_t number) {
         return static_cast<OperatingMode>(number);
     }
     std::vector<OperatingMode> all;
+    all.reserve(std::size(kNames));
     for (int mode = 0; mode < std::ssize(kNames); ++mode) {
         all.push_back(static_cast<OperatingMode>(mode));
     }

@@ -25,7 +25,7 @@ constexpr std::size_t kLargestWrite = 65536;
 /// Files are small enough for dropping one to cost little of the history, and large enough for a few dozen of them.
 constexpr std::uint64_t kSegmentsAtLeast = 16;
 constexpr std::uint64_t kSmallestSegment = kLargestWrite;
-constexpr std::uint64_t kLargestSegment = 16 * 1048576;
+constexpr std::uint64_t kLargestSegment = 16777216;
 
 std::string nameOf(unsigned long number, const char* extension) {
     std::array<char, 32> text{};
