@@ -3,6 +3,7 @@
 #include "Corvane/loop/Watch.h"
 
 #include <sys/epoll.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
@@ -133,12 +134,20 @@ void Loop::serveInTurn(std::span<Watch*> watches, Clock::time_point end) {
         watch->ready_();
         const auto spent = Clock::now() - now;
         now += spent;
-        // Slowly up, for it may have been the machine that was busy.
-        watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(spent) + spent) / 8);
+        // What took long because the machine was busy with others says nothing about the client.
+        if (spent < kLittle || !wasPreempted()) {
+            watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(spent) + spent) / 8);
+        }
         if (now >= end) {
             return;
         }
     }
+}
+
+bool Loop::wasPreempted() {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    return std::exchange(preemptions_, usage.ru_nivcsw) != usage.ru_nivcsw;
 }
 
 bool Loop::isLate() const {

@@ -64,12 +64,15 @@ private:
     bool serve(bool wait);
     void shareTurn();
     void serveInTurn(std::span<Watch*> watches, Clock::time_point end);
+    /// Whether another process has had the processor since this was last asked.
+    bool wasPreempted();
     void runDeferred();
 
     std::unique_ptr<sd_event, Release> event_;
     platform::FileDescriptor descriptors_;  ///< the epoll set
     std::vector<Watch*> ready_;             ///< those that are to be served in this turn
     Clock::time_point turnBegan_;
+    long preemptions_ = 0;  ///< as the kernel counts them
     std::vector<std::function<void()>> deferred_;
     bool rearm_ = false;
 };
