@@ -295,7 +295,7 @@ const Attack kAttacks[] = {
     {"the costliest packets, 64 connections", [](const Field& field) { flood(field, costliestRequest(), 64); }, false, false,
      250ms, 500ms},
     {"the costliest packets, 1,000 connections", [](const Field& field) { flood(field, costliestRequest(), 1000); }, false, false,
-     1000ms, 1000ms},
+     3000ms, 3000ms},
     {"64 writers of settings", changeSettings},
     {"texts of 100 KB", sendLongTexts},
     {"waiting requests", pileUp},
@@ -344,7 +344,7 @@ void measure(Run& run, const std::string& socket, Peer& peer, int rounds, const 
 
 void hostileClients(Run& run) {
     constexpr long kMostKilobytes = 48L * 1024;
-    constexpr long kMostLeftBehind = 2L * 1024;
+    constexpr long kMostLeftBehind = 4L * 1024;
     const rlimit descriptors{8192, 8192};
     if (setrlimit(RLIMIT_NOFILE, &descriptors) != 0) {
         throw Skipped{"this user may not open 2,000 connections"};
