@@ -358,11 +358,11 @@ TEST(Events, BeyondMeasureEndTheConnection) {
             connection.reply(request.id, 0);
         });
         TestClient client(manager.path());
-        std::mutex blocked;
-        client.manager().addEventHandler("E", [&blocked](const xpc::Object&) { const std::lock_guard wait(blocked); });
+        const auto blocked = std::make_shared<std::mutex>();  // what is still on the queue outlives this round
+        client.manager().addEventHandler("E", [blocked](const xpc::Object&) { const std::lock_guard wait(*blocked); });
         client.manager().setEvents(true);
         {
-            const std::lock_guard block(blocked);
+            const std::lock_guard block(*blocked);
             EXPECT_THAT(client.perform("Flood"), AllOf(StartsWith(kLost), HasSubstr("more events than could be handled")));
         }
         EXPECT_THAT(client.perform("After"), StartsWith("0 "));
