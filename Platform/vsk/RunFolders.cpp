@@ -4,8 +4,12 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdlib>
+#include <iterator>
+#include <utility>
 
 namespace vsk {
 
@@ -14,15 +18,17 @@ std::vector<std::string> pidFiles(std::string_view name) {
         return {};
     }
     std::vector<std::string> files;
-    const auto add = [&](std::string_view parent) {
-        auto& file = files.emplace_back(parent);
-        file.append("/corvane/").append(name).append(".pid");
-    };
-    files.reserve(2);
+    const auto add = [&](std::string folder) { files.emplace_back(std::move(folder)).append("/").append(name).append(".pid"); };
+    files.reserve(3);
     if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime == '/') {
-        add(runtime);
+        add(std::string(runtime) + "/corvane");
     }
-    add("/run");
+    add("/run/corvane");
+    // Of a service that systemd runs as a user of its own.
+    std::string own("/run/");
+    std::ranges::transform(name, std::back_inserter(own),
+                           [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    add(std::move(own));
     return files;
 }
 
