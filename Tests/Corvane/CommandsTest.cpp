@@ -3,7 +3,10 @@
 
 #include <gmock/gmock.h>
 
+#include <unistd.h>
+
 #include <csignal>
+#include <sstream>
 
 namespace {
 
@@ -153,6 +156,43 @@ TEST(Commands, OfStatisticsTellWhatHappenedAndKeepWhatWasReported) {
     EXPECT_THAT(Peer(daemon.socketPath()).ask("GetStatisticsCommand", dictionary({{"KeyReportingModuleType", number(0)}})),
                 AllOf(StartsWith(R"(0 {"Boot":{)"), HasSubstr(R"("KeyBootModuleLastHardResetTime":7)"),
                       HasSubstr(R"("KeyBootModuleLastRecoveryTime":100)"), testing::Not(HasSubstr("Clients"))));
+}
+
+TEST(Commands, ThatChangeSomethingAreOnRecordWithTheirClient) {
+    const struct {
+        const char* command;
+        xpc::Object argument;
+        const char* result;  ///< nullptr: it only reads
+        bool leaves = false;
+    } cases[] = {
+        {"SetTracePropertyCommand", property("DIAG", "History", "17"), "0"},
+        {"SetTracePropertyCommand", property("DIAG", "History", "0"), "0xE020E101"},
+        {"AddTraceFilterCommand", dictionary({{"KeyTraceFilterName", text("Size")}}), "0xE020E101"},
+        {"GetTracePropertyCommand", property("DIAG", "History"), nullptr},
+        {"GetStatisticsCommand", kNull, nullptr},
+        {"BasebandNVDataCommand", dictionary({{"KeyBasebandNVDataAction", text("Erase")}}), "0"},
+        {"ResetBasebandCommand", dictionary({{"KeyBasebandResetType", text("Soft reset")}}), "0", true},
+    };
+    Daemon daemon;
+    const std::string who =
+        " CLIENT_UID=" + std::to_string(geteuid()) + " CLIENT_PID=" + std::to_string(getpid()) + " CLIENT_NAME=peer\n";
+    std::string wanted;
+    for (const auto& [command, argument, result, leaves] : cases) {
+        Peer peer(daemon.socketPath());
+        if (leaves) {
+            peer.send(ryn::wire::Packet(ryn::wire::Request{1, command, argument}));
+        } else {
+            peer.ask(command, argument);
+        }
+        wanted += result == nullptr ? "" : std::string("Corvane: COMMAND=") + command + " RESULT=" + result + who;
+    }
+    daemon.process().waitForError("COMMAND=ResetBasebandCommand");
+    std::istringstream lines(daemon.stop(SIGTERM).err);
+    std::string recorded;
+    for (std::string line; std::getline(lines, line);) {
+        recorded += line.starts_with("Corvane: COMMAND=") ? line + '\n' : "";
+    }
+    EXPECT_EQ(recorded, wanted);
 }
 
 }  // namespace

@@ -19,7 +19,8 @@ constexpr uid_t kDaemonUser = 65533;
 enum Seen { kServed = 10, kTurnedAway = 11, kNotReachable = 12, kFailed = 13 };
 
 /// What a process of another user sees: a child, so that the credentials are the kernel's.
-int seenBy(uid_t user, gid_t group, const std::vector<gid_t>& moreGroups, const std::string& socket, int connections = 1) {
+int seenBy(uid_t user, gid_t group, const std::vector<gid_t>& moreGroups, const std::string& socket, int connections = 1,
+           const char* command = "GetCorvaneInfoCommand") {
     const pid_t child = fork();
     if (child == 0) {
         if (setgroups(moreGroups.size(), moreGroups.data()) != 0 || setgid(group) != 0 || setuid(user) != 0) {
@@ -28,9 +29,9 @@ int seenBy(uid_t user, gid_t group, const std::vector<gid_t>& moreGroups, const 
         std::vector<Peer> peers;
         std::string answer;
         for (int count = 0; count < connections; ++count) {
-            answer = peers.emplace_back(socket).connected() ? peers.back().ask("GetCorvaneInfoCommand") : "not reachable";
+            answer = peers.emplace_back(socket).connected() ? peers.back().ask(command) : "not reachable";
         }
-        _exit(answer.starts_with("0 ") ? kServed : answer.starts_with("reply 0 ") ? kTurnedAway : kNotReachable);
+        _exit(answer.starts_with("0") ? kServed : answer.starts_with("reply 0 ") ? kTurnedAway : kNotReachable);
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -94,6 +95,12 @@ TEST_F(PeerAccess, IsForRootTheOwnUserAndMembersOfTheGroup) {
     EXPECT_EQ(seenBy(kUser, kOtherGroup, {}, socket()), kTurnedAway);
     EXPECT_EQ(seenBy(kDaemonUser, kOtherGroup, {kOtherGroup}, socket()), kTurnedAway);
     EXPECT_TRUE(process->waitForError("may not use this manager; add the user to group corvane"));
+
+    // Who changed what can be told apart.
+    for (const uid_t user : {kUser, kDaemonUser}) {
+        EXPECT_EQ(seenBy(user, kCorvaneGroup, {}, socket(), 1, "UnblockBasebandResetCommand"), kServed);
+        EXPECT_TRUE(process->waitForError("COMMAND=UnblockBasebandResetCommand RESULT=0 CLIENT_UID=" + std::to_string(user)));
+    }
 }
 
 TEST_F(PeerAccess, KeepsPlacesForRoot) {

@@ -95,8 +95,8 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     auto owned = std::make_unique<Client>(std::move(socket), peer, loop_);
     Client& client = *owned;
     client.ready = [this, &client] { serve(client); };
-    client.session =
-        std::make_shared<Session>(dispatcher_, [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); });
+    client.session = std::make_shared<Session>(dispatcher_, Requester{peer.user, peer.process},
+                                               [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); });
     client.index = clients_.size();
     clients_.push_back(std::move(owned));
     ended_.reserve(clients_.size());

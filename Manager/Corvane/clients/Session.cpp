@@ -53,7 +53,7 @@ Result<Session::Progress> Session::greet(const wire::Packet& packet) {
         return Refusal::notSupported("speaks version " + std::to_string(hello->version) + " of the protocol");
     }
     constexpr std::size_t kLongestName = 64;
-    clientName_ = cut(hello->clientName, kLongestName);
+    client_.name = cut(hello->clientName, kLongestName);
     greeted_ = true;
     return Progress::Expecting;
 }
@@ -72,12 +72,12 @@ Result<void> Session::request(const wire::Request& request, std::size_t packetSi
     }
     requestSize_ = packetSize;
     if (requestlog::isOn()) {
-        requestlog::request(clientName_, request);
+        requestlog::request(client_.name, request);
     }
     if (const Fault* fault = dispatcher_.faults().find(request.command); fault != nullptr) {
         return fail(*fault, request.id);
     }
-    if (const auto answered = dispatcher_.dispatch(request, [this, id = request.id] { return answerLater(id); })) {
+    if (const auto answered = dispatcher_.dispatch(request, client_, [this, id = request.id] { return answerLater(id); })) {
         answer(request.id, *answered);
     }
     return {};
@@ -130,7 +130,7 @@ void Session::answer(std::uint64_t id, const Answer& answered) {
     }
     dispatcher_.countRefusal();
     // The tool shows a person only that a command failed: why stands here.
-    log::info("Refused " + clientName_ + ": " + answered.refusal->sentence);
+    log::info("Refused " + client_.name + ": " + answered.refusal->sentence);
     send(id, answered.refusal->result(), errorReply(*answered.refusal, answered.reply));
 }
 
@@ -142,7 +142,7 @@ void Session::answerResult(std::uint64_t id, std::int32_t result, const std::str
 
 void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& object) {
     if (requestlog::isOn()) {
-        requestlog::reply(clientName_, id, result, object);
+        requestlog::reply(client_.name, id, result, object);
     }
     if (wire::encode(wire::Reply{id, result, object}, outputBuffer())) {
         sender_(outputBuffer());

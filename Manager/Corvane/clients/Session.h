@@ -2,6 +2,7 @@
 
 #include "Client/wire/Packet.h"
 #include "Corvane/requests/Answer.h"
+#include "Corvane/requests/Audit.h"
 
 #include <cstdint>
 #include <functional>
@@ -33,8 +34,10 @@ public:
     };
     using Sender = std::function<void(std::span<const std::uint8_t> packet)>;
 
-    /// @param dispatcher outlives the session. @param sender takes the packets for the client.
-    Session(Dispatcher& dispatcher, Sender sender) : dispatcher_(dispatcher), sender_(std::move(sender)) {}
+    /// @param dispatcher outlives the session. @param client whose name comes with hello. @param sender takes the packets for the
+    /// client.
+    Session(Dispatcher& dispatcher, Requester client, Sender sender)
+        : dispatcher_(dispatcher), client_(std::move(client)), sender_(std::move(sender)) {}
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
@@ -43,7 +46,7 @@ public:
 
     bool greeted() const { return greeted_; }
     bool wantsEvents() const { return wantsEvents_; }
-    const std::string& clientName() const { return clientName_; }
+    const std::string& clientName() const { return client_.name; }
 
 private:
     Result<Progress> greet(const ryn::wire::Packet& packet);
@@ -61,8 +64,8 @@ private:
     void send(std::uint64_t id, std::int32_t result, const xpc::Object& object);
 
     Dispatcher& dispatcher_;
+    Requester client_;
     Sender sender_;
-    std::string clientName_;
     struct Outstanding {
         std::uint64_t id;
         std::size_t bytes;

@@ -15,14 +15,17 @@ class Services;
 /// Makes a request wait: the completion answers it.
 using Later = std::function<AnswerCompletion()>;
 
-/// A command that clients may send: its name, its handler and its arguments.
+/// What a command does. One that changes something is put on record: who asked, and how it ended.
+enum class Effect { Reads, Changes };
+
+/// A command that clients may send: its name, what it does, its handler and its arguments.
 ///
 /// A handler is a function that takes the services, then the value of each argument, and returns a result: void, or the reply's
 /// dictionary. One that takes time has an AnswerCompletion after the services and returns nothing. A handler without arguments
 /// takes whatever a client sends.
 struct Command {
     template <typename Handler, typename... Arguments>
-    Command(const char* command, Handler handler, Arguments... arguments) : name(command) {
+    Command(const char* command, Effect does, Handler handler, Arguments... arguments) : name(command), effect(does) {
         serve = [=](Services& services, const xpc::Object& argument, const Later& later) -> std::optional<Answer> {
             if constexpr (sizeof...(Arguments) > 0) {
                 if (const auto checked = checkArgument(argument, (Arguments::kMandatory || ...)); !checked) {
@@ -48,6 +51,7 @@ struct Command {
     }
 
     const char* name;
+    Effect effect;
     /// Answers at once, or returns nothing and answers later.
     std::function<std::optional<Answer>(Services& services, const xpc::Object& argument, const Later& later)> serve;
 };

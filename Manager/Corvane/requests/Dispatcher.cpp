@@ -17,7 +17,7 @@ void Dispatcher::countRefusal() {
     ++services_.commandFigures().refused;
 }
 
-std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, const Later& later) {
+std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, const Requester& requester, const Later& later) {
     const auto entry = commands_.find(request.command);
     if (entry == commands_.end()) {
         ++services_.commandFigures().unknown;
@@ -28,7 +28,27 @@ std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, co
     }
     auto& [command, count] = entry->second;
     ++count;
-    return command.serve(services_, request.argument, later);
+    return command.effect == Effect::Reads ? command.serve(services_, request.argument, later)
+                                           : change(command, request.argument, requester, later);
+}
+
+std::optional<Answer> Dispatcher::change(const Command& command, const xpc::Object& argument, const Requester& requester,
+                                         const Later& later) {
+    const auto record = [requester, name = command.name](const Answer& answer) {
+        audit(requester, name, answer.refusal ? answer.refusal->result() : 0);
+    };
+    // The client may have gone by the time of the answer.
+    const auto recordedLater = [&record, &later]() -> AnswerCompletion {
+        return [record, answer = later()](const Answer& answered) {
+            record(answered);
+            answer(answered);
+        };
+    };
+    const auto answered = command.serve(services_, argument, recordedLater);
+    if (answered) {
+        record(*answered);
+    }
+    return answered;
 }
 
 }  // namespace corvane

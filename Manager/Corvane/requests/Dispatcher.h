@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Client/wire/Packet.h"
+#include "Corvane/requests/Audit.h"
 #include "Corvane/requests/Command.h"
 #include "Corvane/requests/FaultRules.h"
 
@@ -22,8 +23,8 @@ public:
 
     /// What fails on purpose. Whoever converses with the client carries a fault out.
     const FaultRules& faults() const { return faults_; }
-    /// nullopt when the answer comes through `later`.
-    std::optional<Answer> dispatch(const ryn::wire::Request& request, const Later& later);
+    /// nullopt when the answer comes through `later`. A change is on record before its answer.
+    std::optional<Answer> dispatch(const ryn::wire::Request& request, const Requester& requester, const Later& later);
     /// Counts every answer that was a refusal.
     void countRefusal();
 
@@ -32,6 +33,9 @@ private:
         Command command;
         std::uint64_t& count;
     };
+
+    std::optional<Answer> change(const Command& command, const xpc::Object& argument, const Requester& requester,
+                                 const Later& later);
 
     Services& services_;
     FaultRules faults_;

@@ -5,12 +5,15 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
+#include <systemd/sd-journal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <utility>
+#include <vector>
 
 namespace corvane::log {
 
@@ -61,21 +64,38 @@ bool isTaken(Level level) {
     return state().taker && level <= Level::Info;
 }
 
-void writeLine(Level level, std::string_view line) {
-    State& log = state();
-    const bool taken = isTaken(level);
-    std::string text = log.journal ? fmt::format("<{}>", static_cast<int>(level)) : "Corvane: ";
-    const std::size_t prefix = text.size();
-    text += cut(escaped(cut(line, kLongestLine)), kLongestLine);
-    if (taken) {
-        log.taker(std::string_view(text).substr(prefix));
-    }
+std::string printable(std::string_view line) {
+    return std::string(cut(escaped(cut(line, kLongestLine)), kLongestLine));
+}
+
+void print(Level level, const std::string& printable) {
     pollfd stream{STDERR_FILENO, POLLOUT, 0};
     if (isOn(level) && poll(&stream, 1, 0) == 1 && (stream.revents & POLLOUT) != 0) {
-        text += '\n';
+        const std::string text =
+            (state().journal ? fmt::format("<{}>", static_cast<int>(level)) : "Corvane: ") + printable + '\n';
         // Nothing can be done about a log that can't be written.
         [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
     }
+}
+
+void writeLine(Level level, std::string_view line) {
+    const std::string text = printable(line);
+    if (isTaken(level)) {
+        state().taker(text);
+    }
+    print(level, text);
+}
+
+/// @return whether the journal has taken it.
+bool sendToJournal(std::string_view line, std::span<const std::string> fields) {
+    std::vector<std::string> all{fmt::format("MESSAGE={}", line), fmt::format("PRIORITY={}", static_cast<int>(Level::Notice))};
+    all.insert(all.end(), fields.begin(), fields.end());
+    std::vector<iovec> vectors;
+    vectors.reserve(all.size());
+    for (std::string& field : all) {
+        vectors.push_back({field.data(), field.size()});
+    }
+    return sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size())) == 0;
 }
 
 }  // namespace
@@ -85,6 +105,12 @@ void write(Level level, std::string_view line) {
         state().limit->write(level, line);
     } else if (isOn(level) || isTaken(level)) {
         writeLine(level, line);
+    }
+}
+
+void entry(std::string_view line, std::span<const std::string> fields) {
+    if (!state().journal || !sendToJournal(line, fields)) {
+        print(Level::Notice, printable(line));
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ using Taker = std::function<void(std::string_view line)>;
 void alsoTo(Taker taker);
 
 void write(Level level, std::string_view line);
+/// A notice that no limit leaves out and no second taker gets. Where the journal reads the log it has these fields, each
+/// "NAME=value", besides.
+void entry(std::string_view line, std::span<const std::string> fields);
 inline void error(std::string_view line) {
     write(Level::Error, line);
 }

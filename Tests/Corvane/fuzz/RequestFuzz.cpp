@@ -39,7 +39,7 @@ public:
 
     /// @param input packets, each behind its length in two bytes.
     void converse(std::span<const std::uint8_t> input) {
-        const auto session = std::make_shared<Session>(*dispatcher_, check);
+        const auto session = std::make_shared<Session>(*dispatcher_, corvane::Requester{}, check);
         while (input.size() >= 2) {
             const std::size_t length = std::min<std::size_t>(std::size_t{input[0]} << 8U | input[1], input.size() - 2);
             if (!session->receive(input.subspan(2, length))) {

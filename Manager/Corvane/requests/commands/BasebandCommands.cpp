@@ -123,21 +123,22 @@ void diagnose(Services& services, const AnswerCompletion& answer, DiagnosticsAct
 
 void addBasebandCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::kCommandGetCorvaneInfo, getInfo},
-        {ryn::kCommandGetBasebandBootState, ask<&Baseband::getBootState>},
-        {ryn::kCommandGetBasebandOperatingMode, ask<&Baseband::getOperatingMode>},
-        {ryn::kCommandSetBasebandOperatingMode, setOperatingMode, Number{ryn::kKeyBasebandOperatingMode},
+        {ryn::kCommandGetCorvaneInfo, Effect::Reads, getInfo},
+        {ryn::kCommandGetBasebandBootState, Effect::Reads, ask<&Baseband::getBootState>},
+        {ryn::kCommandGetBasebandOperatingMode, Effect::Reads, ask<&Baseband::getOperatingMode>},
+        {ryn::kCommandSetBasebandOperatingMode, Effect::Changes, setOperatingMode, Number{ryn::kKeyBasebandOperatingMode},
          OptionalNumber{ryn::kKeyTimeout}},
-        {ryn::kCommandGetBasebandTime, ask<&Baseband::getTime>},
-        {ryn::kCommandGetBasebandWakeReason, ask<&Baseband::getWakeReason>},
-        {ryn::kCommandResetBaseband, reset, Choice{ryn::kKeyBasebandResetType, kResetTypes},
+        {ryn::kCommandGetBasebandTime, Effect::Reads, ask<&Baseband::getTime>},
+        {ryn::kCommandGetBasebandWakeReason, Effect::Reads, ask<&Baseband::getWakeReason>},
+        {ryn::kCommandResetBaseband, Effect::Changes, reset, Choice{ryn::kKeyBasebandResetType, kResetTypes},
          OptionalText{ryn::kKeyBasebandResetSubType, ryn::kBasebandResetSubTypeUserTriggered},
          OptionalText{ryn::kKeyBasebandResetReason}},
-        {ryn::kCommandUnblockBasebandReset, unblockReset},
-        {ryn::kCommandBasebandNVData, changeNVData, Choice{ryn::kKeyBasebandNVDataAction, kNVDataActions}},
-        {ryn::kCommandBasebandSyncFS, syncFileSystem, OptionalFlag{ryn::kKeyFSSyncWaitForCompletion, true}},
-        {ryn::kCommandBasebandDiagnostics, diagnose, Choice{ryn::kKeyBasebandDiagnosticsAction, kDiagnosticsActions},
-         OptionalText{ryn::kKeyBasebandDiagnosticsType}, Anything{ryn::kKeyBasebandDiagnosticsOptions}},
+        {ryn::kCommandUnblockBasebandReset, Effect::Changes, unblockReset},
+        {ryn::kCommandBasebandNVData, Effect::Changes, changeNVData, Choice{ryn::kKeyBasebandNVDataAction, kNVDataActions}},
+        {ryn::kCommandBasebandSyncFS, Effect::Changes, syncFileSystem, OptionalFlag{ryn::kKeyFSSyncWaitForCompletion, true}},
+        {ryn::kCommandBasebandDiagnostics, Effect::Changes, diagnose,
+         Choice{ryn::kKeyBasebandDiagnosticsAction, kDiagnosticsActions}, OptionalText{ryn::kKeyBasebandDiagnosticsType},
+         Anything{ryn::kKeyBasebandDiagnosticsOptions}},
     });
 }
 

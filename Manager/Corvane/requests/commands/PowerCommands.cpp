@@ -33,9 +33,9 @@ void simulateNotification(Services& services, const AnswerCompletion& answer, st
 void addPowerCommands(Dispatcher& dispatcher) {
     dispatcher.add({
         // A power log travels under the key of a trace property.
-        {textOf(kCommandLogCollection), controlLog, Choice{textOf(kKeyLogCollectionAction), kActions},
+        {textOf(kCommandLogCollection), Effect::Changes, controlLog, Choice{textOf(kKeyLogCollectionAction), kActions},
          Choice{ryn::kKeyTracePropertyName, kPowerLogs}},
-        {ryn::kCommandSimulatePowerNotification, simulateNotification,
+        {ryn::kCommandSimulatePowerNotification, Effect::Changes, simulateNotification,
          Number{ryn::kKeyPowerNotificationMessage, 0, std::numeric_limits<std::uint32_t>::max()}},
     });
 }

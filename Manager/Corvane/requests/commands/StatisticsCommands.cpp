@@ -52,9 +52,10 @@ Result<void> reportStatistics(Services& services, std::int64_t module, const xpc
 
 void addStatisticsCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::kCommandGetStatistics, getStatistics, OptionalNumber{ryn::kKeyReportingModuleType, Module::Boot, Module::Clients}},
-        {ryn::kCommandReportingStatistics, reportStatistics, Number{ryn::kKeyReportingModuleType, Module::Boot, Module::Clients},
-         Dictionary{ryn::kKeyReportingData}},
+        {ryn::kCommandGetStatistics, Effect::Reads, getStatistics,
+         OptionalNumber{ryn::kKeyReportingModuleType, Module::Boot, Module::Clients}},
+        {ryn::kCommandReportingStatistics, Effect::Changes, reportStatistics,
+         Number{ryn::kKeyReportingModuleType, Module::Boot, Module::Clients}, Dictionary{ryn::kKeyReportingData}},
     });
 }
 

@@ -33,11 +33,13 @@ void setTEMSProperty(Services& services, const AnswerCompletion& answer, std::st
 
 void addTraceCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::kCommandGetTraceProperty, getTraceProperty, Text{ryn::kKeyTraceName}, Text{ryn::kKeyTracePropertyName}},
-        {ryn::kCommandSetTraceProperty, setTraceProperty, Text{ryn::kKeyTraceName}, Text{ryn::kKeyTracePropertyName},
-         Text{ryn::kKeyTracePropertyValue}, OptionalFlag{ryn::kKeyTracePropertyWaitForCompletion, true}},
-        {ryn::kCommandGetTEMSProperty, getTEMSProperty},
-        {ryn::kCommandSetTEMSProperty, setTEMSProperty, Text{ryn::kKeyTEMSMode}},
+        {ryn::kCommandGetTraceProperty, Effect::Reads, getTraceProperty, Text{ryn::kKeyTraceName},
+         Text{ryn::kKeyTracePropertyName}},
+        {ryn::kCommandSetTraceProperty, Effect::Changes, setTraceProperty, Text{ryn::kKeyTraceName},
+         Text{ryn::kKeyTracePropertyName}, Text{ryn::kKeyTracePropertyValue},
+         OptionalFlag{ryn::kKeyTracePropertyWaitForCompletion, true}},
+        {ryn::kCommandGetTEMSProperty, Effect::Reads, getTEMSProperty},
+        {ryn::kCommandSetTEMSProperty, Effect::Changes, setTEMSProperty, Text{ryn::kKeyTEMSMode}},
     });
 }
 

@@ -33,11 +33,11 @@ xpc::Object getTraceFilters(Services& services) {
 
 void addTraceLogCommands(Dispatcher& dispatcher) {
     dispatcher.add({
-        {ryn::request::kCollectTraceLogs, collectTraceLogs, Text{ryn::request::kKeyTraceLogsReason}},
-        {ryn::request::kAddTraceFilter, addTraceFilter, Text{ryn::request::kKeyTraceFilterName},
+        {ryn::request::kCollectTraceLogs, Effect::Changes, collectTraceLogs, Text{ryn::request::kKeyTraceLogsReason}},
+        {ryn::request::kAddTraceFilter, Effect::Changes, addTraceFilter, Text{ryn::request::kKeyTraceFilterName},
          NumberOrNull{ryn::request::kKeyTraceFilterValue}},
-        {ryn::request::kRemoveTraceFilter, removeTraceFilter, Text{ryn::request::kKeyTraceFilterName}},
-        {ryn::request::kGetTraceFilters, getTraceFilters},
+        {ryn::request::kRemoveTraceFilter, Effect::Changes, removeTraceFilter, Text{ryn::request::kKeyTraceFilterName}},
+        {ryn::request::kGetTraceFilters, Effect::Reads, getTraceFilters},
     });
 }
 

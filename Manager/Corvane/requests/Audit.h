@@ -1,0 +1,20 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+namespace corvane {
+
+/// Who sends requests: the process, as the kernel knows it, and the name that it gives itself.
+struct Requester {
+    uid_t user = 0;
+    pid_t process = 0;
+    std::string name = {};
+};
+
+/// Puts on record who has asked for a change, and how that ended: an entry of the log, with the same fields in the journal.
+void audit(const Requester& requester, const char* command, std::int32_t result);
+
+}  // namespace corvane
