@@ -75,6 +75,11 @@ void set(const Object& dictionary, const char* key, const Object& value) {
     xpc_dictionary_set_value(dictionary.get(), key, value.get());
 }
 
+bool insert(const Object& dictionary, std::string_view key, const Object& value) {
+    auto* const entries = dictionary ? std::get_if<xpc_object::Dictionary>(&dictionary.get()->value) : nullptr;
+    return entries != nullptr && entries->try_emplace(std::string(key), value).second;
+}
+
 std::optional<std::string> textAt(const Object& dictionary, const char* key) {
     return valueAt<std::string>(dictionary, key);
 }

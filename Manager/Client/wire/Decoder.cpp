@@ -1,6 +1,7 @@
 #include "Client/wire/Cbor.h"
 #include "Client/wire/Packet.h"
 #include "Platform/Utf8.h"
+#include "platform/xpc/Values.h"
 
 #include <limits>
 
@@ -172,13 +173,9 @@ private:
             return {};
         }
         auto dictionary = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
-        for (std::size_t entries = 0; entries < count; ++entries) {
+        for (; count > 0; --count) {
             const Entry next = entry(depth);
-            if (!next.value) {
-                return {};
-            }
-            xpc_dictionary_set_value(dictionary.get(), std::string(next.key).c_str(), next.value.get());
-            if (xpc_dictionary_get_count(dictionary.get()) == entries) {  // it has the key already
+            if (!next.value || !xpc::insert(dictionary, next.key, next.value)) {
                 return {};
             }
         }

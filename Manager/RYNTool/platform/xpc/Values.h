@@ -23,6 +23,8 @@ Object boolean(bool value);
 Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries = {});
 /// Sets or replaces an entry of a dictionary that is still being made.
 void set(const Object& dictionary, const char* key, const Object& value);
+/// Adds an entry. @return false, and nothing is changed, when `dictionary` is none or has the key already
+bool insert(const Object& dictionary, std::string_view key, const Object& value);
 
 /// nullopt when `dictionary` is none, or what stands under `key` is absent or of another type.
 std::optional<std::string> textAt(const Object& dictionary, const char* key);
