@@ -85,19 +85,19 @@ Result<void> Daemon::prepareLoop() {
 
 Result<void> Daemon::listen() {
     auto handed = Listener::takeOver();
-    if (const auto* why = std::get_if<std::string>(&handed)) {
-        return Refusal::wrongState(*why);
+    if (!handed) {
+        return handed.refusal();
     }
-    listener_ = std::get<Listener>(std::move(handed));
+    listener_ = std::move(*handed);
     if (listener_) {
         return {};
     }
     const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
     auto opened = Listener::open(path, policy_, SOCK_SEQPACKET);
-    if (const auto* why = std::get_if<std::string>(&opened)) {
-        return Refusal::wrongState(*why);
+    if (!opened) {
+        return opened.refusal();
     }
-    listener_ = std::get<Listener>(std::move(opened));
+    listener_ = std::move(*opened);
     log::debug("listening on " + path);
     return {};
 }
@@ -116,10 +116,10 @@ Result<void> Daemon::openSettings() {
 
 Result<ListeningSocket> Daemon::listenForStream(const std::string& path) const {
     auto opened = Listener::open(path, policy_, SOCK_STREAM);
-    if (auto* why = std::get_if<std::string>(&opened)) {
-        return Refusal::limitReached("There is no live stream of DIAG messages: " + *why + ".");
+    if (!opened) {
+        return Refusal::limitReached("There is no live stream of DIAG messages: " + opened.refusal().sentence + ".");
     }
-    auto listener = std::make_shared<Listener>(std::get<Listener>(std::move(opened)));
+    auto listener = std::make_shared<Listener>(std::move(*opened));
     log::notice("DIAG messages are streamed to those who connect to " + path);
     return ListeningSocket{listener->takeSocket(), listener};
 }

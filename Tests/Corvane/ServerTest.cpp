@@ -23,7 +23,7 @@ TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const auto store = std::move(*SettingsStore::open(folder.path()));
     Services services(*store, folder.path(), *loop, {});
     Dispatcher dispatcher(services, {});
-    auto listener = std::get<Listener>(Listener::open(path, policy, SOCK_SEQPACKET));
+    auto listener = std::move(*Listener::open(path, policy, SOCK_SEQPACKET));
     Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});
     Peer polite(path);
     Peer silent(path, Peer::Greeting::None);

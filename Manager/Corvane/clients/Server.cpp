@@ -1,6 +1,6 @@
 #include "Corvane/clients/Server.h"
 
-#include "Corvane/requests/ErrorReply.h"
+#include "Corvane/requests/Replies.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/support/MemoryReserve.h"

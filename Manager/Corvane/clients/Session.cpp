@@ -1,7 +1,7 @@
 #include "Corvane/clients/Session.h"
 
 #include "Corvane/requests/Dispatcher.h"
-#include "Corvane/requests/ErrorReply.h"
+#include "Corvane/requests/Replies.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/Text.h"

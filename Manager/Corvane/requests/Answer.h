@@ -17,7 +17,6 @@ struct Answer {
     Answer() = default;
     Answer(xpc::Object carriedOut) : reply(std::move(carriedOut)) {}
     Answer(Refusal why, xpc::Object details = {}) : refusal(std::move(why)), reply(std::move(details)) {}
-    Answer(std::optional<Refusal> why) : refusal(std::move(why)) {}
     Answer(const Result<xpc::Object>& result) {
         if (result) {
             reply = *result;
