@@ -53,6 +53,10 @@ void RegisterConnectionHandler(ManagerPtr manager, std::function<void()> handler
     manager->addConnectionHandler([handler = std::move(handler)](const xpc::Object&) { handler(); });
 }
 
+void SetFailureHandler(ManagerPtr manager, FailureHandler handler) {
+    manager->setFailureHandler(std::move(handler));
+}
+
 void EventsOn(ManagerPtr manager) {
     manager->setEvents(true);
 }

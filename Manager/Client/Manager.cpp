@@ -1,5 +1,6 @@
 #include "Client/Manager.h"
 
+#include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 
 #include <poll.h>
@@ -28,6 +29,12 @@ std::size_t memoryWhileQueued(const xpc::Object& payload) {
 
 Answer toAnswer(const Failure& failure) {
     return {failure.result, failure.toReply()};
+}
+
+/// The sentence of a failed command, the manager's or the library's.
+std::string sentenceOf(int result, const xpc::Object& reply) {
+    constexpr std::string_view kBare = "The manager answered with the result ";
+    return xpc::textAt(reply, kKeyErrorString).value_or(std::string(kBare) + std::to_string(result) + " and no reason.");
 }
 
 std::chrono::milliseconds inMilliseconds(Clock::duration duration) {
@@ -67,9 +74,13 @@ int Manager::perform(std::string_view command, const xpc::Object& argument, xpc:
     }
     changed_.notify_all();  // somebody else may read now
     const bool handOver = calls_.anyAsynchronous();
+    const FailureHandler failed = waiter.answer->result == 0 ? nullptr : failureHandler_;
     lock.unlock();
     if (handOver) {
         platform::wakeRunLoop();
+    }
+    if (failed) {
+        failed(sentenceOf(waiter.answer->result, waiter.answer->object));
     }
     if (waiter.answer->object) {
         reply = std::move(waiter.answer->object);
@@ -81,6 +92,14 @@ void Manager::perform(std::string_view command, const xpc::Object& argument, Com
     const Deadline deadline(timeout);
     {
         Lock lock(mutex_);
+        if (failureHandler_) {
+            completion = [failed = failureHandler_, completion = std::move(completion)](int result, const xpc::Object& reply) {
+                if (result != 0) {
+                    failed(sentenceOf(result, reply));
+                }
+                completion(result, reply);
+            };
+        }
         const Sent sent = send(lock, command, argument, deadline);
         if (sent.failure) {
             delivery_.complete(std::move(completion), toAnswer(*sent.failure));
@@ -116,6 +135,11 @@ void Manager::setEvents(bool on) {
         }
     }
     platform::wakeRunLoop();
+}
+
+void Manager::setFailureHandler(FailureHandler handler) {
+    const Lock lock(mutex_);
+    failureHandler_ = std::move(handler);
 }
 
 Manager::Interest Manager::interest() {

@@ -41,6 +41,7 @@ public:
     /// Runs, without a payload, each time that a connection has been made.
     void addConnectionHandler(EventHandler handler);
     void setEvents(bool on);
+    void setFailureHandler(FailureHandler handler);
 
     Interest interest() override;
     void serve(short events) override;
@@ -83,6 +84,7 @@ private:
     Calls calls_{delivery_};
     std::multimap<std::string, std::shared_ptr<const EventHandler>, std::less<>> handlers_;
     std::vector<std::shared_ptr<const EventHandler>> connectionHandlers_;
+    FailureHandler failureHandler_;
     std::vector<std::uint8_t> request_;  ///< encoded
     std::uint64_t nextId_ = 1;
     std::uint64_t firstId_ = 1;  ///< of the present connection

@@ -3,6 +3,7 @@
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
+#include "Corvane/support/LogFile.h"
 #include "Platform/Report.h"
 
 #include <sys/resource.h>
@@ -22,13 +23,14 @@ namespace {
 constexpr rlim_t kOtherDescriptors = 64;
 
 constexpr const char* kStreamSocket = "diag.sock";
+constexpr std::uint64_t kLargestGroupLog = 131072;
 
-/// Where a listening socket has its name.
-std::filesystem::path folderOf(int socket) {
+/// The file of a listening socket.
+std::filesystem::path pathOf(int socket) {
     sockaddr_un address{};
     socklen_t length = sizeof(address) - 1;
     getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
-    return std::filesystem::path(address.sun_path).parent_path();
+    return address.sun_path;
 }
 
 /// @return how many of `clients` there is room for.
@@ -125,10 +127,15 @@ Result<ListeningSocket> Daemon::listenForStream(const std::string& path) const {
 }
 
 void Daemon::serve(platform::FileDescriptor socket) {
+    // Beside the socket, so that who may use the manager can see why it refused something and where it wrote: the journal is not
+    // theirs to read, nor is the scratch log.
+    const std::filesystem::path path = pathOf(socket.get());
+    LogFile groupLog(std::filesystem::path(path).replace_extension(".log"), kLargestGroupLog, policy_.group());
+    const log::Copy toGroup([&groupLog](std::string_view line) { groupLog.write(line); });
     if (!options_.faults.empty()) {
         log::notice("commands fail on purpose, as --fault says");
     }
-    const std::string streamPath = folderOf(socket.get()) / kStreamSocket;
+    const std::string streamPath = path.parent_path() / kStreamSocket;
     Services services(*store_, options_.stateFolder, *loop_,
                       {[this, streamPath] { return listenForStream(streamPath); },
                        [this](int reader) { return policy_.judge(reader).allowed; }});

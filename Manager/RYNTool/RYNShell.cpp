@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 // For __assert_fail in every build.
 #undef NDEBUG
@@ -19,7 +20,11 @@
 
 std::shared_ptr<CommandBase> RYNShell::createRootCommand(const Words& /*words*/) {
     auto* const queue = dispatch_queue_create("ryntool.queue", nullptr);
-    auto root = createRYNCommand("ryntool", {}, ryn::client::CreateManager("ryntool", queue), queue);
+    const auto manager = ryn::client::CreateManager("ryntool", queue);
+    if (const char* const debug = std::getenv("RYNTOOL_DEBUG"); debug != nullptr && std::string_view(debug) == "1") {
+        ryn::client::SetFailureHandler(manager, [](const std::string& sentence) { output::printError({"Reason: ", sentence}); });
+    }
+    auto root = createRYNCommand("ryntool", {}, manager, queue);
     dispatch_release(queue);
     return root;
 }

@@ -79,6 +79,9 @@ TEST_F(PeerAccess, IsForRootTheOwnUserAndMembersOfTheGroup) {
     ASSERT_EQ(stat((folder_ / "run").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0750U);
     EXPECT_EQ(status.st_gid, kCorvaneGroup);
+    ASSERT_EQ(stat((folder_ / "run/manager.log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+    EXPECT_EQ(status.st_gid, kCorvaneGroup);
 
     EXPECT_EQ(seenBy(0, 0, {}, socket()), kServed);
     EXPECT_EQ(seenBy(kUser, kCorvaneGroup, {}, socket()), kServed);

@@ -1,4 +1,5 @@
 #include "Conversation.h"
+#include "support/Daemon.h"
 #include "support/Pty.h"
 #include "support/TempFolder.h"
 
@@ -23,6 +24,7 @@
 namespace {
 
 using support::Arguments;
+using testing::HasSubstr;
 using Connection = support::ScriptedManager::Connection;
 using Request = support::ScriptedManager::Request;
 
@@ -95,6 +97,36 @@ TEST_F(SessionTest, AtATerminal) {
     enter("coredump status -- coredump status", "Enabled: no\n" + kRootPrompt);
     terminal.type("exit\n");
     EXPECT_EQ(terminal.finish().status, 0);
+}
+
+TEST_F(SessionTest, SaysOnRequestWhyACommandFailed) {
+    const support::Daemon daemon({"--fault", "GetBasebandTimeCommand=7:nodict"});
+    const std::string refusal = "CoreDump Enabled can't be 'maybe'; it takes true or false.";
+    const std::string failure = "Failed to set 'Enabled' to 'maybe'\n";
+    const struct {
+        Arguments words;
+        const char* debug;
+        std::string err;
+    } kCases[] = {
+        {{"coredump", "enabled", "maybe"}, "", failure},
+        {{"coredump", "enabled", "maybe"}, "0", failure},
+        {{"coredump", "enabled", "maybe"}, "1", "Reason: " + refusal + "\n" + failure},
+        {{"trace", "filter", "remove", "maxlog", "--", "trace", "dump"}, "1", ""},
+        {{"trace", "filter", "add", "maxlog", "0", "--", "trace", "dump"},
+         "1",
+         "Reason: The max-log filter is 0, so that no trace logs are kept; raise or remove it.\n"},
+        {{"baseband", "time"}, "1", "Reason: The manager answered with the result 7 and no reason.\n"},
+    };
+    for (const auto& row : kCases) {
+        support::Environment environment = daemon.environment();
+        environment["RYNTOOL_DEBUG"] = row.debug;
+        Arguments words = row.words;
+        words.insert(words.begin(), support::kTool);
+        EXPECT_EQ(support::run(words, environment).err, row.err) << words[1];
+    }
+    const std::string log = support::readFile(daemon.folder() / "corvane/manager.log");
+    EXPECT_THAT(log, HasSubstr("Refused ryntool: " + refusal));
+    EXPECT_THAT(log, HasSubstr("collected trace logs in " + daemon.statePath() + "/Snapshots/log-bb-"));
 }
 
 TEST_F(SessionTest, WatchShowsChangesUntilInterrupted) {

@@ -37,16 +37,13 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       traceSwitches_(traceSettings_, traceRecorders_),
       diagTrace_({loop, traceSettings_, traceRecorders_, std::move(streamAccess), [this] { resetStalledBaseband(); }},
                  stateFolder) {
-    log::alsoTo([this](std::string_view line) { scratchLog_.write(line); });
     traceSettings_.setCheck(
         [this](const TraceProperty& property, std::string_view value) { return checkSetting(property, value); });
     traceSettings_.setOnChange(
         [this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
 }
 
-Services::~Services() {
-    log::alsoTo({});
-}
+Services::~Services() = default;
 
 void Services::start(std::unique_ptr<Baseband> baseband, EventListener events) {
     events_ = std::move(events);

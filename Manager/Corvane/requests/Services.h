@@ -3,6 +3,7 @@
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/requests/Erasure.h"
 #include "Corvane/requests/Statistics.h"
+#include "Corvane/support/Log.h"
 #include "Corvane/traces/DiagTrace.h"
 #include "Corvane/traces/ScratchLog.h"
 #include "Corvane/traces/TraceFilters.h"
@@ -73,6 +74,7 @@ private:
     CommandFigures commandFigures_;
     ClientFigures clientFigures_;
     ScratchLog scratchLog_;
+    log::Copy logCopy_{[this](std::string_view line) { scratchLog_.write(line); }};
     TraceRecorders traceRecorders_;
     TraceLogs traceLogs_;
     TraceSwitches traceSwitches_;

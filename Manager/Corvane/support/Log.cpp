@@ -35,7 +35,7 @@ bool isReadByJournal() {
 struct State {
     Level highest = Level::Info;
     bool journal = isReadByJournal();
-    Taker taker;
+    std::vector<const Copy*> copies;
     RateLimited* limit = nullptr;  ///< of what is being served
 };
 
@@ -54,14 +54,18 @@ bool isOn(Level level) {
     return level <= state().highest;
 }
 
-void alsoTo(Taker taker) {
-    state().taker = std::move(taker);
+Copy::Copy(Write to) : write(std::move(to)) {
+    state().copies.push_back(this);
+}
+
+Copy::~Copy() {
+    std::erase(state().copies, this);
 }
 
 namespace {
 
-bool isTaken(Level level) {
-    return state().taker && level <= Level::Info;
+bool isCopied(Level level) {
+    return !state().copies.empty() && level <= Level::Info;
 }
 
 std::string printable(std::string_view line) {
@@ -80,8 +84,10 @@ void print(Level level, const std::string& printable) {
 
 void writeLine(Level level, std::string_view line) {
     const std::string text = printable(line);
-    if (isTaken(level)) {
-        state().taker(text);
+    if (isCopied(level)) {
+        for (const Copy* copy : state().copies) {
+            copy->write(text);
+        }
     }
     print(level, text);
 }
@@ -103,7 +109,7 @@ bool sendToJournal(std::string_view line, std::span<const std::string> fields) {
 void write(Level level, std::string_view line) {
     if (state().limit != nullptr) {
         state().limit->write(level, line);
-    } else if (isOn(level) || isTaken(level)) {
+    } else if (isOn(level) || isCopied(level)) {
         writeLine(level, line);
     }
 }
@@ -123,7 +129,7 @@ RateLimited::Scope::~Scope() {
 }
 
 void RateLimited::write(Level level, std::string_view line) {
-    if (!isOn(level) && !isTaken(level)) {
+    if (!isOn(level) && !isCopied(level)) {
         return;
     }
     timespec now{};

@@ -18,9 +18,17 @@ void setLevel(Level highest);
 /// Whether a line of this level goes anywhere; ask before composing one that costs.
 bool isOn(Level level);
 
-/// A second taker of every line up to Info; an empty function takes it away again.
-using Taker = std::function<void(std::string_view line)>;
-void alsoTo(Taker taker);
+/// While it stands, every line up to Info is also given to `write`.
+class Copy {
+public:
+    using Write = std::function<void(std::string_view line)>;
+    explicit Copy(Write write);
+    ~Copy();
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+
+    Write write;
+};
 
 void write(Level level, std::string_view line);
 /// A notice that no limit leaves out and no second taker gets. Where the journal reads the log it has these fields, each

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Platform/FileDescriptor.h"
+#include "Corvane/support/LogFile.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -16,7 +15,7 @@ namespace corvane {
 class ScratchLog {
 public:
     /// @param folder made with the first line.
-    explicit ScratchLog(std::filesystem::path folder) : folder_(std::move(folder)) { refresh(); }
+    explicit ScratchLog(const std::filesystem::path& folder);
 
     /// Reads both preferences; to be called when one of them has changed.
     void refresh();
@@ -24,19 +23,11 @@ public:
     void write(std::string_view line);
     /// Puts what there is into `folder`. @param keep false: `clear` follows, when the folder is on disk.
     std::error_code collect(const std::filesystem::path& folder, bool keep);
-    void clear();
+    void clear() { file_.remove(); }
 
 private:
-    bool open();
-    std::filesystem::path current() const { return folder_ / "Corvane.log"; }
-    std::filesystem::path older() const { return folder_ / "Corvane.log.1"; }
-
-    std::filesystem::path folder_;
-    platform::FileDescriptor file_;
-    std::uint64_t size_ = 0;
-    bool isRefused_ = false;  ///< could not be opened, which has been said
+    LogFile file_;
     bool enabled_ = false;
-    std::uint64_t largestFile_ = 0;  ///< in bytes
 };
 
 }  // namespace corvane

@@ -38,6 +38,11 @@ int PerformCommand(ManagerPtr manager, const std::string& command, const xpc::Ob
 /// for it, at most as long as the command would wait for its reply.
 void PerformCommand(ManagerPtr manager, const std::string& command, Completion completion, const xpc::Object& argument);
 
+using FailureHandler = std::function<void(const std::string& sentence)>;
+/// From now on `handler` runs with the sentence of each command that fails, before its caller or its completion knows: on the
+/// thread that waits for the command, or on the queue.
+void SetFailureHandler(ManagerPtr manager, FailureHandler handler);
+
 /// Adds a handler for an event name; the manager keeps it for its lifetime.
 void RegisterEventHandler(ManagerPtr manager, const std::string& event, EventHandler handler);
 /// Events are off at first. While they are on, a lost connection is made again in the background.
