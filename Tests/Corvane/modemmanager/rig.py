@@ -3,129 +3,21 @@ import json
 import os
 import pathlib
 import signal
-import socket
 import subprocess
 import tempfile
 import threading
 import time
 
-import cbor2
 import dbus.bus
 import pytest
 
+import programs
 from at_modem import AtModem
+from programs import Client, Program, until
 
-PATIENCE = 30  # seconds; longer than anything takes on a loaded machine
 MODEM_MANAGER = os.environ.get("MODEM_MANAGER", "/usr/sbin/ModemManager").split()  # "chroot FOLDER ..." tries another version
 SERVICE = "org.freedesktop.ModemManager1"
 ROOT = "/org/freedesktop/ModemManager1"
-
-
-def until(reached, what=""):
-    """Waits for a true value and returns it."""
-    deadline = time.monotonic() + PATIENCE
-    while not (value := reached()):
-        assert time.monotonic() < deadline, f"waited in vain for {what}"
-        time.sleep(0.01)
-    return value
-
-
-class Program:
-    """A child that doesn't outlive the test; what it prints is gathered."""
-
-    def __init__(self, *words, **environment):
-        self.text = ""
-        self.child = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *words], env=os.environ | environment, text=True,
-                                      stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        self.reader = threading.Thread(target=self.read, daemon=True)
-        self.reader.start()
-
-    def read(self):
-        for text in self.child.stdout:
-            self.text += text
-
-    def says(self, text, times=1):
-        until(lambda: self.text.count(text) >= times, f"{times} x {text!r} in:\n{self.text}")
-
-    def kill(self, number):
-        self.child.send_signal(number)
-
-    def end(self, number=signal.SIGTERM):
-        if self.child.poll() is None:
-            self.kill(signal.SIGCONT)
-            self.kill(number)
-        self.child.wait(PATIENCE)
-        self.reader.join(PATIENCE)
-
-
-class Client:
-    """A client of the manager that speaks the protocol by itself."""
-
-    def __init__(self, path):
-        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-        self.socket.settimeout(PATIENCE * 4)
-        self.socket.connect(path)
-        self.send([0, 1, "rig"])
-        self.send([3, True])
-        self.count, self.answers, self.events = 0, {}, []
-
-    def send(self, packet):
-        self.socket.send(cbor2.dumps(packet))
-
-    def receive(self):
-        packet = cbor2.loads(self.socket.recv(1 << 17))
-        if packet[0] == 2:
-            self.answers[packet[1]] = (packet[2], packet[3] if len(packet) > 3 else None)
-        else:
-            self.events.append(next(iter(packet[2].values()), None))
-
-    def ask(self, command, **argument):
-        self.count += 1
-        self.send([1, self.count, command + "Command", {"Key" + key: value for key, value in argument.items()} or None])
-        return self.count
-
-    def answer(self, number):
-        """The reply, or "CODE: sentence" of a refusal."""
-        while number not in self.answers:
-            self.receive()
-        result, reply = self.answers.pop(number)
-        return f"{result & 0xFFF:X}: {reply['KeyErrorString']}" if result else reply
-
-    def do(self, command, **argument):
-        return self.answer(self.ask(command, **argument))
-
-    def saw(self, *events):
-        """Waits for as many events, and holds all there were against them."""
-        while len(self.events) < len(events):
-            self.receive()
-        assert self.events == list(events)
-        self.events = []
-
-    def ask_mode(self, number, timeout=0):
-        return self.ask("SetBasebandOperatingMode", BasebandOperatingMode=number, Timeout=timeout)
-
-    def set_mode(self, number, timeout=0):
-        return self.answer(self.ask_mode(number, timeout))
-
-    def ask_reset(self, kind="Soft"):
-        return self.ask("ResetBaseband", BasebandResetType=kind + " reset", BasebandResetSubType="UserTriggered",
-                        BasebandResetReason="because")
-
-    def reset(self, kind="Soft"):
-        return self.answer(self.ask_reset(kind))
-
-    def ask_erase(self):
-        return self.ask("BasebandNVData", BasebandNVDataAction="Erase")
-
-    def mode(self):
-        reply = self.do("GetBasebandOperatingMode")
-        return reply["KeyBasebandOperatingMode"] if isinstance(reply, dict) else reply
-
-    def state(self):
-        return self.do("GetBasebandBootState")["KeyBasebandBootState"]
-
-    def statistics(self):
-        return self.do("GetStatistics", ReportingModuleType=0)["Boot"]
 
 
 class Rig:
@@ -205,18 +97,18 @@ class Rig:
         modem.instead["AT+CFUN=15"] = reset
 
     def start_manager(self, *options):
-        self.manager = self.start(os.environ["CORVANE_PATH"], "--socket", self.socket, "--state", f"{self.folder}/state",
+        self.manager = self.start(programs.MANAGER, "--socket", self.socket, "--state", f"{self.folder}/state",
                                   "--backend", "modemmanager", *options)
         self.manager.says("ready\n")
         return Client(self.socket)
 
     def start_pellcore(self):
-        self.pellcore = self.start(os.environ["PELLCORE_PATH"])
+        self.pellcore = self.start(programs.SERVICE)
         until((self.folder / "corvane/Pellcore.pid").exists, "the cellular service's announcement")
 
     def tool(self, *words):
         """What one run of the real tool prints. The cellular service has to run."""
-        return subprocess.run([os.environ["RYNTOOL_PATH"], *words], env=os.environ | self.environment(), text=True,
+        return subprocess.run([programs.TOOL, *words], env=os.environ | self.environment(), text=True,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT).stdout
 
     def snapshot(self, name):

@@ -8,7 +8,8 @@ import pytest
 
 import fakes
 from at_modem import ERROR, PIN, AtModem
-from rig import ROOT, SERVICE, rig, two_modems, until  # noqa: F401
+from programs import until
+from rig import ROOT, SERVICE, rig, two_modems  # noqa: F401
 
 MODEM = SERVICE + ".Modem"
 ACME = "The modem Acme Modem 1, IMEI 490154203237518 isn't there: "

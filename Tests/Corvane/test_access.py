@@ -1,0 +1,116 @@
+"""Who may connect, by the kernel's credentials: other users need root, and the group's name a group file of the manager's own."""
+import contextlib
+import os
+import stat
+
+import pytest
+
+from programs import MANAGER, Client, Program, run, until
+
+GROUP, OTHER_GROUP, USER, MANAGERS_USER = 4711, 4712, 65534, 65533
+SERVED, TURNED_AWAY, NOT_REACHABLE = "served", "turned away", "not reachable"
+
+
+class Host:
+    def __init__(self, folder):
+        self.folder, self.socket = folder, folder / "run/manager.sock"
+        with open("/etc/group") as groups:
+            others = [line for line in groups if not line.startswith("corvane:")]
+        (folder / "group").write_text("".join(others) + f"corvane:x:{GROUP}:\n")
+        (folder / "group").chmod(0o644)
+        self.manager = None
+
+    def start(self, before):
+        """@param before of the manager, a shell command"""
+        command = f'mount --bind {self.folder}/group /etc/group && {before} "$0" "$@"'
+        self.manager = Program("unshare", "-m", "sh", "-c", command, MANAGER, "--socket", self.socket,
+                               "--state", self.folder / "state", XDG_CONFIG_HOME=str(self.folder / "config"))
+        self.manager.says("ready\n")
+
+    def seen_by(self, user, group, *more, connections=1, command="GetCorvaneInfo"):
+        """What the last of so many connections of another user's process meets."""
+        reader, writer = os.pipe()
+        child = os.fork()
+        if child == 0:
+            with contextlib.suppress(BaseException):
+                os.setgroups(more), os.setgid(group), os.setuid(user)
+                os.write(writer, self.meet(connections, command).encode())
+            os._exit(0)
+        os.close(writer)
+        with os.fdopen(reader) as answer:
+            met = answer.read()
+        os.waitpid(child, 0)
+        return met
+
+    def meet(self, connections, command):
+        try:
+            clients = [Client(self.socket, events=False) for _ in range(connections)]
+            clients[-1].ask(command)
+            return SERVED if clients[-1].receive()[1] == 1 else TURNED_AWAY
+        except PermissionError:
+            return NOT_REACHABLE
+        except (BrokenPipeError, ConnectionResetError):
+            return TURNED_AWAY
+
+    def wait_until_all_have_gone(self):
+        client = Client(self.socket)
+        until(lambda: client.statistics(2)["Connected"] == 1, "the clients' end")
+
+
+@pytest.fixture
+def host(tmp_path_factory):
+    if os.geteuid() != 0 or run("unshare", "-m", "true")[0] != 0:
+        pytest.skip("only root can act as other users")
+    umask = os.umask(0o022)
+    folder = tmp_path_factory.mktemp("host")
+    for above in (folder, folder.parent, folder.parent.parent):
+        above.chmod(0o755)
+    made = Host(folder)
+    yield made
+    os.umask(umask)
+    print(made.manager.text)
+    assert made.manager.end() == 0
+
+
+def test_root_the_own_user_and_members_of_the_group_may_connect(host):
+    host.start("exec")
+    for path, mode in (host.socket, 0o660), (host.socket.parent, 0o750), (host.socket.parent / "manager.log", 0o640):
+        status = path.stat()
+        assert (stat.S_IMODE(status.st_mode), status.st_gid) == (mode, GROUP)
+    assert host.seen_by(0, 0) == SERVED
+    assert host.seen_by(USER, GROUP) == SERVED
+    assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED
+    assert host.seen_by(USER, OTHER_GROUP) == NOT_REACHABLE
+    assert host.seen_by(USER, GROUP, connections=64) == SERVED
+    host.wait_until_all_have_gone()
+    assert host.seen_by(USER, GROUP, connections=65) == TURNED_AWAY
+    assert host.seen_by(0, 0, connections=200) == SERVED
+    # Whoever gets past the file's mode is still refused.
+    host.socket.chmod(0o666)
+    host.socket.parent.chmod(0o755)
+    assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY
+    assert host.seen_by(MANAGERS_USER, OTHER_GROUP, OTHER_GROUP) == TURNED_AWAY
+    host.manager.says("may not use this manager; add the user to group corvane")
+    # Who changed what can be told apart.
+    for user in USER, MANAGERS_USER:
+        assert host.seen_by(user, GROUP, command="UnblockBasebandReset") == SERVED
+        host.manager.says(f"COMMAND=UnblockBasebandResetCommand RESULT=0 CLIENT_UID={user}")
+
+
+def test_places_are_kept_for_root(host):
+    host.start("ulimit -n 100 && exec")  # enough for 36 clients
+    clients = [Client(host.socket) for _ in range(20)]
+    assert all(client.do("GetCorvaneInfo") for client in clients)
+    assert host.seen_by(USER, GROUP) == TURNED_AWAY
+    assert host.seen_by(0, 0, connections=16) == SERVED
+
+
+def test_a_users_own_manager_is_for_that_user(host):
+    for name in ("run", "state", "config"):
+        (host.folder / name).mkdir()
+        os.chown(host.folder / name, MANAGERS_USER, OTHER_GROUP)
+    host.start(f"exec setpriv --reuid {MANAGERS_USER} --regid {OTHER_GROUP} --clear-groups")
+    host.socket.chmod(0o666)
+    assert host.seen_by(MANAGERS_USER, OTHER_GROUP, connections=100) == SERVED
+    assert host.seen_by(0, 0) == SERVED
+    assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY

@@ -1,0 +1,383 @@
+"""A real manager with its simulated baseband, asked by clients that speak the protocol by themselves."""
+import contextlib
+import json
+import os
+import re
+import resource
+import stat
+
+import cbor2
+import pytest
+
+from programs import Manager, until
+
+
+@pytest.fixture
+def manager(request):
+    with Manager(*getattr(request, "param", ())) as made:
+        yield made
+
+
+def options(*numbers):
+    return pytest.mark.parametrize("manager", [numbers], indirect=True, ids=[""])
+
+
+def self_test(**changed):
+    """The arguments of the tool's self-test, one of its options changed."""
+    limits = {name: 32 * [255 if name.endswith("HighList") else 0] for name in
+              ("PowerRatioLimitLowList", "PowerRatioLimitHighList", "ForwardPowerLimitLowList", "ForwardPowerLimitHighList")}
+    given = {"TargetTxPower3G4G": 200, "TargetTxPower2G": 230} | limits | changed
+    return {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun",
+            "BasebandDiagnosticsType": "BasebandDiagnosticsTypeRFSelfTest",
+            "BasebandDiagnosticsOptions": {"KeyRFSelfTest" + name: value for name, value in given.items()}}
+
+
+def test_what_cannot_be_served_is_refused_in_a_sentence(manager):
+    diagnostics, run = "BasebandDiagnostics", {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun"}
+    rows = [
+        ("MakeCoffee", {}, "There is no command 'MakeCoffeeCommand'; corvane-protocol(7) lists those that there are."),
+        ("\x1b[31m", {}, r"'\u001b[31mCommand';"),
+        (63 * "x" + "\u00e4", {}, "xxx'; corvane"),  # the sentence shows 64 bytes, which end within a character
+        ("GetTraceProperty", {}, "The argument is null; a dictionary is required."),
+        ("GetTraceProperty", {"TracePropertyName": "Mode"}, "KeyTraceName is missing; it takes a string."),
+        ("GetTraceProperty", {"TraceName": 100_000 * "x"}, "KeyTraceName has 100000 bytes; it takes up to 4096."),
+        ("SetTraceProperty", {"TraceName": "DIAG", "TracePropertyName": "Enabled"}, "KeyTracePropertyValue is missing"),
+        ("SetBasebandOperatingMode", {"BasebandOperatingMode": 8},
+         "There is no operating mode 8; the modes are 0 (online), 1 (low power)"),
+        ("SetBasebandOperatingMode", {"BasebandOperatingMode": 1 << 40}, "There is no operating mode 1099511627776"),
+        ("SetBasebandOperatingMode", {"BasebandOperatingMode": "x"}, "KeyBasebandOperatingMode is a string; it takes an integer."),
+        ("ResetBaseband", {"BasebandResetType": "Warm"}, "'Warm'; it takes Soft reset or Hard reset."),
+        ("BasebandNVData", {"BasebandNVDataAction": "Read"}, "it takes Erase."),
+        ("BasebandSyncFS", {"FSSyncWaitForCompletion": 1}, "it takes a boolean"),
+        (diagnostics, {"BasebandDiagnosticsAction": "Walk"},
+         "it takes BasebandDiagnosticsActionRun or BasebandDiagnosticsActionAbort."),
+        (diagnostics, run, "There is no diagnostics test ''; BasebandDiagnosticsTypeRFSelfTest is accepted."),
+        (diagnostics, self_test() | {"BasebandDiagnosticsOptions": 1}, "DiagnosticsOptions is missing or not a dictionary"),
+        (diagnostics, self_test(TargetTxPower2G=None), "KeyRFSelfTestTargetTxPower2G is null; it takes an integer."),
+        (diagnostics, self_test(TargetTxPower3G4G=331), "KeyRFSelfTestTargetTxPower3G4G can't be 331; it takes -500 to 330."),
+        (diagnostics, self_test(PowerRatioLimitLowList=None), "KeyRFSelfTestPowerRatioLimitLowList is missing or not a list; "
+         "a list of 32 integers, one a channel, is accepted."),
+        (diagnostics, self_test(PowerRatioLimitHighList=33 * [0]), "has 33 entries;"),
+        (diagnostics, self_test(ForwardPowerLimitHighList=32 * ["0"]), "has an entry 0 that is not an integer;"),
+        (diagnostics, self_test(ForwardPowerLimitLowList=32 * [256]),
+         "KeyRFSelfTestForwardPowerLimitLowList is 256 for channel 0, above the 255 of KeyRFSelfTestForwardPowerLimitHighList"),
+        ("LogCollection", {"LogCollectionAction": "Enable", "TracePropertyName": "X"}, "it takes NPA or F3."),
+        ("SimulatePowerNotification", {"PowerNotificationMessage": -1}, "it takes 0 to 4294967295"),
+        ("SetTEMSProperty", {"TEMSMode": "SW"}, "it takes OFF or HW"),
+        ("GetStatistics", {"ReportingModuleType": 3}, "it takes 0 to 2"),
+        ("ReportingStatistics", {"ReportingModuleType": 1, "ReportingData": {}}, "module 1 itself"),
+        ("CollectTraceLogs", {"x": 1}, "KeyTraceLogsReason is missing"),
+        ("AddTraceFilter", {"TraceFilterName": "Size", "TraceFilterValue": 1}, "there are FreeSpacePercentage and MaxLogLimit."),
+        ("AddTraceFilter", {"TraceFilterName": "FreeSpacePercentage", "TraceFilterValue": 101}, "it takes 0 to 100, or null"),
+        ("RemoveTraceFilter", {"TraceFilterName": ""}, "There is no trace filter ''"),
+    ]
+    client = manager.client()
+    for command, argument, sentence in rows:
+        answer = client.do(command, **argument)
+        assert answer.startswith("100: There is no command" if "Command'" in sentence or "corvane" in sentence else "101: ")
+        assert sentence in answer
+    figures = client.statistics(1)
+    assert (figures["Refused"], figures["Unknown"], figures["Served"]["GetTracePropertyCommand"]) == (len(rows), 3, 3)
+
+
+@options("--fault", "A=0xE020E0FF", "--fault", "B=-7:nodict", "--fault", "C=drop", "--fault", "D=malformed",
+         "--fault=GetTraceFiltersCommand=hang")
+def test_commands_fail_as_the_fault_rules_say(manager):
+    client = manager.client()
+    result, reply = client.result(client.request("A", None))
+    assert result == reply["KeyErrorCode"] == 0xE020E0FF - 2**32
+    assert client.result(client.request("B", None)) == (-7, None)
+    client.request("D", None)
+    assert not isinstance(cbor2.loads(client.socket.recv(100)), list)
+    hanging = client.ask("GetTraceFilters")
+    assert client.do("GetTEMSProperty") == {"KeyTEMSMode": "OFF"} and hanging not in client.answers
+    client.request("C", None)
+    assert client.is_closed()
+
+
+def test_statistics_tell_what_happened_and_keep_what_was_reported(manager):
+    client = manager.client()
+    for key, value in ("LastRecoveryTime", 100), ("LastHardResetTime", 7):
+        assert client.do("ReportingStatistics", ReportingModuleType=0, ReportingData={"KeyBootModule" + key: value}) is None
+    assert client.reset("Hard", "\u009b") is None
+    every = client.do("GetStatistics")
+    assert every["Boot"]["HardResets"] == every["Clients"]["Connected"] == 1
+    assert every["Boot"]["LastHardResetReason"] == r"\u009b"
+    manager.restart()
+    kept = manager.client().do("GetStatistics", ReportingModuleType=0)
+    assert list(kept) == ["Boot"]
+    assert (kept["Boot"]["KeyBootModuleLastHardResetTime"], kept["Boot"]["KeyBootModuleLastRecoveryTime"]) == (7, 100)
+
+
+def test_commands_that_change_something_are_on_record_with_their_client(manager):
+    for command, argument in [
+        ("SetTraceProperty", {"TraceName": "DIAG", "TracePropertyName": "History", "TracePropertyValue": "17"}),
+        ("SetTraceProperty", {"TraceName": "DIAG", "TracePropertyName": "History", "TracePropertyValue": "0"}),
+        ("AddTraceFilter", {"TraceFilterName": "Size"}),
+        ("GetTraceProperty", {"TraceName": "DIAG", "TracePropertyName": "History"}),
+        ("GetStatistics", {}),
+        ("BasebandNVData", {"BasebandNVDataAction": "Erase"}),
+    ]:
+        manager.client().do(command, **argument)
+    leaving = manager.client()
+    leaving.ask_reset()
+    leaving.socket.close()
+    manager.says("COMMAND=ResetBasebandCommand")
+    who = f" CLIENT_UID={os.geteuid()} CLIENT_PID={os.getpid()} CLIENT_NAME=rig"
+    assert re.findall("Corvane: COMMAND=(.*)", manager.stop()) == [f"{name}Command RESULT={result}{who}" for name, result in [
+        ("SetTraceProperty", "0"), ("SetTraceProperty", "0xE020E101"), ("AddTraceFilter", "0xE020E101"), ("BasebandNVData", "0"),
+        ("ResetBaseband", "0")]]
+
+
+def test_settings_are_typed_ranged_and_kept_over_a_kill(manager):
+    rows = [
+        ("DIAG", "Enabled", "false", "true", "true"),
+        ("diag", "History", "256", "2048", "2048"),
+        ("DIAG", "Mode", "Active on AP", "passive ON ap", "Passive on AP"),
+        ("DIAG", "Enabled_During_Sleep", "Off", "lite", "Lite"),
+        ("DIAG", "Stall_Detection_Recovery", "None", "1", "Reset Baseband"),
+        ("DIAG", "File_Sleep", "Sleep", "\u00e4", "\u00e4"),
+        ("DIAG", "High_Watermark", "95", "0", "0"),
+        ("KernelPCI", "BufferCount", "4", "64", "64"),
+        ("RYN", "Enabled", "true", "false", "false"),
+        ("RYN", "History", "5", "7", "7"),
+        ("TEMS", "Mode", "OFF", "HW", "HW"),
+    ]
+    (manager.state / "DMC").mkdir()
+    (manager.state / "DMC/\u00e4.json").write_text('{"groups": []}')
+    client = manager.client()
+    for trace, name, by_default, written, _ in rows:
+        assert client.get(trace, name) == by_default
+        assert client.set(trace, name, written) is None
+    manager.restart()
+    client = manager.client()
+    for trace, name, _, _, read in rows:
+        assert client.get(trace, name) == read
+    assert client.do("GetTEMSProperty") == {"KeyTEMSMode": "HW"}
+    assert client.answer(client.ask_erase()) is None
+    for trace, name, by_default, _, _ in rows:
+        assert client.get(trace, name) == by_default
+
+
+def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(manager):
+    client = manager.client()
+    for trace, name, value, sentence in [
+        ("DIAG", "Enabled", "yes", "DIAG Enabled can't be 'yes'; it takes true or false."),
+        ("DIAG", "Enabled", "TRUE", "true or false"),
+        *[("DIAG", "History", value, "a whole number from 1 to 2048") for value in ("0", "2049", "12x", "99999999999999999999")],
+        ("DIAG", "Mode", "5", "Active on AP, Active external through dock"),
+        ("DIAG", "Enabled_During_Sleep", "half", "Off, Full or Lite"),
+        ("DIAG", "File_Extra", "a/b", "plain name"),
+        ("DIAG", "File_Extra", "..", "plain name"),
+        *[("DIAG", "File_Extra", value, f"can't be '{shown}'; it takes the plain name") for value, shown in [
+            ("a\x1b", r"a\u001b"), ("a\n", r"a\n"), ("a\x7f", r"a\u007f"), ("a\u009b", r"a\u009b"), ("\u202ea", r"\u202ea"),
+            (b"a\xff", r"a\xff")]],
+        ("DIAG", "File", "Tput", "DIAG File can only be read."),
+        ("DIAG", "enabled", "true", "has no property 'enabled'; it has Buffering_On_AP_Awake, Enabled,"),
+        ("Elsewhere", "Enabled", "true", "There is no trace 'Elsewhere'; supported are BasebandIPC"),
+    ]:
+        answer = client.set(trace, name, value)
+        assert answer.startswith("101: ") and sentence in answer
+    assert client.set("Mux", "Enabled", "true").startswith("102: Trace Mux is not supported")
+
+
+def test_settings_of_unsupported_traces_are_refused(tmp_path):
+    device = tmp_path / "device.json"
+    device.write_text('{"build": "customer", "traceAllowed": false, "radio": 5, "coreDumpPersonality": 0}')
+    with Manager(SORVEX_DEVICE_FILE=str(device)) as manager:
+        client = manager.client()
+        for trace in ("CoreDump", "EURCoreDump", "IPCTrace", "BasebandIPC", "TEMS", "SYSLOG", "KernelPCI"):
+            assert re.match("102: .*supported are DIAG, RYN", client.get(trace, "Enabled"))
+        assert re.match("102: .*TEMS", client.do("GetTEMSProperty"))
+        assert client.get("DIAG", "Enabled") == client.get("RYN", "Enabled") == "false"
+
+
+def test_settings_of_the_managers_own_trace_govern_its_log(manager):
+    log = manager.state / "Scratch/Corvane.log"
+    client = manager.client()
+    assert "ready" in log.read_text()
+    assert client.set("RYN", "Enabled", "false") is client.set("DIAG", "History", "17") is None
+    assert "DIAG History" not in log.read_text()
+    assert client.set("RYN", "KeepScratchLogs", "false") is None
+    assert not log.exists() or log.read_text() == ""
+
+
+def add(client, name, value):
+    return client.do("AddTraceFilter", TraceFilterName=name, TraceFilterValue=value)
+
+
+def test_trace_logs_are_a_folder_that_a_person_can_read(manager):
+    client = manager.client()
+    folder = client.collect("[tool] \x1bwhy")
+    assert folder.parent == manager.state / "Snapshots"
+    assert re.fullmatch(r"log-bb-\d{4}-\d\d-\d\dT\d\d-\d\d-\d\dZ-1", folder.name)
+    manager.says(f"collected trace logs in {folder}")
+    log, told = (folder / "Corvane.log").read_text(), json.loads(manager.snapshot("manager.json"))
+    assert "Z ready\n" in log and "collected trace logs" in log
+    assert told["Reason"] == r"[tool] \u001bwhy" and told["Versions"]["Baseband"].startswith("Simulated")
+    assert told["Settings"]["DIAG"]["History"] == "256" and told["Filters"]["MaxLogLimit"] == 20
+    assert (folder / "baseband.json").exists()
+
+
+def test_trace_logs_are_kept_up_to_the_limit(manager):
+    client, kept = manager.client(), manager.state / "Snapshots"
+    (kept / "log-bb-2026-01-01T00-00-00Z-9.partial").mkdir(parents=True)  # what a kill leaves, and the next collection removes
+    assert add(client, "MaxLogLimit", 2) is None
+    names = [client.collect().name for _ in range(3)]
+    assert sorted(folder.name for folder in kept.iterdir()) == names[1:] and names[2].endswith("Z-3")
+    assert add(client, "MaxLogLimit", 0) is None
+    assert re.match("10A: .*max-log filter is 0", client.collect())
+    assert sorted(folder.name for folder in kept.iterdir()) == names[1:]
+
+
+def test_trace_logs_are_refused_on_a_fuller_disk_than_the_filter_allows(manager):
+    client = manager.client()
+    assert add(client, "FreeSpacePercentage", 100) is None
+    assert re.match("10A: .*the free-space filter asks for 100 %", client.collect())
+    assert not list(manager.state.glob("Snapshots/*"))
+    assert client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage") is None
+    assert client.collect().exists()
+
+
+def test_trace_logs_take_the_scratch_log_along_unless_it_is_kept(manager):
+    client, log = manager.client(), manager.state / "Scratch/Corvane.log"
+    client.collect()
+    assert not log.exists()
+    assert client.set("RYN", "KeepScratchLogs", "true") is None
+    copied = client.collect() / "Corvane.log"
+    for path in log, copied:
+        assert "KeepScratchLogs is now true" in path.read_text()
+    assert client.set("RYN", "KeepScratchLogs", "false") is None
+    assert not log.exists()
+
+
+def test_filters_outlive_the_manager(manager):
+    def filters():
+        return manager.client().do("GetTraceFilters")
+
+    client, by_default = manager.client(), {"FreeSpacePercentage": 1, "MaxLogLimit": 20}
+    assert filters() == by_default
+    assert add(client, "FreeSpacePercentage", 33) is client.do("RemoveTraceFilter", TraceFilterName="MaxLogLimit") is None
+    manager.restart()
+    client = manager.client()
+    assert filters() == {"FreeSpacePercentage": 33}
+    assert add(client, "FreeSpacePercentage", None) is add(client, "MaxLogLimit", None) is None
+    assert filters() == by_default
+
+
+def test_what_the_manager_keeps_is_its_owners(manager):
+    manager.stop()
+    manager.state.chmod(0o755)
+    (manager.state / "settings.db").chmod(0o644)
+    (manager.state / "Scratch/Corvane.log").unlink()
+    manager.start()
+    client = manager.client()
+    assert client.set("RYN", "KeepScratchLogs", "true") is None
+    folder = client.collect()
+    for path, mode in [(manager.state / "settings.db", 0o600), (manager.state / "settings.db-wal", 0o600),
+                       (manager.state / "Scratch/Corvane.log", 0o600), (folder, 0o700)]:
+        assert stat.S_IMODE(path.stat().st_mode) == mode
+
+
+def test_the_log_never_follows_a_link_nor_waits_for_a_pipe(manager):
+    log, elsewhere = manager.state / "Scratch/Corvane.log", manager.folder / "elsewhere"
+    for make in (lambda: log.symlink_to(elsewhere)), (lambda: os.mkfifo(log)):
+        manager.stop()
+        log.unlink()
+        make()
+        manager.start()
+        manager.says(f"the manager's own log can't be written to {log}")
+        assert not elsewhere.exists()
+
+
+@pytest.mark.parametrize("greeted, packet", [
+    (False, [1, 1, "x", None]),
+    (False, [3, True]),
+    (False, [0, 2, "another version"]),
+    (True, [0, 1, "a second hello"]),
+    (True, b""),
+    (True, bytes.fromhex("ff1337")),
+    (True, bytes.fromhex("840101784047")),  # truncated
+    (True, bytes.fromhex("8203f500")),  # bytes behind the item
+    (True, 40 * b"\x81"),  # nested deeply
+    (True, bytes((1 << 17) + 1)),
+    (True, [2, 1, 0]),  # a manager's
+], ids=lambda value: value.hex()[:12] if isinstance(value, bytes) else None)
+def test_a_hostile_client_loses_its_connection_and_no_other_does(served, greeted, packet):
+    manager, other = served
+    peer = manager.client(name="peer" if greeted else None, events=False)
+    peer.send(packet)
+    assert peer.is_closed()
+    assert other.do("GetCorvaneInfo")
+
+
+@pytest.fixture(scope="module")
+def served():
+    with Manager() as manager:
+        yield manager, manager.client()
+
+
+@options("--fault", "GetCorvaneInfoCommand=hang")
+def test_no_id_is_used_twice_and_256_requests_are_outstanding_at_most(manager):
+    twice, many = manager.client(events=False), manager.client(events=False)
+    for command in "GetCorvaneInfoCommand", "GetTraceFiltersCommand":
+        twice.send([1, 7, command, None])
+    assert twice.is_closed()
+    for _ in range(256):
+        many.ask("GetCorvaneInfo")
+    assert many.do("GetTraceFilters").startswith("10A: ")
+
+
+def resident(manager):
+    """Kilobytes."""
+    with open(f"/proc/{manager.program.child.pid}/status") as status:
+        return int(re.search(r"VmRSS:\s+(\d+)", status.read())[1])
+
+
+def test_a_flood_that_is_not_read_is_held_back(manager):
+    """Others are answered all the while, and the manager keeps no more than a few answers."""
+    other, flood = manager.client(events=False), manager.client(events=False)
+    assert other.do("GetCorvaneInfo")
+    before = resident(manager)
+    flood.socket.setblocking(False)
+    for _ in range(200):
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                flood.ask("GetTraceFilters")
+        assert other.do("GetTraceFilters")
+    assert resident(manager) - before < 1024
+
+
+def test_a_client_that_goes_away_takes_its_requests_with_it(manager):
+    watcher, leaving = manager.client(), manager.client(events=False)
+    until(lambda: watcher.state() == "Ready", "the boot")
+    watcher.events = []
+    leaving.ask_reset()
+    while "Resetting" not in watcher.events:
+        watcher.receive()
+    leaving.socket.close()
+    while "Ready" not in watcher.events:
+        watcher.receive()
+    assert watcher.do("GetCorvaneInfo")
+
+
+def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
+    soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+    if hard < 4096:
+        pytest.skip("this user may not open 2,000 descriptors")
+    resource.setrlimit(resource.RLIMIT_NOFILE, (4096, hard))
+    try:
+        with Manager() as manager:
+            peers = [manager.client(events=False) for _ in range(1024)]
+            assert peers[-1].do("GetCorvaneInfo")
+            too_many = manager.client(name=None, events=False)
+            assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
+            assert peers[0].do("GetCorvaneInfo")
+            manager.says("This manager has 1024 clients, the most that it serves")
+            peers.pop().socket.close()
+            assert peers[0].do("GetCorvaneInfo")  # the place is free as soon as the manager has seen the end
+            assert manager.client().do("GetCorvaneInfo")
+            for peer in peers:
+                peer.socket.close()
+    finally:
+        resource.setrlimit(resource.RLIMIT_NOFILE, (soft, hard))

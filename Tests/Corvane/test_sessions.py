@@ -1,0 +1,275 @@
+"""The real tool against the real manager: what a person types, what the simulated baseband does, and what the traces hold then."""
+import re
+import socket
+
+import pytest
+
+from programs import TOOL, Manager, Program, become_pellcore, until
+from tshark import is_sound, tshark
+
+
+@pytest.fixture
+def manager():
+    become_pellcore()
+    with Manager() as made:
+        yield made
+
+
+def in_order(text, *parts):
+    place = 0
+    for part in parts:
+        place = text.find(part, place)
+        assert place >= 0, f"{part!r} is not in order in\n{text}"
+    return True
+
+
+def test_a_day_with_a_baseband(manager):
+    abort = "command BasebandDiagnosticsActionAbort to test "
+    for line, status, output, errors in [
+        # Waits for the boot that the start began.
+        ("baseband state 3 10 -- baseband state", 0, "Success\nBoot state: Ready\nOperating mode: 3\n", ""),
+        ("baseband state 4 -- baseband state", 0, "Success\nBoot state: Ready\nOperating mode: 1\n", ""),
+        ("baseband state 4", 0, "Failed\n", ""),
+        ("info", 0, "Tool version: Corvane-699\nDaemon version: 1.0.0\nBaseband version: Simulated-1.0.0\n", ""),
+        ("baseband wake", 0, "Baseband did not wake the AP\n", ""),
+        ("baseband reset soft", 0, "Soft reset baseband: Success\n", ""),
+        ("baseband reset hard crash", 0, "Hard reset baseband: Success\n", ""),
+        ("baseband state 5 -- baseband state", 0, "Success\nBoot state: Off\nOperating mode: 5\n", ""),
+        ("baseband time", 1, "Baseband time: Unknown\n", ""),
+        ("baseband reset soft -- baseband state", 0, "Soft reset baseband: Success\nBoot state: Ready\nOperating mode: 1\n", ""),
+        ("power simulate 0x7", 1, "Simulated power notification 0x7", " rejected\n"),
+        ("power dump npa", 1, "Sent command to DumpLog NPA\n", ""),
+        ("rfs sync nowait", 1, "", "Sync remote filesystem: Failed\n"),
+        ("baseband diagnostics abort", 0, f"Sent {abort}\nCallback for {abort} : Failed\n", '{"KeyErrorCode":-534716157,'
+         '"KeyErrorString":"No diagnostics test is running; abort is accepted while one is."}\n'),
+    ]:
+        assert manager.tool(line) == (status, output, errors), line
+    assert re.fullmatch(r"Baseband time: 20..-..-..T..:..:..\....Z\n", manager.does("baseband time"))
+    figures = manager.does("stats get-statistics 0")
+    for figure in '"SoftResets":3', '"LastHardResetReason":"[ryntool] crash"', '"Boots":5':
+        assert figure in figures
+
+
+def test_the_tool_says_on_request_why_a_command_failed():
+    become_pellcore()
+    refused, failed = "CoreDump Enabled can't be 'maybe'; it takes true or false.", "Failed to set 'Enabled' to 'maybe'\n"
+    with Manager("--fault", "GetBasebandTimeCommand=7:nodict") as manager:
+        for line, debug, errors in [
+            ("coredump enabled maybe", "", failed),
+            ("coredump enabled maybe", "0", failed),
+            ("coredump enabled maybe", "1", f"Reason: {refused}\n{failed}"),
+            ("trace filter remove maxlog -- trace dump", "1", ""),
+            ("trace filter add maxlog 0 -- trace dump", "1",
+             "Reason: The max-log filter is 0, so that no trace logs are kept; raise or remove it.\n"),
+            ("baseband time", "1", "Reason: The manager answered with the result 7 and no reason.\n"),
+        ]:
+            assert manager.tool(line, RYNTOOL_DEBUG=debug)[2] == errors, line
+        assert in_order((manager.folder / "corvane/manager.log").read_text(), f"Refused ryntool: {refused}",
+                        f"collected trace logs in {manager.state}/Snapshots/log-bb-")
+
+
+def test_what_one_command_changes_another_shows_after_a_kill(manager):
+    manager.does("power enable npa -- power simulate 10 -- power simulate 22 -- power dump npa -- baseband state 6")
+    manager.restart()
+    assert in_order(manager.does("baseband wake"), "Baseband woke the AP due to:\n{", '"KeyBasebandWakeReason":"short message"')
+    manager.does("trace dump")
+    assert in_order(manager.snapshot("power-log-npa.txt"), "NPA power log, enabled", "request=short message")
+    until(lambda: manager.does("baseband state") == "Boot state: Ready\nOperating mode: 6\n", "the mode before")
+    assert manager.does("rfs erase") == (
+        "Erase remote filessytem: Success\nTriggering baseband soft-reset ...\nBaseband soft-reset: Success\n")
+    assert manager.does("baseband state") == "Boot state: Ready\nOperating mode: 1\n"
+    manager.does("trace dump")
+    assert "NPA power log, disabled" in manager.snapshot("power-log-npa.txt")
+
+
+def test_a_self_test_shows_everything_or_ends_by_another_terminal(manager):
+    manager.does("baseband state 0")
+    # The baseband is ready and nobody else watches: the test begins with the request, and its start is shown all the same.
+    whole = manager.does("baseband diagnostics run rftest")
+    assert whole.endswith("to test BasebandDiagnosticsTypeRFSelfTest : Success\n") and "RSSIMeasurementPortBList" in whole
+    assert '{"KeyBasebandDiagnosticsPercentage":0}' in whole and '"KeyRFSelfTestOverallStatus":"Passed"' in whole
+    manager.does("trace dump")
+    assert "BasebandDiagnosticsStatusComplete" in manager.snapshot("rf-self-test.json")
+    running = Program(TOOL, "baseband", "diagnostics", "run", "rftest", **manager.environment)
+    running.says("Event data")
+    assert " : Success\n" in manager.does("baseband diagnostics abort")
+    assert running.child.wait() == 0
+    running.says("aborted on request")
+    assert in_order(running.text, '"KeyBasebandDiagnosticsStatus":"BasebandDiagnosticsStatusAborted"', " : Failed\n")
+    assert "MeasurementPort" not in running.text
+
+
+def test_blocked_resets_include_the_mode_that_resets(manager):
+    manager.preferences.parent.mkdir(parents=True, exist_ok=True)
+    for _ in range(2):  # what was unblocked can be blocked again
+        manager.preferences.write_text('{"CurrentUser":{"CurrentHost":{"BlockBasebandResets":true}}}')
+        assert manager.does("baseband state 3 -- baseband state 4") == "Success\nFailed\n"
+        assert "BlockBasebandResets" in manager.tool("baseband reset soft")[2]
+        assert manager.does("baseband reset unblock -- baseband state 4") == "Reset unblock: Success\nSuccess\n"
+    # A file that can't be read may block them.
+    manager.preferences.unlink()
+    manager.preferences.symlink_to("/dev/zero")
+    assert "The preferences can't be read" in manager.tool("baseband reset soft")[2]
+    assert manager.tool("baseband reset unblock")[1] == "Reset unblock: Failed\n"
+
+
+GSMTAP_TYPES = "13", "18", ""  # messages of the radio resource control, of the non-access stratum, and lines of a log
+
+
+def status(manager):
+    return manager.client().get("DIAG", "Status")
+
+
+def messages(manager):
+    """The newest file of messages of new trace logs, if there is one."""
+    return max(manager.client().collect().glob("DIAG/*"), default=None)
+
+
+def recorded(manager, trace, file):
+    return manager.state / f"Scratch/{trace}.scratch/00000001.{file}"
+
+
+def test_what_the_baseband_and_the_network_say_is_recorded(manager):
+    assert status(manager) == "Idle"
+    manager.does("diag enabled true -- baseband reset soft lab -- baseband state 0 -- baseband state 3")
+    assert status(manager) == "Dumping"
+    file = messages(manager)
+    assert is_sound(file)
+    assert in_order("\n".join(info for info, in tshark(file, "_ws.col.Info")), "soft reset: [ryntool] lab", "ready after ",
+                    "operating mode 0 (online)", "MasterInformationBlock", "SystemInformationBlockType1", "RRCConnectionRequest",
+                    "Attach request", "Authentication response", "Attach accept", "Attach complete", "RRCConnectionRelease",
+                    "operating mode 3 (offline)", "Detach request", "Detach accept")
+    assert not recorded(manager, "DIAG", "pcapng").exists()  # moved into the snapshot
+    manager.does("diag enabled false")
+    assert status(manager) == "Idle"
+
+
+def test_each_property_of_the_trace_decides_what_is_recorded(manager):
+    (manager.state / "DMC").mkdir()
+    (manager.state / "DMC/mine.json").write_text('{"groups": ["RRC"]}')
+    sleep = "power simulate 0x10"
+    rrc, nas, log = GSMTAP_TYPES
+    for typed, expected in [
+        ("diag mode 1", set()),
+        ("diag mode 4", {rrc, nas, log}),
+        (sleep, {log}),
+        ("diag enabled-on-sleep full -- " + sleep, {rrc, nas, log}),
+        ("diag enabled-on-sleep lite -- " + sleep, {nas, log}),
+        ("diag enabled-on-sleep lite -- diag sleep-dmc mine -- " + sleep, {rrc, log}),
+        ("trace set DIAG Enabled_Temp false", set()),
+        ("trace set DIAG Mode_Temp 2", set()),
+        ("trace set DIAG Use_Threshold false", {rrc, nas, log}),
+    ]:
+        manager.does("diag enabled false -- power simulate 0x20 -- baseband state 3 -- trace dump")
+        manager.does(f"diag enabled-on-sleep off -- diag mode 0 -- diag enabled true -- {typed} -- baseband state 0")
+        file = messages(manager)
+        assert {kind for kind, in (tshark(file, "gsmtap.type") if file else [])} == expected, typed
+
+
+def test_dmc_files_that_cannot_be_read_are_refused(manager):
+    folder, client = manager.state / "DMC", manager.client()
+    folder.mkdir()
+    (folder / "broken.json").write_text("{")
+    for name, content, refused in [
+        ("absent", None, "There is no DMC file 'absent'; there are Default, Tput, Sleep, None, broken"),
+        ("broken", "{", "broken.json can't be used: it must be an object like"),
+        ("other", '{"groups": [], "more": 1}', "it must be an object like"),
+        ("typo", '{"groups": ["NAS", "RCC"]}', 'there is no group "RCC"; there are NAS, RRC, Broadcast'),
+        ("number", '{"groups": [1]}', "there is no group 1;"),
+    ]:
+        if content:
+            (folder / f"{name}.json").write_text(content)
+        answer = client.set("DIAG", "File_Extra", name)
+        assert answer.startswith("101: ") and refused in answer
+    assert client.get("DIAG", "File_Extra") == "None"
+
+
+def test_temporary_properties_hold_until_the_manager_ends(manager):
+    client = manager.client()
+    assert client.set("DIAG", "Enabled_Temp", "true") is None
+    assert (client.get("DIAG", "Status"), client.get("DIAG", "Enabled")) == ("Dumping", "false")
+    manager.restart()
+    client = manager.client()
+    assert client.get("DIAG", "Enabled_Temp") == "false"
+    assert client.set("DIAG", "Enabled", "true") is None
+    assert (client.get("DIAG", "Enabled_Temp"), client.get("DIAG", "Status")) == ("true", "Dumping")
+
+
+def test_a_kill_keeps_what_was_recorded_and_another_segment_goes_on(manager):
+    manager.does("diag enabled true -- trace set DIAG Use_Threshold false -- baseband state 3 -- baseband state 0 -- "
+                 "baseband state 3")
+    manager.stop(9)
+    first = recorded(manager, "DIAG", "pcapng")
+    assert is_sound(first) and tshark(first, "frame.number", chosen="nas-eps")
+    manager.start()
+    second = messages(manager)
+    assert second.name == "00000002.pcapng" and is_sound(second)
+
+
+def test_messages_are_streamed_as_they_happen(manager):
+    path = str(manager.folder / "corvane/diag.sock")
+
+    def reader():
+        made = socket.socket(socket.AF_UNIX)
+        made.connect(path)
+        return made
+
+    def read_until(stream, text):
+        """Or to the end."""
+        data = b""
+        while text not in data and (more := stream.recv(4096)):
+            data += more
+        return data
+
+    with pytest.raises(OSError):
+        reader()
+    manager.does("diag mode 3 -- diag enabled true")
+    assert status(manager) == "Idle"
+    stream, _deaf = reader(), reader()
+    manager.does("baseband state 0 -- baseband state 3")
+    assert status(manager) == "Dumping"
+    streamed = read_until(stream, b"operating mode 3")
+    (manager.folder / "stream").write_bytes(streamed[:streamed.rfind(b"operating mode 3")])
+    shown = str(tshark(manager.folder / "stream", "_ws.col.Info", cut=True))
+    assert "Attach request" in shown and "Attach complete" in shown
+    assert not recorded(manager, "DIAG", "pcapng").exists()
+    manager.does("diag mode 0")
+    read_until(stream, b"to its end")
+    with pytest.raises(OSError):
+        reader()
+
+
+def test_what_passes_between_manager_and_baseband_is_recorded(manager):
+    manager.does("trace set BasebandIPC Enabled true -- kernelpci enabled true -- baseband state 3 -- diag enabled true -- "
+                 "trace set DIAG Use_Threshold false -- baseband reset soft lab -- power simulate 0x10")
+    log = recorded(manager, "BasebandIPC", "txt")
+    assert in_order(log.read_text(), "Z command set operating mode: 3 (offline)\n", "Z event operating mode: 3 (offline)\n",
+                    "Z command soft reset: [ryntool] lab\n", "Z event boot state: Resetting\n", "Z event boot state: Ready\n",
+                    "Z command power notification: about to sleep\n")
+    descriptors = recorded(manager, "KernelPCI", "txt").read_text()
+    for descriptor in ("tx ring 0 descriptor 0 at 0x1000: 41 bytes\n", "rx ring 1 descriptor 0 at 0x2000: ",
+                       "rx ring 2 descriptor 1 at 0x3010: "):
+        assert f"Z {descriptor}" in descriptors
+    before = log.read_text()
+    manager.does("trace set BasebandIPC Enabled false -- baseband state 3")
+    assert log.read_text() == before
+
+
+def test_a_measurement_a_second_is_recorded(manager):
+    manager.does("baseband state 0 -- tems mode HW")
+    file = recorded(manager, "TEMS", "csv")
+    until(lambda: file.exists() and file.read_text().count("\n") >= 3, "two measurements")
+    assert re.fullmatch("UTC time,technology,operator,cell,RSRP dBm,RSRQ dB,SNR dB\n"
+                        r"([0-9TZ:.-]+Z,LTE,001 01,\d+,-\d+,-\d+,\d+\n){2,}", file.read_text())
+
+
+@pytest.mark.parametrize("trace, why", [
+    ("CoreDump", "this baseband leaves no core dumps."),
+    ("IPCTrace", "this baseband has nothing to tell beyond the trace BasebandIPC."),
+    ("SYSLOG", "this baseband has no part in the system's log; journalctl(1) shows that."),
+])
+def test_nothing_is_accepted_without_effect(manager, trace, why):
+    client = manager.client()
+    assert client.set(trace, "Enabled", "true") == f"102: Trace {trace} can't be recorded: {why}"
+    assert client.get(trace, "Enabled") == "false"
+    assert client.set(trace, "Enabled", "false") is None

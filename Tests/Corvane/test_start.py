@@ -1,0 +1,196 @@
+"""How the manager starts: its options, what it finds on disk, and what it leaves there."""
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import sqlite3
+
+import pytest
+
+from programs import MANAGER, Client, Manager, Program, run
+
+FIXTURES = pathlib.Path(__file__).parent / "fixtures"
+
+
+def is_refused(status, sentence, *options, **environment):
+    """The manager ends with one sentence on standard error and nothing else."""
+    ended, output, errors = run(MANAGER, *options, **environment)
+    assert (ended, output) == (status, "")
+    assert errors.startswith("Corvane: ") and sentence in errors and errors.count("\n") == 1
+
+
+def test_what_is_wrong_is_said_with_its_status(tmp_path):
+    (tmp_path / "file").write_text("not a socket")
+    for name in ("fifo", "log", "link"):
+        (tmp_path / name).mkdir()
+    os.mkfifo(tmp_path / "fifo/settings.db")
+    os.mkfifo(tmp_path / "log/settings.db-wal")
+    (tmp_path / "link/settings.db").symlink_to(tmp_path / "elsewhere.db")
+    at, kept = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
+    for status, sentence, *options in [
+        (2, "there is no option '--bogus'", "--bogus"),
+        (2, "--socket takes a value", "--socket"),
+        (2, "not empty", "--socket="),
+        (2, "--verbose takes no value", "--verbose=1"),
+        (2, "there are simulated and modemmanager", "--backend", "real"),
+        (2, "--modem goes with --backend modemmanager", "--modem", "0"),
+        (2, "RESULT that is not 0", "--fault", "Info=0"),
+        (2, "is no fault rule", "--fault", "Info=0x1FFFFFFFF"),
+        (1, "too long: at most 107", *kept, "/tmp/" + 120 * "x"),
+        (1, "exists and is not a socket", *kept, tmp_path / "file"),
+        (1, "m.sock.lock: Not a directory", *kept, tmp_path / "file/m.sock"),
+        (1, "can't make the folder", *kept, "/proc/nowhere/m.sock"),
+        (1, "can't make the state folder /proc/nowhere", *at, "/proc/nowhere"),
+        (1, "can't make the state folder", *at, tmp_path / "file"),
+        (1, "can't open the settings in /proc/self/settings.db", *at, "/proc/self"),
+        (1, "fifo/settings.db is not a regular file; remove it", *at, tmp_path / "fifo"),
+        (1, "log/settings.db-wal is not a regular file; remove it", *at, tmp_path / "log"),
+        (1, "link/settings.db is not a regular file; remove it", *at, tmp_path / "link"),
+    ]:
+        is_refused(status, sentence, *options, XDG_CONFIG_HOME=str(tmp_path / "config"))
+    assert (tmp_path / "file").read_text() == "not a socket"
+    status, _, errors = run("sh", "-c", f"ulimit -n 10; exec {MANAGER}")
+    assert (status, errors) == (1, "Corvane: can't serve clients with at most 10 open files; allow more than 64 (ulimit -n)\n")
+    assert run(MANAGER, "--version")[1].startswith("Corvane ")
+    assert run(MANAGER, "--help")[1].startswith("Usage: Corvane")
+
+
+def test_a_second_manager_is_refused_and_the_first_goes_on():
+    with Manager() as manager:
+        other = manager.folder / "other"
+        is_refused(1, "another manager listens on", "--socket", manager.socket, "--state", other)
+        is_refused(1, "another manager uses them", "--socket", other, "--state", manager.state)
+        assert manager.client().do("GetCorvaneInfo")
+        # What was killed leaves its socket, which the next one replaces; what was stopped leaves none, and another's file alone.
+        manager.stop(signal.SIGKILL)
+        assert manager.socket.exists()
+        manager.start()
+        assert manager.client().do("GetCorvaneInfo")
+        manager.stop()
+        assert not manager.socket.exists()
+        manager.start()
+        manager.socket.unlink()
+        manager.socket.write_text("another's")
+        manager.stop()
+        assert manager.socket.exists()
+
+
+@pytest.mark.parametrize("option, line", [
+    ("--verbose", "listening on "),
+    ("--trace-requests", 'rig #1 > GetTEMSPropertyCommand null\nCorvane: rig #1 < 0 {"KeyTEMSMode":"OFF"}\n'),
+])
+def test_the_options_say_what_is_logged(option, line):
+    for options in [option], []:
+        with Manager(*options) as manager:
+            assert manager.client(events=False).do("GetTEMSProperty")
+            assert (line in manager.stop()) == bool(options)
+
+
+def sql(statements):
+    def change(database):
+        with sqlite3.connect(database) as store:
+            store.executescript(statements)
+        store.close()
+    return change
+
+
+def bytes_of(change):
+    return lambda database: database.write_bytes(change(database.read_bytes()))
+
+
+def test_damage_is_found_said_and_served():
+    not_the_settings = "its table is not the settings'"
+    with Manager() as manager:
+        manager.client().set("DIAG", "History", "17")
+        manager.stop()
+        database = manager.state / "settings.db"
+        sound = database.read_bytes()
+        for change, said, history in [
+            (bytes_of(lambda _: b"this is no database"), "were damaged (file is not a database)", "256"),
+            (bytes_of(lambda _: b""), "were damaged (the file is empty)", "256"),
+            (bytes_of(lambda data: data[:4608]), "were damaged (database disk image is malformed)", "256"),
+            (bytes_of(lambda data: data[:-4096] + 4096 * b"\xa5"), "were damaged", "256"),
+            (bytes_of(lambda data: data.replace(b"value BLOB", b"valuf BLOB")), not_the_settings, "256"),
+            (bytes_of(lambda data: data[:18] + b"\x03" + data[19:]), "attempt to write a readonly database", "256"),
+            (sql("DROP TABLE setting; CREATE TABLE setting(area, name, value)"), not_the_settings, "256"),
+            (sql("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM setting; END"), not_the_settings, "256"),
+            (sql("PRAGMA user_version=3"), "version number of the settings was damaged (3)", "17"),
+            (sql("UPDATE setting SET value = '2049' WHERE name = 'DIAG/History'"), "the stored DIAG History is '2049'", "256"),
+            (sql("INSERT INTO setting VALUES('filter', 'FreeSpacePercentage', '101')"), "FreeSpacePercentage is '101'", "17"),
+            (sql("INSERT INTO setting VALUES('filter', 'MaxLogLimit', 'many')"), "MaxLogLimit is 'many'", "17"),
+        ]:
+            database.write_bytes(sound)
+            change(database)
+            damaged = database.read_bytes()
+            manager.start()
+            manager.says(said)
+            client = manager.client()
+            assert client.get("DIAG", "History") == history
+            assert client.do("GetTraceFilters") == {"FreeSpacePercentage": 1, "MaxLogLimit": 20}
+            assert client.set("DIAG", "History", "18") is None
+            manager.stop()
+            if "were damaged" in said:
+                asides = list(manager.state.glob("settings.db.damaged-*"))
+                assert max(asides, key=lambda aside: int(aside.name.split("-")[1])).read_bytes() == damaged
+            manager.start()
+            assert "settings" not in manager.stop(), "said again"
+
+
+def test_what_a_damaged_log_of_the_settings_has_lost_is_said():
+    with Manager() as manager:
+        for value in ("17", "18", "19", "20"):
+            manager.client().set("DIAG", "History", value)
+        manager.stop(signal.SIGKILL)
+        log, frame = manager.state / "settings.db-wal", 24 + 4096
+        content = bytearray(log.read_bytes())
+        assert len(content) > 32 + 4 * frame
+        content[32 + (len(content) - 32) // frame * frame - 2 * frame - 1] ^= 1
+        log.write_bytes(content)
+        manager.start()
+        manager.says("are damaged and dropped: the last 3 changes are lost")
+        assert manager.client().get("DIAG", "History") == "17"
+
+
+def test_a_database_of_the_first_version_is_read():
+    """With something in every area of the store."""
+    with Manager() as manager:
+        manager.stop()
+        shutil.copy(FIXTURES / "settings-1.0.0.db", manager.state / "settings.db")
+        manager.start()
+        client = manager.client()
+        assert (client.get("DIAG", "History"), client.get("CoreDump", "Enabled")) == ("512", "false")
+        assert client.do("GetTEMSProperty") == {"KeyTEMSMode": "HW"}
+        assert client.do("GetTraceFilters") == {"FreeSpacePercentage": 33}
+        assert "kept from 1.0.0" in str(client.do("GetStatistics"))
+        client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage")
+        client.collect()
+        assert '"SerialNumber": 203707990' in manager.snapshot("baseband.json")
+        assert "Dumped at 2026-11-21" in manager.snapshot("power-log-npa.txt")
+
+
+def test_a_database_of_a_later_version_is_left_as_it_is():
+    with Manager() as manager:
+        manager.stop()
+        database = manager.state / "settings.db"
+        sql("PRAGMA user_version=2; CREATE TABLE more(text)")(database)
+        before = database.read_bytes()
+        is_refused(1, "are of version 2, this manager knows versions up to 1", "--socket", manager.socket, "--state", manager.state)
+        assert database.read_bytes() == before
+        assert not (manager.state / "settings.db-wal").exists()
+
+
+def test_a_socket_that_is_handed_over_is_taken(tmp_path):
+    """As systemd starts a service with a socket, sd_listen_fds(3)."""
+    path, unused = tmp_path / "handed", tmp_path / "unused"
+    with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as listener:
+        listener.bind(str(path))
+        listener.listen(16)
+        client = Client(path)  # comes before the manager does
+        command = 'LISTEN_FDS=1 LISTEN_PID=$$ exec "$@" 3<&0'
+        manager = Program("sh", "-c", command, "sh", MANAGER, "--socket", unused, "--state", tmp_path / "state", stdin=listener,
+                          XDG_CONFIG_HOME=str(tmp_path))
+    assert client.do("GetCorvaneInfo")
+    assert not unused.exists()
+    assert manager.end() == 0
+    assert path.exists()

@@ -1,0 +1,193 @@
+"""The real tool as a process: at a terminal, with closed and slow streams, without a cellular service, without a manager."""
+import os
+import pathlib
+import pty
+import select
+import signal
+import socket
+import time
+
+import pytest
+
+from programs import MANAGER, SERVICE, TOOL, Program, ScriptedManager, become_pellcore, run, until
+
+ROOT = "(/ryntool)>> "
+MODE, BOOT = "BasebandOperatingModeChangeNotification", "BasebandBootStateChangeNotification"
+
+
+class Properties(ScriptedManager):
+    """Every property has the value that was set last."""
+    value = "no"
+
+    def answer(self):
+        self.value = (self.requests[-1][1] or {}).get("KeyTracePropertyValue", self.value)
+        return 0, {"KeyTracePropertyValue": self.value}, ()
+
+
+@pytest.fixture
+def manager(tmp_path, monkeypatch):
+    become_pellcore()
+    made = Properties(tmp_path / "s")
+    monkeypatch.setenv("CORVANE_SOCKET", made.path)
+    monkeypatch.setenv("XDG_CONFIG_HOME", str(tmp_path))
+    yield made
+    made.close()
+
+
+def start(*words):
+    return Program(TOOL, *words)
+
+
+class Terminal:
+    """A program on a terminal of its own, as a user has it: line editing and echo by the kernel."""
+
+    def __init__(self, *words):
+        child, self.descriptor = pty.fork()
+        if child == 0:
+            os.execv(words[0], words)
+        self.child, self.shown, self.found = child, "", 0
+
+    def read(self):
+        try:
+            data = os.read(self.descriptor, 65536)
+        except OSError:  # the program has ended
+            data = b""
+        self.shown += data.decode().replace("\r", "")
+        return bool(data)
+
+    def expect(self, text):
+        """Behind what was found before."""
+        while (place := self.shown.find(text, self.found)) < 0:
+            assert self.read(), f"{text!r} isn't in {self.shown[self.found:]!r}"
+        self.found = place + len(text)
+
+    def type(self, line):
+        os.write(self.descriptor, line.encode() + b"\n")
+
+    def end(self):
+        while self.read():
+            pass
+        os.close(self.descriptor)
+        return os.waitstatus_to_exitcode(os.waitpid(self.child, 0)[1])
+
+
+def test_it_needs_the_cellular_service():
+    # A process namespace of its own, so that no Pellcore runs in it.
+    alone = ["unshare", "--map-root-user", "--mount", "--pid", "--fork", "--mount-proc"]
+    if run(*alone, "true")[0] != 0:
+        pytest.skip("this machine permits no process namespaces")
+    for word in ("help", "quit"):
+        assert run(*alone, TOOL, word, XDG_RUNTIME_DIR="/nonexistent") == (
+            255, "Pellcore process is not running. Please run/load Pellcore and try again.\n", "")
+
+
+def test_it_stops_without_a_worker():
+    become_pellcore()
+    # A new thread's stack is as large as this limit: more than the address space holds.
+    status, output, errors = run("prlimit", "--core=0", "--stack=100000000000000:", TOOL, "help")
+    if errors.startswith("FATAL: ThreadSanitizer"):
+        pytest.skip("the thread sanitizer does not start where stacks may be this large")
+    assert (status, output) == (-signal.SIGABRT, "")
+    assert errors.endswith(": Manager/RYNTool/RYNShell:89: main: Assertion `ret == 0' failed.\n")
+
+
+def test_at_a_terminal(manager):
+    terminal = Terminal(TOOL)
+    terminal.expect(ROOT)
+    for line, shown in [("cd trace/filter", "(/ryntool/trace/filter)>> "),
+                        ("back", "(/ryntool/trace)>> "),
+                        ("help", run(TOOL, "trace", "help")[1] + "(/ryntool/trace)>> "),
+                        ("cd ..", ROOT),
+                        ("coredump enabled no -- coredump status", "Enabled: no\nEnabled: no\n" + ROOT),
+                        ("trace filter", run(TOOL, "trace", "filter", "help")[1] + ROOT),
+                        ("coredump status -- coredump status", "Enabled: no\n" + ROOT)]:
+        terminal.type(line)
+        terminal.expect(line + "\n" + shown)
+    terminal.type("exit")
+    assert terminal.end() == 0
+
+
+def test_a_watch_shows_changes_until_it_is_interrupted(manager):
+    tool = start("baseband", "state", "watch", "x")
+    manager.got("events True")
+    for name, *payload in [(MODE, {"KeyBasebandOperatingMode": 1}), (MODE, {"KeyBasebandOperatingMode": -1}), (MODE, {}), (MODE,),
+                           (BOOT, {"KeyBasebandBootState": "Booting"}), (BOOT, "no dictionary")]:
+        manager.broadcast(name, *payload)
+    tool.says("Operating mode: 1\nBoot state: Booting\nBoot state: Unknown\n")
+    manager.drop_all()
+    manager.got("events True", 2)
+    manager.broadcast(BOOT, {"KeyBasebandBootState": "Ready"})
+    tool.says("Boot state: Ready\n")
+    assert tool.end(signal.SIGINT) == -signal.SIGINT
+    assert tool.text == "Operating mode: 1\nBoot state: Booting\nBoot state: Unknown\nBoot state: Ready\n"
+
+
+@pytest.mark.parametrize("name", ["ryntool", "Pellcore", "Corvane"])
+def test_nothing_takes_the_place_of_a_closed_stream(manager, tmp_path, name):
+    own = tmp_path / "own.sock"
+    words = {"ryntool": [TOOL, "baseband", "state", "watch"], "Pellcore": [SERVICE],
+             "Corvane": [MANAGER, "--socket", str(own), "--state", str(tmp_path / "state")]}[name]
+    for closed in range(1, 8):
+        closing = " ".join(f"{stream}>&-" for stream in range(3) if closed >> stream & 1)
+        program = Program("sh", "-c", f'exec "$0" "$@" {closing}', *words)
+        if name == "Corvane":
+            until(own.exists, "the socket")
+        else:
+            manager.got("hello " + name, closed)
+        for stream in range(3):
+            target = os.readlink(f"/proc/{program.child.pid}/fd/{stream}")
+            assert (target == "/dev/null") == (stream == 0 or bool(closed >> stream & 1)), f"{stream} of {closing}"
+        program.end(signal.SIGKILL)
+        own.unlink(missing_ok=True)
+
+
+def test_lost_output_is_a_failure_and_cuts_no_command_short(manager):
+    watch = Program("sh", "-c", 'exec "$0" baseband state watch >/dev/full', TOOL)
+    manager.got("events True")
+    manager.broadcast(BOOT)
+    assert watch.child.wait() == 1
+    lost = "ryntool: output is lost: No space left on device\n"
+    for words, redirections, typed, errors, commands in [
+        ("info -- baseband time", ">/dev/full", "", lost, ["GetCorvaneInfo"]),
+        ("rfs erase", ">/dev/full", "", lost, ["BasebandNVData", "ResetBaseband"]),
+        ("", ">/dev/full", "baseband time\nquit\n", lost, ["GetBasebandTime"]),
+        ("coredump enabled a b", "2>/dev/full", "", "", []),
+        ("help", ">/dev/full 2>&-", "", "", []),
+    ]:
+        manager.begin()
+        assert run("sh", "-c", f'exec "$0" {words} {redirections}', TOOL, input=typed)[::2] == (1, errors), words
+        assert [command for command, _ in manager.requests] == [command + "Command" for command in commands]
+
+
+def test_each_line_is_one_write_and_a_slow_reader_gets_all(manager):
+    """The output is a packet socket in non-blocking mode, read only when it is full: each packet is one write(2)."""
+    value = 90_000 * "x"
+    reader, writer = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+    writer.setblocking(False)
+    words = [TOOL, "coredump", "enabled", value, "--", "kernelpci", "status"]
+    tool = os.posix_spawn(TOOL, words, os.environ, file_actions=[(os.POSIX_SPAWN_DUP2, writer.fileno(), 1)])
+    until(lambda: not select.select([], [writer], [], 0)[1], "a full socket")
+    writer.close()
+    writes = []
+    while packet := reader.recv(2 * len(value)):
+        writes.append(packet.decode())
+    os.waitpid(tool, 0)
+    assert writes == [f"Enabled: {value}\n", f"Enabled: {value}\n", f"History: {value} MB\n"]
+
+
+def test_only_a_terminal_is_spared_control_characters(manager):
+    typed = b"\xff\xc3(\x80\xed\xa0\x80\x1b[m\x7f \xc2\x9b \xe2\x80\xae\xe2\x81\xa6\xd8\x9c\xc3\xa9\xf0\x9f\x98\x80"
+    raw = os.fsdecode(typed)
+    assert run(TOOL, "coredump", "enabled", raw, "--", "coredump", "status")[1] == 2 * f"Enabled: {raw}\n"
+    terminal = Terminal(TOOL, "coredump", "status")
+    terminal.end()
+    assert terminal.shown == ("Enabled: \\xff\\xc3(\\x80\\xed\\xa0\\x80\\u001b[m\\u007f \\u009b \\u202e\\u2066\\u061c\u00e9\U0001f600\n")
+
+
+def test_a_watch_without_a_manager_sleeps(tmp_path):
+    become_pellcore()
+    tool = Program(TOOL, "baseband", "state", "watch", CORVANE_SOCKET=str(tmp_path / "nobody"))
+    time.sleep(1)
+    fields = pathlib.Path(f"/proc/{tool.child.pid}/stat").read_text().split()
+    assert (int(fields[13]) + int(fields[14])) / os.sysconf("SC_CLK_TCK") < 0.1 and not tool.text
+    tool.end()

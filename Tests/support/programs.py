@@ -1,0 +1,306 @@
+"""What tests of whole sessions share: the programs as processes, and both ends of the protocol in a codec not the product's."""
+import contextlib
+import ctypes
+import os
+import pathlib
+import selectors
+import signal
+import socket
+import subprocess
+import tempfile
+import threading
+import time
+
+import cbor2
+
+PATIENCE = 60  # seconds; longer than anything takes on a loaded machine under a sanitizer
+TOOL, MANAGER, SERVICE = (os.environ[name + "_PATH"] for name in ("RYNTOOL", "CORVANE", "PELLCORE"))
+REFUSALS = 0xE020E  # the upper digits of the manager's own results
+os.environ.pop("SORVEX_DEVICE_FILE", None)  # this machine's device is not the tests'
+
+
+def until(reached, what=""):
+    """Waits for a true value and returns it."""
+    deadline = time.monotonic() + PATIENCE
+    while not (value := reached()):
+        assert time.monotonic() < deadline, f"waited in vain for {what}"
+        time.sleep(0.01)
+    return value
+
+
+def become_pellcore():
+    """Names this process so that the tool finds the cellular service running."""
+    set_name = 15
+    ctypes.CDLL(None).prctl(set_name, b"Pellcore")
+
+
+def run(*words, input="", **environment):
+    """Exit status, output and errors of a program that ends by itself."""
+    done = subprocess.run([str(word) for word in words], env=os.environ | environment, input=input, capture_output=True, text=True,
+                          errors="surrogateescape", timeout=2 * PATIENCE)
+    return done.returncode, done.stdout, done.stderr
+
+
+class Program:
+    """A child that doesn't outlive the test; what it prints is gathered."""
+
+    def __init__(self, *words, stdin=subprocess.DEVNULL, **environment):
+        self.text, self.printed = "", threading.Condition()
+        self.child = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, words)], env=os.environ | environment, text=True,
+                                      errors="surrogateescape", stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.reader = threading.Thread(target=self.read, daemon=True)
+        self.reader.start()
+
+    def read(self):
+        for text in self.child.stdout:
+            with self.printed:
+                self.text += text
+                self.printed.notify_all()
+        with self.printed:
+            self.printed.notify_all()
+
+    def says(self, text, times=1):
+        with self.printed:
+            self.printed.wait_for(lambda: self.text.count(text) >= times or not self.reader.is_alive(), PATIENCE)
+            assert self.text.count(text) >= times, f"waited in vain for {times} x {text!r} in:\n{self.text}"
+
+    def type(self, line):
+        self.child.stdin.write(line + "\n")
+        self.child.stdin.flush()
+
+    def kill(self, number):
+        self.child.send_signal(number)
+
+    def end(self, number=signal.SIGTERM):
+        """@return the exit status, negative for a signal"""
+        if self.child.poll() is None:
+            self.kill(signal.SIGCONT)
+            self.kill(number)
+        self.child.wait(PATIENCE)
+        self.reader.join(PATIENCE)
+        return self.child.returncode
+
+
+class Client:
+    """A client of the manager that speaks the protocol by itself, and may send anything."""
+
+    def __init__(self, path, name="rig", events=True):
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        self.socket.settimeout(2 * PATIENCE)
+        self.socket.connect(str(path))
+        self.count, self.answers, self.events = 0, {}, []
+        if name:
+            self.send([0, 1, name])
+        if events:
+            self.send([3, True])
+
+    def send(self, packet):
+        self.socket.send(packet if isinstance(packet, bytes) else cbor2.dumps(packet))
+
+    def receive(self):
+        """@return the packet, None at the connection's end"""
+        data = self.socket.recv(1 << 17)
+        packet = cbor2.loads(data) if data else None
+        if packet and packet[0] == 2:
+            self.answers[packet[1]] = (packet[2], packet[3] if len(packet) > 3 else None)
+        elif packet:
+            self.events.append(next(iter(packet[2].values()), None))
+        return packet
+
+    def is_closed(self):
+        with contextlib.suppress(ConnectionResetError):
+            while self.receive():
+                pass
+        return True
+
+    def request(self, command, argument):
+        self.count += 1
+        self.send([1, self.count, command, argument])
+        return self.count
+
+    def ask(self, command, **argument):
+        return self.request(command + "Command", {"Key" + key: value for key, value in argument.items()} or None)
+
+    def result(self, number):
+        while number not in self.answers:
+            assert self.receive(), "the manager has ended the connection"
+        return self.answers.pop(number)
+
+    def answer(self, number):
+        """The reply, or "CODE: sentence" of a refusal."""
+        result, reply = self.result(number)
+        if not result:
+            return reply
+        assert (result & 0xFFFFFFFF) >> 12 == REFUSALS and reply["KeyErrorCode"] == result
+        return f"{result & 0xFFF:X}: {reply['KeyErrorString']}"
+
+    def do(self, command, **argument):
+        return self.answer(self.ask(command, **argument))
+
+    def get(self, trace, name):
+        reply = self.do("GetTraceProperty", TraceName=trace, TracePropertyName=name)
+        return reply["KeyTracePropertyValue"] if isinstance(reply, dict) else reply
+
+    def set(self, trace, name, value):
+        return self.do("SetTraceProperty", TraceName=trace, TracePropertyName=name, TracePropertyValue=value)
+
+    def saw(self, *events):
+        """Waits for as many events, and holds all there were against them."""
+        while len(self.events) < len(events):
+            assert self.receive(), "the manager has ended the connection"
+        assert self.events == list(events)
+        self.events = []
+
+    def ask_mode(self, number, timeout=0):
+        return self.ask("SetBasebandOperatingMode", BasebandOperatingMode=number, Timeout=timeout)
+
+    def set_mode(self, number, timeout=0):
+        return self.answer(self.ask_mode(number, timeout))
+
+    def ask_reset(self, kind="Soft", reason="because"):
+        return self.ask("ResetBaseband", BasebandResetType=kind + " reset", BasebandResetSubType="UserTriggered",
+                        BasebandResetReason=reason)
+
+    def reset(self, kind="Soft", reason="because"):
+        return self.answer(self.ask_reset(kind, reason))
+
+    def ask_erase(self):
+        return self.ask("BasebandNVData", BasebandNVDataAction="Erase")
+
+    def mode(self):
+        reply = self.do("GetBasebandOperatingMode")
+        return reply["KeyBasebandOperatingMode"] if isinstance(reply, dict) else reply
+
+    def state(self):
+        return self.do("GetBasebandBootState")["KeyBasebandBootState"]
+
+    def statistics(self, module=0):
+        return self.do("GetStatistics", ReportingModuleType=module)[("Boot", "Commands", "Clients")[module]]
+
+    def collect(self, reason="why"):
+        """The folder of new trace logs, or the refusal."""
+        reply = self.do("CollectTraceLogs", TraceLogsReason=reason)
+        return pathlib.Path(reply["KeyTraceLogsFolder"]) if isinstance(reply, dict) else reply
+
+
+class Manager:
+    """A real manager on a socket, with a state and preferences of its own, ready from the start."""
+
+    def __init__(self, *options, **environment):
+        self.options = options
+        self.kept = tempfile.TemporaryDirectory(prefix="ryn.")
+        self.folder = pathlib.Path(self.kept.name)
+        self.state, self.socket = self.folder / "state", self.folder / "corvane/manager.sock"
+        self.preferences = self.folder / "config/corvane/com.quorvel.Corvane.json"
+        self.environment = {"CORVANE_SOCKET": str(self.socket), "XDG_CONFIG_HOME": str(self.folder / "config"),
+                            "XDG_RUNTIME_DIR": str(self.folder)} | environment
+        self.start()
+
+    def start(self):
+        self.program = Program(MANAGER, "--socket", self.socket, "--state", self.state, *self.options, **self.environment)
+        self.says = self.program.says
+        self.says("ready\n")
+
+    def stop(self, number=signal.SIGTERM):
+        assert self.program.end(number) == (0 if number == signal.SIGTERM else -number), self.program.text
+        return self.program.text
+
+    def restart(self, number=signal.SIGKILL):
+        self.stop(number)
+        self.start()
+
+    def client(self, **options):
+        return Client(self.socket, **options)
+
+    def tool(self, line, **options):
+        """Status, output and errors of one run of the tool. The cellular service has to run."""
+        return run(TOOL, *line.split(), **self.environment, **options)
+
+    def does(self, line):
+        """What the tool prints of commands that succeed."""
+        status, output, errors = self.tool(line)
+        assert status == 0, output + errors
+        return output
+
+    def snapshot(self, name):
+        """What a file of the newest folder of trace logs holds."""
+        return (max(self.state.glob("Snapshots/*")) / name).read_text()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, kind, error, trace):
+        if self.program.child.poll() is None:
+            self.program.kill(signal.SIGCONT)
+        status = self.program.end()
+        print(self.program.text)  # pytest shows it of a test that fails
+        self.kept.cleanup()
+        assert kind or status in (0, -signal.SIGKILL)
+
+
+class ScriptedManager:
+    """A manager that answers as a test tells it: by the next of `answers`, then with success."""
+
+    def __init__(self, path, *answers):
+        self.path = str(path)
+        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        self.listener.bind(self.path)
+        self.listener.listen(64)
+        self.selector = selectors.DefaultSelector()
+        self.selector.register(self.listener, selectors.EVENT_READ)
+        self.lock, self.clients = threading.Lock(), {}  # each with whether its events are on
+        self.begin(answers)
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def begin(self, answers=()):
+        """@param answers each a result, an object, and the events before it"""
+        self.answers, self.requests, self.packets = list(answers), [], []
+
+    def serve(self):
+        while True:
+            for key, _ in self.selector.select():
+                if key.fileobj is self.listener:
+                    self.selector.register(self.listener.accept()[0], selectors.EVENT_READ)
+                    continue
+                try:
+                    packet = cbor2.loads(key.fileobj.recv(1 << 17))
+                    with self.lock:
+                        self.take(key.fileobj, packet)
+                except (OSError, EOFError):  # the client has gone
+                    self.clients.pop(key.fileobj, None)
+                    self.selector.unregister(key.fileobj)
+                    key.fileobj.close()
+
+    def take(self, client, packet):
+        kind = packet[0]
+        self.packets.append(f"hello {packet[2]}" if kind == 0 else "events " + str(packet[1]) if kind == 3 else packet[2])
+        if kind == 3:
+            self.clients[client] = packet[1]
+        elif kind == 1:
+            self.requests.append((packet[2], packet[3]))
+            result, value, events = self.answer()
+            for event in events:
+                client.send(cbor2.dumps([4, *event]))
+            client.send(cbor2.dumps([2, packet[1], result] + ([] if value is Ellipsis else [value])))
+
+    def answer(self):
+        answer = self.answers.pop(0) if self.answers else ()
+        return (*answer, *(0, ..., ())[len(answer):])
+
+    def broadcast(self, name, *payload):
+        with self.lock:
+            for client, on in self.clients.items():
+                if on:
+                    client.send(cbor2.dumps([4, name, *payload]))
+
+    def drop_all(self):
+        with self.lock:
+            for client in self.clients:
+                client.shutdown(socket.SHUT_RDWR)
+
+    def got(self, packet, count=1):
+        until(lambda: self.packets.count(packet) >= count, f"{count} x {packet!r} in {self.packets}")
+
+    def close(self):
+        self.listener.close()
+        os.unlink(self.path)
