@@ -1,7 +1,6 @@
 """The real tool as a process: at a terminal, with closed and slow streams, without a cellular service, without a manager."""
 import os
 import pathlib
-import pty
 import select
 import signal
 import socket
@@ -10,6 +9,7 @@ import time
 import pytest
 
 from programs import MANAGER, SERVICE, TOOL, Program, ScriptedManager, become_pellcore, run, until
+from terminal import Terminal
 
 ROOT = "(/ryntool)>> "
 MODE, BOOT = "BasebandOperatingModeChangeNotification", "BasebandBootStateChangeNotification"
@@ -36,39 +36,6 @@ def manager(tmp_path, monkeypatch):
 
 def start(*words):
     return Program(TOOL, *words)
-
-
-class Terminal:
-    """A program on a terminal of its own, as a user has it: line editing and echo by the kernel."""
-
-    def __init__(self, *words):
-        child, self.descriptor = pty.fork()
-        if child == 0:
-            os.execv(words[0], words)
-        self.child, self.shown, self.found = child, "", 0
-
-    def read(self):
-        try:
-            data = os.read(self.descriptor, 65536)
-        except OSError:  # the program has ended
-            data = b""
-        self.shown += data.decode().replace("\r", "")
-        return bool(data)
-
-    def expect(self, text):
-        """Behind what was found before."""
-        while (place := self.shown.find(text, self.found)) < 0:
-            assert self.read(), f"{text!r} isn't in {self.shown[self.found:]!r}"
-        self.found = place + len(text)
-
-    def type(self, line):
-        os.write(self.descriptor, line.encode() + b"\n")
-
-    def end(self):
-        while self.read():
-            pass
-        os.close(self.descriptor)
-        return os.waitstatus_to_exitcode(os.waitpid(self.child, 0)[1])
 
 
 def test_it_needs_the_cellular_service():
@@ -181,7 +148,8 @@ def test_only_a_terminal_is_spared_control_characters(manager):
     assert run(TOOL, "coredump", "enabled", raw, "--", "coredump", "status")[1] == 2 * f"Enabled: {raw}\n"
     terminal = Terminal(TOOL, "coredump", "status")
     terminal.end()
-    assert terminal.shown == ("Enabled: \\xff\\xc3(\\x80\\xed\\xa0\\x80\\u001b[m\\u007f \\u009b \\u202e\\u2066\\u061c\u00e9\U0001f600\n")
+    assert terminal.shown == (
+        "Enabled: \\xff\\xc3(\\x80\\xed\\xa0\\x80\\u001b[m\\u007f \\u009b \\u202e\\u2066\\u061c\u00e9\U0001f600\n")
 
 
 def test_a_watch_without_a_manager_sleeps(tmp_path):

@@ -1,0 +1,70 @@
+"""The cellular service as a process, with managers that answer as told."""
+import signal
+
+import pytest
+
+from programs import SERVICE, Program, ScriptedManager, run
+
+ASK = "GetBasebandBootStateCommand", None
+BRING_ONLINE = "SetBasebandOperatingModeCommand", {"KeyBasebandOperatingMode": 0}
+BOOT, MODE = "BasebandBootStateChangeNotification", "BasebandOperatingModeChangeNotification"
+
+
+def state(text, **more):
+    return {"KeyBasebandBootState": text} | more
+
+
+@pytest.fixture
+def path(tmp_path):
+    return tmp_path / "s"
+
+
+@pytest.fixture
+def service(tmp_path, path):
+    return Program(SERVICE, CORVANE_SOCKET=str(path), XDG_RUNTIME_DIR=str(tmp_path))
+
+
+def test_it_brings_the_baseband_online_whenever_that_gets_ready(service, path):
+    service.says(f"There is no manager socket {path}; is Corvane running?")
+    manager = ScriptedManager(path, (0, state("Booting")))
+    service.says("boot state is Booting")
+    manager.broadcast(BOOT, state("Ready"))
+    manager.got(BRING_ONLINE[0])
+    # What somebody does with the mode then is left alone; so is a state that was known.
+    for name, payload in [(MODE, {"KeyBasebandOperatingMode": 1}), (BOOT, state("Ready")), (BOOT, state("Resetting")),
+                          (BOOT, state("Ready"))]:
+        manager.broadcast(name, payload)
+    manager.got(BRING_ONLINE[0], 2)
+    assert manager.requests == [ASK, BRING_ONLINE, BRING_ONLINE]
+    manager.close()
+    manager.drop_all()
+    again = ScriptedManager(path, (0, state("Ready")))
+    again.got(BRING_ONLINE[0])
+    assert again.requests == [ASK, BRING_ONLINE] and "events True" in again.packets
+
+
+def test_it_leaves_a_mode_alone_that_somebody_has_asked_for(path, service):
+    manager = ScriptedManager(path, (0, state("Ready", KeyBasebandOperatingMode=3)))
+    service.says("it is left as it is\n")
+    assert manager.requests == [ASK]
+
+
+def test_it_says_why_the_baseband_stays_offline(path, service):
+    ScriptedManager(path, (0, state("Ready")), (-534716160, {"KeyErrorString": "not\nnow"}))
+    service.says("can't bring the baseband online: not?now\n")
+
+
+def test_it_is_announced_until_a_signal_ends_it(service, tmp_path):
+    service.says("is Corvane running?")
+    announcement = tmp_path / "corvane/Pellcore.pid"
+    assert announcement.read_text() == f"{service.child.pid}\n"
+    with open(f"/proc/{service.child.pid}/comm") as name:
+        assert name.read() == "Pellcore\n"
+    assert service.end(signal.SIGTERM) == 0
+    assert "Pellcore: ended by Terminated\n" in service.text and not announcement.exists()
+
+
+def test_its_options_are_few():
+    assert run(SERVICE, "--help")[1].startswith("Usage: Pellcore")
+    assert run(SERVICE, "--version")[1].startswith("Pellcore 1.")
+    assert run(SERVICE, "--help", "x") == (2, "", "Pellcore: unexpected 'x'; it takes --help, --version or nothing\n")
