@@ -20,13 +20,6 @@ bool isModeWanted(const xpc::Object& bootState) {
 
 }  // namespace
 
-CellularService::CellularService()
-    : queue_(dispatch_queue_create("pellcore.queue", nullptr)), manager_(ryn::client::CreateManager("Pellcore", queue_)) {}
-
-CellularService::~CellularService() {
-    dispatch_release(queue_);
-}
-
 void CellularService::start() {
     const auto self = weak_from_this();
     const auto ask = [self] {
@@ -42,7 +35,7 @@ void CellularService::start() {
     // A new connection may mean that the manager has started; events may have been missed.
     ryn::client::RegisterConnectionHandler(manager_, ask);
     ryn::client::EventsOn(manager_);
-    dispatch_async(queue_, ask);
+    dispatch_async(queue_.get(), ask);
 }
 
 void CellularService::askBootState() {

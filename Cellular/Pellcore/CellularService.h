@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/dispatch/dispatch.h"
+#include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
 
 #include <memory>
@@ -14,11 +14,6 @@ namespace pellcore {
 /// All its work is done on its own queue; the thread that is parked in the run loop receives for it.
 class CellularService : public std::enable_shared_from_this<CellularService> {
 public:
-    CellularService();
-    ~CellularService();
-    CellularService(const CellularService&) = delete;
-    CellularService& operator=(const CellularService&) = delete;
-
     /// Once, when a shared pointer owns the service.
     void start();
 
@@ -28,8 +23,8 @@ private:
     void bringOnline();
     void report(const std::string& what, const xpc::Object& reply);
 
-    dispatch_queue_t queue_;
-    const ryn::client::ManagerPtr manager_;
+    const dispatch::Queue queue_{"pellcore.queue"};
+    const ryn::client::ManagerPtr manager_ = ryn::client::CreateManager("Pellcore", queue_.get());
     bool asking_ = false;
     std::string bootState_;
     std::string lastProblem_;  ///< said once, not at each attempt

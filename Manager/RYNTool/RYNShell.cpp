@@ -3,7 +3,7 @@
 #include "commands/Groups.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/console/StandardStreams.h"
-#include "platform/dispatch/dispatch.h"
+#include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
 #include "platform/vsk/SorvexUtil.h"
 #include "shell/Output.h"
@@ -19,14 +19,12 @@
 #include <cassert>
 
 std::shared_ptr<CommandBase> RYNShell::createRootCommand(const Words& /*words*/) {
-    auto* const queue = dispatch_queue_create("ryntool.queue", nullptr);
-    const auto manager = ryn::client::CreateManager("ryntool", queue);
+    const dispatch::Queue queue("ryntool.queue");
+    const auto manager = ryn::client::CreateManager("ryntool", queue.get());
     if (const char* const debug = std::getenv("RYNTOOL_DEBUG"); debug != nullptr && std::string_view(debug) == "1") {
         ryn::client::SetFailureHandler(manager, [](const std::string& sentence) { output::printError({"Reason: ", sentence}); });
     }
-    auto root = createRYNCommand("ryntool", {}, manager, queue);
-    dispatch_release(queue);
-    return root;
+    return createRYNCommand("ryntool", {}, manager, queue.get());
 }
 
 namespace {

@@ -2,20 +2,16 @@
 
 #include "Platform/CoreFoundation/Object.h"
 
-#include <memory>
 #include <mutex>
 
 namespace vsk::cf {
 namespace {
 
-struct Release {
-    void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-using Owned = std::unique_ptr<const CFObject, Release>;
+using Owned = ::cf::Owned<CFTypeRef>;
 
-CFStringRef retained(CFStringRef string) {
+::cf::Owned<CFStringRef> retained(CFStringRef string) {
     CFRetain(string);
-    return string;
+    return ::cf::Owned<CFStringRef>(string);
 }
 
 /// The string as a key; nullptr when it is not UTF-8.
@@ -31,11 +27,6 @@ CFStringRef asString(const Owned& object) {
 
 plist_adapter::plist_adapter(CFStringRef domain, CFStringRef user) : domain_(retained(domain)), user_(retained(user)) {}
 
-plist_adapter::~plist_adapter() {
-    CFRelease(user_);
-    CFRelease(domain_);
-}
-
 bool plist_adapter::store(const std::string& key, CFPropertyListRef value, bool synchronise) const {
     const auto keyString = makeKey(key);
     if (!keyString || value == nullptr) {
@@ -44,8 +35,8 @@ bool plist_adapter::store(const std::string& key, CFPropertyListRef value, bool 
     // One change at a time: a failed one takes all that is staged with it.
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
-    CFPreferencesSetValue(asString(keyString), value, domain_, user_, kCFPreferencesCurrentHost);
-    return !synchronise || CFPreferencesSynchronize(domain_, user_, kCFPreferencesCurrentHost) != 0;
+    CFPreferencesSetValue(asString(keyString), value, domain_.get(), user_.get(), kCFPreferencesCurrentHost);
+    return !synchronise || CFPreferencesSynchronize(domain_.get(), user_.get(), kCFPreferencesCurrentHost) != 0;
 }
 
 template <>
@@ -65,12 +56,13 @@ bool plist_adapter::set<unsigned long>(const std::optional<unsigned long>& value
 }
 
 bool plist_adapter::isReadable() const {
-    return CFPreferencesSynchronize(domain_, user_, kCFPreferencesCurrentHost) != 0;
+    return CFPreferencesSynchronize(domain_.get(), user_.get(), kCFPreferencesCurrentHost) != 0;
 }
 
 CFPropertyListRef plist_adapter::copy(const std::string& key) const {
     const auto keyString = makeKey(key);
-    return keyString ? CFPreferencesCopyValue(asString(keyString), domain_, user_, kCFPreferencesCurrentHost) : nullptr;
+    return keyString ? CFPreferencesCopyValue(asString(keyString), domain_.get(), user_.get(), kCFPreferencesCurrentHost)
+                     : nullptr;
 }
 
 bool assign(bool& out, CFPropertyListRef value) {

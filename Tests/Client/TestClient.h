@@ -2,6 +2,7 @@
 
 #include "Client/Manager.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/dispatch/Queue.h"
 #include "support/Process.h"
 
 #include <chrono>
@@ -36,17 +37,11 @@ private:
 class TestClient {
 public:
     explicit TestClient(const std::string& path)
-        : manager_(std::make_shared<ryn::client::Manager>("tester", queue_, ryn::client::SocketPath(path))) {
+        : manager_(std::make_shared<ryn::client::Manager>("tester", queue_.get(), ryn::client::SocketPath(path))) {
         static std::once_flag parked;
         std::call_once(parked, [] { std::thread(CFRunLoopRun).detach(); });
         platform::addToRunLoop(manager_);
     }
-    ~TestClient() {
-        manager_.reset();
-        dispatch_release(queue_);
-    }
-    TestClient(const TestClient&) = delete;
-    TestClient& operator=(const TestClient&) = delete;
 
     ryn::client::Manager& manager() { return *manager_; }
     const ryn::client::ManagerPtr& managerPtr() const { return manager_; }
@@ -63,7 +58,7 @@ public:
     static constexpr std::chrono::milliseconds kLong{support::kPatience};
 
 private:
-    dispatch_queue_t queue_ = dispatch_queue_create("test.queue", nullptr);
+    const dispatch::Queue queue_{"test.queue"};
     ryn::client::ManagerPtr manager_;
 };
 

@@ -2,6 +2,7 @@
 #include "Platform/CoreFoundation/PreferencesFile.h"
 #include "Platform/FileDescriptor.h"
 #include "Platform/FileLock.h"
+#include "platform/CoreFoundation/Owned.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +18,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
-#include <memory>
 #include <thread>
 
 namespace {
@@ -26,10 +26,7 @@ namespace fs = std::filesystem;
 
 constinit const platform::ConstantString kDomain("test.domain");
 
-struct Release {
-    void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-using Owned = std::unique_ptr<const CFObject, Release>;
+using Owned = cf::Owned<CFTypeRef>;
 
 Owned text(const std::string& value) {
     return Owned(CFStringCreateWithCString(kCFAllocatorDefault, value.c_str(), kCFStringEncodingUTF8));

@@ -7,13 +7,7 @@
 
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
                                dispatch_queue_t queue)
-    : CommandBase(std::move(name), std::move(parent)), manager_(std::move(manager)), queue_(queue) {
-    dispatch_retain(queue_);
-}
-
-RYNCommandBase::~RYNCommandBase() {
-    dispatch_release(queue_);
-}
+    : CommandBase(std::move(name), std::move(parent)), manager_(std::move(manager)), queue_(queue) {}
 
 std::string RYNCommandBase::Answer::text(const char* key) const {
     return succeeded() ? readString(reply, key) : ryn::kUnknown;
@@ -31,7 +25,7 @@ RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command) const
 }
 
 void RYNCommandBase::registerChild(const char* word, NodeFactory* create) {
-    registerSubCommand(word, create(word, weak_from_this(), manager_, queue_));
+    registerSubCommand(word, create(word, weak_from_this(), manager_, queue_.get()));
 }
 
 bool RYNCommandBase::failWithHelp() {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "commands/TraceProperty.h"
-#include "platform/dispatch/dispatch.h"
+#include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
 #include "platform/xpc/Object.h"
 #include "shell/CommandBase.h"
@@ -29,11 +29,8 @@ using NodeFactory = std::shared_ptr<CommandBase>(const std::string& name, const 
 /// A handler of such a node returns true exactly when the result that it judged is 0, unless its own comment says otherwise.
 class RYNCommandBase : public CommandBase {
 public:
-    /// @param queue retained until destruction.
+    /// @param queue retained until destruction
     RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager, dispatch_queue_t queue);
-    ~RYNCommandBase() override;
-    RYNCommandBase(const RYNCommandBase&) = delete;
-    RYNCommandBase& operator=(const RYNCommandBase&) = delete;
 
 protected:
     /// What the manager answered to a command.
@@ -83,7 +80,7 @@ protected:
 
 private:
     ryn::client::ManagerPtr manager_;
-    dispatch_queue_t queue_;
+    dispatch::Queue queue_;
 };
 
 /// What a group's factory is: `NodeFactory* const createStatsCommand = create<StatsCommand>;`.

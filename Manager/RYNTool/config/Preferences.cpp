@@ -1,22 +1,16 @@
 #include "config/Preferences.h"
 
-#include <memory>
+#include "platform/CoreFoundation/Owned.h"
 
 namespace {
 
-struct Release {
-    void operator()(CFTypeRef object) const { CFRelease(object); }
-    void operator()(CFStringRef string) const { CFRelease(string); }
-};
-
-std::unique_ptr<const CFString, Release> domain() {
-    return std::unique_ptr<const CFString, Release>(
-        CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8));
+cf::Owned<CFStringRef> domain() {
+    return cf::Owned<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8));
 }
 
 template <typename Value>
 Value valueOr(const vsk::cf::plist_adapter& adapter, const std::string& key, Value value) {
-    const std::unique_ptr<const CFObject, Release> stored(adapter.copy(key));
+    const cf::Owned<CFPropertyListRef> stored(adapter.copy(key));
     vsk::cf::assign(value, stored.get());
     return value;
 }

@@ -1,7 +1,7 @@
 #include "Client/wire/Packet.h"
 #include "commands/Groups.h"
 #include "platform/console/StandardStreams.h"
-#include "platform/dispatch/dispatch.h"
+#include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
 #include "platform/xpc/Values.h"
 #include "shell/CommandShell.h"
@@ -60,10 +60,7 @@ Manager manager;
 class Shell : public CommandShell {
 public:
     std::shared_ptr<CommandBase> createRootCommand(const Words&) override {
-        const dispatch_queue_t queue = dispatch_queue_create("fuzz.queue", nullptr);
-        auto root = createRYNCommand("ryntool", {}, {}, queue);
-        dispatch_release(queue);
-        return root;
+        return createRYNCommand("ryntool", {}, {}, dispatch::Queue("fuzz.queue").get());
     }
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/CoreFoundation/Owned.h"
 
 #include <cstdint>
 #include <optional>
@@ -13,9 +13,6 @@ class plist_adapter {
 public:
     /// Both are retained.
     plist_adapter(CFStringRef domain, CFStringRef user);
-    plist_adapter(const plist_adapter&) = delete;
-    plist_adapter& operator=(const plist_adapter&) = delete;
-    ~plist_adapter();
 
     /// Stores a `bool` as a CFBoolean, an `unsigned long` as a signed 64-bit CFNumber; there is no other form.
     /// @param synchronise whether the value has to be on disk on return; else it is only staged
@@ -31,8 +28,8 @@ public:
 private:
     bool store(const std::string& key, CFPropertyListRef value, bool synchronise) const;
 
-    CFStringRef domain_;
-    CFStringRef user_;
+    ::cf::Owned<CFStringRef> domain_;
+    ::cf::Owned<CFStringRef> user_;
 };
 
 template <>
