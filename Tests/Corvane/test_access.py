@@ -1,7 +1,9 @@
 """Who may connect, by the kernel's credentials: other users need root, and the group's name a group file of the manager's own."""
 import contextlib
 import os
+import pathlib
 import stat
+import tempfile
 
 import pytest
 
@@ -58,18 +60,18 @@ class Host:
 
 
 @pytest.fixture
-def host(tmp_path_factory):
+def host():
     if os.geteuid() != 0 or run("unshare", "-m", "true")[0] != 0:
         pytest.skip("only root can act as other users")
     umask = os.umask(0o022)
-    folder = tmp_path_factory.mktemp("host")
-    for above in (folder, folder.parent, folder.parent.parent):
-        above.chmod(0o755)
-    made = Host(folder)
-    yield made
-    os.umask(umask)
-    print(made.manager.text)
-    assert made.manager.end() == 0
+    # Not pytest's folder: each run of pytest closes the one above it to others again.
+    with tempfile.TemporaryDirectory() as folder:
+        os.chmod(folder, 0o755)
+        made = Host(pathlib.Path(folder))
+        yield made
+        os.umask(umask)
+        print(made.manager.text)
+        assert made.manager.end() == 0
 
 
 def test_root_the_own_user_and_members_of_the_group_may_connect(host):
