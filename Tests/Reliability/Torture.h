@@ -91,14 +91,9 @@ private:
 };
 
 // The programs, each in the file of its name.
-void killManager(Run& run);
 void hostileClients(Run& run);
 void hostileManager(Run& run);
-void fullDisk(Run& run);
-void damagedState(Run& run);
 void slowDisk(Run& run);
-void killErase(Run& run);
-void recording(Run& run);
 void load(Run& run);
 
 }  // namespace torture

@@ -18,15 +18,9 @@ struct Program {
 };
 
 constexpr Program kPrograms[] = {
-    {"kill", "A killed manager loses no acknowledged setting, and its tools go on", torture::killManager},
     {"clients", "A hostile client costs its own connection and nothing else", torture::hostileClients},
     {"manager", "A hostile manager can't crash or hang a tool", torture::hostileManager},
-    {"disk", "A full or read-only disk is said in one sentence and loses nothing", torture::fullDisk},
-    {"state", "Damage to the settings' file is found, said and set aside, and the manager serves", torture::damagedState},
     {"slow", "Writers on a slow disk share its syncs, and keep nobody else waiting", torture::slowDisk},
-    {"erase", "An erasure is whole or has not happened, whenever the manager is killed", torture::killErase},
-    {"recording", "What was recorded can be read after any kill, and a reader that doesn't read costs little",
-     torture::recording},
     {"load", "64 clients at once are served without a data race or a wrong access", torture::load},
 };
 

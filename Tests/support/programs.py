@@ -107,6 +107,10 @@ class Client:
             self.events.append(next(iter(packet[2].values()), None))
         return packet
 
+    def receive_more(self):
+        if not self.receive():
+            raise EOFError("the manager has ended the connection")
+
     def is_closed(self):
         with contextlib.suppress(ConnectionResetError):
             while self.receive():
@@ -123,7 +127,7 @@ class Client:
 
     def result(self, number):
         while number not in self.answers:
-            assert self.receive(), "the manager has ended the connection"
+            self.receive_more()
         return self.answers.pop(number)
 
     def answer(self, number):
@@ -147,7 +151,7 @@ class Client:
     def saw(self, *events):
         """Waits for as many events, and holds all there were against them."""
         while len(self.events) < len(events):
-            assert self.receive(), "the manager has ended the connection"
+            self.receive_more()
         assert self.events == list(events)
         self.events = []
 
@@ -233,9 +237,11 @@ class Manager:
         if self.program.child.poll() is None:
             self.program.kill(signal.SIGCONT)
         status = self.program.end()
-        print(self.program.text)  # pytest shows it of a test that fails
         self.kept.cleanup()
-        assert kind or status in (0, -signal.SIGKILL)
+        if kind:
+            print(self.program.text[-10_000:])
+        else:
+            assert status in (0, -signal.SIGKILL), self.program.text
 
 
 class ScriptedManager:

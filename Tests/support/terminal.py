@@ -1,6 +1,9 @@
 """A program on a terminal of its own, as a user has it: line editing and echo by the kernel."""
 import os
 import pty
+import select
+
+from programs import PATIENCE
 
 
 class Terminal:
@@ -11,6 +14,7 @@ class Terminal:
         self.shown, self.found = "", 0
 
     def read(self):
+        assert select.select([self.descriptor], [], [], PATIENCE)[0], f"nothing came behind {self.shown!r}"
         try:
             data = os.read(self.descriptor, 65536)
         except OSError:  # the program has ended
