@@ -90,6 +90,14 @@ def test_a_self_test_shows_everything_or_ends_by_another_terminal(manager):
     assert '{"KeyBasebandDiagnosticsPercentage":0}' in whole and '"KeyRFSelfTestOverallStatus":"Passed"' in whole
     manager.does("trace dump")
     assert "BasebandDiagnosticsStatusComplete" in manager.snapshot("rf-self-test.json")
+    # One whose client goes leaves the baseband free.
+    interrupted = Program(TOOL, "baseband", "diagnostics", "run", "rftest", **manager.environment)
+    interrupted.says("Event data")
+    interrupted.end()
+    manager.says("COMMAND=BasebandDiagnosticsCommand RESULT=0xE020E107 ")
+    manager.says("The RF self-test was aborted because its client has gone;")
+    assert '"SelfTestsAborted":1' in manager.does("stats get-statistics 0 -- trace dump")
+    assert "its client has gone" in manager.snapshot("rf-self-test.json")
     running = Program(TOOL, "baseband", "diagnostics", "run", "rftest", **manager.environment)
     running.says("Event data")
     assert " : Success\n" in manager.does("baseband diagnostics abort")

@@ -127,7 +127,8 @@ public:
     virtual void runSelfTest(const RFSelfTestOptions&, Completion<RFSelfTestEvent> completion) {
         completion(cannot("test its radio"));
     }
-    virtual void abortSelfTest(Completion<void> completion) { completion(cannot("test its radio")); }
+    /// @param why "on request", for the test's last event.
+    virtual void abortSelfTest(const std::string& /*why*/, Completion<void> completion) { completion(cannot("test its radio")); }
 
     /// Whether the backend has anything to record for a trace of its kind.
     virtual bool canRecord(ryn::trace::Type) const { return false; }

@@ -221,11 +221,17 @@ void Server::lose(Client& client) {
 }
 
 void Server::removeEnded() {
+    std::vector<std::shared_ptr<Session>> sessions;
     for (Client* client : ended_) {
         freedBytes_ += client->outbox.bytes();
+        sessions.push_back(client->session);
         remove(*client);
     }
     ended_.clear();
+    for (const auto& session : sessions) {
+        session->abandon();
+    }
+    sessions.clear();
     // The allocator keeps what lies between other blocks: after a flood that would be most of it.
     constexpr std::size_t kWorthReturning = std::size_t{1} << 20U;
     if (freedBytes_ >= kWorthReturning) {

@@ -7,6 +7,7 @@
 #include "Corvane/support/Text.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace corvane {
 
@@ -77,7 +78,9 @@ Result<void> Session::request(const wire::Request& request, std::size_t packetSi
     if (const Fault* fault = dispatcher_.faults().find(request.command); fault != nullptr) {
         return fail(*fault, request.id);
     }
-    if (const auto answered = dispatcher_.dispatch(request, client_, [this, id = request.id] { return answerLater(id); })) {
+    if (const auto answered = dispatcher_.dispatch(request, client_, [this, id = request.id](std::function<void()> abandon) {
+            return answerLater(id, std::move(abandon));
+        })) {
         answer(request.id, *answered);
     }
     return {};
@@ -91,7 +94,7 @@ Result<void> Session::fail(const Fault& fault, std::uint64_t id) {
         case Fault::Kind::Drop:
             return Refusal::aborted("met a fault rule");
         case Fault::Kind::Hang:
-            makeOutstanding(id);
+            makeOutstanding(id, {});
             break;
         case Fault::Kind::Malformed:
             sender_(kGarbage);
@@ -100,8 +103,8 @@ Result<void> Session::fail(const Fault& fault, std::uint64_t id) {
     return {};
 }
 
-void Session::makeOutstanding(std::uint64_t id) {
-    outstanding_.push_back({id, requestSize_});
+void Session::makeOutstanding(std::uint64_t id, std::function<void()> abandon) {
+    outstanding_.push_back({id, requestSize_, std::move(abandon)});
     outstandingBytes_ += requestSize_;
 }
 
@@ -113,8 +116,16 @@ void Session::forget(std::uint64_t id) {
     }
 }
 
-AnswerCompletion Session::answerLater(std::uint64_t id) {
-    makeOutstanding(id);
+void Session::abandon() {
+    for (const Outstanding& request : std::exchange(outstanding_, {})) {
+        if (request.abandon) {
+            request.abandon();
+        }
+    }
+}
+
+AnswerCompletion Session::answerLater(std::uint64_t id, std::function<void()> abandon) {
+    makeOutstanding(id, std::move(abandon));
     return [weak = weak_from_this(), id](const Answer& answered) {
         if (const auto session = weak.lock()) {
             session->forget(id);

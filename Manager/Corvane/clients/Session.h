@@ -44,6 +44,9 @@ public:
     /// @return a refusal when the conversation is over, with what the client did.
     Result<Progress> receive(std::span<const std::uint8_t> packet);
 
+    /// The client has gone: ends what isn't to go on without it. Other clients may be told of it meanwhile.
+    void abandon();
+
     bool greeted() const { return greeted_; }
     bool wantsEvents() const { return wantsEvents_; }
     const std::string& clientName() const { return client_.name; }
@@ -54,9 +57,9 @@ private:
     Result<void> fail(const Fault& fault, std::uint64_t id);
 
     /// A completion that answers request `id` when it runs, unless the client has gone by then.
-    AnswerCompletion answerLater(std::uint64_t id);
+    AnswerCompletion answerLater(std::uint64_t id, std::function<void()> abandon);
     /// Makes the request one that waits, for good if nobody answers it.
-    void makeOutstanding(std::uint64_t id);
+    void makeOutstanding(std::uint64_t id, std::function<void()> abandon);
     void answer(std::uint64_t id, const Answer& answered);
     /// Any result, with an error dictionary of `sentence` unless that is empty.
     void answerResult(std::uint64_t id, std::int32_t result, const std::string& sentence);
@@ -69,6 +72,7 @@ private:
     struct Outstanding {
         std::uint64_t id;
         std::size_t bytes;
+        std::function<void()> abandon;  ///< may be empty
     };
     std::vector<Outstanding> outstanding_;
     std::size_t outstandingBytes_ = 0;

@@ -12,8 +12,8 @@ namespace corvane {
 
 class Services;
 
-/// Makes a request wait: the completion answers it.
-using Later = std::function<AnswerCompletion()>;
+/// Makes a request wait: the completion answers it. `abandon`, if there is one, runs when the client goes before that.
+using Later = std::function<AnswerCompletion(std::function<void()> abandon)>;
 
 /// What a command does. One that changes something is put on record: who asked, and how it ended.
 enum class Effect { Reads, Changes };
@@ -21,7 +21,8 @@ enum class Effect { Reads, Changes };
 /// A command that clients may send: its name, what it does, its handler and its arguments.
 ///
 /// A handler is a function that takes the services, then the value of each argument, and returns a result: void, or the reply's
-/// dictionary. One that takes time has an AnswerCompletion after the services and returns nothing. A handler without arguments
+/// dictionary. One that takes time has an AnswerCompletion after the services and returns nothing; one that isn't
+/// to go on when its client has gone has the Later in its place. A handler without arguments
 /// takes whatever a client sends.
 struct Command {
     template <typename Handler, typename... Arguments>
@@ -39,8 +40,11 @@ struct Command {
                 if (refused) {
                     return refused;
                 }
-                if constexpr (std::is_invocable_v<Handler, Services&, AnswerCompletion, typename Arguments::Value...>) {
-                    handler(services, later(), *value...);
+                if constexpr (std::is_invocable_v<Handler, Services&, Later, typename Arguments::Value...>) {
+                    handler(services, later, *value...);
+                    return std::nullopt;
+                } else if constexpr (std::is_invocable_v<Handler, Services&, AnswerCompletion, typename Arguments::Value...>) {
+                    handler(services, later({}), *value...);
                     return std::nullopt;
                 } else {
                     return Answer(handler(services, *value...));

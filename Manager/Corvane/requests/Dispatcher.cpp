@@ -38,8 +38,8 @@ std::optional<Answer> Dispatcher::change(const Command& command, const xpc::Obje
         audit(requester, name, answer.refusal ? answer.refusal->result() : 0);
     };
     // The client may have gone by the time of the answer.
-    const auto recordedLater = [&record, &later]() -> AnswerCompletion {
-        return [record, answer = later()](const Answer& answered) {
+    const auto recordedLater = [&record, &later](std::function<void()> abandon) -> AnswerCompletion {
+        return [record, answer = later(std::move(abandon))](const Answer& answered) {
             record(answered);
             answer(answered);
         };

@@ -146,6 +146,9 @@ void Services::selfTestProgressed(const RFSelfTestEvent& event) {
     if (event.status != RFSelfTestEvent::Status::Running) {
         store_.storeLazily(kBasebandArea, kLastSelfTest, readableJson(payload));
     }
+    if (event.status == RFSelfTestEvent::Status::Aborted) {
+        log::info(event.error);
+    }
     events_(ryn::kEventBasebandDiagnostics, payload);
 }
 

@@ -22,7 +22,7 @@ RFSelfTestOptions options() {
 class SelfTestTest : public Bench {
 protected:
     static Command run(const RFSelfTestOptions& with = options()) { return call(&Baseband::runSelfTest, with); }
-    static Command abort() { return call(&Baseband::abortSelfTest); }
+    static Command abort() { return call(&Baseband::abortSelfTest, "on request"); }
 
     void becomeReady(const simulated::Durations& durations = kShort) {
         restart(durations);

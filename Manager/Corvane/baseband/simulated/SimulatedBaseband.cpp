@@ -166,13 +166,13 @@ void SimulatedBaseband::beginSelfTest(const RFSelfTestOptions& options, Completi
     selfTest_.run(options, nvData_.calibrationSeed(), std::move(completion));
 }
 
-void SimulatedBaseband::abortSelfTest(Completion<void> completion) {
+void SimulatedBaseband::abortSelfTest(const std::string& why, Completion<void> completion) {
     if (!selfTest_.isRunning()) {
         completion(Refusal::wrongState("No diagnostics test is running; abort is accepted while one is."));
         return;
     }
     link_.command("abort self-test");
-    selfTest_.abort("on request");
+    selfTest_.abort(why);
     completion({});
 }
 

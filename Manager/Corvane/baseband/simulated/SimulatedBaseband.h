@@ -38,7 +38,7 @@ public:
     void controlPowerLog(PowerLog log, PowerLogAction action, Completion<void> completion) override;
     void simulatePowerNotification(std::uint32_t message, Completion<void> completion) override;
     void runSelfTest(const RFSelfTestOptions& options, Completion<RFSelfTestEvent> completion) override;
-    void abortSelfTest(Completion<void> completion) override;
+    void abortSelfTest(const std::string& why, Completion<void> completion) override;
     bool canRecord(ryn::trace::Type trace) const override;
     void switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) override;
     void configureDiag(const DiagSettings& settings) override { diag_.configure(settings); }

@@ -104,18 +104,22 @@ void runSelfTest(Services& services, const AnswerCompletion& answer, std::string
 }
 
 void abortSelfTest(Services& services, const AnswerCompletion& answer) {
-    services.baseband().abortSelfTest([answer](const Result<void>& aborted) {
+    services.baseband().abortSelfTest("on request", [answer](const Result<void>& aborted) {
         answer(aborted ? Answer(dictionary({{ryn::kKeyBasebandDiagnosticsStatus, text(ryn::kBasebandDiagnosticsStatusAborted)}}))
                        : Answer(aborted));
     });
 }
 
-void diagnose(Services& services, const AnswerCompletion& answer, DiagnosticsAction action, std::string_view type,
+void diagnose(Services& services, const Later& later, DiagnosticsAction action, std::string_view type,
               const xpc::Object& options) {
     if (action == DiagnosticsAction::Run) {
-        runSelfTest(services, answer, type, options);
+        // Nobody is left to see the result, and the next client would be refused until the test has ended.
+        const auto abandon = [&services] {
+            services.baseband().abortSelfTest("because its client has gone", [](const Result<void>&) {});
+        };
+        runSelfTest(services, later(abandon), type, options);
     } else {
-        abortSelfTest(services, answer);
+        abortSelfTest(services, later({}));
     }
 }
 
