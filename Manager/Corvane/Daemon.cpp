@@ -1,5 +1,6 @@
 #include "Corvane/Daemon.h"
 
+#include "Corvane/requests/MetricsFile.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <optional>
 
 namespace corvane {
 
@@ -145,6 +147,10 @@ void Daemon::serve(platform::FileDescriptor socket) {
     services.start(options_.backend->make(*loop_, *store_, options_.modem),
                    [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
+    std::optional<MetricsFile> metrics;
+    if (!options_.metricsFile.empty()) {
+        metrics.emplace(*loop_, services, options_.metricsFile);
+    }
     log::notice(std::string("backend: ") + options_.backend->name);
     log::notice("ready");
     sd_notify(0, "READY=1");

@@ -23,6 +23,7 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
                       "any" follows whatever modem is there
   --fault RULE        make a command fail: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed;
                       may be given again
+  --metrics FILE      write figures there every 15 s, for the textfile collector of Prometheus' node exporter
   --verbose           log more
   --trace-requests    log what clients send and what they are answered
   --help              print this and exit
@@ -30,11 +31,17 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
 )";
 
 constexpr option kOptions[] = {
-    {"socket", required_argument, nullptr, 's'},   {"state", required_argument, nullptr, 'd'},
-    {"backend", required_argument, nullptr, 'b'},  {"modem", required_argument, nullptr, 'm'},
-    {"fault", required_argument, nullptr, 'f'},    {"verbose", no_argument, nullptr, 'v'},
-    {"trace-requests", no_argument, nullptr, 't'}, {"help", no_argument, nullptr, 'h'},
-    {"version", no_argument, nullptr, 'V'},        {},
+    {"socket", required_argument, nullptr, 's'},
+    {"state", required_argument, nullptr, 'd'},
+    {"backend", required_argument, nullptr, 'b'},
+    {"modem", required_argument, nullptr, 'm'},
+    {"fault", required_argument, nullptr, 'f'},
+    {"metrics", required_argument, nullptr, 'M'},
+    {"verbose", no_argument, nullptr, 'v'},
+    {"trace-requests", no_argument, nullptr, 't'},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {},
 };
 
 std::string backendNames() {
@@ -65,6 +72,9 @@ Result<void> set(Options& options, int option, const std::string& value) {
             break;
         case 'f':
             return options.faults.add(value);
+        case 'M':
+            options.metricsFile = value;
+            break;
         case 'v':
             options.verbose = true;
             break;

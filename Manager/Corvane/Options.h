@@ -15,6 +15,7 @@ struct Options {
     const Backend* backend = &backends().front();
     std::string modem;
     FaultRules faults;
+    std::string metricsFile;
     bool verbose = false;
     bool traceRequests = false;
     std::string output;  ///< of --help or --version: to be printed instead of serving

@@ -78,6 +78,15 @@ Result<void> Services::unblockResets() {
     return {};
 }
 
+void Services::reset(const ResetRequest& request, Completion<void> completion) {
+    baseband_->reset(request, [this, why = request.subType, completion = std::move(completion)](const Result<void>& done) {
+        if (done) {
+            commandFigures_.countReset(why);
+        }
+        completion(done);
+    });
+}
+
 Result<void> Services::checkSetting(const TraceProperty& property, std::string_view value) const {
     const auto possible = traceSwitches_.check(property, value);
     return possible ? diagTrace_.check(property, value) : possible;
@@ -174,7 +183,7 @@ void Services::resetStalledBaseband() {
             log::warning(reset.refusal().sentence);
         }
     };
-    baseband_->reset({ResetType::Soft, "StallRecovery", "the DIAG trace has stalled"}, done);
+    reset({ResetType::Soft, "StallRecovery", "the DIAG trace has stalled"}, done);
 }
 
 void Services::basebandLog(std::string_view sentence) {

@@ -37,6 +37,8 @@ public:
     /// Whether the baseband may be reset now.
     static Result<void> allowReset();
     static Result<void> unblockResets();
+    /// Completes with success when the baseband is ready again; that is counted.
+    void reset(const ResetRequest& request, Completion<void> completion);
     /// Erases the baseband's non-volatile data and puts every setting back to its default.
     void erase(const Completion<void>& done) { erasure_.run(*baseband_, done); }
     /// Completes with the folder when it is written.
@@ -47,6 +49,7 @@ public:
     BootFigures& bootFigures() { return bootFigures_; }
     CommandFigures& commandFigures() { return commandFigures_; }
     ClientFigures& clientFigures() { return clientFigures_; }
+    xpc::Object traceBytes() const { return traceRecorders_.bytes(); }
     Baseband& baseband() { return *baseband_; }
 
     void bootStateChanged(const BootStatus& status) override;

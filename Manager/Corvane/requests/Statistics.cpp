@@ -16,6 +16,17 @@ xpc::Object count(std::uint64_t value) {
     return number(static_cast<std::int64_t>(value));
 }
 
+/// Those that are not 0.
+xpc::Object counts(const std::map<std::string, std::uint64_t>& times) {
+    const xpc::Object made = dictionary({});
+    for (const auto& [name, value] : times) {
+        if (value > 0) {
+            xpc::set(made, name.c_str(), count(value));
+        }
+    }
+    return made;
+}
+
 }  // namespace
 
 xpc::Object ClientFigures::toDictionary() const {
@@ -28,14 +39,16 @@ xpc::Object ClientFigures::toDictionary() const {
                        {"EventsSent", count(eventsSent)}});
 }
 
+void CommandFigures::countReset(const std::string& subType) {
+    constexpr std::size_t kMostSubTypes = 16;
+    constexpr std::size_t kLongestSubType = 64;
+    const bool fits = subType.size() <= kLongestSubType && (resets.contains(subType) || resets.size() < kMostSubTypes);
+    ++resets[fits ? subType : "other"];
+}
+
 xpc::Object CommandFigures::toDictionary() const {
-    const xpc::Object counts = dictionary({});
-    for (const auto& [name, times] : served) {
-        if (times > 0) {
-            xpc_dictionary_set_value(counts.get(), name.c_str(), count(times).get());
-        }
-    }
-    return dictionary({{"Served", counts}, {"Refused", count(refused)}, {"Unknown", count(unknown)}});
+    return dictionary(
+        {{"Served", counts(served)}, {"Resets", counts(resets)}, {"Refused", count(refused)}, {"Unknown", count(unknown)}});
 }
 
 BootFigures::BootFigures(SettingsStore& store) : store_(store) {}

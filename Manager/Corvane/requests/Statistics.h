@@ -27,9 +27,12 @@ struct ClientFigures {
 
 struct CommandFigures {
     std::map<std::string, std::uint64_t> served;  ///< by command; a count's place never changes
+    std::map<std::string, std::uint64_t> resets;  ///< that were carried out, by the sub type of the request
     std::uint64_t refused = 0;
     std::uint64_t unknown = 0;  ///< commands that there are not, refused too
 
+    /// What clients make up beyond a handful of sub types counts as "other".
+    void countReset(const std::string& subType);
     xpc::Object toDictionary() const;
 };
 

@@ -38,6 +38,8 @@ public:
     void flush();
     /// Whether `flush` has something to do.
     bool isPending() const { return pendingRecords_ != 0; }
+    /// Of all files.
+    std::uint64_t bytes() const { return total_; }
     /// Whether the last write failed.
     bool isFailing() const { return failing_; }
 

@@ -1,5 +1,6 @@
 #include "Corvane/traces/TraceRecorders.h"
 
+#include "Corvane/support/Values.h"
 #include "config/DiagConfig.h"
 
 namespace corvane {
@@ -40,6 +41,14 @@ void TraceRecorders::record(const TraceRecord& record) {
         flushing_ = true;
         loop_.defer([this] { flush(); });
     }
+}
+
+xpc::Object TraceRecorders::bytes() const {
+    const xpc::Object sizes = dictionary({});
+    for (const auto& [trace, recorder] : recorders_) {
+        xpc::set(sizes, ryn::trace::typeAsString(trace).c_str(), number(static_cast<std::int64_t>(recorder->bytes())));
+    }
+    return sizes;
 }
 
 void TraceRecorders::flush() {

@@ -26,6 +26,8 @@ public:
     void record(const TraceRecord& record);
     /// Of a kind that is recorded.
     void setLimits(ryn::trace::Type trace, Recorder::Limits limits) { recorders_.at(trace)->setLimits(limits); }
+    /// What is recorded of each kind, by its name.
+    xpc::Object bytes() const;
     bool isFailing(ryn::trace::Type trace) const { return recorders_.at(trace)->isFailing(); }
 
     /// Puts hard links to what is recorded into a folder a kind, below `folder`.

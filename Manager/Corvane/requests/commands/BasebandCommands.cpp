@@ -66,7 +66,7 @@ void reset(Services& services, const AnswerCompletion& answer, ResetType type, s
         answer(allowed);
         return;
     }
-    services.baseband().reset({type, escaped(subType), escaped(reason)}, answer);
+    services.reset({type, escaped(subType), escaped(reason)}, answer);
 }
 
 Result<void> unblockReset(Services& services) {
