@@ -67,6 +67,12 @@ bool isHeld(const std::string& pidFile) {
     return file && ::fcntl(file.get(), F_OFD_GETLK, &probe) == 0 && probe.l_type == F_WRLCK;
 }
 
+/// Whether the process, which has the name, has announced itself as another manager's service.
+bool isOfAnotherManager(std::string_view id, const std::vector<std::string>& pidFiles) {
+    return std::ranges::any_of(pidFiles,
+                               [id](const auto& file) { return std::to_string(readPidFile(file)) == id && isHeld(file); });
+}
+
 bool isAnyProcess(std::string_view name) {
     const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), &::closedir);
     if (!processes) {
@@ -75,7 +81,8 @@ bool isAnyProcess(std::string_view name) {
     std::string folder;
     while (const dirent* entry = ::readdir(processes.get())) {
         const std::string_view id = entry->d_name;
-        if (id.find_first_not_of("0123456789") == std::string_view::npos && runsAs(folder.assign("/proc/").append(id), name)) {
+        if (id.find_first_not_of("0123456789") == std::string_view::npos && runsAs(folder.assign("/proc/").append(id), name) &&
+            !isOfAnotherManager(id, pidFilesOfOthers(name))) {
             return true;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "Platform/FileDescriptor.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 
 #include <algorithm>
@@ -9,26 +10,78 @@
 #include <charconv>
 #include <cstdlib>
 #include <iterator>
-#include <utility>
+#include <memory>
 
 namespace vsk {
 
+namespace {
+
+constexpr std::string_view kRun = "/run/";
+constexpr std::string_view kManagers = "/run/corvane";
+
+bool isFileName(std::string_view name) {
+    return !name.empty() && name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
+std::string lowered(std::string_view name) {
+    std::string small;
+    std::ranges::transform(name, std::back_inserter(small),
+                           [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return small;
+}
+
+std::string pidFile(std::string_view folder, std::string_view name) {
+    return std::string(folder).append("/").append(name).append(".pid");
+}
+
+/// Of the manager that is meant; empty when it isn't one of several.
+std::string_view instance() {
+    const char* const socket = std::getenv("CORVANE_SOCKET");
+    std::string_view path = socket == nullptr ? "" : socket;
+    if (!path.starts_with(kManagers) || path.size() == kManagers.size() || path[kManagers.size()] != '/') {
+        return {};
+    }
+    path.remove_prefix(kManagers.size() + 1);
+    const auto end = path.find('/');
+    return end == std::string_view::npos || path.find('/', end + 1) != std::string_view::npos ? "" : path.substr(0, end);
+}
+
+/// Of the service that systemd runs as a user of its own, of this instance.
+std::string folderOfService(std::string_view name, std::string_view of) {
+    return std::string(kRun).append(lowered(name)).append(of.empty() ? "" : "-").append(of);
+}
+
+}  // namespace
+
 std::vector<std::string> pidFiles(std::string_view name) {
-    if (name.empty() || name.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos) {
+    if (!isFileName(name)) {
         return {};
     }
     std::vector<std::string> files;
-    const auto add = [&](std::string folder) { files.emplace_back(std::move(folder)).append("/").append(name).append(".pid"); };
-    files.reserve(3);
-    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime == '/') {
-        add(std::string(runtime) + "/corvane");
+    if (instance().empty()) {
+        if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime == '/') {
+            files.push_back(pidFile(std::string(runtime) + "/corvane", name));
+        }
+        files.push_back(pidFile(kManagers, name));
     }
-    add("/run/corvane");
-    // Of a service that systemd runs as a user of its own.
-    std::string own("/run/");
-    std::ranges::transform(name, std::back_inserter(own),
-                           [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    add(std::move(own));
+    files.push_back(pidFile(folderOfService(name, instance()), name));
+    return files;
+}
+
+std::vector<std::string> pidFilesOfOthers(std::string_view name) {
+    std::vector<std::string> files;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(kRun.data()), &::closedir);
+    const std::string mine = instance().empty() ? "" : lowered(name).append("-").append(instance());
+    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
+        const std::string_view found = entry->d_name;
+        if (found.starts_with(lowered(name) + "-") && found != mine) {
+            files.push_back(pidFile(std::string(kRun).append(found), name));
+        }
+    }
+    if (!mine.empty()) {
+        files.push_back(pidFile(kManagers, name));
+        files.push_back(pidFile(folderOfService(name, {}), name));
+    }
     return files;
 }
 

@@ -7,7 +7,13 @@
 namespace vsk {
 
 /// The pid files that may announce the process `name`, in the order of their authority; none for a name that is no file name.
+///
+/// Of several managers that systemd runs, each has a service of its own: CORVANE_SOCKET, as /run/corvane/INSTANCE/manager.sock,
+/// tells whose is meant, and that one announces itself in `/run/<name in small letters>-INSTANCE` alone.
 std::vector<std::string> pidFiles(std::string_view name);
+
+/// Those of the other managers' services.
+std::vector<std::string> pidFilesOfOthers(std::string_view name);
 
 /// The process id that a pid file holds; 0 when there is none or it is no process id.
 int readPidFile(const std::string& path);

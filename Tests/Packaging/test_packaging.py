@@ -153,6 +153,7 @@ def test_everything_is_installed_below_the_prefix(prefix):
     assert {str(path) for path in files if path not in modules} == {
         "bin/corvane-bridge", "bin/ryntool", "lib/python3/dist-packages/corvane/__init__.py",
         "lib/python3/dist-packages/corvane/py.typed", *[f"lib/systemd/{scope}/{unit}" for scope in scopes for unit in units],
+        *[f"lib/systemd/system/{unit.replace('.', '@.')}" for unit in units],
         "lib/sysusers.d/corvane.conf", "lib/tmpfiles.d/corvane.conf", "sbin/Corvane", "sbin/Pellcore",
         "share/bash-completion/completions/ryntool", "share/fish/vendor_completions.d/ryntool.fish",
         "share/man/man1/corvane-bridge.1", "share/man/man1/ryntool.1", "share/man/man5/corvane-snapshot.5",
