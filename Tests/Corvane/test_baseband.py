@@ -1,0 +1,346 @@
+"""The simulated baseband behind a real manager: its states, what it remembers, its self-test."""
+import contextlib
+import json
+import re
+import resource
+import signal
+import sqlite3
+
+import pytest
+
+from programs import Manager, until
+
+
+@pytest.fixture
+def manager():
+    with Manager() as made:
+        yield made
+
+
+def ready(manager):
+    """A client that has seen nothing yet of a baseband that has booted."""
+    client = manager.client()
+    until(lambda: client.state() == "Ready", "the boot")
+    client.events = []
+    return client
+
+
+def notify(client, message):
+    return client.do("SimulatePowerNotification", PowerNotificationMessage=message)
+
+
+def wake(client):
+    return client.do("GetBasebandWakeReason")
+
+
+def time(client):
+    return client.do("GetBasebandTime")["KeyBasebandTimeAsString"]
+
+
+def power_log(client, name, action):
+    return client.do("LogCollection", LogCollectionAction=action, TracePropertyName=name)
+
+
+def sync(client):
+    return client.ask("BasebandSyncFS", FSSyncWaitForCompletion=True)
+
+
+def kept(client, manager, name="baseband.json"):
+    """What new trace logs tell of the baseband."""
+    client.collect()
+    text = manager.snapshot(name)
+    return json.loads(text) if name.endswith(".json") else text
+
+
+def test_each_state_leads_to_the_next(manager):
+    client, off, state = ready(manager), ["Off", 5], "103: "
+    soft = ["Resetting", "Booting", 1, "Ready"]
+    for number, (ask, refusal, events, boot, mode) in enumerate([
+        (lambda: client.set_mode(0), None, [0], "Ready", 0),
+        (lambda: client.set_mode(0), None, [], "Ready", 0),
+        (lambda: client.set_mode(1), None, [1], "Ready", 1),
+        (lambda: client.set_mode(2), None, [2], "Ready", 2),
+        (lambda: client.set_mode(4), state, [], "Ready", 2),
+        (lambda: client.set_mode(7), None, [7], "Ready", 7),
+        (lambda: client.set_mode(3), None, [3], "Ready", 3),
+        (lambda: client.set_mode(4), None, [4, *soft], "Ready", 1),
+        (lambda: client.reset(), None, soft, "Ready", 1),
+        (lambda: client.set_mode(6), None, [6], "Ready", 6),
+        (lambda: client.reset("Hard"), None, ["Resetting", "Booting", 6, "Ready"], "Ready", 6),  # persistent
+        (lambda: client.set_mode(3), None, [3], "Ready", 3),
+        (lambda: client.set_mode(4), None, [4, "Resetting", "Booting", 6, "Ready"], "Ready", 6),
+        (lambda: client.set_mode(1), None, [1], "Ready", 1),
+        (lambda: client.set_mode(5), None, [5, "Off"], *off),
+        (lambda: client.set_mode(0), state, [], *off),
+        (lambda: client.do("GetBasebandTime"), state, [], *off),
+        (lambda: notify(client, 0x21), state, [], *off),
+        (lambda: notify(client, 0x20), None, [], *off),
+        (lambda: client.reset(), None, ["Booting", 1, "Ready"], "Ready", 1),
+        (lambda: client.set_mode(5, 60), None, [5, "Off"], *off),
+        (lambda: client.reset("Hard"), None, ["Booting", 1, "Ready"], "Ready", 1),
+    ]):
+        answer = ask()
+        assert answer is None if refusal is None else answer.startswith(refusal), f"{number}: {answer}"
+        assert (client.events, client.state(), client.mode()) == (events, boot, mode), number
+        client.events = []
+
+
+def test_commands_wait_for_a_boot_in_their_order(manager):
+    client = ready(manager)
+    reset, *modes = [client.ask_reset(), *map(client.ask_mode, (3, 4, 2, 5, 0))]
+    assert client.reset("Hard").startswith("104: ")  # one at a time
+    assert [client.answer(number) for number in (reset, *modes[:-1])] == 5 * [None]
+    assert client.answer(modes[-1]).startswith("103: ")
+    assert client.events == ["Resetting", "Booting", 1, "Ready", 3, 4, "Resetting", "Booting", 1, "Ready", 2, 5, "Off"]
+
+
+def test_a_time_out_is_told_and_what_was_begun_goes_on(manager):
+    client = ready(manager)
+    numbers = [client.ask_mode(mode, 1) for _ in range(8) for mode in (3, 4)]  # eight resets and boots take longer than a second
+    late = [str(client.answer(number)) for number in numbers]
+    in_time = late.count("None")
+    assert set(late[:in_time]) <= {"None"} and all(answer.startswith("106: ") for answer in late[in_time:])
+    assert re.search(r"mode [34] \(\w+\) within 1 s", late[-1])
+    until(lambda: client.state() == "Ready", "the end of what was begun")
+    changes = [event for event in client.events if event in (3, 4)]
+    assert changes in ([3, 4] * (in_time // 2), [3, 4] * (in_time // 2) + [3], [3, 4] * (in_time // 2 + 1))
+
+
+def test_a_stop_answers_what_is_outstanding(manager):
+    client = ready(manager)
+    waiting = [client.ask_reset(), *map(client.ask_mode, (3, 4, 3, 4, 3, 4, 1)), client.ask("GetBasebandTime")]
+    client.state()  # by now the manager has read them all
+    manager.program.kill(signal.SIGTERM)
+    answers = [str(client.answer(number))[:5] for number in waiting]
+    assert answers[-2:] == ["107: ", "107: "] and set(answers) <= {"None", "107: "}
+    manager.stop()
+
+
+def test_the_clock_runs_by_itself(manager):
+    client = ready(manager)
+    first = time(client)
+    assert re.fullmatch(r"20..-..-..T..:..:..\....Z", first)
+    until(lambda: time(client) > first, "a later time")
+
+
+def test_the_last_wake_follows_notifications_and_survives(manager):
+    client = ready(manager)
+    for message, channel, reason, count in [
+        (0x10, 0, None, 0), (0x21, 1, "voice call", 1), (0x22, 2, "short message", 2), (0x23, 3, "packet data", 3),
+        (0x20, 0, None, 3), (0x24, 4, "network registration", 4), (0x25, 5, "positioning", 5), (0x26, 6, "SIM", 6),
+        (0x10, 6, "SIM", 6),
+    ]:
+        assert notify(client, message) is None
+        woken = wake(client)
+        assert (woken["KeyBasebandWakeChannel"], woken.get("KeyBasebandWakeReason")) == (channel, reason), message
+        assert channel == 0 or woken["KeyBasebandWakeCount"] == count
+    assert client.reset() is None
+    after = wake(client)
+    assert after["KeyBasebandWakeChannel"] == after["KeyBasebandWakeCount"] == 7
+    assert client.reset() is None
+    assert wake(client) == after  # a reset wakes nobody who is awake
+    manager.restart()
+    assert wake(ready(manager)) == after
+
+
+def test_power_logs_record_while_they_are_enabled(manager):
+    client = ready(manager)
+    radio_on = "/rf/transceiver client=mode request=receive+transmit"
+
+    def holds(name, *parts, no=()):
+        text = kept(client, manager, f"power-log-{name}.txt")
+        assert all(part in text for part in parts) and not any(part in text for part in no), text
+
+    assert client.set_mode(0) is None
+    holds("npa", "disabled", "Never dumped", no=["/rf"])
+    assert power_log(client, "NPA", "DumpLog").startswith("103: ")
+    assert power_log(client, "NPA", "Enable") is None
+    manager.restart()
+    client = ready(manager)
+    assert client.set_mode(0) is notify(client, 0x10) is None
+    holds("npa", "enabled", radio_on, "/xo/crystal")
+    holds("f3", "disabled", no=["mode:"])
+    assert power_log(client, "NPA", "DumpLog") is None
+    holds("npa", "Dumped at", radio_on, "Nothing recorded since")
+    assert power_log(client, "F3", "Enable") is client.reset() is None
+    holds("f3", "boot: Resetting", "mode: 1 (low power)", "collection begins")
+    assert client.reset("Hard") is None
+    holds("f3", no=["collection begins"])  # a power cycle loses what was in memory
+    assert power_log(client, "NPA", "Disable") is client.set_mode(2) is None
+    holds("npa", "collection ends")
+    manager.restart()
+    client = ready(manager)
+    holds("npa", radio_on, no=["collection ends"])  # the dump is on disk, the rest was not
+    for number in range(600):
+        assert client.set_mode(number % 2) is None
+    text = kept(client, manager, "power-log-f3.txt")
+    assert len(text) < 60_000 and "mode: 1" in text and "collection begins" not in text  # the newest are kept
+
+
+def test_an_erasure_puts_the_factory_values_back(manager):
+    client = ready(manager)
+    for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "Enable"),
+                   client.answer(sync(client))):
+        assert answer is None
+    before = kept(client, manager)
+    assert "LastFileSystemSync" in str(before)
+    assert client.answer(client.ask_erase()) is None
+    manager.restart()
+    client = ready(manager)
+    after = kept(client, manager)
+    assert client.mode() == 1 and "LastFileSystemSync" not in str(after)
+    assert after["NVData"] | {"CalibrationRun": None} == {
+        "PowerLogNPA": 0, "PowerLogF3": 0, "PersistentLowPower": 0, "SerialNumber": before["NVData"]["SerialNumber"],
+        "CalibrationRun": None}
+
+
+def test_a_reset_ends_a_sync(manager):
+    client = ready(manager)
+    waiting = sync(client)
+    assert client.do("BasebandSyncFS", FSSyncWaitForCompletion=False) is None  # waits for nothing
+    assert client.reset() is None
+    assert client.answer(waiting).startswith("107: ")
+    assert "LastFileSystemSync" not in str(kept(client, manager))
+    assert client.answer(sync(client)) is None
+    assert "LastFileSystemSync" in str(kept(client, manager))
+
+
+def test_statistics_count_what_happened(manager):
+    client = ready(manager)
+    for kind, reason in ("Soft", "first"), ("Soft", "second"), ("Hard", 4096 * "x"):
+        assert client.reset(kind, reason) is None
+    assert len(str(client.statistics())) < 2_000  # fits a packet whatever a client sends
+    assert client.reset("Hard", "third") is None
+    for mode in (3, 4, 5):
+        assert client.set_mode(mode) is None
+    expected = {"SoftResets": 3, "HardResets": 2, "Boots": 6, "LastHardResetReason": "third", "ModeChanges": 3, "Shutdowns": 1}
+    figures = client.statistics()
+    assert figures | expected == figures and "Operating mode 4 (reset)" in str(figures)
+    manager.restart(signal.SIGTERM)
+    figures = ready(manager).statistics()
+    assert (figures["SoftResets"], figures["Boots"]) == (3, 7)
+
+
+def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
+    client = ready(manager)
+    assert client.set_mode(0) is power_log(client, "F3", "Enable") is None
+    before, process = wake(client), manager.program.child.pid
+    unlimited = resource.prlimit(process, resource.RLIMIT_FSIZE)
+    resource.prlimit(process, resource.RLIMIT_FSIZE, (0, unlimited[1]))  # as on a full disk: no file may grow
+    for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "DumpLog"),
+                   notify(client, 0x21), client.answer(client.ask_erase()), client.answer(sync(client))):
+        assert answer.startswith("109: ")
+    resource.prlimit(process, resource.RLIMIT_FSIZE, unlimited)
+    client.events = []
+    assert client.reset() is None
+    assert 6 not in client.events and wake(client) == before
+    assert "disabled" in kept(client, manager, "power-log-npa.txt")
+
+
+@pytest.mark.parametrize("damage", ["", "{", "[]", "null", '{"SoftResets":"x","Boots":1.5,"SerialNumber":true}'])
+def test_a_damaged_memory_is_like_none(manager, damage):
+    client = ready(manager)
+    assert client.reset() is None
+    manager.stop()
+    with contextlib.closing(sqlite3.connect(manager.state / "settings.db")) as store, store:
+        for name in ("baseband.nv", "baseband.statistics", "baseband.wake"):
+            store.execute("INSERT OR REPLACE INTO setting VALUES('baseband', ?, ?)", (name, damage.encode()))
+    manager.start()
+    figures = ready(manager).statistics()
+    assert (figures["SoftResets"], figures["Boots"]) == (0, 1)
+
+
+def begin(client, **changed):
+    """The self-test with the tool's own options, one of them changed."""
+    limits = {f"{name}Limit{end}List": 32 * [limit] for name in ("PowerRatio", "ForwardPower")
+              for end, limit in (("Low", 0), ("High", 255))}
+    given = {"TargetTxPower3G4G": 200, "TargetTxPower2G": 230} | limits | changed
+    return client.ask("BasebandDiagnostics", BasebandDiagnosticsAction="BasebandDiagnosticsActionRun",
+                      BasebandDiagnosticsType="BasebandDiagnosticsTypeRFSelfTest",
+                      BasebandDiagnosticsOptions={"KeyRFSelfTest" + name: value for name, value in given.items()})
+
+
+def abort(client):
+    return client.do("BasebandDiagnostics", BasebandDiagnosticsAction="BasebandDiagnosticsActionAbort")
+
+
+def told(client, number):
+    """How far the test had come at each event, and what it told at its end."""
+    percentages, result = [], {}
+    while number not in client.answers:
+        packet = client.receive()
+        if packet[0] == 4 and packet[1] == "BasebandDiagnosticsNotification":
+            percentages.append(packet[2]["KeyBasebandDiagnosticsStatusData"]["KeyBasebandDiagnosticsPercentage"])
+            result = packet[2].get("KeyBasebandDiagnosticsResult", result)
+    return percentages, {re.sub("^KeyRFSelfTest", "", key): value for key, value in result.items()}, client.result(number)
+
+
+def test_a_self_test_measures_and_judges_by_its_limits(manager):
+    client = ready(manager)
+    percentages, result, (code, _) = told(client, begin(client))
+    assert (percentages, code, result["OverallStatus"]) == ([0, 25, 50, 75, 100], 0, "Passed")
+    forward, reverse, ratio, rssi = (
+        result[f"{name}MeasurementPortBList"] for name in ("ForwardPower", "ReversePower", "PowerRatio", "RSSI"))
+    for channel in range(32):
+        assert abs(forward[channel] - (200 if channel < 24 else 230)) <= 10
+        assert forward[channel] - reverse[channel] == ratio[channel] and rssi[channel] < forward[channel]
+    other = result["ForwardPowerMeasurementPortAList"]
+    assert forward != other
+    for shift in (0, 1, -1):  # both ends of a limit are within it
+        _, result, (code, _) = told(client, begin(
+            client, ForwardPowerLimitLowList=[shift + min(ends) for ends in zip(forward, other)],
+            ForwardPowerLimitHighList=[shift + max(ends) for ends in zip(forward, other)]))
+        assert (code, result["ForwardPowerStatus"] == "Passed", result["PowerRatioStatus"]) == (0, shift == 0, "Passed")
+    figures = client.statistics()
+    assert (figures["SelfTestsPassed"], figures["SelfTestsFailed"]) == (2, 2)
+
+
+@pytest.mark.parametrize("limit, value, error", [
+    ("ForwardPowerLimitLow", 210, "forward power"),
+    ("ForwardPowerLimitHigh", 180, "at port A is outside 0 to 180, and 63 more."),
+    ("PowerRatioLimitLow", 176, "at port A is outside 176 to 255, and 63 more."),
+    ("PowerRatioLimitHigh", 124, "power ratio"),
+])
+def test_a_self_test_says_what_is_outside_its_limits(manager, limit, value, error):
+    client = ready(manager)
+    _, result, (code, reply) = told(client, begin(client, **{limit + "List": 32 * [value]}))
+    assert code == 0 and error in str(reply)  # the command has done what it was asked for
+    assert (result["ForwardPowerStatus"] == "Passed", result["PowerRatioStatus"] == "Passed") == (
+        limit.startswith("PowerRatio"), limit.startswith("ForwardPower"))
+    assert client.statistics()["SelfTestsFailed"] == 1
+
+
+def test_a_self_test_runs_in_modes_that_it_can_run_in(manager):
+    client = ready(manager)
+    assert abort(client).startswith("103: ")
+    assert client.set_mode(3) is None
+    answer = client.answer(begin(client))
+    assert answer.startswith("103: ")
+    assert "in operating mode 3 (offline); it runs in modes 0 (online), 1 (low power) and 2 (factory test)." in answer
+    client.saw(3)
+
+
+@pytest.mark.parametrize("disturb, refusal, why", [
+    (abort, None, "aborted on request;"),
+    (lambda client: client.answer(begin(client)), "104: ", None),
+    (lambda client: client.set_mode(1), None, None),  # it is in that mode already
+    (lambda client: client.set_mode(0), None, "aborted by a change to operating mode 0 (online);"),
+    (lambda client: client.reset(), None, "aborted by a soft reset;"),
+    (lambda client: client.reset("Hard"), None, "aborted by a hard reset;"),
+    (lambda client: client.set_mode(5), None, "aborted by a change to operating mode 5 (shutting down);"),
+])
+def test_a_self_test_is_aborted_by_what_disturbs_it(manager, disturb, refusal, why):
+    client = ready(manager)
+    running = begin(client)
+    answer = disturb(client)
+    assert answer.startswith(refusal) if refusal else not isinstance(answer, str)
+    if why is None:
+        assert running not in client.answers
+        return
+    result, reply = client.result(running)
+    assert result and why in str(reply)
+    assert client.statistics()["SelfTestsAborted"] == 1
+    second = begin(client) if client.state() == "Ready" else None  # another test can run
+    manager.program.kill(signal.SIGTERM)
+    assert second is None or client.result(second)[0]
+    manager.stop()
