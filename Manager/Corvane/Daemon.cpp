@@ -66,7 +66,7 @@ Result<void> Daemon::run() {
             return done;
         }
     }
-    serve(listener_.takeSocket());
+    serve(listener_.take());
     return {};
 }
 
@@ -88,7 +88,7 @@ Result<void> Daemon::prepareLoop() {
 }
 
 Result<void> Daemon::listen() {
-    auto handed = Listener::takeOver();
+    auto handed = ListeningSocket::takeOver();
     if (!handed) {
         return handed.refusal();
     }
@@ -97,7 +97,7 @@ Result<void> Daemon::listen() {
         return {};
     }
     const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
-    auto opened = Listener::open(path, policy_, SOCK_SEQPACKET);
+    auto opened = ListeningSocket::open(path, policy_.group(), SOCK_SEQPACKET);
     if (!opened) {
         return opened.refusal();
     }
@@ -119,13 +119,12 @@ Result<void> Daemon::openSettings() {
 }
 
 Result<ListeningSocket> Daemon::listenForStream(const std::string& path) const {
-    auto opened = Listener::open(path, policy_, SOCK_STREAM);
+    auto opened = ListeningSocket::open(path, policy_.group(), SOCK_STREAM);
     if (!opened) {
         return Refusal::limitReached("There is no live stream of DIAG messages: " + opened.refusal().sentence + ".");
     }
-    auto listener = std::make_shared<Listener>(std::move(*opened));
     log::notice("DIAG messages are streamed to those who connect to " + path);
-    return ListeningSocket{listener->takeSocket(), listener};
+    return opened;
 }
 
 void Daemon::serve(platform::FileDescriptor socket) {

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "Corvane/Options.h"
-#include "Corvane/clients/Listener.h"
 #include "Corvane/clients/Server.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Services.h"
 #include "Corvane/settings/SettingsStore.h"
+#include "Corvane/support/ListeningSocket.h"
 
 #include <memory>
 #include <string>
@@ -33,7 +33,7 @@ private:
     Server::Limits limits_;
     PeerPolicy policy_;
     std::unique_ptr<Loop> loop_;
-    Listener listener_;
+    ListeningSocket listener_;
     std::unique_ptr<SettingsStore> store_;
 };
 

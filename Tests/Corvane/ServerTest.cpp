@@ -1,9 +1,9 @@
 #include "Corvane/clients/Server.h"
 
 #include "Corvane/Peer.h"
-#include "Corvane/clients/Listener.h"
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Services.h"
+#include "Corvane/support/ListeningSocket.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -23,8 +23,8 @@ TEST(ServerTest, EndsAClientThatSendsNoHelloInTimeAndSleepsForGoodThen) {
     const auto store = std::move(*SettingsStore::open(folder.path()));
     Services services(*store, folder.path(), *loop, {});
     Dispatcher dispatcher(services, {});
-    auto listener = std::move(*Listener::open(path, policy, SOCK_SEQPACKET));
-    Server server(*loop, listener.takeSocket(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});
+    auto listener = std::move(*ListeningSocket::open(path, policy.group(), SOCK_SEQPACKET));
+    Server server(*loop, listener.take(), policy, dispatcher, services.clientFigures(), {.greeting = 0s});
     Peer polite(path);
     Peer silent(path, Peer::Greeting::None);
     while (services.clientFigures().ended == 0) {

@@ -18,11 +18,11 @@ constexpr std::size_t kMostWaiting = 262144;
 
 LiveStream::LiveStream(Loop& loop, ListeningSocket listener, std::function<bool(int socket)> admits)
     : loop_(loop), admits_(std::move(admits)), listener_(std::move(listener)) {
-    watch_ = std::make_unique<Watch>(loop_, listener_.socket.get(), Watch::Order::Fair, [this] { accept(); });
+    watch_ = std::make_unique<Watch>(loop_, listener_.get(), Watch::Order::Fair, [this] { accept(); });
 }
 
 void LiveStream::accept() {
-    platform::FileDescriptor socket(accept4(listener_.socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket || !admits_(socket.get()) || readers_.size() == kMostReaders) {
         return;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/loop/Watch.h"
+#include "Corvane/support/ListeningSocket.h"
 #include "Corvane/traces/SegmentFormat.h"
 #include "Platform/FileDescriptor.h"
 
@@ -11,12 +12,6 @@
 #include <vector>
 
 namespace corvane {
-
-/// A socket that listens, and what removes its name when it is gone.
-struct ListeningSocket {
-    platform::FileDescriptor socket;
-    std::shared_ptr<void> name;
-};
 
 /// Packets as they happen, in pcapng, to everyone who connects to a stream socket.
 ///

@@ -1,4 +1,4 @@
-#include "Corvane/clients/Listener.h"
+#include "Corvane/support/ListeningSocket.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,7 +35,7 @@ sockaddr_un addressOf(const std::string& path) {
 }
 
 /// A folder that others made keeps its mode and its group.
-Result<void> makeFolder(const fs::path& folder, const PeerPolicy& policy) {
+Result<void> makeFolder(const fs::path& folder, std::optional<gid_t> group) {
     std::error_code error;
     if (folder.empty() || fs::exists(folder, error)) {
         return {};
@@ -45,9 +45,9 @@ Result<void> makeFolder(const fs::path& folder, const PeerPolicy& policy) {
         return Refusal::wrongState("can't make the folder " + folder.string() + ": " +
                                    (error ? error.message() : std::strerror(errno)) + "; name another socket with --socket");
     }
-    if (policy.group()) {
+    if (group) {
         // Members of the group can't reach the socket otherwise; a daemon that may not do this serves its own user and root.
-        [[maybe_unused]] const int result = chown(folder.c_str(), static_cast<uid_t>(-1), *policy.group());
+        [[maybe_unused]] const int result = chown(folder.c_str(), static_cast<uid_t>(-1), *group);
     }
     return {};
 }
@@ -95,7 +95,7 @@ bool bindWithMode(int socket, const std::string& path) {
 
 }  // namespace
 
-struct Listener::SocketFile {
+struct ListeningSocket::SocketFile {
     std::string path;
     struct stat status;
 
@@ -111,13 +111,13 @@ struct Listener::SocketFile {
     SocketFile& operator=(const SocketFile&) = delete;
 };
 
-Result<Listener> Listener::open(const std::string& path, const PeerPolicy& policy, int type) {
+Result<ListeningSocket> ListeningSocket::open(const std::string& path, std::optional<gid_t> group, int type) {
     constexpr std::size_t kLongestPath = sizeof(sockaddr_un::sun_path) - 1;
     if (path.size() > kLongestPath) {
         return Refusal::wrongState("the socket path " + path + " is too long: at most " + std::to_string(kLongestPath) +
                                    " bytes are possible; name another one with --socket");
     }
-    if (auto made = makeFolder(fs::path(path).parent_path(), policy); !made) {
+    if (auto made = makeFolder(fs::path(path).parent_path(), group); !made) {
         return made.refusal();
     }
     auto lock = lockBeside(path);
@@ -127,40 +127,40 @@ Result<Listener> Listener::open(const std::string& path, const PeerPolicy& polic
     if (auto cleared = clear(path, type); !cleared) {
         return cleared.refusal();
     }
-    Listener listener;
-    listener.lock_ = std::move(*lock);
-    listener.socket_ = FileDescriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!bindWithMode(listener.socket_.get(), path)) {
+    ListeningSocket listening;
+    listening.lock_ = std::move(*lock);
+    listening.socket_ = FileDescriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!bindWithMode(listening.socket_.get(), path)) {
         return because("can't listen on " + path);
     }
     struct stat status {};
     if (lstat(path.c_str(), &status) == 0) {
-        listener.file_ = std::make_shared<const SocketFile>(path, status);
+        listening.file_ = std::make_shared<const SocketFile>(path, status);
     }
-    if (policy.group()) {
-        [[maybe_unused]] const int result = chown(path.c_str(), static_cast<uid_t>(-1), *policy.group());
+    if (group) {
+        [[maybe_unused]] const int result = chown(path.c_str(), static_cast<uid_t>(-1), *group);
     }
-    if (listen(listener.socket_.get(), SOMAXCONN) != 0) {
+    if (listen(listening.socket_.get(), SOMAXCONN) != 0) {
         return because("can't listen on " + path);
     }
-    return listener;
+    return listening;
 }
 
-Result<Listener> Listener::takeOver() {
+Result<ListeningSocket> ListeningSocket::takeOver() {
     const int count = sd_listen_fds(1);
-    Listener listener;
+    ListeningSocket listening;
     if (count <= 0) {
-        return listener;
+        return listening;
     }
     const int handed = SD_LISTEN_FDS_START;
     if (count > 1 || sd_is_socket_unix(handed, SOCK_SEQPACKET, 1, nullptr, 0) <= 0) {
         return Refusal::wrongState("systemd handed over what is not one listening socket of the kind ListenSequentialPacket=");
     }
-    listener.socket_ = FileDescriptor(handed);
+    listening.socket_ = FileDescriptor(handed);
     if (fcntl(handed, F_SETFL, fcntl(handed, F_GETFL) | O_NONBLOCK) != 0) {
         return because("can't use the socket that systemd handed over");
     }
-    return listener;
+    return listening;
 }
 
 }  // namespace corvane
