@@ -1,3 +1,4 @@
+#include "Client/PacketStream.h"
 #include "Client/SocketPath.h"
 #include "Client/wire/Packet.h"
 #include "Platform/FileDescriptor.h"
@@ -6,14 +7,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -31,9 +30,6 @@ one's manager: ssh HOST corvane-bridge. Each packet stands behind its length, 32
 The manager is found as ryntool finds it: at $CORVANE_SOCKET, else at $XDG_RUNTIME_DIR/corvane/manager.sock
 if it exists, else at /run/corvane/manager.sock.
 )";
-
-constexpr std::size_t kLengthBytes = 4;
-using Frame = std::array<std::uint8_t, kLengthBytes + ryn::wire::kMaxPacketSize>;
 
 [[noreturn]] void fail(const std::string& sentence) {
     std::fputs(("corvane-bridge: " + sentence + "\n").c_str(), stderr);
@@ -55,73 +51,11 @@ platform::FileDescriptor connectToManager() {
     return socket;
 }
 
-/// @return false at the end of the input, also where it ends within what is asked for.
-bool readWhole(std::uint8_t* bytes, std::size_t count) {
-    while (count > 0) {
-        const ssize_t got = ::read(STDIN_FILENO, bytes, count);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return false;
-        }
-        bytes += got;
-        count -= static_cast<std::size_t>(got);
-    }
-    return true;
-}
-
-bool writeWhole(const std::uint8_t* bytes, std::size_t count) {
-    while (count > 0) {
-        const ssize_t written = ::write(STDOUT_FILENO, bytes, count);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-/// Until either side ends.
 void carryToManager(int socket) {
-    const auto frame = std::make_unique<Frame>();
-    while (readWhole(frame->data(), kLengthBytes)) {
-        std::size_t length = 0;
-        for (std::size_t index = 0; index < kLengthBytes; ++index) {
-            length = length << 8 | (*frame)[index];
-        }
-        if (length == 0 || length > ryn::wire::kMaxPacketSize) {
-            fail("a packet of " + std::to_string(length) + " bytes came in; 1 to " + std::to_string(ryn::wire::kMaxPacketSize) +
-                 " may");
-        }
-        if (!readWhole(frame->data(), length) || ::send(socket, frame->data(), length, MSG_NOSIGNAL) < 0) {
-            return;
-        }
-    }
-}
-
-/// Until either side ends.
-void carryToClient(int socket) {
-    const auto frame = std::make_unique<Frame>();
-    for (;;) {
-        const ssize_t received = ::recv(socket, frame->data() + kLengthBytes, ryn::wire::kMaxPacketSize, 0);
-        if (received < 0 && errno == EINTR) {
-            continue;
-        }
-        if (received <= 0) {
-            return;
-        }
-        const auto length = static_cast<std::size_t>(received);
-        for (std::size_t index = 0; index < kLengthBytes; ++index) {
-            (*frame)[index] = static_cast<std::uint8_t>(length >> 8 * (kLengthBytes - 1 - index));
-        }
-        if (!writeWhole(frame->data(), kLengthBytes + length)) {
-            return;
-        }
+    const std::uint32_t length = ryn::client::carryToPackets(STDIN_FILENO, socket);
+    if (!ryn::client::isPacketLength(length)) {
+        fail("a packet of " + std::to_string(length) + " bytes came in; 1 to " + std::to_string(ryn::wire::kMaxPacketSize) +
+             " may");
     }
 }
 
@@ -152,6 +86,6 @@ int main(int argumentCount, char** arguments) {
         carryToManager(socket.get());
         std::_Exit(0);
     }).detach();
-    carryToClient(socket.get());
+    ryn::client::carryToStream(socket.get(), STDOUT_FILENO);
     return 0;
 }

@@ -12,10 +12,14 @@ std::optional<Clock::time_point> Calls::nextDeadline() const {
 }
 
 void Calls::answer(std::uint64_t id, Answer answer) {
-    const auto waiter = std::find_if(waiters_.begin(), waiters_.end(), [id](const Waiter* one) { return one->id == id; });
-    if (waiter != waiters_.end()) {
-        (*waiter)->answer = std::move(answer);
-        waiters_.erase(waiter);
+    // The answer to hello may have several.
+    const auto answered = std::erase_if(waiters_, [&](Waiter* waiter) {
+        if (waiter->id == id) {
+            waiter->answer = answer;
+        }
+        return waiter->id == id;
+    });
+    if (answered > 0) {
         return;
     }
     if (auto call = asynchronous_.extract(id)) {

@@ -12,24 +12,26 @@
 namespace ryn::client {
 namespace {
 
-std::string whyNotConnected(const std::string& path, int error) {
+std::string whyNotConnected(const std::string& place, int error) {
     switch (error) {
         case ENOENT:
-            return "There is no manager socket " + path + "; is Corvane running?";
+            return "There is no manager socket " + place + "; is Corvane running?";
         case ECONNREFUSED:
-            return "Nothing listens on " + path + "; is Corvane running?";
+            return "Nothing listens on " + place + "; is Corvane running?";
         case EACCES:
         case EPERM:
-            return "No permission to use " + path + "; add yourself to group corvane and log in again.";
+            return "No permission to use " + place + "; add yourself to group corvane and log in again.";
         case ENAMETOOLONG:
-            return "The socket path " + path + " is too long: at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
+            return "The socket path " + place + " is too long: at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
                    " bytes can be used.";
         case EAGAIN:
-            return "The manager at " + path + " took no new connection in time; it may be overloaded or stopped.";
+            return "The manager at " + place + " took no new connection in time; it may be overloaded or stopped.";
+        case ENOEXEC:
+            return "The program " + place + " could not be started; is it installed?";
         case EPROTOTYPE:
-            return "The socket " + path + " is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on.";
+            return "The socket " + place + " is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on.";
         default:
-            return "Can't connect to " + path + ": " + std::generic_category().message(error) + ".";
+            return "Can't connect to " + place + ": " + std::generic_category().message(error) + ".";
     }
 }
 
@@ -45,33 +47,38 @@ xpc::Object Failure::toReply() const {
     return xpc::dictionary({{kKeyErrorCode, xpc::number(result)}, {kKeyErrorString, xpc::text(sentence)}});
 }
 
-Failure notConnected(const std::string& path, int error) {
-    return {kResultNotConnected, whyNotConnected(path, error)};
+Failure notConnected(const std::string& place, int error) {
+    return {kResultNotConnected, whyNotConnected(place, error)};
 }
 
-Failure connectionLost(const std::string& path, bool hasReceived) {
+Failure connectionLost(const std::string& place, bool hasReceived) {
     // A manager closes the connection of someone that it doesn't serve without a word.
     return {kResultConnectionLost,
-            "The manager at " + path + " closed the connection before it answered; " +
+            "The manager at " + place + " closed the connection before it answered; " +
                 (hasReceived ? "was Corvane stopped?" : "is Corvane running, and are you in group corvane?")};
 }
 
-Failure turnedAway(const std::string& path, std::int32_t result, const xpc::Object& object) {
-    return {result, xpc::textAt(object, kKeyErrorString).value_or("The manager at " + path + " does not serve this connection.")};
+Failure turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object) {
+    return {result,
+            xpc::textAt(object, kKeyErrorString).value_or("The manager at " + place + " does not serve this connection.")};
 }
 
-Failure timedOut(const std::string& path, std::chrono::milliseconds timeout) {
-    return {kResultTimedOut, "The manager at " + path + " did not answer within " + inSeconds(timeout) + "."};
+Failure closedHere(const std::string& place) {
+    return {kResultConnectionLost, "The connection to the manager at " + place + " was closed by its client."};
 }
 
-Failure malformedReply(const std::string& path) {
+Failure timedOut(const std::string& place, std::chrono::milliseconds timeout) {
+    return {kResultTimedOut, "The manager at " + place + " did not answer within " + inSeconds(timeout) + "."};
+}
+
+Failure malformedReply(const std::string& place) {
     return {kResultMalformedReply,
-            "The manager at " + path + " sent what the protocol does not allow, so the connection was closed."};
+            "The manager at " + place + " sent what the protocol does not allow, so the connection was closed."};
 }
 
-Failure flooded(const std::string& path) {
+Failure flooded(const std::string& place) {
     return {kResultConnectionLost,
-            "The manager at " + path + " sent more events than could be handled, so the connection was closed."};
+            "The manager at " + place + " sent more events than could be handled, so the connection was closed."};
 }
 
 Failure tooLarge(std::string_view command) {

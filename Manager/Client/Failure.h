@@ -28,16 +28,18 @@ struct Failure {
     xpc::Object toReply() const;
 };
 
-/// @param error the errno value of the last attempt to connect to `path`; EAGAIN: it was not served until time ran out
-Failure notConnected(const std::string& path, int error);
+/// @param error the errno value of the last attempt to connect to `place`; EAGAIN: it was not served until time ran out
+Failure notConnected(const std::string& place, int error);
 /// @param hasReceived whether the manager had sent anything on the connection
-Failure connectionLost(const std::string& path, bool hasReceived);
+Failure connectionLost(const std::string& place, bool hasReceived);
 /// The manager's own words for not serving this connection.
-Failure turnedAway(const std::string& path, std::int32_t result, const xpc::Object& object);
-Failure timedOut(const std::string& path, std::chrono::milliseconds timeout);
-Failure malformedReply(const std::string& path);
+Failure turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object);
+/// By the user of the client.
+Failure closedHere(const std::string& place);
+Failure timedOut(const std::string& place, std::chrono::milliseconds timeout);
+Failure malformedReply(const std::string& place);
 /// Of a manager that sends events faster than they are handled, for too long.
-Failure flooded(const std::string& path);
+Failure flooded(const std::string& place);
 Failure tooLarge(std::string_view command);
 
 }  // namespace ryn::client

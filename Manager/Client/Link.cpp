@@ -8,18 +8,22 @@
 
 namespace ryn::client {
 
-Link::Link(const std::string& clientName, SocketPath path, std::function<void()> onConnected)
-    : places_(std::move(path)), onConnected_(std::move(onConnected)) {
+Link::Link(const std::string& clientName, Connector connector, Greeting greeting, std::function<void()> onConnected)
+    : connector_(std::move(connector)), onConnected_(std::move(onConnected)) {
     // Of a name that doesn't fit a packet the manager gets the beginning.
     constexpr std::size_t kLongestName = 1024;
-    wire::encode(wire::Hello{wire::kProtocolVersion, std::string_view(clientName).substr(0, kLongestName)}, hello_);
+    wire::Hello hello{wire::kProtocolVersion, std::string_view(clientName).substr(0, kLongestName)};
+    if (greeting == Greeting::Answered) {
+        hello.highestVersion = wire::kProtocolVersion;
+    }
+    wire::encode(hello, hello_);
 }
 
 bool Link::connect() {
-    path_ = places_.current();
-    auto [socket, error] = Socket::connect(path_);
+    auto [socket, error, place] = connector_();
     socket_ = std::move(socket);
     error_ = error;
+    place_ = std::move(place);
     if (!isConnected()) {
         return false;
     }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Client/Socket.h"
-#include "Client/SocketPath.h"
 
 #include <cstdint>
 #include <functional>
@@ -10,6 +9,9 @@
 #include <vector>
 
 namespace ryn::client {
+
+/// Whether the manager answers hello, with what it is and speaks. The answer costs a packet more.
+enum class Greeting : std::uint8_t { Unanswered, Answered };
 
 /// The way to the manager: connects when something is to be sent, says hello first, tells whether events are wanted, and knows
 /// when to connect again in the background. Never waits. Not thread-safe, but for the socket that it hands out.
@@ -20,7 +22,7 @@ public:
     static constexpr std::chrono::milliseconds kLongestDelay{5000};
 
     /// @param onConnected called with each new connection, before anything is sent
-    Link(const std::string& clientName, SocketPath path, std::function<void()> onConnected);
+    Link(const std::string& clientName, Connector connector, Greeting greeting, std::function<void()> onConnected);
 
     enum class Outcome : std::uint8_t {
         Sent,
@@ -39,7 +41,7 @@ public:
     /// Empty when not connected.
     const std::shared_ptr<Socket>& socket() const { return socket_; }
     /// Of the present connection, or else of the last attempt.
-    const std::string& path() const { return path_; }
+    const std::string& place() const { return place_; }
     int error() const { return error_; }
 
     void wantEvents(bool wanted) { eventsWanted_ = wanted; }
@@ -61,12 +63,12 @@ private:
     bool connect();
     void postpone(Clock::time_point now);
 
-    const SocketPath places_;
+    const Connector connector_;
     const std::function<void()> onConnected_;
     std::vector<std::uint8_t> hello_;   ///< encoded
     std::vector<std::uint8_t> events_;  ///< encoded
     std::shared_ptr<Socket> socket_;
-    std::string path_;
+    std::string place_;
     int error_ = 0;
     bool eventsWanted_ = false;
     Clock::time_point nextAttempt_{};

@@ -43,11 +43,11 @@ std::chrono::milliseconds inMilliseconds(Clock::duration duration) {
 
 }  // namespace
 
-Manager::Manager(const std::string& clientName, dispatch_queue_t queue, SocketPath path)
-    : delivery_(queue), link_(clientName, std::move(path), [this] { connected(); }) {}
+Manager::Manager(const std::string& clientName, dispatch_queue_t queue, Connector connector, Greeting greeting)
+    : delivery_(queue), link_(clientName, std::move(connector), greeting, [this] { connected(); }), greeting_(greeting) {}
 
 Manager::~Manager() {
-    calls_.answerAll(toAnswer(connectionLost(link_.path(), true)));
+    calls_.answerAll(toAnswer(connectionLost(link_.place(), true)));
 }
 
 int Manager::perform(std::string_view command, const xpc::Object& argument, xpc::Object& reply, Clock::duration timeout) {
@@ -55,6 +55,31 @@ int Manager::perform(std::string_view command, const xpc::Object& argument, xpc:
     Lock lock(mutex_);
     ++commands_;
     const Sent sent = send(lock, command, argument, deadline);
+    return await(lock, sent, deadline, reply);
+}
+
+int Manager::greet(xpc::Object& reply, Clock::duration timeout) {
+    const Deadline deadline(timeout);
+    Lock lock(mutex_);
+    Sent sent = send(lock, deadline, [this](std::uint64_t) {
+        request_.clear();
+        return std::optional<Failure>();
+    });
+    if (!sent.failure && greetingAnswer_) {
+        reply = greetingAnswer_;
+        return 0;
+    }
+    sent.id = wire::kConnectionId;
+    return await(lock, sent, deadline, reply);
+}
+
+void Manager::close() {
+    const Lock lock(mutex_);
+    link_.wantEvents(false);
+    disconnect(closedHere(link_.place()));
+}
+
+int Manager::await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::Object& reply) {
     Calls::Waiter waiter{sent.id, std::nullopt};
     if (sent.failure) {
         waiter.answer = toAnswer(*sent.failure);
@@ -65,7 +90,7 @@ int Manager::perform(std::string_view command, const xpc::Object& argument, xpc:
         const auto now = Clock::now();
         if (now >= deadline.time) {
             calls_.remove(waiter);
-            waiter.answer = toAnswer(timedOut(link_.path(), inMilliseconds(timeout)));
+            waiter.answer = toAnswer(timedOut(link_.place(), inMilliseconds(deadline.timeout)));
         } else if (reading_) {
             changed_.wait_until(lock, deadline.time);
         } else {
@@ -178,16 +203,24 @@ void Manager::serve(short events) {
     }
     const auto now = Clock::now();
     while (auto call = calls_.takeExpired(now)) {
-        delivery_.complete(std::move(call->completion), toAnswer(timedOut(link_.path(), inMilliseconds(call->timeout))));
+        delivery_.complete(std::move(call->completion), toAnswer(timedOut(link_.place(), inMilliseconds(call->timeout))));
     }
     sendDue(now);
 }
 
 Manager::Sent Manager::send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline) {
+    return send(lock, deadline, [&](std::uint64_t id) {
+        const bool fits = wire::encode(wire::Request{id, command, argument}, request_);
+        return fits ? std::nullopt : std::optional(tooLarge(command));
+    });
+}
+
+template <typename Encode>
+Manager::Sent Manager::send(Lock& lock, const Deadline& deadline, const Encode& encode) {
     for (;;) {
         const std::uint64_t id = nextId_;
-        if (!wire::encode(wire::Request{id, command, argument}, request_)) {
-            return {id, tooLarge(command)};
+        if (auto failure = encode(id)) {
+            return {id, std::move(failure)};
         }
         const Link::Outcome outcome = link_.send(request_);
         ++nextId_;
@@ -195,7 +228,7 @@ Manager::Sent Manager::send(Lock& lock, std::string_view command, const xpc::Obj
             case Link::Outcome::Sent:
                 return {id, std::nullopt};
             case Link::Outcome::NotConnected:
-                return {id, notConnected(link_.path(), link_.error())};
+                return {id, notConnected(link_.place(), link_.error())};
             case Link::Outcome::Lost:
                 return {id, readLastWords(lock)};
             case Link::Outcome::LostBefore:
@@ -203,8 +236,8 @@ Manager::Sent Manager::send(Lock& lock, std::string_view command, const xpc::Obj
                 break;
             case Link::Outcome::Busy:
                 if (!pause(lock, deadline.time)) {
-                    return {id, link_.isConnected() ? timedOut(link_.path(), inMilliseconds(deadline.timeout))
-                                                    : notConnected(link_.path(), EAGAIN)};
+                    return {id, link_.isConnected() ? timedOut(link_.place(), inMilliseconds(deadline.timeout))
+                                                    : notConnected(link_.place(), EAGAIN)};
                 }
                 break;
         }
@@ -215,13 +248,14 @@ const Failure& Manager::readLastWords(Lock& lock) {
     while (link_.isConnected() && !reading_ && receive(lock, Clock::duration::zero())) {
     }
     if (link_.isConnected()) {
-        disconnect(connectionLost(link_.path(), link_.hasReceived()));
+        disconnect(connectionLost(link_.place(), link_.hasReceived()));
     }
     return lastEnd_;
 }
 
 void Manager::connected() {
     firstId_ = nextId_;
+    greetingAnswer_ = {};
     for (const auto& handler : connectionHandlers_) {
         delivery_.event(handler, {}, 0);
     }
@@ -264,11 +298,11 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
     }
     std::optional<Failure> failure;
     if (received.state == Socket::State::Closed) {
-        failure = connectionLost(link_.path(), link_.hasReceived());
+        failure = connectionLost(link_.place(), link_.hasReceived());
     } else if (packet) {
         failure = std::visit([&](auto& known) { return handle(known); }, *packet);
     } else {
-        failure = malformedReply(link_.path());
+        failure = malformedReply(link_.place());
     }
     if (failure) {
         disconnect(*failure);
@@ -279,21 +313,34 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
 }
 
 std::optional<Failure> Manager::handle(wire::Reply& reply) {
-    if (reply.id == wire::kConnectionId && reply.result != 0) {
-        return turnedAway(link_.path(), reply.result, reply.object);
+    if (reply.id == wire::kConnectionId) {
+        return handleGreeting(reply);
     }
     // An id of this connection that waits no more is a reply that came too late, or a second time: dropped.
     if (reply.id < firstId_ || reply.id >= nextId_) {
-        return malformedReply(link_.path());
+        return malformedReply(link_.place());
     }
     calls_.answer(reply.id, {reply.result, std::move(reply.object)});
     changed_.notify_all();
     return std::nullopt;
 }
 
+std::optional<Failure> Manager::handleGreeting(wire::Reply& reply) {
+    if (reply.result != 0) {
+        return turnedAway(link_.place(), reply.result, reply.object);
+    }
+    if (greeting_ == Greeting::Unanswered || greetingAnswer_ || !reply.object) {
+        return malformedReply(link_.place());
+    }
+    greetingAnswer_ = reply.object;
+    calls_.answer(reply.id, {0, std::move(reply.object)});
+    changed_.notify_all();
+    return std::nullopt;
+}
+
 std::optional<Failure> Manager::handle(wire::Event& event) {
     if (!link_.eventsAllowed()) {
-        return malformedReply(link_.path());
+        return malformedReply(link_.place());
     }
     if (!link_.eventsWanted()) {  // it was on its way when events were switched off
         return std::nullopt;
@@ -301,7 +348,7 @@ std::optional<Failure> Manager::handle(wire::Event& event) {
     const auto [begin, end] = handlers_.equal_range(event.name);
     const std::size_t memory = begin == end ? 0 : memoryWhileQueued(event.payload);
     std::for_each(begin, end, [&](const auto& entry) { delivery_.event(entry.second, event.payload, memory); });
-    return delivery_.backlog() > kMostBacklog ? std::optional(flooded(link_.path())) : std::nullopt;
+    return delivery_.backlog() > kMostBacklog ? std::optional(flooded(link_.place())) : std::nullopt;
 }
 
 void Manager::disconnect(const Failure& failure) {
@@ -314,7 +361,7 @@ void Manager::disconnect(const Failure& failure) {
 void Manager::sendDue(Clock::time_point now) {
     const Link::Outcome outcome = link_.sendDue(now);
     if (outcome == Link::Outcome::Lost || outcome == Link::Outcome::LostBefore) {
-        disconnect(connectionLost(link_.path(), link_.hasReceived()));
+        disconnect(connectionLost(link_.place(), link_.hasReceived()));
     }
 }
 

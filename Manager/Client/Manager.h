@@ -4,6 +4,7 @@
 #include "Client/Delivery.h"
 #include "Client/Failure.h"
 #include "Client/Link.h"
+#include "Client/SocketPath.h"
 #include "Client/wire/Packet.h"
 #include "Platform/RunLoop.h"
 
@@ -29,7 +30,8 @@ std::chrono::seconds timeoutOf(std::string_view command, const xpc::Object& argu
 /// token `reading_`, and the receive buffer with it; everything else is guarded by `mutex_`, which is never held while waiting.
 class Manager final : public platform::RunLoopSource {
 public:
-    Manager(const std::string& clientName, dispatch_queue_t queue, SocketPath path = SocketPath());
+    Manager(const std::string& clientName, dispatch_queue_t queue, Connector connector = SocketPath(),
+            Greeting greeting = Greeting::Unanswered);
     ~Manager() override;
     Manager(const Manager&) = delete;
     Manager& operator=(const Manager&) = delete;
@@ -37,6 +39,11 @@ public:
     /// Sends, waits and returns the result; see ryn::client::PerformCommand.
     int perform(std::string_view command, const xpc::Object& argument, xpc::Object& reply, Clock::duration timeout);
     void perform(std::string_view command, const xpc::Object& argument, Completion completion, Clock::duration timeout);
+    /// Connects when that is to be done, and gives the manager's answer to hello, as a reply. Of a greeting that is answered
+    /// only.
+    int greet(xpc::Object& reply, Clock::duration timeout);
+    /// Ends the connection, what waits on it and the events, until the next command.
+    void close();
     void addEventHandler(const std::string& event, EventHandler handler);
     /// Runs, without a payload, each time that a connection has been made.
     void addConnectionHandler(EventHandler handler);
@@ -58,6 +65,11 @@ private:
         std::optional<Failure> failure;  ///< absent: the request is on its way
     };
     Sent send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline);
+    /// Sends what `encode(id)` leaves in request_; empty: only what is due before it.
+    template <typename Encode>
+    Sent send(Lock& lock, const Deadline& deadline, const Encode& encode);
+    /// Waits for the answer, which `sent` may have.
+    int await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::Object& reply);
     /// Lets a moment pass, in which what has come is received. @return false when the deadline is over
     bool pause(Lock& lock, Clock::time_point deadline);
 
@@ -67,11 +79,12 @@ private:
     /// Takes the token, receives one packet and handles it. @return whether there was anything, the connection's end included
     bool receive(Lock& lock, Clock::duration patience);
     // Why the connection must end when it does not go on with the packet.
+    std::optional<Failure> handleGreeting(wire::Reply& reply);
     std::optional<Failure> handle(wire::Reply& reply);
     std::optional<Failure> handle(wire::Event& event);
     template <typename Unexpected>
     std::optional<Failure> handle(Unexpected&) {
-        return malformedReply(link_.path());
+        return malformedReply(link_.place());
     }
     void disconnect(const Failure& failure);
     void connected();
@@ -88,6 +101,9 @@ private:
     std::vector<std::uint8_t> request_;  ///< encoded
     std::uint64_t nextId_ = 1;
     std::uint64_t firstId_ = 1;  ///< of the present connection
+
+    const Greeting greeting_;
+    xpc::Object greetingAnswer_;  ///< on the present connection; empty: none has come
 
     Failure lastEnd_{};  ///< why the last connection ended
 

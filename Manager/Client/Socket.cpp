@@ -26,19 +26,19 @@ Socket::Attempt Socket::connect(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
-        return {nullptr, ENAMETOOLONG};
+        return {nullptr, ENAMETOOLONG, path};
     }
     std::memcpy(address.sun_path, path.data(), path.size());
     platform::FileDescriptor descriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     if (!descriptor) {
-        return {nullptr, errno};
+        return {nullptr, errno, path};
     }
     // The send time-out bounds the wait for a place in a full backlog too (unix(7), connect(2)).
     setTimeout(descriptor.get(), SO_SNDTIMEO, std::chrono::microseconds(1));
     if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        return {nullptr, errno};
+        return {nullptr, errno, path};
     }
-    return {std::make_shared<Socket>(std::move(descriptor)), 0};
+    return {std::make_shared<Socket>(std::move(descriptor)), 0, path};
 }
 
 Socket::Sent Socket::send(std::span<const Bytes> packets) const {

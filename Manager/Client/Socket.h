@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -21,6 +22,7 @@ public:
     struct Attempt {
         std::shared_ptr<Socket> socket;  ///< empty: there was `error`
         int error = 0;                   ///< an errno value; EAGAIN: the peer's backlog is full
+        std::string place;               ///< where, for people
     };
     /// Waits no longer than a kernel tick.
     static Attempt connect(const std::string& path);
@@ -55,5 +57,8 @@ private:
     platform::FileDescriptor descriptor_;
     Clock::duration patience_{};
 };
+
+/// Makes a connection to the manager. Called for each one; waits no longer than a kernel tick, or a program's start.
+using Connector = std::function<Socket::Attempt()>;
 
 }  // namespace ryn::client

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Client/Socket.h"
+
 #include <string>
 
 namespace ryn::client {
@@ -13,6 +15,8 @@ public:
     explicit SocketPath(std::string path) : chosen_(std::move(path)) {}
 
     std::string current() const;
+    /// Connects there: a Connector.
+    Socket::Attempt operator()() const { return Socket::connect(current()); }
 
 private:
     std::string chosen_;   ///< empty: not fixed

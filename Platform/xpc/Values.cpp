@@ -71,6 +71,14 @@ Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries)
     return made;
 }
 
+Object array(const std::vector<Object>& values) {
+    auto made = orNull(xpc_array_create(nullptr, 0));
+    for (const Object& value : values) {
+        xpc_array_append_value(made.get(), value.get());
+    }
+    return made;
+}
+
 void set(const Object& dictionary, const char* key, const Object& value) {
     xpc_dictionary_set_value(dictionary.get(), key, value.get());
 }

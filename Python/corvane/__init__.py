@@ -14,7 +14,7 @@ from .aio import AsyncClient
 from .client import Client
 from .commands import Command
 from .errors import ConnectionLost, CorvaneError, MalformedReply, NotConnected, Refused, RequestTooLarge, TimedOut
-from .protocol import Event, Value
+from .protocol import Event, ManagerInfo, Value
 
 __all__ = [
     "AsyncClient",
@@ -24,6 +24,7 @@ __all__ = [
     "CorvaneError",
     "Event",
     "MalformedReply",
+    "ManagerInfo",
     "NotConnected",
     "Refused",
     "RequestTooLarge",

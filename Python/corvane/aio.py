@@ -4,15 +4,49 @@ from __future__ import annotations
 
 import asyncio
 from types import TracebackType
-from typing import AsyncIterator, Optional, Sequence, TypeVar
+from typing import Any, AsyncIterator, Optional, Sequence, TypeVar
 
 from . import commands
 from .commands import Command
-from .errors import ConnectionLost, CorvaneError, NotConnected, Refused, TimedOut
-from .protocol import Conversation, Event, Reply
+from .client import RETRY_AFTER
+from .errors import ConnectionLost, CorvaneError, NotConnected, TimedOut
+from .protocol import Conversation, Event, ManagerInfo, Reply, Value, value_of
 from .transport import Transport, open_transport
 
 Result = TypeVar("Result")
+
+
+def _mark_as_seen(future: asyncio.Future[ManagerInfo]) -> None:
+    """An error that nobody waited for is no news."""
+    if not future.cancelled():
+        future.exception()
+
+
+class _StateWatch:
+    """Follows the boot state from the reply to `request` on, until it is `wanted`."""
+
+    def __init__(self, request: int, wanted: str) -> None:
+        self.reached: asyncio.Future[None] = asyncio.get_running_loop().create_future()
+        self._request = request
+        self._wanted = wanted
+        self._asked = False
+
+    def take(self, received: Reply | Event) -> None:
+        if self.reached.done():
+            return
+        try:
+            if isinstance(received, Reply):
+                if received.id == self._request:
+                    self._asked = True
+                    self._check(value_of(received))
+            elif self._asked and received.name == commands.BOOT_STATE_EVENT:  # one ahead of the reply is older than that
+                self._check(received.payload)
+        except CorvaneError as error:
+            self.reached.set_exception(error)
+
+    def _check(self, payload: Value) -> None:
+        if commands.boot_state_of(payload) == self._wanted:
+            self.reached.set_result(None)
 
 
 class AsyncClient:
@@ -33,12 +67,16 @@ class AsyncClient:
         self._conversation = Conversation(name)
         self._replies: dict[int, asyncio.Future[Reply]] = {}
         self._listeners: set[asyncio.Queue[Event | CorvaneError]] = set()
+        self._watches: set[_StateWatch] = set()
+        self._manager: asyncio.Future[ManagerInfo]
 
     async def connect(self) -> None:
         """Raises NotConnected."""
         self.close()
         self._transport = open_transport(self._path, self._bridge)
         self._conversation = Conversation(self._name)
+        self._manager = asyncio.get_running_loop().create_future()
+        self._manager.add_done_callback(_mark_as_seen)
         asyncio.get_running_loop().add_reader(self._transport.fileno(), self._receive)
         self._send(self._conversation.hello)
 
@@ -57,9 +95,7 @@ class AsyncClient:
         finally:
             self._replies.pop(request, None)
             self._conversation.forget(request)
-        if answer.result != 0:
-            raise Refused(answer.result, answer.value if isinstance(answer.value, dict) else None)
-        return command.read(answer.value)
+        return command.read(value_of(answer))
 
     async def events(self) -> AsyncIterator[Event]:
         """Every event from the first step on. Raises ConnectionLost when the connection ends."""
@@ -67,7 +103,7 @@ class AsyncClient:
             raise NotConnected("There is no connection to the manager.")
         queue: asyncio.Queue[Event | CorvaneError] = asyncio.Queue()
         self._listeners.add(queue)
-        self._send(Conversation.events(True))
+        self._listen_to_events()
         try:
             while True:
                 event = await queue.get()
@@ -76,32 +112,61 @@ class AsyncClient:
                 yield event
         finally:
             self._listeners.discard(queue)
-            if not self._listeners and self._transport is not None:
-                self._send(Conversation.events(False))
+            self._leave_events()
+
+    def _listen_to_events(self) -> None:
+        self._send(Conversation.events(True))
+
+    def _leave_events(self) -> None:
+        if not self._listeners and not self._watches and self._transport is not None:
+            self._send(Conversation.events(False))
+
+    async def manager(self, timeout: float = 60) -> ManagerInfo:
+        """Who the manager is: its answer to this client's hello. Raises CorvaneError."""
+        if self._transport is None:
+            raise NotConnected("There is no connection to the manager.")
+        try:
+            return await asyncio.wait_for(asyncio.shield(self._manager), timeout)
+        except asyncio.TimeoutError:
+            raise TimedOut(f"The manager did not answer hello within {timeout:g} seconds.") from None
 
     async def wait_for_state(self, state: str = "Ready", timeout: float = 30) -> None:
-        """Returns when the boot state is `state`. Raises TimedOut."""
+        """Returns when the boot state is `state`, one of `commands.STATES`. A connection that is lost or can't be made is made again
+        until the time is over. Raises TimedOut."""
+        if state not in commands.STATES:
+            raise ValueError(f"There is no boot state {state!r}; there are {', '.join(commands.STATES)}.")
+        why = ""
 
         async def wait() -> None:
-            events = self.events()
-            following = asyncio.ensure_future(events.__anext__())
-            try:
-                await asyncio.sleep(0)  # events are on before the state is asked for, so that no change falls between
-                current = await self.perform(commands.boot_state())
-                while current != state:
-                    event = await following
-                    if event.name == "BasebandBootStateChangeNotification" and isinstance(event.payload, dict):
-                        current = str(event.payload.get("KeyBasebandBootState"))
-                    following = asyncio.ensure_future(events.__anext__())
-            finally:
-                following.cancel()
-                await asyncio.gather(following, return_exceptions=True)
-                await events.aclose()  # type: ignore[attr-defined]
+            nonlocal why
+            while True:
+                try:
+                    if self._transport is None:
+                        await self.connect()
+                    await self._follow_state(state)
+                    return
+                except (ConnectionLost, NotConnected) as error:
+                    why = f": {error}"
+                    await asyncio.sleep(RETRY_AFTER)
 
         try:
             await asyncio.wait_for(wait(), timeout)
         except asyncio.TimeoutError:
-            raise TimedOut(f"The baseband was not {state} within {timeout:g} seconds.") from None
+            raise TimedOut(f"The baseband was not {state} within {timeout:g} seconds{why or '.'}") from None
+
+    async def _follow_state(self, wanted: str) -> None:
+        """Asks for the boot state and follows it until it is `wanted`."""
+        self._listen_to_events()  # before the state is asked for, so that no change falls between
+        request, packet = self._conversation.request("GetBasebandBootStateCommand", None)
+        watch = _StateWatch(request, wanted)
+        self._watches.add(watch)
+        try:
+            self._send(packet)
+            await watch.reached
+        finally:
+            self._watches.discard(watch)
+            self._conversation.forget(request)
+            self._leave_events()
 
     def close(self) -> None:
         """Ends the connection, and with ConnectionLost what is under way."""
@@ -121,6 +186,7 @@ class AsyncClient:
         try:
             self._transport.send(packet)
         except CorvaneError as error:
+            self._receive()  # what the manager said before it ended the connection tells why
             self._end(error)
             raise
         self._write_later()
@@ -144,13 +210,21 @@ class AsyncClient:
         try:
             for packet in self._transport.receive():
                 received = self._conversation.receive(packet)
-                if isinstance(received, Event):
-                    for listener in self._listeners:
-                        listener.put_nowait(received)
-                elif received is not None and not self._replies[received.id].done():
-                    self._replies[received.id].set_result(received)
+                if received is not None:
+                    self._take(received)
         except CorvaneError as error:
             self._end(error)
+
+    def _take(self, received: Reply | Event) -> None:
+        for watch in self._watches:
+            watch.take(received)
+        if isinstance(received, Event):
+            for listener in self._listeners:
+                listener.put_nowait(received)
+        elif self._conversation.manager is not None and not self._manager.done():
+            self._manager.set_result(self._conversation.manager)
+        elif received.id in self._replies and not self._replies[received.id].done():
+            self._replies[received.id].set_result(received)
 
     def _end(self, error: CorvaneError) -> None:
         if self._transport is None:
@@ -160,8 +234,9 @@ class AsyncClient:
         loop.remove_writer(self._transport.fileno())
         self._transport.close()
         self._transport = None
-        for reply in self._replies.values():
-            if not reply.done():
-                reply.set_exception(error)
+        waiting: list[asyncio.Future[Any]] = [*self._replies.values(), *(watch.reached for watch in self._watches), self._manager]
+        for future in waiting:
+            if not future.done():
+                future.set_exception(error)
         for listener in self._listeners:
             listener.put_nowait(error)

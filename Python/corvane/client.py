@@ -10,13 +10,14 @@ from typing import Callable, Iterator, Optional, Sequence, TypeVar
 
 from . import commands
 from .commands import Command
-from .errors import CorvaneError, Refused, TimedOut
-from .protocol import Conversation, Event, Reply
+from .errors import ConnectionLost, CorvaneError, NotConnected, Refused, TimedOut
+from .protocol import Conversation, Event, ManagerInfo, Reply, value_of
 from .transport import Transport, open_transport
 
 Result = TypeVar("Result")
 
-_BOOT_STATE_EVENT = "BasebandBootStateChangeNotification"
+#: Seconds between attempts to connect while a state is waited for.
+RETRY_AFTER = 0.1
 
 
 class Client:
@@ -54,10 +55,16 @@ class Client:
                 raise TimedOut(f"The manager did not answer {command.name} within {limit:g} seconds.")
         finally:
             self._conversation.forget(request)
-        reply = replies[0]
-        if reply.result != 0:
-            raise Refused(reply.result, reply.value if isinstance(reply.value, dict) else None)
-        return command.read(reply.value)
+        return command.read(value_of(replies[0]))
+
+    def manager(self, timeout: float = 60) -> ManagerInfo:
+        """Who the manager is: its answer to this client's hello. Raises CorvaneError."""
+        self._connected()
+        deadline = time.monotonic() + timeout
+        while self._conversation.manager is None:
+            if not self._receive_until(lambda _: self._conversation.manager is not None, deadline):
+                raise TimedOut(f"The manager did not answer hello within {timeout:g} seconds.")
+        return self._conversation.manager
 
     def watch(self) -> None:
         """Has the manager send events from now on; `next_event` and `events` do it by themselves."""
@@ -83,23 +90,46 @@ class Client:
             yield self.next_event()
 
     def wait_for_state(self, state: str = "Ready", timeout: float = 30) -> None:
-        """Returns when the boot state is `state`. Raises TimedOut. Events that pass meanwhile stay for `next_event`."""
+        """Returns when the boot state is `state`, one of `commands.STATES`. A connection that is lost or can't be made is made again
+        until the time is over. Raises TimedOut. Events that pass meanwhile stay for `next_event`."""
+        if state not in commands.STATES:
+            raise ValueError(f"There is no boot state {state!r}; there are {', '.join(commands.STATES)}.")
         deadline = time.monotonic() + timeout
-        self.watch()
-        seen = len(self._events)
-        if self.perform(commands.boot_state()) == state:
-            return
+        why = ""
+        while time.monotonic() < deadline:
+            try:
+                self.watch()  # before the state is asked for, so that no change falls between
+                last = self._follow_state(state, deadline)
+                if last == state:
+                    return
+                why = f" it was {last} last." if last else ""
+                break
+            except (ConnectionLost, NotConnected) as error:
+                why = f" {error}"
+                time.sleep(max(0.0, min(RETRY_AFTER, deadline - time.monotonic())))
+        raise TimedOut(f"The baseband was not {state} within {timeout:g} seconds:{why or ' the manager did not answer.'}")
 
-        def reached(_: Reply | Event) -> bool:
-            return any(
-                event.name == _BOOT_STATE_EVENT
-                and isinstance(event.payload, dict)
-                and event.payload.get("KeyBasebandBootState") == state
-                for event in list(self._events)[seen:]
-            )
+    def _follow_state(self, wanted: str, deadline: float) -> str:
+        """Asks for the boot state and follows it until it is `wanted` or time is over. Returns the last one heard of."""
+        transport = self._connected()
+        request, packet = self._conversation.request("GetBasebandBootStateCommand", None)
+        state = ""
 
-        if not self._receive_until(reached, deadline):
-            raise TimedOut(f"The baseband was not {state} within {timeout:g} seconds.")
+        def take(received: Reply | Event) -> bool:
+            nonlocal state
+            if isinstance(received, Reply):
+                if received.id == request:
+                    state = commands.boot_state_of(value_of(received))
+            elif state and received.name == commands.BOOT_STATE_EVENT:  # one ahead of the reply is older than that
+                state = commands.boot_state_of(received.payload)
+            return state == wanted
+
+        try:
+            self._guard(lambda: transport.send(packet))
+            self._receive_until(take, deadline)
+        finally:
+            self._conversation.forget(request)
+        return state
 
     def close(self) -> None:
         """Ends the connection; the next call makes a new one."""
@@ -126,7 +156,22 @@ class Client:
     def _guard(self, step: Callable[[], None]) -> None:
         try:
             step()
+        except ConnectionLost:
+            self._read_last_words()
+            self.close()
+            raise
         except CorvaneError:
+            self.close()
+            raise
+
+    def _read_last_words(self) -> None:
+        """What the manager said before it ended the connection. Raises Refused when that is why."""
+        try:
+            for packet in self._transport.receive() if self._transport else []:
+                self._conversation.receive(packet)
+        except ConnectionLost:
+            pass
+        except Refused:
             self.close()
             raise
 

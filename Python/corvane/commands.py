@@ -67,6 +67,17 @@ def boot_state() -> Command[str]:
     return Command("GetBasebandBootStateCommand", None, _key("KeyBasebandBootState", str))
 
 
+#: The boot states.
+STATES = ("Off", "Booting", "Ready", "Resetting")
+
+BOOT_STATE_EVENT = "BasebandBootStateChangeNotification"
+
+
+def boot_state_of(payload: Value) -> str:
+    """The state that a reply to `boot_state` or an event of that name carries."""
+    return _key("KeyBasebandBootState", str)(payload)
+
+
 def operating_mode() -> Command[int]:
     """By the numbers of the QMI device-management service: 0 online, 1 low power, 3 offline, ..."""
     return Command("GetBasebandOperatingModeCommand", None, _key("KeyBasebandOperatingMode", int))

@@ -11,7 +11,7 @@ from typing import Dict, List, Optional, Union
 
 import cbor2  # type: ignore[import]
 
-from .errors import MalformedReply, RequestTooLarge
+from .errors import MalformedReply, Refused, RequestTooLarge
 
 #: What commands, replies and events carry. Text that isn't UTF-8 arrives as bytes.
 Value = Union[None, bool, int, str, bytes, List["Value"], Dict[str, "Value"]]
@@ -19,6 +19,9 @@ Value = Union[None, bool, int, str, bytes, List["Value"], Dict[str, "Value"]]
 MAX_PACKET = 131_072
 MAX_NESTING = 16
 VERSION = 1
+
+#: The id of replies to the connection itself.
+_CONNECTION = 0
 
 _HELLO, _REQUEST, _REPLY, _EVENTS, _EVENT = range(5)
 
@@ -30,6 +33,20 @@ class Reply:
     id: int
     result: int
     value: Value
+
+
+@dataclass(frozen=True)
+class ManagerInfo:
+    """The manager's answer to hello."""
+
+    #: The manager's own version, for instance "1.0.0".
+    version: str
+    #: The protocol's version on this connection.
+    protocol: int
+    #: The lowest and the highest version of the protocol that the manager speaks.
+    protocols: tuple[int, int]
+    #: What the manager can do: the names of the commands that it knows.
+    features: frozenset[str]
 
 
 @dataclass(frozen=True)
@@ -68,8 +85,8 @@ def encode(items: list[object]) -> bytes:
     return packet
 
 
-def decode(packet: bytes) -> Reply | Event | None:
-    """What a packet of the manager's means; None for one that a later version added. Raises MalformedReply."""
+def decode(packet: bytes) -> Reply | Event:
+    """What a packet of the manager's means; what a later version puts behind its items is passed over. Raises MalformedReply."""
     try:
         stream = io.BytesIO(packet)
         items = cbor2.load(stream)
@@ -83,16 +100,35 @@ def decode(packet: bytes) -> Reply | Event | None:
         return Reply(rest[0], rest[1], rest[2] if len(rest) > 2 else None)
     if kind == _EVENT and rest and isinstance(rest[0], str):
         return Event(rest[0], rest[1] if len(rest) > 1 else None)
-    if kind > _EVENT:
-        return None
     raise MalformedReply("The manager sent a packet that isn't a manager's.")
+
+
+def value_of(reply: Reply) -> Value:
+    """Raises Refused."""
+    if reply.result != 0:
+        raise Refused(reply.result, reply.value if isinstance(reply.value, dict) else None)
+    return reply.value
+
+
+def _manager_info(answer: Value) -> ManagerInfo:
+    if isinstance(answer, dict):
+        version, protocol = answer.get("KeyCorvaneVersion"), answer.get("KeyProtocolVersion")
+        protocols, features = answer.get("KeyProtocolVersions"), answer.get("KeyFeatures")
+        if isinstance(version, str) and isinstance(protocol, int) and isinstance(protocols, list) and isinstance(features, list):
+            spoken = [number for number in protocols if isinstance(number, int)]
+            if len(spoken) == 2:
+                return ManagerInfo(version, protocol, (spoken[0], spoken[1]), frozenset(map(str, features)))
+    raise MalformedReply("The manager's answer to hello doesn't say what it is.")
 
 
 class Conversation:
     """One connection's requests: gives each an id, and says whose reply has come."""
 
     def __init__(self, client_name: str) -> None:
-        self.hello = encode([_HELLO, VERSION, client_name])
+        #: With the highest version that is spoken here, so that the manager answers.
+        self.hello = encode([_HELLO, VERSION, client_name, VERSION])
+        #: None until the answer has come.
+        self.manager: Optional[ManagerInfo] = None
         self._last_id = 0
         self._waiting: set[int] = set()
 
@@ -111,8 +147,11 @@ class Conversation:
         return encode([_EVENTS, on])
 
     def receive(self, packet: bytes) -> Optional[Union[Reply, Event]]:
-        """None for what nobody waits for. Raises MalformedReply."""
+        """None for what nobody waits for. Raises MalformedReply, and Refused when the manager doesn't serve this client."""
         received = decode(packet)
+        if isinstance(received, Reply) and received.id == _CONNECTION:
+            self.manager = _manager_info(value_of(received))
+            return received
         if isinstance(received, Reply):
             if received.id not in self._waiting:
                 return None

@@ -372,7 +372,7 @@ TEST(Events, BeyondMeasureEndTheConnection) {
 TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
     using ryn::client::Link;
     const TempFolder folder;
-    Link link("tester", ryn::client::SocketPath(folder / "s"), [] {});
+    Link link("tester", ryn::client::SocketPath(folder / "s"), ryn::client::Greeting::Unanswered, [] {});
     auto now = ryn::client::Clock::now();
     EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent) << "nothing is due while no events are wanted";
     link.wantEvents(true);

@@ -19,7 +19,8 @@ Buffer fromHex(std::string_view hex) {
 }
 
 std::string render(const wire::Hello& hello) {
-    return "hello " + std::to_string(hello.version) + " " + std::string(hello.clientName);
+    const std::string highest = hello.highestVersion ? " to " + std::to_string(*hello.highestVersion) : "";
+    return "hello " + std::to_string(hello.version) + highest + " " + std::string(hello.clientName);
 }
 std::string render(const wire::Request& request) {
     return "request " + std::to_string(request.id) + " " + std::string(request.command) + " " + to_string(request.argument);
@@ -130,6 +131,7 @@ TEST(Wire, CodesValues) {
 
 const Vector kPackets[] = {{"8300016774657374696e67", "hello 1 testing"},
                            {"83001b7fffffffffffffff60", "hello 9223372036854775807 "},
+                           {"840001614302", "hello 1 to 2 C"},
                            {"84011b7fffffffffffffff6143a0", "request 9223372036854775807 C {}"},
                            {"84010042fffeF6", "request 0 \xFF\xFE null"},
                            {"83020500", "reply 5 0"},
@@ -142,13 +144,19 @@ const Vector kPackets[] = {{"8300016774657374696e67", "hello 1 testing"},
                            {"82046145", "event E"},
                            {"83046145a0", "event E {}"}};
 
+/// With what a later version puts behind them.
+const Vector kGrownPackets[] = {
+    {"85000161430280", "hello 1 to 2 C"}, {"8602050061610001", "reply 5 0 \"a\""}, {"84046145a0f6", "event E {}"}};
+
 const std::string kRefusedPackets[] = {"", "80", "00", "a10001",
                                        // something behind
                                        "8203f500", "8203f6", "820301",
                                        // another number of items
-                                       "8303f5f5", "820001", "8301056143", "8501056143f6f6", "820205", "8104", "84046145a0a0",
+                                       "8303f5f5", "820001", "8301056143", "8501056143f6f6", "820205", "8104",
                                        // another kind
-                                       "8105", "820561", "8320056143",
+                                       "8105", "820561", "8320056143", "8400016143f6",
+                                       // behind what a later version may have added: nothing, no value, too many values
+                                       "85020500f6", "84046145a0f7", "9b0000000000010000020500f6" + repeat("00", 70'000),
                                        // ids and results out of range
                                        "84011b80000000000000006143f6", "8401206143f6", "83022000", "8302051a80000000",
                                        "8302053a80000000", "830205f6",
@@ -158,6 +166,9 @@ const std::string kRefusedPackets[] = {"", "80", "00", "a10001",
 TEST(Wire, CodesPackets) {
     for (const Vector& vector : kPackets) {
         EXPECT_TRUE(roundTrip(vector.hex, vector.rendering)) << vector.hex;
+    }
+    for (const Vector& vector : kGrownPackets) {
+        EXPECT_FALSE(roundTrip(vector.hex, vector.rendering)) << vector.hex;
     }
     for (const std::string& hex : kRefusedPackets) {
         EXPECT_EQ(render(fromHex(hex)), "refused") << hex;

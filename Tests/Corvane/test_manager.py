@@ -290,6 +290,31 @@ def test_the_log_never_follows_a_link_nor_waits_for_a_pipe(manager):
         assert not elsewhere.exists()
 
 
+@pytest.mark.parametrize("hello, spoken", [
+    ("8300016464656d6f", None),  # as clients have said it from the first release on: it isn't answered
+    ("8400016464656d6f01", True),  # asks
+    ("8500006464656d6f07f6", True),  # asks with a wider range, and with an item of a later version
+    ("8300026464656d6f", "2"),
+    ("8400026464656d6f03", "2 to 3"),
+    ("8400006464656d6f00", "0 to 0"),
+])
+def test_hello(served, hello, spoken):
+    peer = served[0].client(name=None, events=False)
+    peer.send(bytes.fromhex(hello))
+    peer.send([1, 5, "GetTraceFiltersCommand", None])
+    first = peer.receive()
+    if spoken is None:
+        assert first[:3] == [2, 5, 0]
+    elif spoken is True:
+        about = first[3]
+        assert first[:3] == [2, 0, 0] and (about["KeyProtocolVersion"], about["KeyProtocolVersions"]) == (1, [1, 1])
+        assert about["KeyCorvaneVersion"] == served[1].do("GetCorvaneInfo")["KeyCorvaneVersion"]
+        assert "GetTraceFiltersCommand" in about["KeyFeatures"] and peer.receive()[:3] == [2, 5, 0]
+    else:
+        assert peer.answer(0).startswith(f"10D: This manager speaks version 1 of the protocol and the client version {spoken};")
+        assert peer.is_closed()
+
+
 @pytest.mark.parametrize("greeted, packet", [
     (False, [1, 1, "x", None]),
     (False, [3, True]),

@@ -25,6 +25,8 @@ from corvane import (
     commands,
 )
 
+from corvane.pytest_plugin import RunningManager
+
 BRIDGE = os.environ.get("CORVANE_BRIDGE", "corvane-bridge")
 
 
@@ -121,7 +123,9 @@ def test_no_manager(tmp_path):
         (b"\xff", MalformedReply),
         (cbor2.dumps([]), MalformedReply),
         (b"", ConnectionLost),
-        (cbor2.dumps([9, "of a later version"]) + b"", None),
+        (cbor2.dumps([9, "of no version"]), MalformedReply),
+        (cbor2.dumps([2, 0, 0, {}]), MalformedReply),
+        (cbor2.dumps([2, 0, -534716147, {"KeyErrorString": "This manager speaks version 7."}]), Refused),
         (cbor2.dumps([2, 99, 0]), None),
         (cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}, "extra"]), None),
     ],
@@ -150,6 +154,99 @@ def test_a_manager_that_answers_anything(tmp_path, answer, error):
                 with pytest.raises(error):
                     client.perform(commands.boot_state(), timeout=5)
         server.join()
+
+
+def test_the_manager_says_who_it_is(client, corvane):
+    async def ask():
+        async with AsyncClient(corvane.socket) as other:
+            return await other.manager()
+
+    manager = client.manager()
+    assert manager.version == client.perform(commands.info())["KeyCorvaneVersion"]
+    assert (manager.protocol, manager.protocols) == (1, (1, 1))
+    assert "ResetBasebandCommand" in manager.features
+    assert asyncio.run(ask()) == manager
+
+
+def state(packet, name):
+    return cbor2.dumps([*packet, {"KeyBasebandBootState": name}])
+
+
+READY = state([4, "BasebandBootStateChangeNotification"], "Ready")
+
+
+@pytest.mark.parametrize("asynchronous", [False, True])
+@pytest.mark.parametrize(
+    "connections, error",
+    [
+        ([[state([2, 1, 0], "Ready")]], None),
+        ([[state([2, 1, 0], "Booting"), READY]], None),  # both come at once
+        ([[READY, state([2, 1, 0], "Booting")]], "Ready within 0.3 seconds"),  # the event is older than the reply
+        ([[]], "Ready within 0.3 seconds"),
+        ([[None], [state([2, 1, 0], "Booting"), None], [state([2, 1, 0], "Ready")]], None),  # lost twice
+        ([[None]], "Ready within 0.3 seconds"),  # and no manager any more
+        ([[cbor2.dumps([2, 1, -534716159, {"KeyErrorString": "No."}])]], "No."),
+    ],
+)
+def test_waiting_for_a_state(tmp_path, connections, error, asynchronous):
+    """`connections`: the packets that answer the question on each connection; None: its end."""
+    path = str(tmp_path / "sock")
+    over = threading.Event()
+
+    def serve(listener):
+        with listener:
+            for packets in connections:
+                with listener.accept()[0] as peer:
+                    while cbor2.loads(peer.recv(1000))[0] != 1:
+                        pass
+                    for packet in packets:
+                        if packet is not None:
+                            peer.send(packet)
+                    if None not in packets:
+                        over.wait()
+
+    listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+    listener.bind(path)
+    listener.listen()
+    server = threading.Thread(target=serve, args=[listener])
+    server.start()
+
+    async def wait_side_by_side(timeout):
+        client = AsyncClient(path)
+        try:
+            await client.wait_for_state("Ready", timeout)
+        finally:
+            client.close()
+
+    def wait(timeout):
+        if asynchronous:
+            asyncio.run(wait_side_by_side(timeout))
+        else:
+            with Client(path) as client:
+                client.wait_for_state("Ready", timeout)
+
+    try:
+        if error is None:
+            wait(30)
+        else:
+            with pytest.raises(CorvaneError, match=error):
+                wait(0.3)
+    finally:
+        over.set()
+        server.join()
+
+
+def test_waiting_for_a_manager_that_is_yet_to_start(tmp_path):
+    manager = RunningManager(tmp_path)
+    with pytest.raises(ValueError):
+        manager.client.wait_for_state("ready")
+    waiter = threading.Thread(target=manager.client.wait_for_state, args=["Ready", 30])
+    waiter.start()
+    manager.start()
+    waiter.join()
+    assert manager.client.perform(commands.boot_state()) == "Ready"
+    manager.client.close()
+    manager.stop()
 
 
 def test_asyncio_commands_run_side_by_side(corvane):

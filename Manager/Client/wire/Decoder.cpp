@@ -3,6 +3,7 @@
 #include "Platform/Utf8.h"
 #include "platform/xpc/Values.h"
 
+#include <iterator>
 #include <limits>
 
 namespace ryn::wire {
@@ -186,10 +187,13 @@ private:
     unsigned valuesLeft_ = kMaxValues;
 };
 
-std::optional<Packet> hello(Decoder& decoder) {
+// Each reads what follows the kind. @param isWhole whether the last item, which may be left out, is there
+
+std::optional<Packet> hello(Decoder& decoder, bool isWhole) {
     const auto version = decoder.number();
     const auto name = version ? decoder.string() : std::nullopt;
-    return name ? std::optional<Packet>(Hello{*version, *name}) : std::nullopt;
+    const auto highest = name && isWhole ? decoder.number() : std::nullopt;
+    return name && highest.has_value() == isWhole ? std::optional<Packet>(Hello{*version, *name, highest}) : std::nullopt;
 }
 
 std::optional<Packet> request(Decoder& decoder) {
@@ -202,14 +206,14 @@ std::optional<Packet> request(Decoder& decoder) {
     return argument ? std::optional<Packet>(Request{*id, *command, std::move(argument)}) : std::nullopt;
 }
 
-std::optional<Packet> reply(Decoder& decoder, bool withObject) {
+std::optional<Packet> reply(Decoder& decoder, bool isWhole) {
     const auto id = decoder.number();
     const auto result = id ? decoder.integer() : std::nullopt;
     if (!result || *result != static_cast<std::int32_t>(*result)) {
         return std::nullopt;
     }
-    xpc::Object object = withObject ? decoder.value(1) : xpc::Object();
-    if (withObject && !object) {
+    xpc::Object object = isWhole ? decoder.value(1) : xpc::Object();
+    if (isWhole && !object) {
         return std::nullopt;
     }
     return Reply{*id, static_cast<std::int32_t>(*result), std::move(object)};
@@ -220,40 +224,40 @@ std::optional<Packet> events(Decoder& decoder) {
     return on ? std::optional<Packet>(Events{*on}) : std::nullopt;
 }
 
-std::optional<Packet> event(Decoder& decoder, bool withPayload) {
+std::optional<Packet> event(Decoder& decoder, bool isWhole) {
     const auto name = decoder.string();
     if (!name) {
         return std::nullopt;
     }
-    xpc::Object payload = withPayload ? decoder.value(1) : xpc::Object();
-    if (withPayload && !payload) {
+    xpc::Object payload = isWhole ? decoder.value(1) : xpc::Object();
+    if (isWhole && !payload) {
         return std::nullopt;
     }
     return Event{*name, std::move(payload)};
 }
 
-/// An array of `items` items whose first is `kind`.
-constexpr unsigned shape(Kind kind, unsigned items) {
-    return static_cast<unsigned>(kind) << 8U | items;
-}
+/// How many items follow the kind.
+struct Shape {
+    std::uint64_t fewest;
+    std::uint64_t known;
+    bool mayGrow;  ///< a later version may put more behind them
+};
+constexpr Shape kShapes[] = {{2, 3, true}, {3, 3, false}, {2, 3, true}, {1, 1, false}, {1, 2, true}};
 
-std::optional<Packet> content(Decoder& decoder, unsigned packetShape) {
-    switch (packetShape) {
-        case shape(Kind::Hello, 3):
-            return hello(decoder);
-        case shape(Kind::Request, 4):
+std::optional<Packet> content(Decoder& decoder, Kind kind, bool isWhole) {
+    switch (kind) {
+        case Kind::Hello:
+            return hello(decoder, isWhole);
+        case Kind::Request:
             return request(decoder);
-        case shape(Kind::Reply, 3):
-        case shape(Kind::Reply, 4):
-            return reply(decoder, packetShape == shape(Kind::Reply, 4));
-        case shape(Kind::Events, 2):
+        case Kind::Reply:
+            return reply(decoder, isWhole);
+        case Kind::Events:
             return events(decoder);
-        case shape(Kind::Event, 2):
-        case shape(Kind::Event, 3):
-            return event(decoder, packetShape == shape(Kind::Event, 3));
-        default:
-            return std::nullopt;
+        case Kind::Event:
+            return event(decoder, isWhole);
     }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -264,11 +268,21 @@ std::optional<Packet> decode(std::span<const std::uint8_t> packet) {
     }
     Decoder decoder(packet);
     const auto items = decoder.length(Major::Array);
-    const auto kind = items ? decoder.number() : std::nullopt;
-    if (!kind || *items > 4 || *kind > static_cast<std::uint64_t>(Kind::Event)) {
+    const auto kind = items && *items > 0 ? decoder.number() : std::nullopt;
+    if (!kind || *kind >= std::size(kShapes)) {
         return std::nullopt;
     }
-    std::optional<Packet> decoded = content(decoder, shape(static_cast<Kind>(*kind), static_cast<unsigned>(*items)));
+    const Shape& shape = kShapes[*kind];
+    const std::uint64_t following = *items - 1;
+    if (following < shape.fewest || (following > shape.known && !shape.mayGrow)) {
+        return std::nullopt;
+    }
+    std::optional<Packet> decoded = content(decoder, static_cast<Kind>(*kind), following >= shape.known);
+    for (std::uint64_t later = shape.known; decoded && later < following; ++later) {
+        if (!decoder.value(1)) {
+            return std::nullopt;
+        }
+    }
     return decoder.atEnd() ? std::move(decoded) : std::nullopt;
 }
 

@@ -18,9 +18,12 @@ public:
     bool ok() const { return valid_ && buffer_.size() <= kMaxPacketSize; }
 
     void packet(const Hello& hello) {
-        begin(3, Kind::Hello);
+        begin(hello.highestVersion ? 4 : 3, Kind::Hello);
         head(Major::Unsigned, hello.version);
         string(hello.clientName);
+        if (hello.highestVersion) {
+            head(Major::Unsigned, *hello.highestVersion);
+        }
     }
     void packet(const Request& request) {
         begin(4, Kind::Request);

@@ -18,6 +18,14 @@ namespace corvane {
 namespace {
 
 constexpr std::chrono::seconds kListeningPause{1};
+/// For a peer that is yet to read why it isn't served: what is closed with packets unread resets the connection, and its peer
+/// sees an error before the reply (unix(7)).
+void dropUnread(const platform::FileDescriptor& socket) {
+    constexpr int kUsualPackets = 3;
+    for (int packets = 0; packets < kUsualPackets && recv(socket.get(), nullptr, 0, MSG_DONTWAIT | MSG_TRUNC) > 0; ++packets) {
+    }
+}
+
 /// One byte more than a packet may have.
 constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
 
@@ -85,10 +93,7 @@ void Server::turnAway(const platform::FileDescriptor& socket, const PeerPolicy::
     if (ryn::wire::encode(ryn::wire::Reply{ryn::wire::kConnectionId, refusal.result(), errorReply(refusal, {})}, packet_)) {
         ::send(socket.get(), packet_.data(), packet_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
-    // What is closed with packets unread resets the connection, and its peer sees an error before the reply (unix(7)).
-    constexpr int kUsualPackets = 3;
-    for (int packets = 0; packets < kUsualPackets && recv(socket.get(), nullptr, 0, MSG_DONTWAIT | MSG_TRUNC) > 0; ++packets) {
-    }
+    dropUnread(socket);
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
@@ -203,6 +208,9 @@ void Server::end(Client& client, std::string_view why) {
         return;
     }
     lose(client);
+    if (!client.session->greeted()) {
+        dropUnread(client.socket);
+    }
     ++figures_.ended;
     users_[client.peer.user].log.write(log::Level::Warning, "ended the connection of '" + client.session->clientName() +
                                                                 "' (process " + std::to_string(client.peer.process) + ", user " +

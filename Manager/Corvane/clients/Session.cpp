@@ -5,6 +5,8 @@
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/Text.h"
+#include "Corvane/support/Values.h"
+#include "platform/ryn/constants.h"
 
 #include <algorithm>
 #include <utility>
@@ -17,6 +19,12 @@ namespace {
 
 /// A break without a beginning (RFC 8949 section 3.2.1).
 constexpr std::uint8_t kGarbage[] = {0xFF, 0x00, 0xFF};
+
+/// The lowest and the highest.
+xpc::Object spokenVersions() {
+    const xpc::Object version = number(wire::kProtocolVersion);
+    return xpc::array({version, version});
+}
 
 /// One buffer for all packets out: the daemon has one thread, and the sender has taken the bytes when it returns.
 std::vector<std::uint8_t>& outputBuffer() {
@@ -50,13 +58,40 @@ Result<Session::Progress> Session::greet(const wire::Packet& packet) {
     if (hello == nullptr) {
         return Refusal::invalidArgument("did not begin with hello");
     }
-    if (hello->version != wire::kProtocolVersion) {
-        return Refusal::notSupported("speaks version " + std::to_string(hello->version) + " of the protocol");
-    }
     constexpr std::size_t kLongestName = 64;
     client_.name = cut(hello->clientName, kLongestName);
+    if (auto spoken = checkVersion(*hello); !spoken) {
+        return spoken.refusal();
+    }
     greeted_ = true;
+    if (hello->highestVersion) {
+        send(wire::kConnectionId, 0, describeManager());
+    }
     return Progress::Expecting;
+}
+
+Result<void> Session::checkVersion(const wire::Hello& hello) {
+    const std::uint64_t highest = hello.highestVersion.value_or(hello.version);
+    if (hello.version <= wire::kProtocolVersion && wire::kProtocolVersion <= highest) {
+        return {};
+    }
+    const std::string asked = std::to_string(hello.version) + (hello.highestVersion ? " to " + std::to_string(highest) : "");
+    const auto refusal = Refusal::versionNotSpoken("This manager speaks version " + std::to_string(wire::kProtocolVersion) +
+                                                   " of the protocol and the client version " + asked +
+                                                   "; use a client of this manager's release.");
+    send(wire::kConnectionId, refusal.result(), errorReply(refusal, dictionary({{ryn::kKeyProtocolVersions, spokenVersions()}})));
+    return Refusal::versionNotSpoken("speaks version " + asked + " of the protocol");
+}
+
+xpc::Object Session::describeManager() const {
+    std::vector<xpc::Object> features;
+    for (const std::string_view name : dispatcher_.names()) {
+        features.push_back(text(name));
+    }
+    return dictionary({{ryn::kKeyProtocolVersion, number(wire::kProtocolVersion)},
+                       {ryn::kKeyProtocolVersions, spokenVersions()},
+                       {ryn::kKeyFeatures, xpc::array(features)},
+                       {ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}});
 }
 
 Result<void> Session::request(const wire::Request& request, std::size_t packetSize) {

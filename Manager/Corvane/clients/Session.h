@@ -53,6 +53,9 @@ public:
 
 private:
     Result<Progress> greet(const ryn::wire::Packet& packet);
+    Result<void> checkVersion(const ryn::wire::Hello& hello);
+    /// Who the manager is, for a client that asks with its hello.
+    xpc::Object describeManager() const;
     Result<void> request(const ryn::wire::Request& request, std::size_t packetSize);
     Result<void> fail(const Fault& fault, std::uint64_t id);
 

@@ -5,12 +5,23 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace corvane {
 
 void Dispatcher::add(std::initializer_list<Command> commands) {
     for (const Command& command : commands) {
         commands_.emplace(command.name, Entry{command, services_.commandFigures().served[command.name]});
     }
+}
+
+std::vector<std::string_view> Dispatcher::names() const {
+    std::vector<std::string_view> names;
+    for (const auto& [name, entry] : commands_) {
+        names.push_back(name);
+    }
+    std::ranges::sort(names);
+    return names;
 }
 
 void Dispatcher::countRefusal() {

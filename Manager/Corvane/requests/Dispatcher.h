@@ -10,6 +10,7 @@
 #include <optional>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace corvane {
 
@@ -20,6 +21,8 @@ public:
     Dispatcher(Services& services, FaultRules faults) : services_(services), faults_(std::move(faults)) {}
 
     void add(std::initializer_list<Command> commands);
+    /// The names of all commands, in ascending order.
+    std::vector<std::string_view> names() const;
 
     /// What fails on purpose. Whoever converses with the client carries a fault out.
     const FaultRules& faults() const { return faults_; }

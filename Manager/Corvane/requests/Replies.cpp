@@ -4,6 +4,9 @@
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
+#include <algorithm>
+#include <vector>
+
 namespace corvane {
 namespace {
 
@@ -29,11 +32,10 @@ xpc::Object toReply(const RFSelfTestResult& result) {
                                     {ryn::kKeyRFSelfTestPowerRatioStatus, verdict(result.powerRatioPassed)},
                                     {ryn::kKeyRFSelfTestForwardPowerStatus, verdict(result.forwardPowerPassed)}});
     for (const MeasurementList& list : kLists) {
-        const auto values = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-        for (const std::int64_t value : result.*list.port.*list.values) {
-            xpc_array_append_value(values.get(), number(value).get());
-        }
-        set(reply, list.key, values);
+        const ChannelValues& values = result.*list.port.*list.values;
+        std::vector<xpc::Object> numbers(values.size());
+        std::ranges::transform(values, numbers.begin(), number);
+        set(reply, list.key, xpc::array(numbers));
     }
     return reply;
 }

@@ -8,19 +8,20 @@ namespace corvane {
 
 /// Why the manager refuses a command. The numbers travel on the wire as signed 32-bit results.
 enum class ResultCode : std::uint32_t {
-    UnknownCommand = 0xE020E100,   ///< no such command
-    InvalidArgument = 0xE020E101,  ///< a key is missing, of a wrong type or out of its range
-    NotSupported = 0xE020E102,     ///< this device or baseband can't do it
-    WrongState = 0xE020E103,       ///< not in this boot state or operating mode
-    Busy = 0xE020E104,             ///< something that excludes it is under way
-    Blocked = 0xE020E105,          ///< resets are blocked by a preference
-    TimedOut = 0xE020E106,         ///< the baseband, or the caller's own KeyTimeout
-    Aborted = 0xE020E107,          ///< begun, and ended before its time; the outcome may be unknown
-    BasebandFailed = 0xE020E108,   ///< the baseband reported a failure
-    StorageFailed = 0xE020E109,    ///< the change could not be written to disk
-    LimitReached = 0xE020E10A,     ///< too many of something, or too full a disk
-    NotPermitted = 0xE020E10B,     ///< the system refused the manager the right to do it
-    NotAllowed = 0xE020E10C,       ///< this user may not use the manager
+    UnknownCommand = 0xE020E100,    ///< no such command
+    InvalidArgument = 0xE020E101,   ///< a key is missing, of a wrong type or out of its range
+    NotSupported = 0xE020E102,      ///< this device or baseband can't do it
+    WrongState = 0xE020E103,        ///< not in this boot state or operating mode
+    Busy = 0xE020E104,              ///< something that excludes it is under way
+    Blocked = 0xE020E105,           ///< resets are blocked by a preference
+    TimedOut = 0xE020E106,          ///< the baseband, or the caller's own KeyTimeout
+    Aborted = 0xE020E107,           ///< begun, and ended before its time; the outcome may be unknown
+    BasebandFailed = 0xE020E108,    ///< the baseband reported a failure
+    StorageFailed = 0xE020E109,     ///< the change could not be written to disk
+    LimitReached = 0xE020E10A,      ///< too many of something, or too full a disk
+    NotPermitted = 0xE020E10B,      ///< the system refused the manager the right to do it
+    NotAllowed = 0xE020E10C,        ///< this user may not use the manager
+    VersionNotSpoken = 0xE020E10D,  ///< the client speaks no version of the protocol that the manager speaks
 };
 
 /// A refusal is a value: nothing in the manager throws.
@@ -43,6 +44,7 @@ struct Refusal {
     static Refusal limitReached(std::string sentence) { return {ResultCode::LimitReached, std::move(sentence)}; }
     static Refusal notPermitted(std::string sentence) { return {ResultCode::NotPermitted, std::move(sentence)}; }
     static Refusal notAllowed(std::string sentence) { return {ResultCode::NotAllowed, std::move(sentence)}; }
+    static Refusal versionNotSpoken(std::string sentence) { return {ResultCode::VersionNotSpoken, std::move(sentence)}; }
 
     /// As it travels, and as it stands under KeyErrorCode.
     std::int32_t result() const { return static_cast<std::int32_t>(code); }

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 /// Making and reading XPC objects.
 ///
@@ -21,6 +22,7 @@ Object text(std::string_view bytes);
 Object number(std::int64_t value);
 Object boolean(bool value);
 Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries = {});
+Object array(const std::vector<Object>& values);
 /// Sets or replaces an entry of a dictionary that is still being made.
 void set(const Object& dictionary, const char* key, const Object& value);
 /// Adds an entry. @return false, and nothing is changed, when `dictionary` is none or has the key already
