@@ -5,10 +5,13 @@
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/UtcTime.h"
 #include "Corvane/support/Values.h"
+#include "config/DiagConfig.h"
 #include "config/RYNProperties.h"
 #include "platform/ryn/constants.h"
 
 #include <fmt/format.h>
+
+#include <algorithm>
 
 namespace corvane {
 
@@ -34,6 +37,7 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       scratchLog_(stateFolder / "Scratch"),
       traceRecorders_(loop, stateFolder / "Scratch"),
       traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_, traceRecorders_),
+      journal_(loop),
       traceSwitches_(traceSettings_, traceRecorders_),
       diagTrace_({loop, traceSettings_, traceRecorders_, std::move(streamAccess), [this] { resetStalledBaseband(); }},
                  stateFolder) {
@@ -49,12 +53,14 @@ void Services::start(std::unique_ptr<Baseband> baseband, EventListener events) {
     events_ = std::move(events);
     baseband_ = std::move(baseband);
     erasure_.finishInterrupted();
+    checkJournal();
     traceSwitches_.start(*baseband_);
     diagTrace_.start(*baseband_);
     baseband_->start(*this);
 }
 
 void Services::stop() {
+    journal_.stop();
     baseband_->stop();
 }
 
@@ -88,6 +94,9 @@ void Services::reset(const ResetRequest& request, Completion<void> completion) {
 }
 
 Result<void> Services::checkSetting(const TraceProperty& property, std::string_view value) const {
+    if (property.trace == ryn::trace::Type::SYSLOG && value == "true") {
+        return SystemJournal::checkReadable();
+    }
     const auto possible = traceSwitches_.check(property, value);
     return possible ? diagTrace_.check(property, value) : possible;
 }
@@ -113,7 +122,7 @@ void Services::collectTraceLogs(const std::string& reason, Completion<std::files
         baseband().collectSnapshot([this, reason, known, completion](Result<SnapshotFiles> collected) {
             SnapshotFiles files = collected ? std::move(*collected) : SnapshotFiles();
             files.push_back(describe(reason, known));
-            finishCollection(std::move(files), completion);
+            addJournal(std::move(files), [this, completion](SnapshotFiles all) { finishCollection(std::move(all), completion); });
         });
     });
 }
@@ -129,6 +138,29 @@ SnapshotFile Services::describe(const std::string& reason, const std::string& ba
                 {"Commands", commandFigures_.toDictionary()},
                 {"Clients", clientFigures_.toDictionary()},
             }))};
+}
+
+/// What was stored when the journal could be read need not be what happens now.
+void Services::checkJournal() {
+    if (traceSettings_.value(ryn::trace::Type::SYSLOG, diag::config::kEnabledKey) != "true") {
+        return;
+    }
+    if (const auto readable = SystemJournal::checkReadable(); !readable) {
+        log::warning(readable.refusal().sentence);
+        traceSettings_.setReadOnly(ryn::trace::Type::SYSLOG, diag::config::kEnabledKey, "false");
+    }
+}
+
+void Services::addJournal(SnapshotFiles files, const std::function<void(SnapshotFiles files)>& then) {
+    if (traceSettings_.value(ryn::trace::Type::SYSLOG, diag::config::kEnabledKey) != "true") {
+        then(std::move(files));
+        return;
+    }
+    const auto since = std::max(traceLogs_.lastCollected(), started_);
+    journal_.read(since, [files = std::move(files), then](std::string lines) mutable {
+        files.push_back({"system.log", std::move(lines)});
+        then(std::move(files));
+    });
 }
 
 void Services::finishCollection(SnapshotFiles files, const Completion<std::filesystem::path>& completion) {

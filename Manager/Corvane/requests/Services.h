@@ -6,11 +6,13 @@
 #include "Corvane/support/Log.h"
 #include "Corvane/traces/DiagTrace.h"
 #include "Corvane/traces/ScratchLog.h"
+#include "Corvane/traces/SystemJournal.h"
 #include "Corvane/traces/TraceFilters.h"
 #include "Corvane/traces/TraceLogs.h"
 #include "Corvane/traces/TraceSettings.h"
 #include "Corvane/traces/TraceSwitches.h"
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -64,11 +66,15 @@ private:
     void settingChanged(const TraceProperty& property, const std::string& value);
     /// What the manager adds to a snapshot.
     SnapshotFile describe(const std::string& reason, const std::string& basebandVersion);
+    void checkJournal();
+    /// Adds the system's journal when it is to be recorded.
+    void addJournal(SnapshotFiles files, const std::function<void(SnapshotFiles files)>& then);
     void finishCollection(SnapshotFiles files, const Completion<std::filesystem::path>& completion);
     /// For a trace that has stalled.
     void resetStalledBaseband();
 
     SettingsStore& store_;
+    const std::chrono::system_clock::time_point started_ = std::chrono::system_clock::now();
     GroupCommit group_;
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;
@@ -80,6 +86,7 @@ private:
     log::Copy logCopy_{[this](std::string_view line) { scratchLog_.write(line); }};
     TraceRecorders traceRecorders_;
     TraceLogs traceLogs_;
+    SystemJournal journal_;
     TraceSwitches traceSwitches_;
     DiagTrace diagTrace_;
     EventListener events_;

@@ -150,6 +150,15 @@ std::vector<TraceLogs::Collection> TraceLogs::collections() const {
     return found;
 }
 
+std::chrono::system_clock::time_point TraceLogs::lastCollected() const {
+    const std::vector<Collection> all = collections();
+    struct stat status {};
+    if (all.empty() || stat(all.back().folder.c_str(), &status) != 0) {
+        return {};
+    }
+    return std::chrono::system_clock::from_time_t(status.st_mtime);
+}
+
 void TraceLogs::removeLeftovers() const {
     std::vector<fs::path> leftovers;
     std::error_code error;

@@ -6,6 +6,7 @@
 #include "Corvane/traces/TraceFilters.h"
 #include "Corvane/traces/TraceRecorders.h"
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,6 +21,8 @@ public:
 
     /// Whether the filters allow a collection now.
     Result<void> checkFilters() const;
+    /// When the newest folder was written; the past's end when there is none.
+    std::chrono::system_clock::time_point lastCollected() const;
     /// Writes a folder that appears whole, and drops the oldest ones over the filter's limit.
     /// @param keepScratchLogs whether the manager's own log and the recorded traces go on as if nothing had been collected.
     /// @return the folder.

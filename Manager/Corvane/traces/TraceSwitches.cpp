@@ -23,7 +23,6 @@ const TraceSwitches::Switch TraceSwitches::kSwitches[] = {
     {Type::CoreDump, diag::kEnabledKey, "false", "leaves no core dumps"},
     {Type::EURCoreDump, diag::kEnabledKey, "false", "leaves no core dumps of this kind"},
     {Type::IPCTrace, diag::kEnabledKey, "false", "has nothing to tell beyond the trace BasebandIPC"},
-    {Type::SYSLOG, diag::kEnabledKey, "false", "has no part in the system's log; journalctl(1) shows that"},
 };
 
 void TraceSwitches::start(Baseband& baseband) {

@@ -1,0 +1,145 @@
+#include "Corvane/traces/SystemJournal.h"
+
+#include "Corvane/loop/Timer.h"
+#include "Corvane/support/Text.h"
+#include "Corvane/support/UtcTime.h"
+
+#include <fmt/format.h>
+#include <systemd/sd-journal.h>
+
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <string_view>
+
+namespace corvane {
+
+namespace {
+
+constexpr std::size_t kLargestText = 4'194'304;
+constexpr std::size_t kLongestLine = 4096;
+constexpr int kLinesATurn = 200;
+
+struct Closer {
+    void operator()(sd_journal* journal) const { sd_journal_close(journal); }
+};
+using Journal = std::unique_ptr<sd_journal, Closer>;
+
+/// A journal at its end; nullptr with `error` when it can't be opened.
+Journal openAtEnd(int& error) {
+    sd_journal* opened = nullptr;
+    error = sd_journal_open(&opened, SD_JOURNAL_LOCAL_ONLY);
+    Journal journal(error < 0 ? nullptr : opened);
+    error = journal ? sd_journal_seek_tail(journal.get()) : error;
+    return error < 0 ? nullptr : std::move(journal);
+}
+
+std::string_view field(sd_journal* journal, std::string_view name) {
+    const void* data = nullptr;
+    std::size_t size = 0;
+    if (sd_journal_get_data(journal, name.data(), &data, &size) < 0 || size <= name.size()) {
+        return {};
+    }
+    return {static_cast<const char*>(data) + name.size() + 1, size - name.size() - 1};
+}
+
+/// "2026-11-21T12:34:56.789Z sshd[17]: text"
+std::string line(sd_journal* journal, SystemJournal::Time time) {
+    const std::string_view identifier = field(journal, "SYSLOG_IDENTIFIER");
+    const std::string_view process = field(journal, "_PID");
+    return fmt::format("{} {}{}: {}\n", utcTimeStamp(time), escaped(identifier.empty() ? field(journal, "_COMM") : identifier),
+                       process.empty() ? "" : fmt::format("[{}]", process),
+                       escaped(cut(field(journal, "MESSAGE"), kLongestLine)));
+}
+
+}  // namespace
+
+/// From the newest line to the oldest.
+class SystemJournal::Reading {
+public:
+    Reading(Loop& loop, Journal journal, Time since, Taker taker)
+        : timer(loop), taker_(std::move(taker)), journal_(std::move(journal)), since_(since) {}
+
+    /// @return whether there may be more.
+    bool takeOne() {
+        std::uint64_t microseconds = 0;
+        if (sd_journal_previous(journal_.get()) <= 0 || sd_journal_get_realtime_usec(journal_.get(), &microseconds) < 0) {
+            return false;
+        }
+        const Time time(std::chrono::microseconds{microseconds});
+        if (time < since_) {
+            return false;
+        }
+        lines_.push_front(line(journal_.get(), time));
+        size_ += lines_.front().size();
+        return size_ < kLargestText;
+    }
+
+    void handOver() const {
+        std::string all;
+        all.reserve(size_);
+        for (const std::string& each : lines_) {
+            all += each;
+        }
+        taker_(std::move(all));
+    }
+
+    Timer timer;  ///< to the next lines
+
+private:
+    Taker taker_;
+    Journal journal_;
+    Time since_;
+    std::deque<std::string> lines_;
+    std::size_t size_ = 0;
+};
+
+SystemJournal::SystemJournal(Loop& loop) : loop_(loop) {}
+
+SystemJournal::~SystemJournal() = default;
+
+Result<void> SystemJournal::checkReadable() {
+    int error = 0;
+    const Journal journal = openAtEnd(error);
+    if (journal && sd_journal_previous(journal.get()) > 0) {
+        return {};
+    }
+    return Refusal::notPermitted(
+        fmt::format("Trace SYSLOG can't be recorded: there is no journal that the manager's user may read{}; members of group "
+                    "systemd-journal may read the system's.",
+                    journal ? "" : fmt::format(" ({})", std::strerror(-error))));
+}
+
+void SystemJournal::read(Time since, Taker taker) {
+    int error = 0;
+    Journal journal = openAtEnd(error);
+    if (!journal) {
+        taker(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
+        return;
+    }
+    goOn(readings_.emplace(readings_.end(), loop_, std::move(journal), since, std::move(taker)));
+}
+
+void SystemJournal::goOn(std::list<Reading>::iterator reading) {
+    for (int count = 0; count < kLinesATurn; ++count) {
+        if (!reading->takeOne()) {
+            finish(reading);
+            return;
+        }
+    }
+    reading->timer.set(std::chrono::milliseconds::zero(), [this, reading] { goOn(reading); });
+}
+
+void SystemJournal::finish(std::list<Reading>::iterator reading) {
+    std::list<Reading> done;
+    done.splice(done.begin(), readings_, reading);
+    reading->handOver();
+}
+
+void SystemJournal::stop() {
+    while (!readings_.empty()) {
+        finish(readings_.begin());
+    }
+}
+
+}  // namespace corvane
