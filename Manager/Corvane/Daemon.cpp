@@ -143,7 +143,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
     Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits_);
-    services.start(options_.backend->make(*loop_, *store_, options_.modem),
+    services.start(options_.backend->make(*loop_, *store_, options_.ofBackend),
                    [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
 
     std::optional<MetricsFile> metrics;

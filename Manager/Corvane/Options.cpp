@@ -21,6 +21,7 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
   --backend NAME      "simulated" (the default) or "modemmanager"
   --modem MODEM       which modem of ModemManager: its index, object path, device or IMEI;
                       "any" follows whatever modem is there
+  --scenario FILE     let the simulated baseband crash, hang, fail or lose its network as FILE says: corvane-scenario(5)
   --fault RULE        make a command fail: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed;
                       may be given again
   --metrics FILE      write figures there every 15 s, for the textfile collector of Prometheus' node exporter
@@ -35,6 +36,7 @@ constexpr option kOptions[] = {
     {"state", required_argument, nullptr, 'd'},
     {"backend", required_argument, nullptr, 'b'},
     {"modem", required_argument, nullptr, 'm'},
+    {"scenario", required_argument, nullptr, 'c'},
     {"fault", required_argument, nullptr, 'f'},
     {"metrics", required_argument, nullptr, 'M'},
     {"verbose", no_argument, nullptr, 'v'},
@@ -50,6 +52,15 @@ std::string backendNames() {
         names += (names.empty() ? "" : " and ") + std::string(backend.name);
     }
     return names;
+}
+
+Result<void> setScenario(Options& options, const std::string& path) {
+    auto scenario = simulated::readScenario(path);
+    if (!scenario) {
+        return Refusal::invalidArgument("--scenario: " + scenario.refusal().sentence);
+    }
+    options.ofBackend.scenario = std::move(*scenario);
+    return {};
 }
 
 Result<void> set(Options& options, int option, const std::string& value) {
@@ -68,8 +79,10 @@ Result<void> set(Options& options, int option, const std::string& value) {
             }
             break;
         case 'm':
-            options.modem = value;
+            options.ofBackend.modem = value;
             break;
+        case 'c':
+            return setScenario(options, value);
         case 'f':
             return options.faults.add(value);
         case 'M':
@@ -125,8 +138,11 @@ Result<Options> Options::parse(int count, char* const* words) {
         return Refusal::invalidArgument(
             fmt::format("there is no option '{}'; Corvane --help shows those that there are", words[optind]));
     }
-    if (!options.modem.empty() && options.backend != findBackend("modemmanager")) {
+    if (!options.ofBackend.modem.empty() && options.backend != findBackend("modemmanager")) {
         return Refusal::invalidArgument("--modem goes with --backend modemmanager");
+    }
+    if (options.ofBackend.scenario && options.backend != findBackend("simulated")) {
+        return Refusal::invalidArgument("--scenario goes with --backend simulated, the default");
     }
     return options;
 }

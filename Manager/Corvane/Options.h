@@ -13,7 +13,7 @@ struct Options {
     std::string socketPath;
     std::string stateFolder;
     const Backend* backend = &backends().front();
-    std::string modem;
+    BackendOptions ofBackend;
     FaultRules faults;
     std::string metricsFile;
     bool verbose = false;

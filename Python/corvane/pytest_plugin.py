@@ -6,13 +6,17 @@
     @pytest.mark.corvane("--fault", "ResetBasebandCommand=hang")
     def test_hanging_reset(corvane): ...
 
+    @pytest.mark.corvane(scenario={"steps": [{"at": 0, "action": "fail-boot"}]})
+    def test_boot_that_fails(corvane): ...
+
 The fixture `corvane` is a `RunningManager`: started before the test in a folder of its own, ended after it. The mark's words are
-options of Corvane(8). CORVANE names the program where it isn't installed.
+options of Corvane(8), its `scenario` what corvane-scenario(5) has in a file. CORVANE names the program where it isn't installed.
 """
 
 from __future__ import annotations
 
 import ctypes
+import json
 import os
 import shutil
 import signal
@@ -107,7 +111,13 @@ class RunningManager:
 def corvane(request: pytest.FixtureRequest, tmp_path_factory: pytest.TempPathFactory) -> Iterator[RunningManager]:
     """A manager with a simulated baseband, ready."""
     mark = request.node.get_closest_marker("corvane")
-    manager = RunningManager(tmp_path_factory.mktemp("corvane"), mark.args if mark else ())
+    folder = tmp_path_factory.mktemp("corvane")
+    options = list(mark.args) if mark else []
+    if mark and "scenario" in mark.kwargs:
+        scenario = folder / "scenario.json"
+        scenario.write_text(json.dumps(mark.kwargs["scenario"]))
+        options += ["--scenario", str(scenario)]
+    manager = RunningManager(folder, options)
     manager.start()
     yield manager
     if "client" in vars(manager):
@@ -116,4 +126,4 @@ def corvane(request: pytest.FixtureRequest, tmp_path_factory: pytest.TempPathFac
 
 
 def pytest_configure(config: pytest.Config) -> None:
-    config.addinivalue_line("markers", "corvane(*options): options of the manager that the fixture `corvane` starts")
+    config.addinivalue_line("markers", "corvane(*options, scenario={}): options of the manager that the fixture `corvane` starts")

@@ -272,12 +272,19 @@ def test_a_measurement_a_second_is_recorded(manager):
 
 
 @pytest.mark.parametrize("trace, why", [
-    ("CoreDump", "this baseband leaves no core dumps."),
+    ("EURCoreDump", "this baseband leaves no core dumps of this kind."),
     ("IPCTrace", "this baseband has nothing to tell beyond the trace BasebandIPC."),
-    ("SYSLOG", "this baseband has no part in the system's log; journalctl(1) shows that."),
 ])
 def test_nothing_is_accepted_without_effect(manager, trace, why):
     client = manager.client()
     assert client.set(trace, "Enabled", "true") == f"102: Trace {trace} can't be recorded: {why}"
     assert client.get(trace, "Enabled") == "false"
     assert client.set(trace, "Enabled", "false") is None
+
+
+def test_the_journal_is_recorded_where_it_can_be_read(manager):
+    client = manager.client()
+    refused = client.set("SYSLOG", "Enabled", "true")
+    assert not refused or refused.startswith("10B: Trace SYSLOG can't be recorded: there is no journal that the manager's user may read")
+    assert client.get("SYSLOG", "Enabled") == ("false" if refused else "true")
+    assert (client.collect() / "system.log").exists() == (not refused)

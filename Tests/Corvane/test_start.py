@@ -27,6 +27,8 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     os.mkfifo(tmp_path / "fifo/settings.db")
     os.mkfifo(tmp_path / "log/settings.db-wal")
     (tmp_path / "link/settings.db").symlink_to(tmp_path / "elsewhere.db")
+    (tmp_path / "wrong.json").write_text('{"steps": [\n{"at": 1, "action": "crush"}]}')
+    (tmp_path / "sound.json").write_text('{"steps": []}')
     at, kept = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
     for status, sentence, *options in [
         (2, "there is no option '--bogus'", "--bogus"),
@@ -35,6 +37,9 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
         (2, "--verbose takes no value", "--verbose=1"),
         (2, "there are simulated and modemmanager", "--backend", "real"),
         (2, "--modem goes with --backend modemmanager", "--modem", "0"),
+        (2, "none.json can't be read: it doesn't exist", "--scenario", tmp_path / "none.json"),
+        (2, 'wrong.json line 2, step 1: "action" is "crush"; it takes "crash"', "--scenario", tmp_path / "wrong.json"),
+        (2, "--scenario goes with --backend simulated", "--scenario", tmp_path / "sound.json", "--backend", "modemmanager"),
         (2, "RESULT that is not 0", "--fault", "Info=0"),
         (2, "is no fault rule", "--fault", "Info=0x1FFFFFFFF"),
         (1, "too long: at most 107", *kept, "/tmp/" + 120 * "x"),

@@ -22,6 +22,12 @@ SESSION = """
             corvane.client.perform(commands.baseband_time())
         assert refused.value.result == 0xE020E106
 
+    @pytest.mark.corvane(scenario={"steps": [{"at": 0, "action": "fail-boot"}]})
+    def test_scenario(corvane):
+        with pytest.raises(Refused):
+            corvane.client.perform(commands.set_operating_mode(0))
+        assert corvane.client.perform(commands.boot_state()) == "Off (boot-failed)"
+
     def test_settings_outlive_a_restart(corvane):
         corvane.client.perform(commands.set_trace_property("DIAG", "History", "300"))
         corvane.restart()
@@ -38,5 +44,5 @@ def test_session(pytester, monkeypatch):
     pytester.makepyfile(SESSION)
     pytester.makeconftest('pytest_plugins = ["corvane.pytest_plugin"]')
     result = pytester.runpytest("-p", "no:cacheprovider")
-    result.assert_outcomes(passed=3, errors=1)
+    result.assert_outcomes(passed=4, errors=1)
     result.stdout.fnmatch_lines(["*The manager did not start: *no-such-option*"])

@@ -13,12 +13,12 @@ using BasebandPtr = std::unique_ptr<Baseband>;
 
 constexpr Backend kBackends[] = {
     {"simulated",
-     [](Loop& loop, SettingsStore& store, const std::string&) -> BasebandPtr {
-         return std::make_unique<SimulatedBaseband>(loop, store);
+     [](Loop& loop, SettingsStore& store, const BackendOptions& options) -> BasebandPtr {
+         return std::make_unique<SimulatedBaseband>(loop, store, options.scenario);
      }},
     {"modemmanager",
-     [](Loop& loop, SettingsStore& store, const std::string& modem) -> BasebandPtr {
-         return std::make_unique<ModemManagerBaseband>(loop, store, modem);
+     [](Loop& loop, SettingsStore& store, const BackendOptions& options) -> BasebandPtr {
+         return std::make_unique<ModemManagerBaseband>(loop, store, options.modem);
      }},
 };
 

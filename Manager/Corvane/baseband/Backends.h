@@ -1,20 +1,28 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/simulated/scenario/Scenario.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/settings/SettingsStore.h"
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
 namespace corvane {
 
+/// What the options of one backend or the other say.
+struct BackendOptions {
+    std::string modem;                            ///< of --modem; may be empty
+    std::optional<simulated::Scenario> scenario;  ///< of --scenario
+};
+
 /// What --backend chooses from.
 struct Backend {
     const char* name;
-    /// @param loop and @param store outlive the baseband. @param modem what --modem says; may be empty.
-    std::unique_ptr<Baseband> (*make)(Loop& loop, SettingsStore& store, const std::string& modem);
+    /// @param loop and @param store outlive the baseband.
+    std::unique_ptr<Baseband> (*make)(Loop& loop, SettingsStore& store, const BackendOptions& options);
 };
 
 /// The default first.

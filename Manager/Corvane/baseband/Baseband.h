@@ -134,6 +134,8 @@ public:
     virtual bool canRecord(ryn::trace::Type) const { return false; }
     /// From now on diagnostic messages go to the listener, as records of the DIAG trace, as `settings` say. Before `start` too.
     virtual void configureDiag(const DiagSettings& /*settings*/) {}
+    /// A ready baseband whose DIAG trace is silent for longer has stalled.
+    virtual std::chrono::milliseconds longestSilence() const { return std::chrono::seconds(10); }
     /// Tells the listener the messages that the baseband still holds, those of a procedure under way among them.
     virtual void drainDiag() {}
     /// Begins or ceases to tell the listener the records of another trace.

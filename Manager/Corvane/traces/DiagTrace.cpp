@@ -2,6 +2,8 @@
 
 #include "Corvane/support/Log.h"
 
+#include <fmt/chrono.h>
+
 #include <cstdlib>
 #include <utility>
 
@@ -14,7 +16,6 @@ namespace {
 
 using ryn::trace::Type;
 
-constexpr std::chrono::seconds kLongestSilence{10};
 constexpr std::uint64_t kMegabyte = 1048576;
 constexpr const char* kFiles[] = {diag::kPrimaryDMCFileKey, diag::kSecondaryDMCFileKey, diag::kExtraDMCFileKey};
 
@@ -189,7 +190,7 @@ void DiagTrace::watchForStall() {
         stallTimer_.cancel();
     } else if (!stallTimer_.isSet()) {
         heard_ = false;
-        stallTimer_.set(kLongestSilence, [this] { checkForStall(); });
+        stallTimer_.set(baseband_->longestSilence(), [this] { checkForStall(); });
     }
 }
 
@@ -200,7 +201,8 @@ void DiagTrace::checkForStall() {
     }
     if (!heard_ && !stalled_) {
         stalled_ = true;
-        log::warning("the DIAG trace has stalled: no message for " + std::to_string(kLongestSilence.count()) + " s");
+        log::warning(fmt::format("the DIAG trace has stalled: no message for {}",
+                                 std::chrono::duration<double>(baseband_->longestSilence())));
         recover();
     }
     watchForStall();

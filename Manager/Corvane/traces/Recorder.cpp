@@ -73,7 +73,7 @@ void Recorder::cutTornTail(Segment& segment) const {
 }
 
 void Recorder::append(TraceTime time, std::string_view record) {
-    if (time < lastTime_) {
+    if (time < lastTime_ || format_.oneRecordEach) {
         flush();
         close();
     }

@@ -19,12 +19,15 @@ struct SegmentFormat {
     void (*append)(std::string& out, TraceTime time, std::string_view record, std::uint64_t lost);
     /// The bytes of `segment` up to the end of its last whole record; 0 when not even its header is whole.
     std::size_t (*wholeLength)(std::string_view segment);
+    bool oneRecordEach = false;  ///< a segment holds one record
 };
 
 /// Packets of LINKTYPE_IPV4 (pcapng, draft-ietf-opsawg-pcapng).
 extern const SegmentFormat kPcapng;
 /// A line a record, the UTC time first.
 extern const SegmentFormat kTextLines;
+/// ELF core files, which say themselves how long they are.
+extern const SegmentFormat kCoreDumps;
 /// CSV of measurements: a record is a line without its time.
 extern const SegmentFormat kMeasurements;
 

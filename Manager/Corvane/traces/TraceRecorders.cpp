@@ -16,10 +16,8 @@ struct Kind {
     const SegmentFormat& format;
 };
 const Kind kKinds[] = {
-    {Type::DIAG, kPcapng},
-    {Type::BasebandIPC, kTextLines},
-    {Type::KernelPCI, kTextLines},
-    {Type::TEMS, kMeasurements},
+    {Type::DIAG, kPcapng},       {Type::BasebandIPC, kTextLines}, {Type::KernelPCI, kTextLines},
+    {Type::TEMS, kMeasurements}, {Type::CoreDump, kCoreDumps},
 };
 
 constexpr std::uint64_t kMegabyte = 1048576;

@@ -90,6 +90,8 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
          "nas_eps.emm.cause", "6"},
         {nasPacket(Direction::Uplink, nas::detachRequest(kKnown, true)), "Detach request (EPS detach / switch-off)", "3gpp.tmsi",
          "2882400001"},
+        {nasPacket(Direction::Downlink, nas::detachRequestOfNetwork(nas::Cause::NetworkNotAllowed)),
+         "Detach request (Re-attach not required) (PLMN not allowed)", "nas_eps.emm.cause", "11"},
         {nasPacket(Direction::Downlink, nas::detachAccept()), "Detach accept", "gsmtap.type", "18"},
         {nasPacket(Direction::Uplink, nas::trackingAreaUpdateRequest(kKnown, kCell)), "Tracking area update request",
          "nas_eps.emm.tai_tac", "43"},

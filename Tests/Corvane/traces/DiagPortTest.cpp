@@ -52,15 +52,5 @@ TEST(DiagPort, LetsMessagesOutAsItsSettingsSay) {
     }
 }
 
-TEST(DiagPort, IsSilentWhileItStalls) {
-    std::size_t out = 0;
-    DiagPort port([&](const TraceRecord&) { ++out; });
-    port.configure({{DiagGroup::Log}, {}});
-    port.stall();
-    EXPECT_FALSE(port.isOn());
-    port.configure({{DiagGroup::Log}, {}});
-    EXPECT_TRUE(port.wants(DiagGroup::Log));
-}
-
 }  // namespace
 }  // namespace corvane::simulated

@@ -16,8 +16,8 @@ std::chrono::nanoseconds sinceHostBoot() {
 
 }  // namespace
 
-void BasebandClock::set() {
-    setTo_ = std::chrono::system_clock::now();
+void BasebandClock::set(std::chrono::milliseconds error) {
+    setTo_ = std::chrono::system_clock::now() + error;
     setAt_ = sinceHostBoot();
 }
 

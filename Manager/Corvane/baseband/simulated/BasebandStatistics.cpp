@@ -11,12 +11,13 @@ namespace {
 
 /// At the index of their enumerators.
 constexpr const char* kCounts[] = {"ModeChanges",    "Shutdowns",       "WakesByBaseband", "PowerNotifications",
-                                   "NVDataErasures", "FileSystemSyncs", "PowerLogDumps"};
-static_assert(std::size(kCounts) == static_cast<std::size_t>(BasebandStatistics::Count::PowerLogDumps) + 1);
+                                   "NVDataErasures", "FileSystemSyncs", "PowerLogDumps",   "FailedBoots"};
+static_assert(std::size(kCounts) == static_cast<std::size_t>(BasebandStatistics::Count::FailedBoots) + 1);
 constexpr const char* kSelfTests[] = {"SelfTestsPassed", "SelfTestsFailed", "SelfTestsAborted"};
 static_assert(std::size(kSelfTests) == static_cast<std::size_t>(RFSelfTest::Outcome::Aborted) + 1);
 
 constexpr const char* kBoots = "Boots";
+constexpr const char* kCrashes = "Crashes";
 constexpr const char* kLastBoot = "LastBootMilliseconds";
 constexpr const char* kResets[] = {"SoftResets", "HardResets"};
 constexpr const char* kLastResets[] = {"LastSoftReset", "LastHardReset"};
@@ -40,6 +41,10 @@ void BasebandStatistics::countReset(const ResetRequest& request, const std::stri
                        {last + "Time", time}});
 }
 
+void BasebandStatistics::countCrash(const std::string& reason, const std::string& time) {
+    record_.setLazily({{kCrashes, record_.number(kCrashes) + 1}, {"LastCrashReason", reason}, {"LastCrashTime", time}});
+}
+
 void BasebandStatistics::countBoot(std::chrono::milliseconds duration) {
     record_.setLazily({{kBoots, record_.number(kBoots) + 1}, {kLastBoot, std::int64_t{duration.count()}}});
 }
@@ -56,6 +61,7 @@ xpc::Object BasebandStatistics::toDictionary() const {
         }
     };
     fill(kBoots);
+    fill(kCrashes);
     std::ranges::for_each(kCounts, fill);
     std::ranges::for_each(kSelfTests, fill);
     std::ranges::for_each(kResets, fill);

@@ -13,11 +13,21 @@ class BasebandStatistics {
 public:
     explicit BasebandStatistics(SettingsStore& store) : record_(store, "baseband.statistics") {}
 
-    enum class Count { ModeChanges, Shutdowns, Wakes, PowerNotifications, NVDataErasures, FileSystemSyncs, PowerLogDumps };
+    enum class Count {
+        ModeChanges,
+        Shutdowns,
+        Wakes,
+        PowerNotifications,
+        NVDataErasures,
+        FileSystemSyncs,
+        PowerLogDumps,
+        FailedBoots
+    };
     void count(Count what);
     void countSelfTest(RFSelfTest::Outcome outcome);
     /// @param time the baseband's own.
     void countReset(const ResetRequest& request, const std::string& time);
+    void countCrash(const std::string& reason, const std::string& time);
     void countBoot(std::chrono::milliseconds duration);
 
     xpc::Object toDictionary() const;

@@ -12,6 +12,7 @@ struct Durations {
     std::chrono::milliseconds shutdown{100};
     std::chrono::milliseconds fileSystemSync{40};
     std::chrono::milliseconds selfTest{2000};
+    std::chrono::milliseconds patience{5000};  ///< with a command to a baseband that hangs
 };
 
 }  // namespace corvane::simulated

@@ -20,6 +20,7 @@ constexpr Design kSaturation2G{3, 345, 5};
 constexpr Design kReturnLoss{4, 150, 25};
 constexpr Design kReceivePathLoss{5, 900, 10};
 constexpr std::int64_t kPortBCableLoss = 3;
+constexpr std::int64_t kBrokenPathLoss = 400;
 
 /// SplitMix64's finalizer: every bit of the result depends on every bit of the input.
 std::uint64_t scramble(std::uint64_t bits) {
@@ -74,6 +75,13 @@ void measure(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Po
     measured.powerRatio[channel] = of(kReturnLoss);
     measured.reversePower[channel] = measured.forwardPower[channel] - measured.powerRatio[channel];
     measured.rssi[channel] = measured.forwardPower[channel] - of(kReceivePathLoss);
+}
+
+void breakPath(Port port, std::size_t channel, RFSelfTestResult& result) {
+    PortMeasurements& measured = port == Port::A ? result.portA : result.portB;
+    for (ChannelValues* values : {&measured.forwardPower, &measured.reversePower, &measured.rssi}) {
+        (*values)[channel] -= kBrokenPathLoss;
+    }
 }
 
 std::string judge(const RFSelfTestOptions& options, RFSelfTestResult& result) {

@@ -13,6 +13,9 @@ enum class Port { A, B };
 void measure(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Port port, std::size_t channel,
              RFSelfTestResult& result);
 
+/// Makes of a measurement what a broken path to the antenna leaves of it.
+void breakPath(Port port, std::size_t channel, RFSelfTestResult& result);
+
 /// Compares the measurements with the limits and notes what passed.
 /// @return the first violation, and how many others there are, in a sentence; empty when there is none.
 std::string judge(const RFSelfTestOptions& options, RFSelfTestResult& result);

@@ -10,6 +10,10 @@ using Status = RFSelfTestEvent::Status;
 
 void RFSelfTest::run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Completion<RFSelfTestEvent> completion) {
     running_ = std::make_unique<Run>(Run{options, calibrationSeed, std::move(completion)});
+    for (std::size_t port = 0; port < failing_.size(); ++port) {
+        running_->isBroken[port] = failing_[port] > 0;
+        failing_[port] -= running_->isBroken[port] ? 1 : 0;
+    }
     listener_.selfTestProgressed(event(Status::Running));
     awaitStep();
 }
@@ -35,6 +39,9 @@ void RFSelfTest::takeStep() {
     const std::size_t first = running_->stepsDone % (kSteps / 2) * kChannelsPerStep;
     for (std::size_t channel = first; channel < first + kChannelsPerStep; ++channel) {
         measure(running_->options, running_->calibrationSeed, port, channel, running_->result);
+        if (running_->isBroken[static_cast<std::size_t>(port)]) {
+            breakPath(port, channel, running_->result);
+        }
     }
     if (++running_->stepsDone == kSteps) {
         complete();

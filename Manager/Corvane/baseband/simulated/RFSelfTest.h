@@ -4,6 +4,7 @@
 #include "Corvane/baseband/simulated/RFMeasurements.h"
 #include "Corvane/loop/Timer.h"
 
+#include <array>
 #include <memory>
 
 namespace corvane::simulated {
@@ -29,6 +30,8 @@ public:
     bool isRunning() const { return running_ != nullptr; }
     /// Not while it is running. Completes with the last event.
     void run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Completion<RFSelfTestEvent> completion);
+    /// The next tests find a port's path to the antenna broken.
+    void failNext(Port port, unsigned times) { failing_[static_cast<std::size_t>(port)] = times; }
     /// Ends a running test with the aborted status. @param why "by ..."
     void abort(const std::string& why);
 
@@ -41,6 +44,7 @@ private:
         Completion<RFSelfTestEvent> completion;
         std::size_t stepsDone = 0;
         RFSelfTestResult result = {};
+        std::array<bool, 2> isBroken = {};  ///< by port
     };
 
     void awaitStep();
@@ -53,6 +57,7 @@ private:
     const std::chrono::milliseconds stepDuration_;
     Listener& listener_;
     Timer step_;
+    std::array<unsigned, 2> failing_{};  ///< tests of each port that are to fail
     std::unique_ptr<Run> running_;
 };
 

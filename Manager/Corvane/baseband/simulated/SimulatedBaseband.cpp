@@ -13,36 +13,55 @@ namespace corvane {
 namespace {
 
 using simulated::BasebandStatistics;
-using simulated::RFSelfTest;
 
 constexpr const char* kFirmwareVersion = "Simulated-1.0.0";
 /// Of a reset's reason and sub type: what is kept and told of a text that a client may have made as long as a packet.
 constexpr std::size_t kLongestReason = 256;
 
-const char* nameOf(ResetType type) {
-    return type == ResetType::Hard ? "hard" : "soft";
-}
+/// Before the start and after the stop.
+class Nobody final : public BasebandListener {
+    void bootStateChanged(const BootStatus&) override {}
+    void operatingModeChanged(OperatingMode) override {}
+    void selfTestProgressed(const RFSelfTestEvent&) override {}
+    void basebandLog(std::string_view) override {}
+};
+Nobody nobody;
 
 }  // namespace
 
-SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const simulated::Durations& durations)
-    : nvData_(store),
+SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario,
+                                     const simulated::Durations& durations)
+    : listener_(&nobody),
+      seed_(scenario ? std::optional(scenario->seed) : std::nullopt),
+      longestSilence_(scenario ? scenario->silence : Baseband::longestSilence()),
+      nvData_(store),
       statistics_(store),
       wakeReasons_(store, clock_),
       powerLogs_(store, nvData_, clock_),
       link_([this](const TraceRecord& exchange) { record(exchange); }),
-      diag_(loop, nvData_.calibrationSeed(), [this](const TraceRecord& message) { record(message); }),
+      stalledTraces_(loop),
+      diag_(loop, seed(), [this](const TraceRecord& message) { record(message); }),
       selfTest_(loop, durations.selfTest, *this),
       fileSystemSync_(loop, durations.fileSystemSync, nvData_, clock_),
-      stateMachine_(loop, durations, nvData_, *this) {}
+      stateMachine_(loop, durations, nvData_, *this) {
+    if (scenario) {
+        const simulated::ScenarioStage stage{stateMachine_, clock_, diag_, selfTest_, stalledTraces_};
+        scenario_ = std::make_unique<simulated::ScenarioPlayer>(
+            loop, *scenario, stage, [this](const std::string& sentence) { listener_->basebandLog(sentence); });
+    }
+}
 
 void SimulatedBaseband::start(BasebandListener& listener) {
     listener_ = &listener;
+    if (scenario_) {
+        scenario_->start();
+    }
     stateMachine_.start();
 }
 
 void SimulatedBaseband::stop() {
-    listener_ = nullptr;
+    listener_ = &nobody;
+    scenario_.reset();
     selfTest_.abort("because the manager is stopping");
     fileSystemSync_.interrupt("because the manager is stopping");
     stateMachine_.stop();
@@ -50,7 +69,7 @@ void SimulatedBaseband::stop() {
 
 void SimulatedBaseband::getBootState(Completion<BootStatus> completion) {
     link_.command("get boot state");
-    completion(BootStatus{.state = stateMachine_.bootState(), .wantedMode = wantedMode_});
+    completion(bootStatus());
 }
 
 void SimulatedBaseband::getOperatingMode(Completion<OperatingMode> completion) {
@@ -94,7 +113,8 @@ void SimulatedBaseband::reset(const ResetRequest& request, Completion<void> comp
 
 void SimulatedBaseband::eraseNVData(Completion<void> completion) {
     link_.command("erase non-volatile data");
-    if (const auto erased = nvData_.erase(); !erased) {
+    const auto answering = stateMachine_.checkAnswering();
+    if (const auto erased = answering ? nvData_.erase() : answering; !erased) {
         completion(erased);
         return;
     }
@@ -116,7 +136,8 @@ void SimulatedBaseband::syncFileSystem(bool waitForCompletion, Completion<void> 
 
 void SimulatedBaseband::controlPowerLog(PowerLog log, PowerLogAction action, Completion<void> completion) {
     link_.command("power log", log == PowerLog::NPA ? "NPA" : "F3");
-    const Result<void> done = powerLogs_.control(log, action);
+    const Result<void> answering = stateMachine_.checkAnswering();
+    const Result<void> done = answering ? powerLogs_.control(log, action) : answering;
     if (done && action == PowerLogAction::Dump) {
         statistics_.count(BasebandStatistics::Count::PowerLogDumps);
     }
@@ -163,7 +184,7 @@ void SimulatedBaseband::beginSelfTest(const RFSelfTestOptions& options, Completi
     }
     powerLogs_.selfTest("begins", true);
     diag_.selfTest("begins");
-    selfTest_.run(options, nvData_.calibrationSeed(), std::move(completion));
+    selfTest_.run(options, seed(), std::move(completion));
 }
 
 void SimulatedBaseband::abortSelfTest(const std::string& why, Completion<void> completion) {
@@ -178,7 +199,7 @@ void SimulatedBaseband::abortSelfTest(const std::string& why, Completion<void> c
 
 void SimulatedBaseband::getStatistics(Completion<xpc::Object> completion) {
     link_.command("get statistics");
-    completion(statistics_.toDictionary());
+    completion(statistics());
 }
 
 void SimulatedBaseband::collectSnapshot(Completion<SnapshotFiles> completion) {
@@ -188,115 +209,65 @@ void SimulatedBaseband::collectSnapshot(Completion<SnapshotFiles> completion) {
 
 void SimulatedBaseband::sleepChanged(const char* why, bool asleep) {
     diag_.powerNotification(why, asleep);
-    if (listener_ != nullptr) {
-        listener_->sleepChanged(asleep);
-    }
+    listener_->sleepChanged(asleep);
 }
 
 bool SimulatedBaseband::canRecord(ryn::trace::Type trace) const {
     using ryn::trace::Type;
-    return trace == Type::DIAG || trace == Type::TEMS || simulated::Link::carries(trace);
+    return trace == Type::DIAG || trace == Type::TEMS || trace == Type::CoreDump || simulated::Link::carries(trace);
 }
 
 void SimulatedBaseband::switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) {
     if (trace == ryn::trace::Type::TEMS) {
         diag_.setMeasuring(on);
+    } else if (trace == ryn::trace::Type::CoreDump) {
+        leavesCoreDumps_ = on;
     } else if (simulated::Link::carries(trace)) {
         link_.switchTrace(trace, on);
     }
     completion({});
 }
 
+/// Ends a stall, unless nothing but a snapshot is the reason.
+void SimulatedBaseband::configureDiag(const DiagSettings& settings) {
+    if (std::exchange(holdsDiag_, settings.hold) == settings.hold) {
+        stalledTraces_.end(ryn::trace::Type::DIAG);
+    }
+    diag_.configure(settings);
+}
+
 void SimulatedBaseband::record(const TraceRecord& record) {
+    if (stalledTraces_.contains(record.trace)) {
+        return;
+    }
     if (record.trace == ryn::trace::Type::DIAG) {
         link_.message(record.content.size());
     }
-    if (listener_ != nullptr) {
-        listener_->traceRecorded(record);
-    }
+    listener_->traceRecorded(record);
 }
 
 xpc::Object SimulatedBaseband::state() const {
     return dictionary({{"BasebandVersion", text(kFirmwareVersion)},
-                       {"BootState", text(nameOf(stateMachine_.bootState()))},
+                       {"BootState", text(describe(bootStatus()))},
                        {"OperatingMode", text(describe(stateMachine_.operatingMode()))},
                        {"Time", text(clock_.text())},
                        {"LastWake", wakeReasons_.toDictionary()},
                        {"NVData", nvData_.toDictionary()},
-                       {"Statistics", statistics_.toDictionary()}});
+                       {"Statistics", statistics()}});
 }
 
-void SimulatedBaseband::resetBegins(const ResetRequest& request) {
-    const std::string why = fmt::format("by a {} reset", nameOf(request.type));
-    selfTest_.abort(why);
-    fileSystemSync_.interrupt(why);
-    statistics_.countReset(request, clock_.text());
-    if (wakeReasons_.resetBegins()) {
-        statistics_.count(BasebandStatistics::Count::Wakes);
-        sleepChanged("baseband reset", false);
+xpc::Object SimulatedBaseband::statistics() const {
+    const xpc::Object all = statistics_.toDictionary();
+    const xpc::Object service = diag_.service();
+    for (const char* key : {"SIM", "Registration", "RSRP"}) {
+        xpc_dictionary_set_value(all.get(), key, xpc_dictionary_get_value(service.get(), key));
     }
-    diag_.resetBegins(request);
-    if (request.type == ResetType::Hard) {
-        powerLogs_.forget();
-    }
-    if (listener_ != nullptr) {
-        listener_->basebandLog(fmt::format("A {} reset begins: {}", nameOf(request.type), request.reason));
-    }
+    return all;
 }
 
-void SimulatedBaseband::bootStateChanged(BootState state) {
-    wantedMode_.reset();
-    if (state == BootState::Booting) {
-        clock_.set();
-    }
-    link_.event("boot state", nameOf(state));
-    powerLogs_.bootStateChanged(state);
-    diag_.bootStateChanged(state, stateMachine_.lastBootDuration());
-    if (state == BootState::Ready) {
-        statistics_.countBoot(stateMachine_.lastBootDuration());
-    }
-    if (state == BootState::Off) {
-        statistics_.count(BasebandStatistics::Count::Shutdowns);
-        powerLogs_.forget();
-    }
-    if (listener_ != nullptr) {
-        listener_->bootStateChanged({state});
-    }
-}
-
-void SimulatedBaseband::operatingModeChanged(OperatingMode mode) {
-    if (stateMachine_.bootState() == BootState::Ready) {
-        const std::string why = "by a change to operating mode " + describe(mode);
-        selfTest_.abort(why);
-        if (mode == OperatingMode::ShuttingDown) {
-            fileSystemSync_.interrupt(why);
-        }
-        statistics_.count(BasebandStatistics::Count::ModeChanges);
-    }
-    if (mode == OperatingMode::Online) {
-        clock_.set();
-    }
-    link_.event("operating mode", describe(mode));
-    powerLogs_.operatingModeChanged(mode);
-    diag_.operatingModeChanged(mode);
-    if (listener_ != nullptr) {
-        listener_->operatingModeChanged(mode);
-    }
-}
-
-void SimulatedBaseband::selfTestProgressed(const RFSelfTestEvent& event) {
-    if (listener_ != nullptr) {
-        listener_->selfTestProgressed(event);
-    }
-}
-
-void SimulatedBaseband::selfTestEnded(RFSelfTest::Outcome outcome, const RFSelfTestEvent& event) {
-    constexpr const char* kEnds[] = {"passed", "failed", "aborted"};
-    static_assert(std::size(kEnds) == static_cast<std::size_t>(RFSelfTest::Outcome::Aborted) + 1);
-    powerLogs_.selfTest(kEnds[static_cast<std::size_t>(outcome)], false);
-    diag_.selfTest(kEnds[static_cast<std::size_t>(outcome)]);
-    statistics_.countSelfTest(outcome);
-    selfTestProgressed(event);
+BootStatus SimulatedBaseband::bootStatus() const {
+    const std::string& failure = stateMachine_.bootFailure();
+    return {stateMachine_.bootState(), failure.empty() ? "" : "boot-failed", failure, wantedMode_};
 }
 
 }  // namespace corvane

@@ -7,9 +7,17 @@
 #include "Corvane/baseband/simulated/Link.h"
 #include "Corvane/baseband/simulated/PowerLogs.h"
 #include "Corvane/baseband/simulated/RFSelfTest.h"
+#include "Corvane/baseband/simulated/StalledTraces.h"
 #include "Corvane/baseband/simulated/StateMachine.h"
 #include "Corvane/baseband/simulated/WakeReasons.h"
 #include "Corvane/baseband/simulated/diag/DiagSource.h"
+#include "Corvane/baseband/simulated/scenario/ScenarioPlayer.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace corvane {
 
@@ -17,11 +25,12 @@ namespace corvane {
 /// application processor, writes power logs and tests its radio.
 ///
 /// It boots when it is started; what a real one remembers is in the storage. A command that needs it Ready waits while it boots
-/// or resets. A reset and a change of mode end a running self-test.
+/// or resets. A reset and a change of mode end a running self-test. What goes wrong with it a scenario says.
 class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener, simulated::RFSelfTest::Listener {
 public:
     /// @param loop and @param storage outlive it.
-    SimulatedBaseband(Loop& loop, SettingsStore& store, const simulated::Durations& durations = {});
+    SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario = {},
+                      const simulated::Durations& durations = {});
 
     void start(BasebandListener& listener) override;
     void stop() override;
@@ -41,24 +50,36 @@ public:
     void abortSelfTest(const std::string& why, Completion<void> completion) override;
     bool canRecord(ryn::trace::Type trace) const override;
     void switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) override;
-    void configureDiag(const DiagSettings& settings) override { diag_.configure(settings); }
+    void configureDiag(const DiagSettings& settings) override;
     void drainDiag() override { diag_.drain(); }
+    std::chrono::milliseconds longestSilence() const override { return longestSilence_; }
     void getStatistics(Completion<xpc::Object> completion) override;
     void collectSnapshot(Completion<SnapshotFiles> completion) override;
 
 private:
     void resetBegins(const ResetRequest& request) override;
+    void crashed(const std::string& reason) override;
+    void hung() override;
     void bootStateChanged(BootState state) override;
     void operatingModeChanged(OperatingMode mode) override;
     void selfTestProgressed(const RFSelfTestEvent& event) override;
     void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const RFSelfTestEvent& event) override;
 
+    BootStatus bootStatus() const;
+    /// What was under way ends. @param why "by ..."
+    void goDown(const std::string& why);
     void beginSelfTest(const RFSelfTestOptions& options, Completion<RFSelfTestEvent> completion);
     void sleepChanged(const char* why, bool asleep);
     void record(const TraceRecord& record);
     xpc::Object state() const;
+    xpc::Object statistics() const;
+    /// What its front end and its network follow from.
+    std::uint64_t seed() const { return seed_.value_or(nvData_.calibrationSeed()); }
+    void tellScenario(std::string_view event);
 
-    BasebandListener* listener_ = nullptr;  ///< nullptr once stopped
+    BasebandListener* listener_;
+    const std::optional<std::uint64_t> seed_;  ///< a scenario's
+    const std::chrono::milliseconds longestSilence_;
 
     simulated::NVData nvData_;
     simulated::BasebandClock clock_;
@@ -66,11 +87,15 @@ private:
     simulated::WakeReasons wakeReasons_;
     simulated::PowerLogs powerLogs_;
     simulated::Link link_;
+    simulated::StalledTraces stalledTraces_;
     simulated::DiagSource diag_;
     simulated::RFSelfTest selfTest_;
     simulated::FileSystemSync fileSystemSync_;
     simulated::StateMachine stateMachine_;
-    std::optional<OperatingMode> wantedMode_;  ///< what was asked for since the boot
+    std::unique_ptr<simulated::ScenarioPlayer> scenario_;  ///< if there is one
+    std::optional<OperatingMode> wantedMode_;              ///< what was asked for since the boot
+    bool holdsDiag_ = false;
+    bool leavesCoreDumps_ = false;
 };
 
 }  // namespace corvane

@@ -9,17 +9,22 @@
 namespace corvane::simulated {
 namespace {
 
+constexpr const char* kStopping = "The manager is stopping; send the command again once it runs.";
 constexpr const char* kSubTypeOperatingMode = "OperatingMode";
 constexpr const char* kOffSentence = "The baseband is off or shutting down; a soft or hard reset boots it again.";
+constexpr const char* kBootFailure = "The baseband has failed to boot; a soft or hard reset tries again.";
+constexpr const char* kHangs = "The baseband hangs and doesn't answer; a hard reset ends that.";
 
 }  // namespace
 
 void StateMachine::stop() {
     step_.cancel();
+    patience_.cancel();
+    giveUpModeChange(Refusal::aborted(kStopping));
     std::vector<Completion<void>> open = std::exchange(transition_, {});
     std::ranges::move(std::exchange(waiting_, {}), std::back_inserter(open));
     for (const Completion<void>& completion : open) {
-        completion(Refusal::aborted("The manager is stopping; send the command again once it runs."));
+        completion(Refusal::aborted(kStopping));
     }
 }
 
@@ -38,7 +43,9 @@ void StateMachine::setOperatingMode(OperatingMode mode, std::chrono::seconds tim
 }
 
 void StateMachine::reset(const ResetRequest& request, Completion<void> completion) {
-    if (resetUnderWay_) {
+    if (hanging_ && request.type == ResetType::Soft) {
+        completion(Refusal::basebandFailed(kHangs));
+    } else if (resetUnderWay_ && !hanging_) {
         completion(Refusal::busy("A reset is under way; the next one is accepted when the baseband is Ready."));
     } else if (isShuttingDown()) {
         completion(Refusal::busy("The baseband is shutting down; a reset boots it again once it is Off."));
@@ -49,16 +56,42 @@ void StateMachine::reset(const ResetRequest& request, Completion<void> completio
 
 void StateMachine::whenReady(Completion<void> completion) {
     if (bootState_ == BootState::Off || isShuttingDown()) {
-        completion(Refusal::wrongState(kOffSentence));
+        completion(offRefusal());
         return;
     }
     waiting_.push_back(std::move(completion));
+    if (hanging_) {
+        losePatience();
+    }
     runWaiting();
+}
+
+void StateMachine::losePatience() {
+    if (!patience_.isSet()) {
+        patience_.set(durations_.patience, [this] {
+            completeTransition(Refusal::timedOut(kHangs));
+            refuseWaiting(Refusal::timedOut(kHangs));
+        });
+    }
+}
+
+Result<void> StateMachine::checkAnswering() const {
+    return hanging_ ? Refusal::timedOut(kHangs) : Result<void>();
+}
+
+Refusal StateMachine::offRefusal() const {
+    return Refusal::wrongState(bootFailure_.empty() ? kOffSentence : bootFailure_);
+}
+
+void StateMachine::refuseWaiting(const Refusal& refusal) {
+    for (const Completion<void>& waiting : std::exchange(waiting_, {})) {
+        waiting(refusal);
+    }
 }
 
 /// A completion may change the state, or ask for more.
 void StateMachine::runWaiting() {
-    while (bootState_ == BootState::Ready && !isShuttingDown() && !waiting_.empty()) {
+    while (bootState_ == BootState::Ready && !isShuttingDown() && !hanging_ && !changing_ && !waiting_.empty()) {
         const Completion<void> next = std::move(waiting_.front());
         waiting_.pop_front();
         next({});
@@ -78,6 +111,19 @@ void StateMachine::changeMode(OperatingMode mode, const PendingAnswerPtr& answer
             return;
         }
     }
+    if (modeChangeLasts_ == std::chrono::milliseconds::zero() || mode == mode_) {
+        reachMode(mode, answer);
+        return;
+    }
+    changing_ = answer;
+    modeChange_.set(modeChangeLasts_, [this, mode, answer] {
+        changing_.reset();
+        reachMode(mode, answer);
+        runWaiting();
+    });
+}
+
+void StateMachine::reachMode(OperatingMode mode, const PendingAnswerPtr& answer) {
     const auto completion = [answer](const Result<void>& reached) { answer->answer(reached); };
     if (mode == OperatingMode::ShuttingDown) {
         beginShutdown(completion);
@@ -93,7 +139,19 @@ void StateMachine::changeMode(OperatingMode mode, const PendingAnswerPtr& answer
     completion({});
 }
 
+void StateMachine::giveUpModeChange(const Refusal& refusal) {
+    modeChange_.cancel();
+    if (const PendingAnswerPtr given = std::exchange(changing_, nullptr)) {
+        given->answer(refusal);
+    }
+}
+
 void StateMachine::beginReset(const ResetRequest& request, Completion<void> completion) {
+    if (std::exchange(hanging_, false)) {
+        patience_.cancel();
+        completeTransition(Refusal::basebandFailed("The baseband hung and had to be reset hard."));
+    }
+    giveUpModeChange(Refusal::aborted("A reset came before the baseband had reached its new operating mode."));
     transition_.push_back(std::move(completion));
     resetUnderWay_ = true;
     listener_.resetBegins(request);
@@ -113,12 +171,18 @@ void StateMachine::beginShutdown(Completion<void> completion) {
 
 void StateMachine::boot() {
     bootBegan_ = std::chrono::steady_clock::now();
+    bootFailure_.clear();
     enter(BootState::Booting);
     enter(nvData_.persistentLowPower() ? OperatingMode::PersistentLowPower : OperatingMode::LowPower);
     step_.set(durations_.boot, [this] { becomeReady(); });
 }
 
 void StateMachine::becomeReady() {
+    if (failingBoots_ > 0) {
+        failingBoots_ -= failingBoots_ == kEveryBoot ? 0 : 1;
+        failToBoot();
+        return;
+    }
     const auto took = std::chrono::steady_clock::now() - bootBegan_;
     lastBootDuration_ = std::chrono::duration_cast<std::chrono::milliseconds>(took);
     resetUnderWay_ = false;
@@ -130,9 +194,40 @@ void StateMachine::becomeReady() {
 void StateMachine::becomeOff() {
     enter(BootState::Off);
     completeTransition();
-    for (const Completion<void>& waiting : std::exchange(waiting_, {})) {
-        waiting(Refusal::wrongState(kOffSentence));
+    refuseWaiting(offRefusal());
+}
+
+void StateMachine::failToBoot() {
+    resetUnderWay_ = false;
+    bootFailure_ = kBootFailure;
+    enter(BootState::Off);
+    completeTransition(Refusal::basebandFailed(bootFailure_));
+    refuseWaiting(offRefusal());
+}
+
+bool StateMachine::crash(const std::string& reason) {
+    if (!canFail() || bootState_ == BootState::Resetting) {
+        return false;
     }
+    listener_.crashed(reason);
+    enter(BootState::Resetting);
+    giveUpModeChange(Refusal::basebandFailed("The baseband has crashed before it had reached its new operating mode."));
+    step_.set(durations_.softReset, [this] { boot(); });
+    return true;
+}
+
+bool StateMachine::hang() {
+    if (!canFail()) {
+        return false;
+    }
+    hanging_ = true;
+    step_.cancel();
+    listener_.hung();
+    giveUpModeChange(Refusal::basebandFailed(kHangs));
+    if (!waiting_.empty() || !transition_.empty()) {
+        losePatience();
+    }
+    return true;
 }
 
 void StateMachine::enter(BootState state) {
@@ -145,9 +240,9 @@ void StateMachine::enter(OperatingMode mode) {
     listener_.operatingModeChanged(mode);
 }
 
-void StateMachine::completeTransition() {
+void StateMachine::completeTransition(const Result<void>& result) {
     for (const Completion<void>& completion : std::exchange(transition_, {})) {
-        completion({});
+        completion(result);
     }
 }
 

@@ -12,7 +12,6 @@ constexpr std::size_t kBufferSize = 65536;
 
 void DiagPort::configure(const DiagSettings& settings) {
     settings_ = settings;
-    stalled_ = false;
     if (!isHolding() && (!settings_.useThreshold || !isOn())) {
         drain();
     }

@@ -15,11 +15,8 @@ public:
 
     explicit DiagPort(Sink sink) : sink_(std::move(sink)) {}
 
-    /// Ends a stall.
     void configure(const DiagSettings& settings);
     void setAsleep(bool asleep);
-    /// From now on nothing comes out, as if the trace had hung.
-    void stall() { stalled_ = true; }
 
     /// Whether a message of any group, or of `group`, goes anywhere: ask before composing one.
     bool isOn() const { return !chosen().empty(); }
@@ -30,14 +27,13 @@ public:
     void drain() { drainTo(0); }
 
 private:
-    DiagGroups chosen() const { return stalled_ ? DiagGroups() : asleep_ ? settings_.asleep : settings_.awake; }
+    DiagGroups chosen() const { return asleep_ ? settings_.asleep : settings_.awake; }
     bool isHolding() const { return settings_.hold || (asleep_ && settings_.holdUntilAwake); }
     void drainTo(std::size_t bytes);
 
     Sink sink_;
     DiagSettings settings_;
     bool asleep_ = false;
-    bool stalled_ = false;
     std::deque<TraceRecord> buffer_;
     std::size_t filled_ = 0;  ///< bytes of messages in `buffer_`
 };

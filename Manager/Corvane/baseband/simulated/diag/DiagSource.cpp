@@ -1,5 +1,7 @@
 #include "Corvane/baseband/simulated/diag/DiagSource.h"
 
+#include "Corvane/support/Values.h"
+
 namespace corvane::simulated {
 namespace {
 
@@ -27,7 +29,7 @@ void DiagSource::setMeasuring(bool on) {
 
 void DiagSource::resetBegins(const ResetRequest& request) {
     if (request.type == ResetType::Soft) {
-        signalling_.detach(true);
+        signalling_.goOffline(true);
         signalling_.finish();
         signalling_.log("BOOT", "soft reset: " + request.reason);
     } else {
@@ -37,13 +39,43 @@ void DiagSource::resetBegins(const ResetRequest& request) {
     port_.drain();
 }
 
-void DiagSource::bootStateChanged(BootState state, std::chrono::milliseconds bootDuration) {
-    ready_ = state == BootState::Ready;
-    switch (state) {
+void DiagSource::crashed(const std::string& reason) {
+    signalling_.abandon();
+    signalling_.log("BOOT", "crash: " + reason, gsmtap::Level::Error);
+    port_.drain();
+}
+
+void DiagSource::hung() {
+    ready_ = false;
+    signalling_.abandon();
+    schedule();
+}
+
+void DiagSource::setSimPresent(bool present) {
+    if (ready_) {
+        signalling_.logSim(present);
+    }
+    signalling_.setSimPresent(present);
+}
+
+void DiagSource::fade(int rsrpDbm, int seconds) {
+    signalling_.fade(rsrpDbm, seconds);
+    schedule();
+}
+
+xpc::Object DiagSource::service() const {
+    return dictionary({{"SIM", text(signalling_.isSimPresent() ? "ready" : "missing")},
+                       {"Registration", text(signalling_.registration())},
+                       {"RSRP", number(signalling_.signal().rsrpDbm())}});
+}
+
+void DiagSource::bootStateChanged(const BootStatus& status, std::chrono::milliseconds bootDuration) {
+    ready_ = status.state == BootState::Ready;
+    switch (status.state) {
         case BootState::Booting:
             signalling_.log("BOOT", "images are verified, subsystems start");
             signalling_.log("RF", "front end calibrated for bands 3, 7 and 20", gsmtap::Level::Info);
-            signalling_.log("SIM", "card is ready: network 001 01", gsmtap::Level::Info);
+            signalling_.logSim(signalling_.isSimPresent());
             break;
         case BootState::Ready:
             signalling_.log("BOOT", "ready after " + std::to_string(bootDuration.count()) + " ms");
@@ -51,7 +83,9 @@ void DiagSource::bootStateChanged(BootState state, std::chrono::milliseconds boo
         case BootState::Resetting:
         case BootState::Off:
             signalling_.abandon();
-            signalling_.log("BOOT", state == BootState::Off ? "power is off" : "subsystems stop");
+            signalling_.log("BOOT", status.state == BootState::Resetting ? "subsystems stop"
+                                    : status.failure.empty()             ? "power is off"
+                                                                         : "boot failed: power is off");
             break;
     }
     schedule();
@@ -61,9 +95,9 @@ void DiagSource::operatingModeChanged(OperatingMode mode) {
     signalling_.finish();
     signalling_.log("MODE", "operating mode " + describe(mode));
     if (mode == OperatingMode::Online) {
-        signalling_.attach();
+        signalling_.goOnline();
     } else {
-        signalling_.detach(mode == OperatingMode::ShuttingDown);
+        signalling_.goOffline(mode == OperatingMode::ShuttingDown);
     }
 }
 
@@ -74,7 +108,8 @@ void DiagSource::powerNotification(const char* what, bool asleep) {
 }
 
 void DiagSource::schedule() {
-    if (!ready_ || (!port_.isOn() && !measuring_)) {
+    const bool isHeard = ready_ && (port_.isOn() || measuring_);
+    if (!isHeard && !signalling_.signal().isFading()) {
         second_.cancel();
     } else if (!second_.isSet()) {
         second_.set(kSecond, [this] { everySecond(); });
@@ -87,11 +122,11 @@ void DiagSource::schedule() {
 }
 
 void DiagSource::everySecond() {
-    if (++uptime_ % kHeartbeatEvery == 0) {
+    if (ready_ && ++uptime_ % kHeartbeatEvery == 0) {
         signalling_.log("SYS", "alive for " + std::to_string(uptime_) + " s", gsmtap::Level::Debug);
     }
     signalling_.second();
-    if (measuring_) {
+    if (ready_ && measuring_) {
         sink_({ryn::trace::Type::TEMS, std::chrono::system_clock::now(), signalling_.measurement()});
     }
     schedule();

@@ -19,10 +19,21 @@ public:
     void setMeasuring(bool on);
 
     void resetBegins(const ResetRequest& request);
-    void bootStateChanged(BootState state, std::chrono::milliseconds bootDuration);
+    void crashed(const std::string& reason);
+    /// Nothing is heard until it boots.
+    void hung();
+    void bootStateChanged(const BootStatus& status, std::chrono::milliseconds bootDuration);
     void operatingModeChanged(OperatingMode mode);
     /// @param what "about to sleep", "voice call", ...
     void powerNotification(const char* what, bool asleep);
+    /// See Signalling.
+    void setSimPresent(bool present);
+    void setServed(bool served) { signalling_.setServed(served); }
+    /// Goes on by the second, also while nobody listens.
+    void fade(int rsrpDbm, int seconds);
+    void clockJumped(const std::string& time) { signalling_.log("NAS", "the network says that it is " + time); }
+    /// {SIM, Registration, RSRP} as the statistics show them.
+    xpc::Object service() const;
     void selfTest(const char* what) { signalling_.log("RF", std::string("self-test ") + what); }
 
 private:

@@ -121,6 +121,11 @@ std::string detachRequest(const Subscriber& subscriber, bool isSwitchedOff) {
     return message(0x45, bytes({isSwitchedOff ? 0x09U : 0x01U}) + sized(temporaryIdentity(subscriber)));
 }
 
+std::string detachRequestOfNetwork(Cause cause) {
+    // Re-attach not required.
+    return message(0x45, bytes({0x02, 0x53, static_cast<unsigned>(cause)}));
+}
+
 std::string detachAccept() {
     return message(0x46);
 }

@@ -25,6 +25,7 @@ enum class Cause : std::uint8_t { IllegalEquipment = 6, NetworkNotAllowed = 11, 
 std::string attachReject(Cause cause);
 
 std::string detachRequest(const Subscriber& subscriber, bool isSwitchedOff);
+std::string detachRequestOfNetwork(Cause cause);
 std::string detachAccept();
 
 std::string trackingAreaUpdateRequest(const Subscriber& subscriber, const Cell& last);

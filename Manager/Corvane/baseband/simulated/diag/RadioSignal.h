@@ -13,27 +13,43 @@ public:
     /// Makes the next measurement.
     void measure() {
         deviation_ = deviation_ * 3 / 4 + static_cast<int>(random_() % 7) - 3;
-        fade_ += fade_ < fadeTo_ ? 1 : fade_ > fadeTo_ ? -1 : 0;
+        if (fadeSeconds_ > 0) {
+            mean_ += (fadeTo_ - mean_) / fadeSeconds_;
+            --fadeSeconds_;
+        }
     }
-    /// From now on the signal loses a decibel with each measurement until it has lost `decibels`, or comes back as slowly.
-    void fadeTo(int decibels) { fadeTo_ = decibels; }
+    /// From now on the mean goes to `rsrpDbm`, in so many measurements; 0: at once.
+    void fade(int rsrpDbm, int seconds) {
+        fadeTo_ = rsrpDbm;
+        fadeSeconds_ = seconds;
+        mean_ = seconds == 0 ? rsrpDbm : mean_;
+    }
+    bool isFading() const { return fadeSeconds_ > 0; }
 
-    int rsrpDbm() const { return kMeanRsrpDbm + deviation_ - fade_; }
-    int rsrqDb() const { return kMeanRsrqDb - fade_ / 6 + deviation_ / 4; }
-    int snrDb() const { return kMeanSnrDb - fade_ / 2 + deviation_; }
+    // Within what the baseband can report (3GPP TS 36.133 section 9.1).
+    int rsrpDbm() const { return within(mean_ + deviation_, -140, -44); }
+    int rsrqDb() const { return within(kMeanRsrqDb - loss() / 6 + deviation_ / 4, -19, -3); }
+    int snrDb() const { return within(kMeanSnrDb - loss() / 2 + deviation_, -20, 40); }
     /// Too weak to stay registered.
-    bool isLost() const { return rsrpDbm() < kWeakestRsrpDbm; }
+    bool isLost() const { return mean_ < kWeakestRsrpDbm; }
+    /// Strong enough to register.
+    bool isFound() const { return mean_ >= kWeakestRsrpDbm + kHysteresisDb; }
 
 private:
     static constexpr int kMeanRsrpDbm = -92;
     static constexpr int kMeanRsrqDb = -9;
     static constexpr int kMeanSnrDb = 14;
-    static constexpr int kWeakestRsrpDbm = -128;
+    static constexpr int kWeakestRsrpDbm = -124;
+    static constexpr int kHysteresisDb = 4;
+
+    static int within(int value, int low, int high) { return value < low ? low : value > high ? high : value; }
+    int loss() const { return kMeanRsrpDbm - mean_; }
 
     std::mt19937 random_;
     int deviation_ = 0;
-    int fade_ = 0;
-    int fadeTo_ = 0;
+    int mean_ = kMeanRsrpDbm;
+    int fadeTo_ = kMeanRsrpDbm;
+    int fadeSeconds_ = 0;  ///< that are left
 };
 
 }  // namespace corvane::simulated

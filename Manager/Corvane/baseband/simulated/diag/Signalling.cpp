@@ -2,41 +2,21 @@
 
 #include "Corvane/baseband/simulated/diag/NasMessages.h"
 
-#include <array>
+#include <fmt/format.h>
+
 #include <utility>
 
 namespace corvane::simulated {
 namespace {
 
-using gsmtap::Direction;
 using gsmtap::RrcChannel;
 
-constexpr std::chrono::milliseconds kStepLasts{4};
 constexpr unsigned kPagedEvery = 12;              // seconds
 constexpr unsigned kMovesEvery = 40;              // seconds
 constexpr unsigned kSystemInformationEvery = 8;   // seconds
 constexpr std::uint32_t kAddresses = 0x0A2D0000;  // 10.45.0.0/16
 
-constexpr std::array<Cell, 4> kCells{{
-    {0x0A1C401, 0x002B, 1300, 3},
-    {0x0A1C402, 0x002B, 1300, 3},
-    {0x0A1D101, 0x002C, 6300, 20},
-    {0x0A1D203, 0x002D, 2850, 7},
-}};
-
-DiagGroup groupOf(RrcChannel channel) {
-    switch (channel) {
-        case RrcChannel::BroadcastBch:
-        case RrcChannel::BroadcastSharedChannel:
-            return DiagGroup::Broadcast;
-        case RrcChannel::Paging:
-            return DiagGroup::Paging;
-        default:
-            return DiagGroup::RRC;
-    }
-}
-
-std::uint32_t frameNumber(std::chrono::system_clock::time_point time) {
+std::uint32_t frameNumber(Conversation::Time time) {
     return static_cast<std::uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() /
                                       10 % 1024);
 }
@@ -44,13 +24,64 @@ std::uint32_t frameNumber(std::chrono::system_clock::time_point time) {
 }  // namespace
 
 Signalling::Signalling(Loop& loop, DiagPort& port, std::uint64_t seed)
-    : port_(port), timer_(loop), random_(static_cast<std::mt19937::result_type>(seed)), signal_(seed), cell_(kCells[seed % 2]) {
-    const std::string digits = std::to_string(1'000'000'000 + seed % 1'000'000'000);
-    subscriber_.imsi = "00101" + digits;
+    : port_(port),
+      random_(static_cast<std::mt19937::result_type>(seed)),
+      signal_(seed),
+      cell_(kCells[seed % 2]),
+      conversation_(loop, port, [this](Conversation::Time now) { return radio(now); }) {
+    subscriber_.imsi = "00101" + std::to_string(1'000'000'000 + seed % 1'000'000'000);
+}
+
+void Signalling::goOnline() {
+    online_ = true;
+    attach();
+}
+
+void Signalling::goOffline(bool isSwitchedOff) {
+    online_ = false;
+    detach(isSwitchedOff);
+}
+
+void Signalling::abandon() {
+    conversation_.abandon();
+    online_ = false;
+    registered_ = false;
+}
+
+void Signalling::setSimPresent(bool present) {
+    if (simPresent_ == present) {
+        return;
+    }
+    simPresent_ = present;
+    if (!present) {
+        // Whoever gets the next card is another subscriber to the network.
+        detach(true);
+        subscriber_.temporaryId = 0;
+    } else if (online_) {
+        attach();
+    }
+}
+
+void Signalling::setServed(bool served) {
+    served_ = served;
+    if (served && online_) {
+        attach();
+    } else if (!served && std::exchange(registered_, false)) {
+        detachByNetwork();
+    }
+}
+
+void Signalling::fade(int rsrpDbm, int seconds) {
+    signal_.fade(rsrpDbm, seconds);
+    followSignal();
 }
 
 void Signalling::attach() {
-    if (registered_) {
+    if (registered_ || !simPresent_ || !heard_) {
+        return;
+    }
+    if (!served_) {
+        beRejected();
         return;
     }
     registered_ = true;
@@ -59,24 +90,37 @@ void Signalling::attach() {
         subscriber_.temporaryId = assigned;
         return;
     }
+    requestAttach();
+    conversation_.addDownlink(nas::authenticationRequest(randomBytes(32)));
+    conversation_.addUplink(nas::authenticationResponse(randomBytes(8)));
+    conversation_.addDownlink(nas::securityModeCommand());
+    conversation_.addUplink(nas::securityModeComplete());
+    conversation_.secureConnection();
+    subscriber_.temporaryId = assigned;
+    conversation_.reconfigure(
+        nas::attachAccept(subscriber_, cell_, kAddresses | static_cast<std::uint32_t>(random_() % 65534 + 1)));
+    conversation_.addUplink(nas::attachComplete());
+    endProcedure();
+}
+
+void Signalling::requestAttach() {
     selectCell();
     broadcast();
     connect(rrc::Cause::Signalling, nas::attachRequest(subscriber_));
-    addDownlink(nas::authenticationRequest(randomBytes(32)));
-    addUplink(nas::authenticationResponse(randomBytes(8)));
-    addDownlink(nas::securityModeCommand());
-    addUplink(nas::securityModeComplete());
-    secureConnection();
-    subscriber_.temporaryId = assigned;
-    const std::string accept =
-        nas::attachAccept(subscriber_, cell_, kAddresses | static_cast<std::uint32_t>(random_() % 65534 + 1));
-    const unsigned number = transaction();
-    add(RrcChannel::DownlinkDedicated, rrc::connectionReconfiguration(number, accept));
-    addNas(Direction::Downlink, accept);
-    add(RrcChannel::UplinkDedicated, rrc::connectionReconfigurationComplete(number));
-    addUplink(nas::attachComplete());
-    release();
-    begin();
+}
+
+void Signalling::endProcedure() {
+    conversation_.release();
+    conversation_.begin();
+}
+
+void Signalling::beRejected() {
+    if (!port_.isOn()) {
+        return;
+    }
+    requestAttach();
+    conversation_.addDownlink(nas::attachReject(nas::Cause::NetworkNotAllowed));
+    endProcedure();
 }
 
 void Signalling::detach(bool isSwitchedOff) {
@@ -85,61 +129,81 @@ void Signalling::detach(bool isSwitchedOff) {
     }
     connect(rrc::Cause::Signalling, nas::detachRequest(subscriber_, isSwitchedOff));
     if (!isSwitchedOff) {
-        addDownlink(nas::detachAccept());
+        conversation_.addDownlink(nas::detachAccept());
     }
-    release();
-    begin();
+    endProcedure();
 }
 
-void Signalling::abandon() {
-    timer_.cancel();
-    script_.clear();
-    registered_ = false;
-}
-
-void Signalling::finish() {
-    timer_.cancel();
-    while (!script_.empty()) {
-        emit(std::exchange(script_.front(), {}));
-        script_.pop_front();
+void Signalling::detachByNetwork() {
+    if (!port_.isOn()) {
+        return;
     }
+    answerPaging();
+    conversation_.addDownlink(nas::detachRequestOfNetwork(nas::Cause::NetworkNotAllowed));
+    conversation_.addUplink(nas::detachAccept());
+    endProcedure();
 }
 
 void Signalling::updateTrackingArea() {
+    if (!port_.isOn()) {
+        return;
+    }
     const Cell last = cell_;
     selectCell();
     broadcast();
     connect(rrc::Cause::Signalling, nas::trackingAreaUpdateRequest(subscriber_, last));
-    addDownlink(nas::trackingAreaUpdateAccept(subscriber_, cell_));
-    addUplink(nas::trackingAreaUpdateComplete());
-    release();
-    begin();
+    conversation_.addDownlink(nas::trackingAreaUpdateAccept(subscriber_, cell_));
+    conversation_.addUplink(nas::trackingAreaUpdateComplete());
+    endProcedure();
+}
+
+void Signalling::answerPaging() {
+    conversation_.add(RrcChannel::Paging, rrc::paging(subscriber_.mmeCode, subscriber_.temporaryId));
+    connect(rrc::Cause::MobileTerminated, nas::serviceRequest(++uplinkCount_, static_cast<std::uint16_t>(random_())), true);
+    conversation_.secureConnection();
 }
 
 void Signalling::requestService() {
-    add(RrcChannel::Paging, rrc::paging(subscriber_.mmeCode, subscriber_.temporaryId));
-    connect(rrc::Cause::MobileTerminated, nas::serviceRequest(++uplinkCount_, static_cast<std::uint16_t>(random_())), true);
-    secureConnection();
-    const unsigned number = transaction();
-    add(RrcChannel::DownlinkDedicated, rrc::connectionReconfiguration(number, {}));
-    add(RrcChannel::UplinkDedicated, rrc::connectionReconfigurationComplete(number));
-    add(RrcChannel::UplinkDedicated, rrc::measurementReport(signal_.rsrpDbm(), signal_.rsrqDb()));
-    release();
-    begin();
+    answerPaging();
+    conversation_.reconfigure({});
+    conversation_.add(RrcChannel::UplinkDedicated, rrc::measurementReport(signal_.rsrpDbm(), signal_.rsrqDb()));
+    endProcedure();
+}
+
+/// Who is out of reach says nothing to the network; where it is heard again it says where that is.
+void Signalling::followSignal() {
+    if (heard_ && signal_.isLost()) {
+        heard_ = false;
+        conversation_.abandon();
+        registered_ = false;
+        log("RRC", "out of service: the cell is too weak", gsmtap::Level::Error);
+    } else if (!heard_ && signal_.isFound()) {
+        heard_ = true;
+        log("RRC", "in service again");
+        if (online_ && simPresent_ && served_ && subscriber_.temporaryId != 0) {
+            registered_ = true;
+            updateTrackingArea();
+        } else if (online_) {
+            attach();
+        }
+    }
 }
 
 void Signalling::second() {
     signal_.measure();
+    followSignal();
     ++seconds_;
-    if (!registered_ || !script_.empty()) {
-        return;
+    if (registered_ && !conversation_.isUnderWay()) {
+        listen();
     }
+}
+
+void Signalling::listen() {
     if (port_.wants(DiagGroup::Measurements)) {
         const auto now = std::chrono::system_clock::now();
-        port_.send(
-            now, gsmtap::logLine(now, gsmtap::Level::Info, "PHY",
-                                 "RSRP " + std::to_string(signal_.rsrpDbm()) + " dBm, RSRQ " + std::to_string(signal_.rsrqDb()) +
-                                     " dB, SNR " + std::to_string(signal_.snrDb()) + " dB"));
+        port_.send(now, gsmtap::logLine(now, gsmtap::Level::Info, "PHY",
+                                        fmt::format("RSRP {} dBm, RSRQ {} dB, SNR {} dB", signal_.rsrpDbm(), signal_.rsrqDb(),
+                                                    signal_.snrDb())));
     }
     const bool isAttached = subscriber_.temporaryId != 0;
     if (isAttached && seconds_ % kMovesEvery == 0) {
@@ -147,12 +211,12 @@ void Signalling::second() {
     } else if (isAttached && seconds_ % kPagedEvery == 0) {
         requestService();
     } else {
-        add(RrcChannel::BroadcastBch, rrc::masterInformationBlock(frameNumber(std::chrono::system_clock::now())));
+        conversation_.add(RrcChannel::BroadcastBch, rrc::masterInformationBlock(frameNumber(std::chrono::system_clock::now())));
         if (seconds_ % kSystemInformationEvery == 0) {
-            add(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(cell_));
+            conversation_.add(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(cell_));
         }
-        add(RrcChannel::Paging, rrc::paging(subscriber_.mmeCode, static_cast<std::uint32_t>(random_())));
-        finish();
+        conversation_.add(RrcChannel::Paging, rrc::paging(subscriber_.mmeCode, static_cast<std::uint32_t>(random_())));
+        conversation_.finish();
     }
 }
 
@@ -160,8 +224,17 @@ std::string Signalling::measurement() const {
     if (!registered_) {
         return "none,,,,,";
     }
-    return "LTE,001 01," + std::to_string(cell_.identity) + "," + std::to_string(signal_.rsrpDbm()) + "," +
-           std::to_string(signal_.rsrqDb()) + "," + std::to_string(signal_.snrDb());
+    return fmt::format("LTE,001 01,{},{},{},{}", cell_.identity, signal_.rsrpDbm(), signal_.rsrqDb(), signal_.snrDb());
+}
+
+const char* Signalling::registration() const {
+    if (registered_) {
+        return "home";
+    }
+    if (!online_ || !simPresent_) {
+        return "idle";
+    }
+    return heard_ ? "denied" : "searching";
 }
 
 void Signalling::throughput() {
@@ -170,8 +243,8 @@ void Signalling::throughput() {
         const auto now = std::chrono::system_clock::now();
         const unsigned block = 200 + static_cast<unsigned>(random_() % 800);
         port_.send(now, gsmtap::logLine(now, gsmtap::Level::Debug, "MAC",
-                                        "harq " + std::to_string(line % 8) + ": transport block of " + std::to_string(block) +
-                                            " bytes, mcs " + std::to_string(block / 36) + ", acknowledged"));
+                                        fmt::format("harq {}: transport block of {} bytes, mcs {}, acknowledged", line % 8, block,
+                                                    block / 36)));
     }
 }
 
@@ -182,75 +255,21 @@ void Signalling::log(const char* subsystem, const std::string& text, gsmtap::Lev
     }
 }
 
-void Signalling::broadcast() {
-    add(RrcChannel::BroadcastBch, rrc::masterInformationBlock(frameNumber(std::chrono::system_clock::now())));
-    add(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(cell_));
+void Signalling::logSim(bool present) {
+    log("SIM", present ? "card is ready: network 001 01" : "there is no card: no service",
+        present ? gsmtap::Level::Info : gsmtap::Level::Error);
 }
 
 void Signalling::connect(rrc::Cause cause, std::string nas, bool isSecured) {
     const bool isKnown = subscriber_.temporaryId != 0;
     const std::uint64_t identity = isKnown ? std::uint64_t{subscriber_.mmeCode} << 32 | subscriber_.temporaryId
                                            : (std::uint64_t{random_()} << 8 ^ random_()) & 0xFFFFFFFFFF;
-    const unsigned number = transaction();
-    add(RrcChannel::UplinkCommon, rrc::connectionRequest(isKnown, identity, cause));
-    add(RrcChannel::DownlinkCommon, rrc::connectionSetup(number));
-    add(RrcChannel::UplinkDedicated, rrc::connectionSetupComplete(number, nas));
-    addNas(Direction::Uplink, std::move(nas), isSecured);
+    conversation_.connect({isKnown, identity}, cause, std::move(nas), isSecured);
 }
 
-void Signalling::secureConnection() {
-    const unsigned number = transaction();
-    add(RrcChannel::DownlinkDedicated, rrc::securityModeCommand(number));
-    add(RrcChannel::UplinkDedicated, rrc::securityModeComplete(number));
-}
-
-void Signalling::release() {
-    add(RrcChannel::DownlinkDedicated, rrc::connectionRelease(transaction()));
-}
-
-void Signalling::addUplink(const std::string& nas) {
-    addNas(Direction::Uplink, nas);
-    add(RrcChannel::UplinkDedicated, rrc::uplinkInformation(nas));
-}
-
-void Signalling::addDownlink(std::string nas) {
-    add(RrcChannel::DownlinkDedicated, rrc::downlinkInformation(transaction(), nas));
-    addNas(Direction::Downlink, std::move(nas));
-}
-
-void Signalling::add(RrcChannel channel, std::string message) {
-    script_.push_back({groupOf(channel), [channel, message = std::move(message)](const gsmtap::Radio& radio) {
-                           return gsmtap::rrc(radio, channel, message);
-                       }});
-}
-
-void Signalling::addNas(Direction direction, std::string message, bool isSecured) {
-    script_.push_back({DiagGroup::NAS, [direction, isSecured, message = std::move(message)](const gsmtap::Radio& radio) {
-                           return gsmtap::nas(radio, direction, message, isSecured);
-                       }});
-}
-
-void Signalling::begin() {
-    timer_.set(kStepLasts, [this] { step(); });
-}
-
-void Signalling::step() {
-    if (script_.empty()) {
-        return;
-    }
-    const Step next = std::exchange(script_.front(), {});
-    script_.pop_front();
-    if (!script_.empty()) {
-        begin();
-    }
-    emit(next);
-}
-
-void Signalling::emit(const Step& step) {
-    if (port_.wants(step.group)) {
-        const auto now = std::chrono::system_clock::now();
-        port_.send(now, step.packet(radio(now)));
-    }
+void Signalling::broadcast() {
+    conversation_.add(RrcChannel::BroadcastBch, rrc::masterInformationBlock(frameNumber(std::chrono::system_clock::now())));
+    conversation_.add(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(cell_));
 }
 
 void Signalling::selectCell() {
@@ -258,8 +277,8 @@ void Signalling::selectCell() {
     while (subscriber_.temporaryId != 0 && cell_.trackingArea == before.trackingArea) {
         cell_ = kCells[random_() % kCells.size()];
     }
-    log("RF", "cell " + std::to_string(cell_.identity) + " on frequency " + std::to_string(cell_.arfcn) + ", band " +
-                  std::to_string(cell_.band) + ": " + std::to_string(signal_.rsrpDbm()) + " dBm");
+    log("RF",
+        fmt::format("cell {} on frequency {}, band {}: {} dBm", cell_.identity, cell_.arfcn, cell_.band, signal_.rsrpDbm()));
 }
 
 std::string Signalling::randomBytes(std::size_t count) {
@@ -270,7 +289,7 @@ std::string Signalling::randomBytes(std::size_t count) {
     return bytes;
 }
 
-gsmtap::Radio Signalling::radio(std::chrono::system_clock::time_point time) const {
+gsmtap::Radio Signalling::radio(Conversation::Time time) const {
     return {cell_.arfcn, signal_.rsrpDbm(), signal_.snrDb(), frameNumber(time)};
 }
 

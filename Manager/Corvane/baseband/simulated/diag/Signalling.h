@@ -1,14 +1,9 @@
 #pragma once
 
-#include "Corvane/baseband/simulated/diag/DiagPort.h"
-#include "Corvane/baseband/simulated/diag/Gsmtap.h"
+#include "Corvane/baseband/simulated/diag/Conversation.h"
 #include "Corvane/baseband/simulated/diag/RadioSignal.h"
-#include "Corvane/baseband/simulated/diag/RrcMessages.h"
 #include "Corvane/baseband/simulated/diag/Subscriber.h"
-#include "Corvane/loop/Timer.h"
 
-#include <deque>
-#include <functional>
 #include <random>
 #include <string>
 
@@ -24,13 +19,18 @@ public:
     Signalling(Loop& loop, DiagPort& port, std::uint64_t seed);
 
     /// Online: looks for a cell and attaches.
-    void attach();
+    void goOnline();
     /// Leaves the network. @param isSwitchedOff it doesn't wait for the network's answer.
-    void detach(bool isSwitchedOff);
+    void goOffline(bool isSwitchedOff);
     /// Ends at once whatever is under way, as a reset does.
     void abandon();
     /// The rest of a procedure under way happens now, so that who reads the messages sees all of it.
-    void finish();
+    void finish() { conversation_.finish(); }
+
+    void setSimPresent(bool present);
+    /// Whether the network lets the subscriber in.
+    void setServed(bool served);
+    void fade(int rsrpDbm, int seconds);
 
     /// What happens in a second.
     void second();
@@ -38,50 +38,46 @@ public:
     void throughput();
 
     void log(const char* subsystem, const std::string& text, gsmtap::Level level = gsmtap::Level::Notice);
+    void logSim(bool present);
 
     /// Technology, operator, cell, RSRP, RSRQ and SNR of the last second, with commas between; only the first when not
     /// registered.
     std::string measurement() const;
-    bool isRegistered() const { return registered_; }
-    const Cell& cell() const { return cell_; }
-    RadioSignal& signal() { return signal_; }
+    bool isSimPresent() const { return simPresent_; }
+    /// "home", "denied", "searching" or "idle"
+    const char* registration() const;
+    const RadioSignal& signal() const { return signal_; }
 
 private:
-    struct Step {
-        DiagGroup group;
-        std::function<std::string(const gsmtap::Radio& radio)> packet;
-    };
-
-    void add(gsmtap::RrcChannel channel, std::string message);
-    void addNas(gsmtap::Direction direction, std::string message, bool isSecured = false);
-    /// In an RRC message of its own.
-    void addUplink(const std::string& nas);
-    void addDownlink(std::string nas);
-    void connect(rrc::Cause cause, std::string nas, bool isSecured = false);
-    void secureConnection();
-    void release();
-
+    void attach();
+    void requestAttach();
+    void beRejected();
+    void detach(bool isSwitchedOff);
+    void detachByNetwork();
     void updateTrackingArea();
+    void answerPaging();
     void requestService();
-    void broadcast();
+    void endProcedure();
+    void followSignal();
+    void listen();
 
-    void begin();
-    void step();
-    void emit(const Step& step);
+    void connect(rrc::Cause cause, std::string nas, bool isSecured = false);
+    void broadcast();
     void selectCell();
     std::string randomBytes(std::size_t count);
-    unsigned transaction() { return lastTransaction_ = (lastTransaction_ + 1) % 4; }
-    gsmtap::Radio radio(std::chrono::system_clock::time_point time) const;
+    gsmtap::Radio radio(Conversation::Time time) const;
 
     DiagPort& port_;
-    Timer timer_;  ///< to the next step
     std::mt19937 random_;
     RadioSignal signal_;
     Subscriber subscriber_;
     Cell cell_;
+    Conversation conversation_;
+    bool online_ = false;
+    bool simPresent_ = true;
+    bool served_ = true;
+    bool heard_ = true;  ///< the signal suffices
     bool registered_ = false;
-    std::deque<Step> script_;
-    unsigned lastTransaction_ = 0;
     unsigned uplinkCount_ = 0;
     unsigned seconds_ = 0;
 };

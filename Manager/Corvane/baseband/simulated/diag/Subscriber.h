@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -20,5 +21,12 @@ struct Cell {
     std::uint16_t arfcn = 0;
     std::uint8_t band = 0;
 };
+
+inline constexpr std::array<Cell, 4> kCells{{
+    {0x0A1C401, 0x002B, 1300, 3},
+    {0x0A1C402, 0x002B, 1300, 3},
+    {0x0A1D101, 0x002C, 6300, 20},
+    {0x0A1D203, 0x002D, 2850, 7},
+}};
 
 }  // namespace corvane::simulated

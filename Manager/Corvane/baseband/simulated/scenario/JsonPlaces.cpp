@@ -1,0 +1,94 @@
+#include "Corvane/baseband/simulated/scenario/JsonPlaces.h"
+
+#include "Corvane/support/Text.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+
+namespace corvane::simulated {
+
+using nlohmann::json;
+
+/// The text's characters, counting lines as they are read.
+class JsonPlaces::Characters {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    Characters(const char* position, std::size_t& line) : position_(position), line_(&line) {}
+
+    reference operator*() const { return *position_; }
+    Characters& operator++() {
+        *line_ += *position_ == '\n' ? 1 : 0;
+        ++position_;
+        return *this;
+    }
+    bool operator==(const Characters& other) const { return position_ == other.position_; }
+    bool operator!=(const Characters& other) const { return position_ != other.position_; }
+
+private:
+    const char* position_;
+    std::size_t* line_;
+};
+
+namespace {
+
+/// The library's sentence without its own name and its own place: "[json.exception.x] parse error at line 1, column 2: ..."
+std::string reason(const json::exception& error) {
+    constexpr std::string_view kPlace = "parse error at ";
+    constexpr std::size_t kLongest = 200;
+    std::string_view text = error.what();
+    text.remove_prefix(std::min(text.find(' ') + 1, text.size()));
+    if (text.starts_with(kPlace)) {
+        text.remove_prefix(text.find(": ") + 2);
+    }
+    return escaped(cut(text, kLongest));
+}
+
+}  // namespace
+
+Result<json> JsonPlaces::parse(std::string_view text) {
+    const auto callback = [this](int depth, json::parse_event_t event, const json& parsed) {
+        hear(depth, event, parsed);
+        return true;
+    };
+    try {
+        json read = json::parse(Characters(text.data(), line_), Characters(text.data() + text.size(), line_), callback);
+        return problem_.empty() ? Result(std::move(read)) : Refusal::invalidArgument(problem_);
+    } catch (const json::exception& error) {
+        return Refusal::invalidArgument(fmt::format("line {}: this is no JSON: {}", line_, reason(error)));
+    }
+}
+
+std::size_t JsonPlaces::lineOf(std::size_t index, const std::string& key) const {
+    const auto found = lines_.find({index, key});
+    const auto place = found == lines_.end() ? lines_.find({index, ""}) : found;
+    return place == lines_.end() ? 1 : place->second;
+}
+
+void JsonPlaces::hear(int depth, json::parse_event_t event, const json& parsed) {
+    constexpr int kItemDepth = 2;
+    const bool isEnd = event == json::parse_event_t::object_end || event == json::parse_event_t::array_end;
+    if (depth == kItemDepth && !isEnd && event != json::parse_event_t::key) {
+        lines_[{++item_, ""}] = line_;
+    }
+    if (event == json::parse_event_t::object_start) {
+        keys_.emplace_back();
+    } else if (event == json::parse_event_t::object_end) {
+        keys_.pop_back();
+    } else if (event == json::parse_event_t::key) {
+        const auto& key = parsed.get_ref<const std::string&>();
+        if (!keys_.back().insert(key).second && problem_.empty()) {
+            problem_ = fmt::format("line {}: the key \"{}\" stands twice in an object", line_, escaped(key));
+        }
+        if (depth == 1 || depth == kItemDepth + 1) {
+            lines_[{depth == 1 ? kNoItem : item_, key}] = line_;
+        }
+    }
+}
+
+}  // namespace corvane::simulated

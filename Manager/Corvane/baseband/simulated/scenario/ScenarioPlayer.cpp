@@ -1,0 +1,65 @@
+#include "Corvane/baseband/simulated/scenario/ScenarioPlayer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace corvane::simulated {
+
+void ScenarioPlayer::start() {
+    const Clock::time_point now = Clock::now();
+    begun_.assign(scenario_.steps.size(), false);
+    for (std::size_t index = 0; index < scenario_.steps.size(); ++index) {
+        if (scenario_.steps[index].after.empty()) {
+            add(index, now);
+        }
+    }
+    carryOutDue();
+}
+
+void ScenarioPlayer::happened(std::string_view event) {
+    const Clock::time_point now = Clock::now();
+    for (std::size_t index = 0; index < begun_.size(); ++index) {
+        if (!begun_[index] && scenario_.steps[index].after == event) {
+            add(index, now);
+        }
+    }
+    arm();
+}
+
+void ScenarioPlayer::add(std::size_t step, Clock::time_point from) {
+    const Due due{from + scenario_.steps[step].delay, step};
+    due_.insert(std::ranges::upper_bound(due_, due), due);
+    begun_[step] = true;
+}
+
+void ScenarioPlayer::carryOutDue() {
+    const Clock::time_point now = Clock::now();
+    while (!due_.empty() && due_.front().time <= now) {
+        const std::size_t step = due_.front().step;
+        due_.erase(due_.begin());
+        carryOut(step);
+    }
+    arm();
+}
+
+void ScenarioPlayer::carryOut(std::size_t index) {
+    const ScenarioStep& step = scenario_.steps[index];
+    const bool done = step.action->carryOut(stage_, step.values);
+    log_(fmt::format("Scenario, step {}{}: {}{}", index + 1, step.name.empty() ? "" : fmt::format(" ({})", step.name),
+                     step.action->name, done ? "" : ", without effect: the baseband is off or doesn't run"));
+    if (!step.name.empty()) {
+        happened(step.name);
+    }
+}
+
+/// Never within what has just happened: the baseband is in the middle of it.
+void ScenarioPlayer::arm() {
+    if (due_.empty()) {
+        timer_.cancel();
+        return;
+    }
+    timer_.set(std::chrono::ceil<std::chrono::milliseconds>(due_.front().time - Clock::now()), [this] { carryOutDue(); });
+}
+
+}  // namespace corvane::simulated

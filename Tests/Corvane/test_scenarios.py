@@ -1,0 +1,193 @@
+"""Scenarios: the examples as a user tries them, what is asked of a baseband to which something happens, and wrong files."""
+import contextlib
+import json
+import os
+import pathlib
+
+import pytest
+
+from programs import MANAGER, Manager, become_pellcore, run, until
+from tshark import is_sound, tshark
+
+EXAMPLES = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "docs/scenarios"
+
+
+@contextlib.contextmanager
+def example(name):
+    become_pellcore()
+    with Manager("--scenario", EXAMPLES / f"{name}.json") as manager:
+        def shows(line, *texts):
+            until(lambda: all(text in manager.tool(line)[1] for text in texts), f"{texts} of {line}")
+        manager.shows = shows
+        yield manager
+
+
+def test_a_crash_leaves_a_core_dump():
+    with example("crash") as manager:
+        manager.does("coredump enabled true -- baseband state 0")
+        manager.says("The baseband has crashed: watchdog: the RF task doesn't answer")
+        manager.shows("baseband state", "Boot state: Ready\nOperating mode: 1\n")
+        manager.shows("stats get-statistics 0", '"Boots":2,"Crashes":1')
+        manager.does("trace dump why")
+        dump, = manager.state.glob("Snapshots/*/CoreDump/*.core")
+        status, output, errors = run("readelf", "-hln", dump)
+        assert (status, errors) == (0, "") and all(text in output for text in ("CORE (Core file)", "NT_PRPSINFO", "Corvane"))
+        assert b"watchdog: the RF task" in dump.read_bytes() and b'"OperatingMode"' in dump.read_bytes()
+
+
+def test_a_boot_fails_until_it_does_not():
+    with example("boot-fails") as manager:
+        manager.shows("baseband state", "Boot state: Off (boot-failed)\nOperating mode: 1\n")
+        for line, output in [("baseband reset soft", "Soft reset baseband: Failed\n"),
+                             ("baseband reset hard", "Hard reset baseband: Success\n"),
+                             ("baseband state", "Boot state: Ready\nOperating mode: 1\n")]:
+            assert manager.tool(line)[1] == output
+        manager.shows("stats get-statistics 0", '"FailedBoots":2')
+
+
+def test_messages_show_why_there_is_no_service():
+    with example("no-service") as manager:
+        manager.does("diag enabled true -- baseband reset soft -- baseband state 0")
+        manager.says("(daylight): fade-signal")
+        manager.shows("stats get-statistics 0", '"Registration":"home"', '"SIM":"ready"')
+        manager.does("trace dump why")
+        messages, = manager.state.glob("Snapshots/*/DIAG/*.pcapng")
+        assert is_sound(messages)
+        shown = iter([info for info, in tshark(messages, "_ws.col.Info")])
+        for expected in ("there is no card: no service", "operating mode 0 (online)", "card is ready", "Attach request",
+                         "Attach complete", "Service request", "Detach request (Re-attach not required)", "Detach accept",
+                         "Attach request", "Attach complete", "out of service", "in service again",
+                         "Tracking area update request", "Tracking area update complete"):
+            assert any(expected in info for info in shown), f"{expected} is not in order"
+
+
+def test_a_stalled_trace_is_found_and_recovers():
+    with example("stalled-trace") as manager:
+        manager.does("trace set DIAG Stall_Detection_Recovery 1 -- diag enabled true -- baseband state 0")
+        manager.says("the DIAG trace has stalled: no message for 2s")
+        manager.says("the DIAG trace goes on")
+        manager.shows("stats get-statistics 0", '"LastSoftResetReason":"the DIAG trace has stalled"')
+
+
+def test_a_day_on_which_everything_fails():
+    with example("bad-day") as manager:
+        manager.shows("baseband state 0 -- baseband time", "Success\nBaseband time: 20")
+        assert "on channel 0 at port B is outside 0 to 255, and 31 more." in manager.does("baseband diagnostics run rftest")
+        assert manager.does("baseband state 3") == "Success\n"
+        manager.says("step 4: hang")
+        for line, output in [("baseband time", "Baseband time: Unknown\n"),
+                             ("baseband reset soft", "Soft reset baseband: Failed\n"),
+                             ("baseband reset hard -- baseband state",
+                              "Hard reset baseband: Success\nBoot state: Ready\nOperating mode: 1\n")]:
+            assert manager.tool(line)[1] == output
+
+
+@pytest.fixture
+def scripted(tmp_path):
+    """Starts a manager with these steps, and a client that has seen nothing yet of the baseband in this boot state."""
+    with contextlib.ExitStack() as stack:
+        def start(*steps, state="Ready"):
+            (tmp_path / "scenario.json").write_text(json.dumps({"steps": steps}))
+            manager = stack.enter_context(Manager("--scenario", tmp_path / "scenario.json"))
+            client = manager.client()
+            until(lambda: client.state() == state, state)
+            client.events = []
+            return manager, client
+        yield start
+
+
+def test_what_waits_for_a_crash_to_be_over_is_answered(scripted):
+    manager, client = scripted({"after": "mode 0", "action": "crash", "reason": "why"})
+    assert client.set_mode(0) is None
+    client.saw(0, "Resetting", "Booting", 1, "Ready")
+    statistics = client.statistics()
+    assert (statistics["Crashes"], statistics["LastCrashReason"], statistics["SoftResets"]) == (1, "why", 0)
+
+
+def test_a_baseband_that_never_boots_says_so(scripted):
+    failed = "Off (boot-failed)"
+    manager, client = scripted({"at": 0, "action": "fail-every-boot"}, state=failed)
+    assert client.set_mode(0) == "103: The baseband has failed to boot; a soft or hard reset tries again."
+    assert client.do("GetBasebandTime").startswith("103: ")
+    for kind in "Soft", "Hard":
+        assert client.reset(kind).startswith("108: ")
+        client.saw("Booting", 1, failed)
+    statistics = client.statistics()
+    assert (statistics["Boots"], statistics["FailedBoots"], statistics["Shutdowns"]) == (0, 3, 0)
+
+
+def test_a_hang_ends_with_a_hard_reset_and_nothing_waits_longer_than_that(scripted):
+    manager, client = scripted({"after": "mode 3", "action": "hang"})
+    assert client.set_mode(3) is None
+    manager.says("hang")
+    waiting = [client.ask("GetBasebandTime"), client.ask_mode(0), client.ask_mode(1, 1)]
+    assert client.do("BasebandNVData", BasebandNVDataAction="Erase").startswith("106: ")
+    assert client.reset("Soft").startswith("108: ")
+    assert all(client.answer(number).startswith("106: ") for number in waiting)
+    client.saw(3)
+    waiting = client.ask("GetBasebandTime")
+    assert client.reset("Hard") is None
+    assert "KeyBasebandTimeAsString" in client.answer(waiting)
+    client.saw("Resetting", "Booting", 1, "Ready")
+    assert client.set_mode(0) is None
+
+
+def test_a_slow_change_of_the_mode_is_waited_for_or_given_up(scripted):
+    manager, client = scripted({"at": 0, "action": "slow-mode-change", "seconds": 3600},
+                               {"after": "hard reset", "action": "slow-mode-change", "seconds": 0.2})
+    slow, queued = client.ask_mode(0), client.ask_mode(2)
+    assert client.reset("Hard") is None
+    assert client.answer(slow).startswith("107: A reset came before") and client.answer(queued) is None
+    client.saw("Resetting", "Booting", 1, "Ready", 2)
+
+
+def test_steps_come_once_and_in_the_order_of_their_times(scripted):
+    manager, client = scripted({"name": "c", "after": "b", "action": "insert-sim"},
+                               {"name": "b", "at": 0, "action": "remove-sim"},
+                               {"at": 0, "action": "crash"},
+                               {"after": "mode 0", "delay": 0.02, "action": "jump-time", "seconds": -1},
+                               {"after": "mode 0", "delay": 0.01, "action": "fail-self-test", "port": "A", "times": 2})
+    assert [client.set_mode(mode) for mode in (0, 1, 0)] == 3 * [None]
+    manager.says("step 4: jump-time")
+    lines = [line for line in manager.stop().splitlines() if "Scenario" in line]
+    assert lines == [f"Corvane: Scenario, step {line}" for line in (
+        "2 (b): remove-sim", "3: crash, without effect: the baseband is off or doesn't run", "1 (c): insert-sim",
+        "5: fail-self-test", "4: jump-time")]
+
+
+@pytest.mark.parametrize("text, said", [
+    ("", "line 1: this is no JSON: syntax error while parsing value - unexpected end of input"),
+    ('{"steps": [\n{"at": 1\n"action": "crash"}]}', "line 3: this is no JSON: syntax error while parsing object"),
+    ('{"steps": [], "seed": 1e999}', "line 1: this is no JSON: number overflow"),
+    ("[]", 'line 1: it must be an object like {"seed": 1, "steps": [...]}'),
+    ('{\n"steps": {}}', "line 2: it must be an object like"),
+    ('{"steps": [],\n"sead": 1}', 'line 2: there is no key "sead" here; there are "seed", "silence"'),
+    ('{"steps": [],\n"seed": -1}', 'line 2: "seed" is -1; it takes a whole number from 0 to 9007199254740991'),
+    ('{"steps": [],\n"seed": 1,\n"seed": 2}', 'line 3: the key "seed" stands twice in an object'),
+    ('{"steps": [\n5]}', 'line 2, step 1: 5 is no step; a step is an object like {"at": 5, "action": "crash"}'),
+    ('{"steps": [\n{"at": 5}]}', 'line 2, step 1: "action" is missing; it takes "crash", "fail-boot",'),
+    ('{"steps": [\n{"at": 5, "action": "hang",\n"seconds": 1}]}',
+     'line 3, step 1: there is no key "seconds" here; there are "name", "at", "after", "delay", "action"'),
+    ('{"steps": [\n{"at": 5, "action": "fade-signal"}]}', 'line 2, step 1: "dBm" is missing; it takes a whole number from -140 to -44'),
+    ('{"steps": [{"at": 5, "action": "hang"},\n{"at": "5", "action": "hang"}]}',
+     'line 2, step 2: "at" is "5"; it takes a number from 0 to 31536000'),
+    ('{"steps": [{"at": 5, "action": "fail-boot",\n"times": 1.5}]}',
+     'line 2, step 1: "times" is 1.5; it takes a whole number from 1 to 1000'),
+    ('{"steps": [{"at": 5, "action": "stall-trace",\n"trace": "RYN", "seconds": 1}]}',
+     'line 2, step 1: "trace" is "RYN"; it takes "DIAG", "BasebandIPC", "KernelPCI" or "TEMS"'),
+    ('{"steps": [{"action": "hang"}]}', 'line 1, step 1: a step has either "at" or "after"'),
+    ('{"steps": [{"at": 1,\n"after": "Ready", "action": "hang"}]}', 'line 1, step 1: a step has either "at" or "after"'),
+    ('{"steps": [{"at": 1,\n"delay": 1, "action": "hang"}]}', 'line 2, step 1: "delay" goes with "after"'),
+    ('{"steps": [{"after": "ready", "action": "hang"}]}',
+     'line 1, step 1: there is no step or event "ready"; events are Off, Booting, Ready,'),
+    ('{"steps": [{"at": 1, "name": "Ready", "action": "hang"}]}',
+     'line 1, step 1: the name "Ready" stands for another step or for an event'),
+    ('{"steps": [{"name": "a", "after": "b", "action": "hang"},\n{"name": "b", "after": "a", "action": "hang"}]}',
+     'line 1, step 1: the step waits for itself, by way of "b"'),
+    ('{"steps": [{"at": 1, "action": "crash", "reason": "\\u001b[2J"}]}', 'line 1, step 1: "reason" is "\\u001b[2J"; it takes a text'),
+])
+def test_a_wrong_file_is_refused_with_the_place(tmp_path, text, said):
+    (tmp_path / "scenario.json").write_text(text)
+    status, output, errors = run(MANAGER, "--scenario", tmp_path / "scenario.json")
+    assert (status, output, errors.count("\n")) == (2, "", 1)
+    assert errors.startswith(f"Corvane: --scenario: {tmp_path}/scenario.json {said}")
