@@ -32,18 +32,12 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
 )";
 
 constexpr option kOptions[] = {
-    {"socket", required_argument, nullptr, 's'},
-    {"state", required_argument, nullptr, 'd'},
-    {"backend", required_argument, nullptr, 'b'},
-    {"modem", required_argument, nullptr, 'm'},
-    {"scenario", required_argument, nullptr, 'c'},
-    {"fault", required_argument, nullptr, 'f'},
-    {"metrics", required_argument, nullptr, 'M'},
-    {"verbose", no_argument, nullptr, 'v'},
-    {"trace-requests", no_argument, nullptr, 't'},
-    {"help", no_argument, nullptr, 'h'},
-    {"version", no_argument, nullptr, 'V'},
-    {},
+    {"socket", required_argument, nullptr, 's'},   {"state", required_argument, nullptr, 'd'},
+    {"backend", required_argument, nullptr, 'b'},  {"modem", required_argument, nullptr, 'm'},
+    {"scenario", required_argument, nullptr, 'c'}, {"fault", required_argument, nullptr, 'f'},
+    {"metrics", required_argument, nullptr, 'M'},  {"verbose", no_argument, nullptr, 'v'},
+    {"trace-requests", no_argument, nullptr, 't'}, {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},        {},
 };
 
 std::string backendNames() {

@@ -64,7 +64,7 @@ def test_messages_show_why_there_is_no_service():
 def test_a_stalled_trace_is_found_and_recovers():
     with example("stalled-trace") as manager:
         manager.does("trace set DIAG Stall_Detection_Recovery 1 -- diag enabled true -- baseband state 0")
-        manager.says("the DIAG trace has stalled: no message for 2s")
+        manager.says("the DIAG trace has stalled: no message for 2 s")
         manager.says("the DIAG trace goes on")
         manager.shows("stats get-statistics 0", '"LastSoftResetReason":"the DIAG trace has stalled"')
 

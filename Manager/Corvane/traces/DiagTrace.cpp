@@ -2,7 +2,7 @@
 
 #include "Corvane/support/Log.h"
 
-#include <fmt/chrono.h>
+#include <fmt/format.h>
 
 #include <cstdlib>
 #include <utility>
@@ -201,8 +201,8 @@ void DiagTrace::checkForStall() {
     }
     if (!heard_ && !stalled_) {
         stalled_ = true;
-        log::warning(fmt::format("the DIAG trace has stalled: no message for {}",
-                                 std::chrono::duration<double>(baseband_->longestSilence())));
+        log::warning(fmt::format("the DIAG trace has stalled: no message for {} s",
+                                 std::chrono::duration<double>(baseband_->longestSilence()).count()));
         recover();
     }
     watchForStall();
