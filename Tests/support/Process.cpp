@@ -2,37 +2,25 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <stdexcept>
+#include <iterator>
 #include <system_error>
 
 namespace support {
 
 const std::string kTool = RYNTOOL_PATH;
 const std::string kDaemon = CORVANE_PATH;
-const std::string kCellularService = PELLCORE_PATH;
 
 namespace {
-
-struct Pipe {
-    int read = -1;
-    int write = -1;
-};
-
-Pipe makePipe() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::system_error(errno, std::generic_category(), "pipe2");
-    }
-    return {ends[0], ends[1]};
-}
 
 void closeIfOpen(int& descriptor) {
     if (descriptor >= 0) {
@@ -52,67 +40,69 @@ void drain(int& descriptor, std::string& text) {
     }
 }
 
-}  // namespace
+/// Null-terminated, for execve(2); valid as long as `texts`.
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> list;
+    std::ranges::transform(texts, std::back_inserter(list), [](std::string& text) { return text.data(); });
+    list.push_back(nullptr);
+    return list;
+}
 
-Program::Program(Arguments arguments, const Environment& environment) : arguments_(std::move(arguments)) {
+std::vector<std::string> variables(const Environment& environment) {
+    std::vector<std::string> list;
     for (char** variable = environ; *variable != nullptr; ++variable) {
         const std::string text = *variable;
         if (!environment.contains(text.substr(0, text.find('=')))) {
-            variables_.push_back(text);
+            list.push_back(text);
         }
     }
     for (const auto& [name, value] : environment) {
         if (!value.empty()) {
-            variables_.push_back(name);
-            variables_.back().append("=").append(value);
+            list.push_back(std::string(name).append("=").append(value));
         }
     }
-    const auto pointers = [](std::vector<std::string>& texts) {
-        std::vector<char*> list;
-        list.reserve(texts.size() + 1);
-        for (std::string& text : texts) {
-            list.push_back(text.data());
-        }
-        list.push_back(nullptr);
-        return list;
-    };
-    words_ = pointers(arguments_);
-    environment_ = pointers(variables_);
+    return list;
 }
 
-void Program::become() const {
-    // A shell starts background jobs with these ignored, and they stay so over exec.
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGQUIT, SIG_DFL);
-    execvpe(words_[0], words_.data(), environment_.data());
-    _exit(127);
-}
+}  // namespace
 
 int exitStatus(int waitStatus) {
     return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : 128 + WTERMSIG(waitStatus);
 }
 
 Process::Process(const Arguments& arguments, const Environment& environment) {
-    const Pipe in = makePipe();
-    const Pipe out = makePipe();
-    const Pipe err = makePipe();
-    const Program program(arguments, environment);
-    pid_ = fork();
-    if (pid_ < 0) {
-        throw std::system_error(errno, std::generic_category(), "fork");
+    Arguments words = arguments;
+    std::vector<std::string> all = variables(environment);
+    std::array<std::array<int, 2>, 3> pipes{};  // each the end to read from, then the end to write to
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (int stream = 0; stream < 3; ++stream) {
+        auto& ends = pipes.at(static_cast<std::size_t>(stream));
+        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+            throw std::system_error(errno, std::generic_category(), "pipe2");
+        }
+        posix_spawn_file_actions_adddup2(&actions, ends.at(stream == STDIN_FILENO ? 0 : 1), stream);
     }
-    if (pid_ == 0) {
-        dup2(in.read, STDIN_FILENO);
-        dup2(out.write, STDOUT_FILENO);
-        dup2(err.write, STDERR_FILENO);
-        program.become();
+    posix_spawnattr_t attributes;  // a shell starts background jobs with these ignored, and they stay so over exec
+    posix_spawnattr_init(&attributes);
+    sigset_t interrupts;
+    sigemptyset(&interrupts);
+    sigaddset(&interrupts, SIGINT);
+    sigaddset(&interrupts, SIGQUIT);
+    posix_spawnattr_setsigdefault(&attributes, &interrupts);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    const int error = posix_spawnp(&pid_, words[0].c_str(), &actions, &attributes, pointers(words).data(), pointers(all).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    if (error != 0) {
+        throw std::system_error(error, std::generic_category(), words[0]);
     }
-    close(in.read);
-    close(out.write);
-    close(err.write);
-    input_ = in.write;
-    output_ = out.read;
-    errors_ = err.read;
+    close(pipes[0][0]);
+    close(pipes[1][1]);
+    close(pipes[2][1]);
+    input_ = pipes[0][1];
+    output_ = pipes[1][0];
+    errors_ = pipes[2][0];
 }
 
 Process::~Process() {
@@ -135,10 +125,6 @@ void Process::write(std::string_view text) {
         }
         text.remove_prefix(length > 0 ? static_cast<std::size_t>(length) : 0);
     }
-}
-
-void Process::closeInput() {
-    closeIfOpen(input_);
 }
 
 bool Process::readSome(std::chrono::milliseconds patience) {
@@ -181,7 +167,7 @@ int Process::wait() {
 }
 
 Outcome Process::finish() {
-    closeInput();
+    closeIfOpen(input_);
     while ((output_ >= 0 || errors_ >= 0) && readSome(kPatience)) {
     }
     if (output_ >= 0 || errors_ >= 0) {

@@ -34,7 +34,6 @@ public:
 
     pid_t pid() const { return pid_; }
     void write(std::string_view text);
-    void closeInput();
     /// Reads until standard output (or error) holds `text`. @return whether it does before `patience` is over.
     bool waitForOutput(std::string_view text, std::chrono::milliseconds patience = kPatience) {
         return waitFor(out_, text, patience);
@@ -63,22 +62,6 @@ private:
 /// Runs the program to its end with `input` on standard input.
 Outcome run(const Arguments& arguments, const Environment& environment = {}, std::string_view input = {});
 
-/// What a child becomes. Laid out before the fork, since a child of a process with threads may not allocate (fork(2)).
-class Program {
-public:
-    Program(Arguments arguments, const Environment& environment);
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    [[noreturn]] void become() const;
-
-private:
-    Arguments arguments_;
-    std::vector<std::string> variables_;
-    std::vector<char*> words_;
-    std::vector<char*> environment_;
-};
-
 /// 0..255, or 128 + signal, of a waitpid status.
 int exitStatus(int waitStatus);
 
@@ -88,6 +71,5 @@ void becomePellcore();
 /// The programs under test.
 extern const std::string kTool;
 extern const std::string kDaemon;
-extern const std::string kCellularService;
 
 }  // namespace support

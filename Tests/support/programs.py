@@ -279,7 +279,6 @@ class ScriptedManager:
 
     def take(self, client, packet):
         kind = packet[0]
-        self.packets.append(f"hello {packet[2]}" if kind == 0 else "events " + str(packet[1]) if kind == 3 else packet[2])
         if kind == 3:
             self.clients[client] = packet[1]
         elif kind == 1:
@@ -288,6 +287,7 @@ class ScriptedManager:
             for event in events:
                 client.send(cbor2.dumps([4, *event]))
             client.send(cbor2.dumps([2, packet[1], result] + ([] if value is Ellipsis else [value])))
+        self.packets.append(f"hello {packet[2]}" if kind == 0 else f"events {packet[1]}" if kind == 3 else packet[2])
 
     def answer(self):
         answer = self.answers.pop(0) if self.answers else ()
