@@ -206,9 +206,10 @@ def test_temporary_properties_hold_until_the_manager_ends(manager):
 def test_a_kill_keeps_what_was_recorded_and_another_segment_goes_on(manager):
     manager.does("diag enabled true -- trace set DIAG Use_Threshold false -- baseband state 3 -- baseband state 0 -- "
                  "baseband state 3")
-    manager.stop(9)
     first = recorded(manager, "DIAG", "pcapng")
-    assert is_sound(first) and tshark(first, "frame.number", chosen="nas-eps")
+    until(lambda: first.exists() and tshark(first, "frame.number", chosen="nas-eps", cut=True), "messages on disk")
+    manager.stop(9)
+    assert is_sound(first)
     manager.start()
     second = messages(manager)
     assert second.name == "00000002.pcapng" and is_sound(second)

@@ -273,9 +273,10 @@ class ScriptedManager:
                     with self.lock:
                         self.take(key.fileobj, packet)
                 except (OSError, EOFError):  # the client has gone
-                    self.clients.pop(key.fileobj, None)
-                    self.selector.unregister(key.fileobj)
-                    key.fileobj.close()
+                    with self.lock:
+                        self.clients.pop(key.fileobj, None)
+                        self.selector.unregister(key.fileobj)
+                        key.fileobj.close()
 
     def take(self, client, packet):
         kind = packet[0]
@@ -295,8 +296,8 @@ class ScriptedManager:
 
     def broadcast(self, name, *payload):
         with self.lock:
-            for client, on in self.clients.items():
-                if on:
+            for client in [client for client, on in self.clients.items() if on]:
+                with contextlib.suppress(BrokenPipeError, ConnectionResetError):  # it goes just now
                     client.send(cbor2.dumps([4, name, *payload]))
 
     def drop_all(self):
