@@ -21,6 +21,7 @@ PROGRAMS = {  # by name: the promise, and the module of the function of that nam
     "recording": ("What was recorded can be read after any kill, and a reader that doesn't read costs little", "kills"),
     "load": ("64 clients at once are served without a data race or a wrong access", None),
 }
+KEPT, SKIPPED = 0, 77  # exit statuses of a program
 
 
 class Skipped(Exception):
@@ -31,7 +32,7 @@ class Run:
     """One run of a program."""
 
     def __init__(self, options):
-        self.build, self.is_short = options.build, options.short
+        self.is_short = options.short
         self.is_sanitized = options.build.name in ("asan", "tsan")
         self.random = random.Random(options.seed)
 
@@ -44,33 +45,35 @@ class Run:
         print("  " + line, flush=True)
 
 
-def keeps(name, module, options):
-    """Runs one program in this process."""
-    begin = time.monotonic()
-    print(f"{name}: {PROGRAMS[name][0]}", flush=True)
+def run_here(name, options):
     try:
-        getattr(__import__(module), name)(Run(options))
-        outcome = "kept"
+        getattr(__import__(PROGRAMS[name][1]), name)(Run(options))
+        return KEPT
     except Skipped as skipped:
         print(f"  skipped: {skipped}")
-        outcome = "not tried"
+        return SKIPPED
     except Exception as broken:
         print(f"  BROKEN: {broken}")
-        outcome = "BROKEN"
-    print(f"  {outcome} in {time.monotonic() - begin:.0f} s", flush=True)
-    return outcome != "BROKEN"
+        return 1
 
 
-def start(name, options):
+def run(name, options):
     """In a process of its own, which may change what belongs to a process: its mounts, its limits, its name."""
-    module = PROGRAMS[name][1]
-    common = ["--seed", str(options.seed), *(["--short"] if options.short else []), name]
-    if module is None:
-        return [options.build / "Tests/Reliability/torture", *common]
+    words = ["--seed", str(options.seed), *(["--short"] if options.short else []), name]
+    if PROGRAMS[name][1] is None:
+        return subprocess.run([options.build / "Tests/Reliability/torture", *words]).returncode
     own_mounts = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"])] if name == "disk" else []
     if own_mounts and subprocess.run([*own_mounts, "true"], stderr=subprocess.DEVNULL).returncode != 0:
         own_mounts = []
-    return [*own_mounts, sys.executable, "-B", __file__, options.build, "--here", *common]
+    return subprocess.run([*own_mounts, sys.executable, "-B", __file__, options.build, "--here", *words]).returncode
+
+
+def keeps(name, options):
+    begin = time.monotonic()
+    print(f"{name}: {PROGRAMS[name][0]}", flush=True)
+    status = run(name, options)
+    print(f"  {({KEPT: 'kept', SKIPPED: 'not tried'}).get(status, 'BROKEN')} in {time.monotonic() - begin:.0f} s", flush=True)
+    return status in (KEPT, SKIPPED)
 
 
 def main():
@@ -81,17 +84,16 @@ def main():
     parser.add_argument("--here", action="store_true")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
     options = parser.parse_intermixed_args()
-    for name, path in {"RYNTOOL": "RYNTool/ryntool", "CORVANE": "Corvane/Corvane"}.items():
-        os.environ[name + "_PATH"] = str(options.build / "Manager" / path)
-    os.environ["PELLCORE_PATH"] = str(options.build / "Cellular/Pellcore/Pellcore")
+    for name, path in {"RYNTOOL": "Manager/RYNTool/ryntool", "CORVANE": "Manager/Corvane/Corvane",
+                       "PELLCORE": "Cellular/Pellcore/Pellcore"}.items():
+        os.environ[name + "_PATH"] = str(options.build / path)
     os.environ["PYTHONPATH"] = str(pathlib.Path(__file__).parent.parent / "support")
     if options.here:
         from programs import become_pellcore
         become_pellcore()
-        sys.exit(not all([keeps(name, PROGRAMS[name][1], options) for name in options.names]))
+        sys.exit(run_here(options.names[0], options))
     print(f"seed {options.seed}{', short form' if options.short else ''}", flush=True)
-    broken = [subprocess.run(start(name, options)).returncode for name in PROGRAMS if not options.names or name in options.names]
-    sys.exit(any(broken))
+    sys.exit(not all([keeps(name, options) for name in PROGRAMS if not options.names or name in options.names]))
 
 
 if __name__ == "__main__":
