@@ -1,7 +1,7 @@
 # What makes the packages and tries them in a clean Debian; sourced with $suite set to a release's name, or empty for this machine's.
-# The clean Debian is kept as a tar file in /var/tmp for the next run.
+# The clean Debian is kept as a tar file in /var/tmp for the next run, and so are the packages that it downloads.
 unable() { echo "$0: $*" >&2; exit 77; }
-step() { echo "== $*"; }
+step() { echo "== $* ($(date +%T))"; }
 quietly() { "$@" >"$work/log" 2>&1 || { tail -n 30 "$work/log" >&2; echo "$0: failed: $*" >&2; exit 1; }; }
 
 [ "$(id -u)" -eq 0 ] || unable "become root: it unpacks a Debian and enters it"
@@ -11,6 +11,7 @@ done
 unshare --mount --pid --ipc --uts --fork true 2>/dev/null || unable "this machine allows no namespaces"
 running=$(sed -n "s/^VERSION_CODENAME=//p" /etc/os-release)
 suite=${suite:-$running}
+downloads=/var/tmp/corvane-debs-$suite
 packages=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/packages/$suite
 work=$(mktemp -d)
 root=$work/root
@@ -30,7 +31,8 @@ make_root() {
         [ -n "$(sources)" ] || quietly apt-get update
         sources >"$work/sources"
         # Nothing here outlives a crash, so nothing need be on disk at once.
-        quietly mmdebstrap --variant=minbase --dpkgopt=force-unsafe-io --format=tar "$suite" "$base.new.$$" - <"$work/sources"
+        quietly mmdebstrap --variant=minbase --dpkgopt=force-unsafe-io --aptopt='Acquire::Languages "none"' \
+            --skip=cleanup/apt/lists --format=tar "$suite" "$base.new.$$" - <"$work/sources"
         mv "$base.new.$$" "$base"
     fi
     mkdir "$root"
@@ -40,11 +42,14 @@ make_root() {
 
 # Runs a command in $root, with processes and mounts of its own: whatever it starts ends with it.
 inside() {
+    mkdir -p "$downloads/partial"
     # shellcheck disable=SC2016
-    unshare --mount --pid --ipc --uts --fork --kill-child chroot "$root" /bin/sh -c '
-        mount -t proc proc /proc && mount -t tmpfs tmpfs /run && mount -t tmpfs tmpfs /dev/shm &&
-        mkdir -p /dev/pts && mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts &&
-        exec env -i DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"' sh "$@"
+    unshare --mount --pid --ipc --uts --fork --kill-child /bin/sh -c '
+        cd "$0" && mount --bind "$1" var/cache/apt/archives && shift &&
+        mount -t proc proc proc && mount -t tmpfs tmpfs run && mount -t tmpfs tmpfs dev/shm &&
+        mkdir -p dev/pts && mount -t devpts -o newinstance,ptmxmode=0666 devpts dev/pts &&
+        exec chroot . /usr/bin/env -i DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"
+    ' "$root" "$downloads" "$@"
 }
 
 # The checkout's files, in a folder of $root.
