@@ -301,8 +301,9 @@ def test_the_log_never_follows_a_link_nor_waits_for_a_pipe(manager):
 def test_hello(served, hello, spoken):
     peer = served[0].client(name=None, events=False)
     peer.send(bytes.fromhex(hello))
-    peer.send([1, 5, "GetTraceFiltersCommand", None])
-    first = peer.receive()
+    if spoken in (None, True):  # a refused connection may be closed by now
+        peer.send([1, 5, "GetTraceFiltersCommand", None])
+        first = peer.receive()
     if spoken is None:
         assert first[:3] == [2, 5, 0]
     elif spoken is True:
