@@ -10,7 +10,7 @@ namespace corvane {
 namespace {
 
 /// Holds a text from the moment when the settings are erased until the preferences are put back too.
-constexpr std::string_view kArea = "erasure";
+constexpr std::string_view kErasure = "erasure";
 constexpr std::string_view kUnderWay = "under way";
 
 }  // namespace
@@ -38,7 +38,7 @@ void Erasure::run(Baseband& baseband, const Completion<void>& done) {
 }
 
 void Erasure::finishInterrupted() {
-    if (!store_.get(kArea, kUnderWay)) {
+    if (!store_.get(kErasure, kUnderWay)) {
         return;
     }
     log::notice("finishing an erasure during which the manager ended");
@@ -49,7 +49,7 @@ void Erasure::finishInterrupted() {
 
 Result<void> Erasure::eraseSettings() {
     SettingsStore::Transaction change(store_);
-    for (const auto& step : {settings_.erase(), filters_.erase(), store_.store(kArea, kUnderWay, "preferences")}) {
+    for (const auto& step : {settings_.erase(), filters_.erase(), store_.store(kErasure, kUnderWay, "preferences")}) {
         if (!step) {
             return step;
         }
@@ -61,7 +61,7 @@ Result<void> Erasure::finish() {
     filters_.applyDefaults();
     const Result<void> applied = settings_.applyDefaults();
     // Also after a refusal, which its client is told: what is set from now on must not be put back at the next start.
-    const Result<void> finished = store_.clear(kArea);
+    const Result<void> finished = store_.clear(kErasure);
     return applied ? finished : applied;
 }
 

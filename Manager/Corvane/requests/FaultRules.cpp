@@ -1,8 +1,9 @@
 #include "Corvane/requests/FaultRules.h"
 
+#include "Corvane/support/Text.h"
+
 #include <fmt/format.h>
 
-#include <charconv>
 #include <limits>
 
 namespace corvane {
@@ -14,14 +15,12 @@ constexpr std::string_view kWithoutDictionary = ":nodict";
 /// A result, signed or as the 32 bits that it is made of.
 std::optional<std::int32_t> parseResult(std::string_view word) {
     const bool hexadecimal = word.starts_with("0x") || word.starts_with("0X");
-    const std::string_view digits = hexadecimal ? word.substr(2) : word;
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, hexadecimal ? 16 : 10);
-    const bool fits = number >= std::numeric_limits<std::int32_t>::min() && number <= std::numeric_limits<std::uint32_t>::max();
-    if (error != std::errc() || end != digits.data() + digits.size() || !fits || number == 0) {
+    const auto number = hexadecimal ? parseNumber(word.substr(2), 16) : parseNumber(word);
+    if (!number || *number < std::numeric_limits<std::int32_t>::min() || *number > std::numeric_limits<std::uint32_t>::max() ||
+        *number == 0) {
         return std::nullopt;
     }
-    return static_cast<std::int32_t>(number);
+    return static_cast<std::int32_t>(*number);
 }
 
 std::optional<Fault> parseFault(std::string_view word) {

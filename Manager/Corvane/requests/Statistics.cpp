@@ -10,7 +10,7 @@ namespace corvane {
 
 namespace {
 
-constexpr std::string_view kArea = "statistics";
+constexpr std::string_view kStatistics = "statistics";
 
 xpc::Object count(std::uint64_t value) {
     return number(static_cast<std::int64_t>(value));
@@ -60,7 +60,7 @@ Result<void> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime, s
     };
     SettingsStore::Transaction both(store_);
     for (const auto& [key, figure] : figures) {
-        if (auto stored = figure ? store_.store(kArea, key, std::to_string(*figure)) : Result<void>(); !stored) {
+        if (auto stored = figure ? store_.store(kStatistics, key, std::to_string(*figure)) : Result<void>(); !stored) {
             return stored;
         }
     }
@@ -69,7 +69,7 @@ Result<void> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime, s
 
 void BootFigures::addTo(const xpc::Object& figures) const {
     for (const char* key : {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime}) {
-        if (const auto stored = store_.get(kArea, key)) {
+        if (const auto stored = store_.get(kStatistics, key)) {
             xpc_dictionary_set_value(figures.get(), key, number(std::strtoll(stored->c_str(), nullptr, 10)).get());
         }
     }

@@ -2,6 +2,8 @@
 
 #include "Platform/ControlCharacters.h"
 
+#include <charconv>
+
 namespace corvane {
 
 std::string escaped(std::string_view text) {
@@ -18,6 +20,12 @@ std::string escaped(std::string_view text) {
 
 bool isPrintable(std::string_view text) {
     return escaped(text) == text;
+}
+
+std::optional<std::int64_t> parseNumber(std::string_view text, int base) {
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
 std::string_view cut(std::string_view text, std::size_t size) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,6 +14,9 @@ namespace corvane {
 std::string escaped(std::string_view text);
 /// Whether `escaped` would change nothing.
 bool isPrintable(std::string_view text);
+
+/// The number that is all of `text`; nullopt when it isn't one, or has more than 64 bits.
+std::optional<std::int64_t> parseNumber(std::string_view text, int base = 10);
 
 /// The beginning of `text`, of at most `size` bytes, without a piece of a character at its end.
 std::string_view cut(std::string_view text, std::size_t size);

@@ -16,7 +16,6 @@ namespace {
 
 using ryn::trace::Type;
 
-constexpr std::uint64_t kMegabyte = 1048576;
 constexpr const char* kFiles[] = {diag::kPrimaryDMCFileKey, diag::kSecondaryDMCFileKey, diag::kExtraDMCFileKey};
 
 }  // namespace

@@ -13,6 +13,9 @@
 
 namespace corvane {
 
+/// What users set limits in.
+constexpr std::uint64_t kMegabyte = 1048576;
+
 /// Records of one trace, in files of which each can be read by itself: "00000001.pcapng", "00000002.pcapng", ...
 ///
 /// Records are gathered in memory until `flush`, or until there are 64 KB of them, and are never synced to disk. The oldest

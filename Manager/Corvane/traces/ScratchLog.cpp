@@ -1,5 +1,6 @@
 #include "Corvane/traces/ScratchLog.h"
 
+#include "Corvane/traces/Recorder.h"
 #include "config/RYNProperties.h"
 
 namespace corvane {
@@ -11,7 +12,6 @@ ScratchLog::ScratchLog(const fs::path& folder) : file_(folder / "Corvane.log", 0
 }
 
 void ScratchLog::refresh() {
-    constexpr std::uint64_t kMegabyte = 1048576;
     enabled_ = RYNProperties::traceRYNEnabled();
     file_.setLargest(RYNProperties::traceRYNHistory() * kMegabyte / 2);
 }

@@ -34,15 +34,15 @@ void appendMeasurement(std::string& out, TraceTime time, std::string_view record
     out += '\n';
 }
 
-std::size_t wholeLength(std::string_view segment) {
+std::size_t wholeLines(std::string_view segment) {
     const std::size_t end = segment.rfind('\n');
     return end == std::string_view::npos ? 0 : end + 1;
 }
 
 }  // namespace
 
-const SegmentFormat kTextLines{".txt", "", appendLine, wholeLength};
+const SegmentFormat kTextLines{".txt", "", appendLine, wholeLines};
 const SegmentFormat kMeasurements{".csv", "UTC time,technology,operator,cell,RSRP dBm,RSRQ dB,SNR dB\n", appendMeasurement,
-                                  wholeLength};
+                                  wholeLines};
 
 }  // namespace corvane

@@ -1,10 +1,10 @@
 #include "Corvane/traces/TraceFilters.h"
 
 #include "Corvane/support/Log.h"
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
-#include <charconv>
 #include <limits>
 #include <string>
 
@@ -39,12 +39,6 @@ bool isWithin(const Rule& rule, std::int64_t value) {
     return value >= 0 && value <= rule.highest;
 }
 
-std::optional<std::int64_t> parse(std::string_view text) {
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
-}
-
 }  // namespace
 
 TraceFilters::TraceFilters(SettingsStore& store, GroupCommit& group) : store_(store), group_(group) {
@@ -54,7 +48,7 @@ TraceFilters::TraceFilters(SettingsStore& store, GroupCommit& group) : store_(st
         if (stored == kRemoved) {
             continue;
         }
-        values_[index] = stored ? parse(*stored) : rule.byDefault;
+        values_[index] = stored ? parseNumber(*stored) : rule.byDefault;
         if (!values_[index] || !isWithin(rule, *values_[index])) {
             log::error("the stored filter " + std::string(rule.name) + " is '" + *stored + "' and takes 0 to " +
                        std::to_string(rule.highest) + "; it is now at its default, " + std::to_string(rule.byDefault));

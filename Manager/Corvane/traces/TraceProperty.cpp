@@ -8,7 +8,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 
 namespace corvane {
@@ -108,12 +107,6 @@ bool isServed(Type trace) {
     return trace == Type::CoreDump ? SorvexCapabilitiesRadioCoreDumpGetPersonality() != 0 : ryn::trace::isSupported(trace);
 }
 
-std::optional<std::int64_t> parse(std::string_view text) {
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
-
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
     return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
@@ -138,11 +131,11 @@ std::optional<std::string> TraceProperty::accept(std::string_view value) const {
         case Form::Flag:
             return value == "true" || value == "false" ? std::optional<std::string>(value) : std::nullopt;
         case Form::Number: {
-            const auto parsed = parse(value);
+            const auto parsed = parseNumber(value);
             return parsed && *parsed >= lowest && *parsed <= highest ? std::optional(std::to_string(*parsed)) : std::nullopt;
         }
         case Form::Choice: {
-            const auto position = parse(value);
+            const auto position = parseNumber(value);
             for (std::size_t index = 0; index < choices.size(); ++index) {
                 if (equalIgnoringCase(value, choices[index]) || position == static_cast<std::int64_t>(index)) {
                     return choices[index];

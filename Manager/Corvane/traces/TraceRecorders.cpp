@@ -20,7 +20,6 @@ const Kind kKinds[] = {
     {Type::TEMS, kMeasurements}, {Type::CoreDump, kCoreDumps},
 };
 
-constexpr std::uint64_t kMegabyte = 1048576;
 /// Of a kind that has no property "History".
 constexpr Recorder::Limits kLimits{16 * kMegabyte};
 

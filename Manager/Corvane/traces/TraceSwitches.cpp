@@ -71,7 +71,6 @@ void TraceSwitches::apply(const Switch& trace) {
 
 void TraceSwitches::setLimits() {
     if (const std::string history = settings_.value(Type::KernelPCI, diag::kHistoryKey); !history.empty()) {
-        constexpr std::uint64_t kMegabyte = 1048576;
         recorders_.setLimits(Type::KernelPCI,
                              {std::stoul(history) * kMegabyte, std::stoul(settings_.value(Type::KernelPCI, "BufferCount"))});
     }

@@ -18,7 +18,7 @@ constexpr std::chrono::seconds kEnableLimit = 180s;
 /// ModemManager announces a modem's new state and power shortly before or after it has answered.
 constexpr std::chrono::seconds kAnnouncementLimit = 1s;
 /// When the caller sets no time-out: a little less than a client waits by default.
-constexpr std::chrono::seconds kLimit = 55s;
+constexpr std::chrono::seconds kChangeLimit = 55s;
 /// Keeps an absurd time-out from overflowing the clock.
 constexpr std::chrono::seconds kLongestLimit = 24h;
 constexpr std::size_t kMostChanges = 8;
@@ -53,7 +53,7 @@ void ModeChanges::request(OperatingMode mode, std::chrono::seconds timeout, Comp
     } else if (changes_.size() > kMostChanges) {
         completion(Refusal::busy(std::to_string(kMostChanges) + " mode changes wait already."));
     } else {
-        add(mode, timeout > 0s ? std::min(timeout, kLongestLimit) : kLimit, std::move(completion));
+        add(mode, timeout > 0s ? std::min(timeout, kLongestLimit) : kChangeLimit, std::move(completion));
     }
 }
 
@@ -63,7 +63,7 @@ void ModeChanges::restore() {
         return;
     }
     log_(std::string("The modem hasn't booted since it was asked to ") + actionOf(*wish) + ", so it is to do so again.");
-    add(*wish, kLimit, [this](const Result<void>& result) {
+    add(*wish, kChangeLimit, [this](const Result<void>& result) {
         if (!result) {
             log_(result.refusal().sentence);
         }

@@ -10,7 +10,6 @@ using namespace std::chrono_literals;
 constexpr const char* kRoot = "/org/freedesktop/ModemManager1";
 constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
-constexpr std::chrono::seconds kAnswerLimit = 25s;
 constexpr std::chrono::seconds kReloadPause = 5s;
 /// A ModemManager that hangs is noticed after as long as both take.
 constexpr std::chrono::seconds kPingPause = 10s;

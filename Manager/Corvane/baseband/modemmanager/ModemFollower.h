@@ -12,6 +12,9 @@
 
 namespace corvane::modemmanager {
 
+/// How long ModemManager may take over what needs no modem's answer.
+constexpr std::chrono::seconds kAnswerLimit{25};
+
 /// Knows the chosen modem while it is there, through every coming and going of the bus, of ModemManager and of the modem itself.
 class ModemFollower final : BusListener {
 public:

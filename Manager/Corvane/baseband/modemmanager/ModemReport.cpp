@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::chrono::seconds kAnswerLimit = 5s;
+constexpr std::chrono::seconds kReportLimit = 5s;
 
 /// What the statistics call a property.
 struct Figure {
@@ -123,7 +123,7 @@ void addProperties(ModemFollower& follower, const SnapshotPtr& snapshot, const x
         setKnown(part, path.c_str(), reply.error ? text(reply.error->message) : toDictionary(interface, properties));
         snapshot->finish();
     };
-    follower.callObject(path, "org.freedesktop.DBus.Properties", "GetAll", kAnswerLimit, answered, "s", interface);
+    follower.callObject(path, "org.freedesktop.DBus.Properties", "GetAll", kReportLimit, answered, "s", interface);
 }
 
 void addPlace(ModemFollower& follower, const SnapshotPtr& snapshot) {
@@ -139,7 +139,7 @@ void addPlace(ModemFollower& follower, const SnapshotPtr& snapshot) {
         }
         snapshot->finish();
     };
-    follower.call(MM_DBUS_INTERFACE_MODEM_LOCATION, "GetLocation", kAnswerLimit, answered);
+    follower.call(MM_DBUS_INTERFACE_MODEM_LOCATION, "GetLocation", kReportLimit, answered);
 }
 
 }  // namespace

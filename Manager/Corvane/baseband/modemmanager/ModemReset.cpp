@@ -15,7 +15,7 @@ constexpr std::chrono::seconds kFactoryResetLimit = 50s;
 /// How long after a factory reset a modem may restart by itself, and how long after a broken connection it may leave.
 constexpr std::chrono::seconds kLeaveLimit = 10s;
 /// Of the whole: a little less than a client waits by default.
-constexpr std::chrono::seconds kLimit = 55s;
+constexpr std::chrono::seconds kWholeLimit = 55s;
 /// The service programming code that modems of the QMI kind leave the factory with; those of other kinds ask for none.
 constexpr const char* kServiceProgrammingCode = "000000";
 
@@ -32,7 +32,7 @@ void ModemReset::begin(std::string action, Completion<void> ended) {
     mayInitialize_ = stateOf(*follower_.modem()) > MM_MODEM_STATE_LOCKED;
     phase_ = Phase::Asked;
     ++number_;
-    limit_.set(kLimit, [this] { end(late()); });
+    limit_.set(kWholeLimit, [this] { end(late()); });
 }
 
 void ModemReset::reset(Completion<void> ended) {
@@ -108,7 +108,7 @@ void ModemReset::modemChanged() {
 }
 
 Refusal ModemReset::late() const {
-    const std::string waited = std::to_string(kLimit.count()) + " s";
+    const std::string waited = std::to_string(kWholeLimit.count()) + " s";
     switch (phase_) {
         case Phase::Asked:
             return Refusal::timedOut("ModemManager doesn't say whether the modem could " + action_ + ": no answer within " +

@@ -10,7 +10,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::uint32_t kSecondsBetweenMeasurements = 5;
-constexpr std::chrono::seconds kAnswerLimit = 25s;
 constexpr std::chrono::seconds kFirstMeasurementLimit = 1s;
 /// How long after the last question ModemManager goes on measuring.
 constexpr std::chrono::seconds kIdleLimit = 60s;
