@@ -1,6 +1,8 @@
 #include "Corvane/Daemon.h"
 
 #include "Corvane/requests/MetricsFile.h"
+#include "Corvane/requests/Recording.h"
+#include "Corvane/requests/Replay.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
@@ -61,7 +63,7 @@ Result<void> Daemon::run() {
     if (options_.traceRequests) {
         requestlog::switchOn();
     }
-    for (const auto step : {&Daemon::prepareLoop, &Daemon::listen, &Daemon::openSettings}) {
+    for (const auto step : {&Daemon::prepareLoop, &Daemon::openRecordings, &Daemon::listen, &Daemon::openSettings}) {
         if (auto done = (this->*step)(); !done) {
             return done;
         }
@@ -118,6 +120,17 @@ Result<void> Daemon::openSettings() {
     return {};
 }
 
+Result<void> Daemon::openRecordings() {
+    if (!options_.recording.empty()) {
+        auto read = readRecording(options_.recording);
+        if (!read) {
+            return read.refusal();
+        }
+        recorded_ = std::move(*read);
+    }
+    return options_.recordFile.empty() ? Result<void>() : recording::begin(options_.recordFile);
+}
+
 Result<ListeningSocket> Daemon::listenForStream(const std::string& path) const {
     auto opened = ListeningSocket::open(path, policy_.group(), SOCK_STREAM);
     if (!opened) {
@@ -143,8 +156,14 @@ void Daemon::serve(platform::FileDescriptor socket) {
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
     Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits_);
-    services.start(options_.backend->make(*loop_, *store_, options_.ofBackend),
-                   [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); });
+    const auto events = [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); };
+    Replay replay(*loop_, std::move(recorded_), options_.replayAtOnce ? Replay::Pace::AtOnce : Replay::Pace::Recorded, events);
+    if (!options_.recording.empty()) {
+        dispatcher.answerBy([&replay](const auto& request, const auto& client, const auto& later) {
+            return replay.answer(request, client, later);
+        });
+    }
+    services.start(options_.backend->make(*loop_, *store_, options_.ofBackend), events);
 
     std::optional<MetricsFile> metrics;
     if (!options_.metricsFile.empty()) {

@@ -4,6 +4,7 @@
 #include "Corvane/clients/Server.h"
 #include "Corvane/loop/Loop.h"
 #include "Corvane/requests/Dispatcher.h"
+#include "Corvane/requests/RecordedRequests.h"
 #include "Corvane/requests/Services.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/ListeningSocket.h"
@@ -25,6 +26,8 @@ private:
     Result<void> prepareLoop();
     Result<void> listen();
     Result<void> openSettings();
+    /// Begins a recording, and reads the one that is to be replayed.
+    Result<void> openRecordings();
     /// For readers of the live stream, beside the manager's own socket and with its rights.
     Result<ListeningSocket> listenForStream(const std::string& path) const;
     void serve(platform::FileDescriptor socket);
@@ -35,6 +38,7 @@ private:
     std::unique_ptr<Loop> loop_;
     ListeningSocket listener_;
     std::unique_ptr<SettingsStore> store_;
+    RecordedRequests recorded_;  ///< to be replayed
 };
 
 }  // namespace corvane

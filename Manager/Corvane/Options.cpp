@@ -18,10 +18,13 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
                       $XDG_RUNTIME_DIR/corvane/manager.sock for a user; a socket that systemd hands over comes before all
   --state DIR         keep settings and trace logs there; else in /var/lib/corvane for root and
                       $XDG_STATE_HOME/corvane (~/.local/state/corvane) for a user
-  --backend NAME      "simulated" (the default) or "modemmanager"
+  --backend NAME      "simulated" (the default), "modemmanager", or "replay" of a recording
   --modem MODEM       which modem of ModemManager: its index, object path, device or IMEI;
                       "any" follows whatever modem is there
   --scenario FILE     let the simulated baseband crash, hang, fail or lose its network as FILE says: corvane-scenario(5)
+  --record FILE       write requests, replies and events there, a line of JSON each
+  --recording FILE    the recording to replay
+  --at-once           replay without the recording's pauses
   --fault RULE        make a command fail: COMMAND=RESULT[:nodict], COMMAND=drop, COMMAND=hang or COMMAND=malformed;
                       may be given again
   --metrics FILE      write figures there every 15 s, for the textfile collector of Prometheus' node exporter
@@ -32,18 +35,27 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
 )";
 
 constexpr option kOptions[] = {
-    {"socket", required_argument, nullptr, 's'},   {"state", required_argument, nullptr, 'd'},
-    {"backend", required_argument, nullptr, 'b'},  {"modem", required_argument, nullptr, 'm'},
-    {"scenario", required_argument, nullptr, 'c'}, {"fault", required_argument, nullptr, 'f'},
-    {"metrics", required_argument, nullptr, 'M'},  {"verbose", no_argument, nullptr, 'v'},
-    {"trace-requests", no_argument, nullptr, 't'}, {"help", no_argument, nullptr, 'h'},
-    {"version", no_argument, nullptr, 'V'},        {},
+    {"socket", required_argument, nullptr, 's'},
+    {"state", required_argument, nullptr, 'd'},
+    {"backend", required_argument, nullptr, 'b'},
+    {"modem", required_argument, nullptr, 'm'},
+    {"scenario", required_argument, nullptr, 'c'},
+    {"record", required_argument, nullptr, 'R'},
+    {"recording", required_argument, nullptr, 'r'},
+    {"at-once", no_argument, nullptr, 'o'},
+    {"fault", required_argument, nullptr, 'f'},
+    {"metrics", required_argument, nullptr, 'M'},
+    {"verbose", no_argument, nullptr, 'v'},
+    {"trace-requests", no_argument, nullptr, 't'},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {},
 };
 
 std::string backendNames() {
     std::string names;
     for (const Backend& backend : backends()) {
-        names += (names.empty() ? "" : " and ") + std::string(backend.name);
+        names += (names.empty() ? "" : &backend == &backends().back() ? " and " : ", ") + std::string(backend.name);
     }
     return names;
 }
@@ -81,6 +93,15 @@ Result<void> set(Options& options, int option, const std::string& value) {
             return options.faults.add(value);
         case 'M':
             options.metricsFile = value;
+            break;
+        case 'R':
+            options.recordFile = value;
+            break;
+        case 'r':
+            options.recording = value;
+            break;
+        case 'o':
+            options.replayAtOnce = true;
             break;
         case 'v':
             options.verbose = true;
@@ -137,6 +158,10 @@ Result<Options> Options::parse(int count, char* const* words) {
     }
     if (options.ofBackend.scenario && options.backend != findBackend("simulated")) {
         return Refusal::invalidArgument("--scenario goes with --backend simulated, the default");
+    }
+    const bool replays = options.backend == findBackend(kReplayBackend);
+    if (replays == options.recording.empty() || (options.replayAtOnce && !replays)) {
+        return Refusal::invalidArgument("--backend replay takes a --recording, which it replays, maybe --at-once");
     }
     return options;
 }

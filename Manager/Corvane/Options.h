@@ -16,6 +16,9 @@ struct Options {
     BackendOptions ofBackend;
     FaultRules faults;
     std::string metricsFile;
+    std::string recordFile;  ///< to be written
+    std::string recording;   ///< to be replayed
+    bool replayAtOnce = false;
     bool verbose = false;
     bool traceRequests = false;
     std::string output;  ///< of --help or --version: to be printed instead of serving

@@ -1,6 +1,7 @@
 """The real tool against the real manager: what a person types, what the simulated baseband does, and what the traces hold then."""
 import re
 import socket
+import time
 
 import pytest
 
@@ -105,6 +106,29 @@ def test_a_self_test_shows_everything_or_ends_by_another_terminal(manager):
     running.says("aborted on request")
     assert in_order(running.text, '"KeyBasebandDiagnosticsStatus":"BasebandDiagnosticsStatusAborted"', " : Failed\n")
     assert "MeasurementPort" not in running.text
+
+
+def test_a_recorded_session_is_replayed(manager, tmp_path):
+    file = tmp_path / "session.jsonl"
+    session = ["info", "baseband state 3 10 -- baseband state", "baseband reset soft lab", "baseband time", "coredump enabled maybe",
+               "baseband state 0 -- baseband diagnostics run rftest", "stats get-statistics", "trace dump why"]
+    with Manager("--record", file) as recorded:
+        shown = [recorded.tool(line) for line in session]
+    file.write_text(file.read_text() + '{"ms":99999,"client":1,"na')  # a kill may cut the last line
+    for pace in (), ("--at-once",):
+        with Manager("--backend", "replay", "--recording", file, *pace) as replaying:
+            begin = time.monotonic()
+            assert [replaying.tool(line) for line in session] == shown
+            assert pace or time.monotonic() - begin > 2, "the self-test takes its time"
+    with Manager("--backend", "replay", "--recording", file, "--at-once") as replaying:
+        client = replaying.client(name="ryntool")
+        assert client.do("GetCorvaneInfo")["KeyCorvaneVersion"]
+        assert client.do("GetBasebandWakeReason") == (
+            "103: 'GetBasebandWakeReasonCommand null' departs from the recording: the next of ryntool is "
+            "'SetBasebandOperatingModeCommand {\"KeyBasebandOperatingMode\":3,\"KeyTimeout\":10}' in line 6.")
+        assert isinstance(client.do("GetBasebandTime"), dict)
+        replaying.says("ryntool departs from the recording: it leaves out 'SetBasebandOperatingModeCommand")
+        assert replaying.client(name="other").do("GetBasebandTime").endswith("it has no more requests of other.")
 
 
 def test_blocked_resets_include_the_mode_that_resets(manager):

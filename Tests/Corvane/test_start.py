@@ -29,19 +29,29 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     (tmp_path / "link/settings.db").symlink_to(tmp_path / "elsewhere.db")
     (tmp_path / "wrong.json").write_text('{"steps": [\n{"at": 1, "action": "crush"}]}')
     (tmp_path / "sound.json").write_text('{"steps": []}')
+    (tmp_path / "later.jsonl").write_text('{"recording":2}\n')
+    (tmp_path / "other.jsonl").write_text('{"recording":1}\n{"ms":1}\n')
+    replay = ["--backend", "replay", "--recording"]
     at, kept = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
     for status, sentence, *options in [
         (2, "there is no option '--bogus'", "--bogus"),
         (2, "--socket takes a value", "--socket"),
         (2, "not empty", "--socket="),
         (2, "--verbose takes no value", "--verbose=1"),
-        (2, "there are simulated and modemmanager", "--backend", "real"),
+        (2, "there are simulated, modemmanager and replay", "--backend", "real"),
+        (2, "--backend replay takes a --recording", "--backend", "replay"),
+        (2, "--backend replay takes a --recording", "--recording", "x"),
+        (2, "--backend replay takes a --recording", "--at-once"),
         (2, "--modem goes with --backend modemmanager", "--modem", "0"),
         (2, "none.json can't be read: it doesn't exist", "--scenario", tmp_path / "none.json"),
         (2, 'wrong.json line 2, step 1: "action" is "crush"; it takes "crash"', "--scenario", tmp_path / "wrong.json"),
         (2, "--scenario goes with --backend simulated", "--scenario", tmp_path / "sound.json", "--backend", "modemmanager"),
         (2, "RESULT that is not 0", "--fault", "Info=0"),
         (2, "is no fault rule", "--fault", "Info=0x1FFFFFFFF"),
+        (1, "none.jsonl: there is none", *replay, tmp_path / "none.jsonl"),
+        (1, "/file is empty", *replay, tmp_path / "file"),
+        (1, "begins no recording of version 1", *replay, tmp_path / "later.jsonl"),
+        (1, "line 2 of the recording", *replay, tmp_path / "other.jsonl"),
         (1, "too long: at most 107", *kept, "/tmp/" + 120 * "x"),
         (1, "exists and is not a socket", *kept, tmp_path / "file"),
         (1, "m.sock.lock: Not a directory", *kept, tmp_path / "file/m.sock"),

@@ -1,5 +1,6 @@
 #include "Corvane/baseband/Backends.h"
 
+#include "Corvane/baseband/NoBaseband.h"
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 
@@ -20,6 +21,7 @@ constexpr Backend kBackends[] = {
      [](Loop& loop, SettingsStore& store, const BackendOptions& options) -> BasebandPtr {
          return std::make_unique<ModemManagerBaseband>(loop, store, options.modem);
      }},
+    {kReplayBackend, [](Loop&, SettingsStore&, const BackendOptions&) -> BasebandPtr { return std::make_unique<NoBaseband>(); }},
 };
 
 }  // namespace

@@ -25,6 +25,9 @@ struct Backend {
     std::unique_ptr<Baseband> (*make)(Loop& loop, SettingsStore& store, const BackendOptions& options);
 };
 
+/// The one whose clients are answered from a recording.
+inline constexpr const char* kReplayBackend = "replay";
+
 /// The default first.
 std::span<const Backend> backends();
 /// nullptr when there is none of that name.

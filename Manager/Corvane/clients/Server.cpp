@@ -1,5 +1,6 @@
 #include "Corvane/clients/Server.h"
 
+#include "Corvane/requests/Recording.h"
 #include "Corvane/requests/Replies.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/Statistics.h"
@@ -45,8 +46,6 @@ Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy,
     memory::reserve();
     resumeListening();
 }
-
-Server::~Server() = default;
 
 void Server::accept() {
     while (!loop_.isLate()) {
@@ -100,11 +99,12 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     auto owned = std::make_unique<Client>(std::move(socket), peer, loop_);
     Client& client = *owned;
     client.ready = [this, &client] { serve(client); };
-    client.session = std::make_shared<Session>(dispatcher_, Requester{peer.user, peer.process},
+    client.session = std::make_shared<Session>(dispatcher_, Requester{peer.user, peer.process, {}, figures_.accepted},
                                                [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); });
     client.index = clients_.size();
     clients_.push_back(std::move(owned));
     ended_.reserve(clients_.size());
+    removed_.reserve(clients_.size());
     ++users_[peer.user].clients;
     ++figures_.accepted;
     ++figures_.connected;
@@ -229,17 +229,14 @@ void Server::lose(Client& client) {
 }
 
 void Server::removeEnded() {
-    std::vector<std::shared_ptr<Session>> sessions;
-    for (Client* client : ended_) {
+    std::swap(ended_, removed_);
+    for (Client* client : removed_) {
         freedBytes_ += client->outbox.bytes();
-        sessions.push_back(client->session);
+        const auto session = client->session;
         remove(*client);
-    }
-    ended_.clear();
-    for (const auto& session : sessions) {
         session->abandon();
     }
-    sessions.clear();
+    removed_.clear();
     // The allocator keeps what lies between other blocks: after a flood that would be most of it.
     constexpr std::size_t kWorthReturning = std::size_t{1} << 20U;
     if (freedBytes_ >= kWorthReturning) {
@@ -268,6 +265,7 @@ void Server::endGreediest(Client& served) {
 }
 
 void Server::broadcast(const char* event, const xpc::Object& payload) {
+    recording::event({event, payload});
     if (figures_.watchingEvents == 0) {
         return;
     }

@@ -35,7 +35,6 @@ public:
     /// @param listener a listening socket; the rest outlives the server.
     Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
            Limits limits);
-    ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -85,6 +84,7 @@ private:
     std::vector<std::uint8_t> packet_;        ///< one packet out
     std::vector<std::unique_ptr<Client>> clients_;
     std::vector<Client*> ended_;
+    std::vector<Client*> removed_;           ///< being removed; what they abandon is told to others, which may end by that
     std::size_t freedBytes_ = 0;             ///< by clients that have ended, since memory was last returned to the system
     std::unordered_map<uid_t, User> users_;  ///< all that have been admitted
     std::size_t ungreeted_ = 0;

@@ -1,6 +1,7 @@
 #include "Corvane/clients/Session.h"
 
 #include "Corvane/requests/Dispatcher.h"
+#include "Corvane/requests/Recording.h"
 #include "Corvane/requests/Replies.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/support/Log.h"
@@ -110,6 +111,7 @@ Result<void> Session::request(const wire::Request& request, std::size_t packetSi
     if (requestlog::isOn()) {
         requestlog::request(client_.name, request);
     }
+    recording::request(client_, request);
     if (const Fault* fault = dispatcher_.faults().find(request.command); fault != nullptr) {
         return fail(*fault, request.id);
     }
@@ -190,7 +192,8 @@ void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& obj
     if (requestlog::isOn()) {
         requestlog::reply(client_.name, id, result, object);
     }
-    if (wire::encode(wire::Reply{id, result, object}, outputBuffer())) {
+    if (const wire::Reply reply{id, result, object}; wire::encode(reply, outputBuffer())) {
+        recording::reply(client_, reply);
         sender_(outputBuffer());
         return;
     }

@@ -12,6 +12,7 @@ struct Requester {
     uid_t user = 0;
     pid_t process = 0;
     std::string name = {};
+    std::uint64_t connection = 0;  ///< a number of its own
 };
 
 /// Puts on record who has asked for a change, and how that ended: an entry of the log, with the same fields in the journal.

@@ -29,6 +29,9 @@ void Dispatcher::countRefusal() {
 }
 
 std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, const Requester& requester, const Later& later) {
+    if (substitute_) {
+        return substitute_(request, requester, later);
+    }
     const auto entry = commands_.find(request.command);
     if (entry == commands_.end()) {
         ++services_.commandFigures().unknown;

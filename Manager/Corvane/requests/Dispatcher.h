@@ -6,6 +6,7 @@
 #include "Corvane/requests/FaultRules.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <optional>
 #include <string_view>
@@ -23,6 +24,9 @@ public:
     void add(std::initializer_list<Command> commands);
     /// The names of all commands, in ascending order.
     std::vector<std::string_view> names() const;
+    /// What answers every request in the commands' place.
+    using Substitute = std::function<std::optional<Answer>(const ryn::wire::Request&, const Requester&, const Later&)>;
+    void answerBy(Substitute substitute) { substitute_ = std::move(substitute); }
 
     /// What fails on purpose. Whoever converses with the client carries a fault out.
     const FaultRules& faults() const { return faults_; }
@@ -43,6 +47,7 @@ private:
     Services& services_;
     FaultRules faults_;
     std::unordered_map<std::string_view, Entry> commands_;
+    Substitute substitute_;  ///< may be empty
 };
 
 }  // namespace corvane

@@ -1,0 +1,126 @@
+#include "Corvane/requests/RecordedRequests.h"
+
+#include "Corvane/requests/Recording.h"
+#include "Corvane/support/Values.h"
+#include "Platform/File.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <sstream>
+#include <utility>
+
+namespace corvane {
+namespace {
+
+using Json = nlohmann::json;
+using std::chrono::milliseconds;
+
+constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
+
+xpc::Object toObject(const Json& json) {
+    if (json.is_object()) {
+        const xpc::Object made = dictionary({});
+        for (const auto& [key, value] : json.items()) {
+            xpc::insert(made, key, toObject(value));
+        }
+        return made;
+    }
+    if (json.is_array()) {
+        const auto made = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+        for (const Json& value : json) {
+            xpc_array_append_value(made.get(), toObject(value).get());
+        }
+        return made;
+    }
+    if (json.is_string()) {
+        return text(json.get_ref<const std::string&>());
+    }
+    if (json.is_number_integer()) {
+        return number(json.get<std::int64_t>());
+    }
+    return json.is_boolean() ? boolean(json.get<bool>()) : xpc::null();
+}
+
+xpc::Object at(const xpc::Object& entry, const char* key) {
+    return xpc::Object::share(xpc_dictionary_get_value(entry.get(), key));
+}
+
+/// Takes one line after the other.
+class Reader {
+public:
+    /// @return what is wrong with the line, if anything is.
+    std::optional<std::string> take(const xpc::Object& entry, std::size_t line) {
+        if (line == 1) {
+            const bool known = numberAt(entry, "recording") == recording::kVersion;
+            return known ? std::nullopt : std::optional(fmt::format("begins no recording of version {}", recording::kVersion));
+        }
+        const auto time = numberAt(entry, "ms");
+        if (!time) {
+            return "has no time \"ms\"";
+        }
+        const std::pair client(numberAt(entry, "client"), numberAt(entry, "id"));
+        if (const auto command = textAt(entry, "request")) {
+            last_ = std::make_shared<RecordedRequest>(
+                RecordedRequest{line, milliseconds(*time), describeRequest(*command, at(entry, "argument"))});
+            unanswered_[client] = last_;
+            requests[textAt(entry, "name").value_or("")].push_back(last_);
+        } else if (const auto result = numberAt(entry, "result")) {
+            if (const auto request = unanswered_.extract(client)) {
+                add(*request.mapped(), *time, {}, static_cast<std::int32_t>(*result), at(entry, "reply"));
+            }
+        } else if (const auto event = textAt(entry, "event")) {
+            if (last_) {
+                add(*last_, *time, *event, 0, at(entry, "payload"));
+            }
+        } else {
+            return "is neither a request, a reply nor an event";
+        }
+        return std::nullopt;
+    }
+
+    RecordedRequests requests;
+
+private:
+    static void add(RecordedRequest& request, std::int64_t time, std::string event, std::int32_t result, xpc::Object object) {
+        request.steps.push_back({milliseconds(time) - request.at, std::move(event), result, std::move(object)});
+    }
+
+    std::map<std::pair<std::optional<std::int64_t>, std::optional<std::int64_t>>, std::shared_ptr<RecordedRequest>> unanswered_;
+    std::shared_ptr<RecordedRequest> last_;
+};
+
+}  // namespace
+
+std::string describeRequest(std::string_view command, const xpc::Object& argument) {
+    return fmt::format("{} {}", command, xpc::to_string(argument));
+}
+
+Result<RecordedRequests> readRecording(const std::string& file) {
+    const platform::FileContent content = platform::readFile(file, kLargestFile);
+    if (content.missing || !content.problem.empty()) {
+        return Refusal::invalidArgument(
+            fmt::format("can't read the recording {}: {}", file, content.missing ? "there is none" : content.problem));
+    }
+    Reader reader;
+    std::istringstream lines(content.bytes);
+    std::size_t number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const Json json = Json::parse(line, nullptr, false);
+        if (json.is_discarded() && lines.eof()) {
+            break;
+        }
+        ++number;
+        const auto wrong = json.is_object() ? reader.take(toObject(json), number) : "is no object of JSON";
+        if (wrong) {
+            return Refusal::invalidArgument(fmt::format("line {} of the recording {} {}", number, file, *wrong));
+        }
+    }
+    if (number == 0) {
+        return Refusal::invalidArgument(fmt::format("the recording {} is empty", file));
+    }
+    return std::move(reader.requests);
+}
+
+}  // namespace corvane
