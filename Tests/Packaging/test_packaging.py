@@ -13,6 +13,10 @@ SOURCE, BUILD = pathlib.Path(os.environ["SOURCE_FOLDER"]), pathlib.Path(os.envir
 PAGES, COMPLETION = SOURCE / "Packaging/man", BUILD / "Packaging/completion"
 
 
+def agree(where, written, true):
+    assert written == true, f"Packaging/{where}: add {sorted(true - written)}, take out {sorted(written - true)}"
+
+
 @pytest.fixture(scope="module")
 def tree():
     """The commands as the tool's own help pages show them: each leaf's path with its help, and each group's with a slash behind."""
@@ -25,11 +29,10 @@ def tree():
         title, leaves, *children, builtins = [block.splitlines() for block in page.strip("\n").split("\n\n")]
         assert (status, errors) == (0, "") and title[0].startswith("Options for") and builtins[0].startswith("\tcd")
         found.update({path + line[1:19].strip(): line[19:] for line in leaves if line})
-        for child in children:
-            if child:
-                group = f"{path}{child[0][1:19].strip()}/"
-                found[group] = ""
-                walk(group)
+        for child in filter(None, children):
+            group = f"{path}{child[0][1:19].strip()}/"
+            found[group] = ""
+            walk(group)
 
     walk("/")
     return found
@@ -38,17 +41,17 @@ def tree():
 @pytest.fixture(scope="module")
 def table():
     """The lines of the shared completion table: a path, the words offered behind it, and its help."""
-    lines = (SOURCE / "Packaging/completion/commands").read_text().splitlines()
-    return [(line.split(maxsplit=2) + [""])[:3] for line in lines]
+    return [(line.split(maxsplit=2) + [""])[:3] for line in (SOURCE / "Packaging/completion/commands").read_text().splitlines()]
 
 
 def test_the_manual_names_the_commands_of_the_tool(tree):
     lines = re.findall(r"^\.It Ic ((?:[^A-Z\s]\S* ?)+)", (PAGES / "ryntool.1").read_text(), re.M)
-    assert {"/" + "/".join(line.split()) for line in lines} == {path for path in tree if not path.endswith("/")}
+    agree("man/ryntool.1, lines of .It Ic", {"/" + "/".join(line.split()) for line in lines}, {path for path in tree if not path.endswith("/")})
 
 
 def test_completion_has_the_tree_of_the_tool(tree, table):
-    assert {path: "" if path.endswith("/") else help for path, _, help in table} == tree
+    written = {(path, "" if path.endswith("/") else help) for path, _, help in table}
+    agree("completion/commands, a path and its help", written, set(tree.items()))
 
 
 def test_completion_offers_the_choices_of_each_help_text(table):
@@ -60,13 +63,14 @@ def test_completion_offers_the_choices_of_each_help_text(table):
 
 def test_the_manual_names_the_options_of_the_manager():
     described = set(re.findall(r"\bFl -([a-z-]+)", (PAGES / "Corvane.8").read_text()))
-    assert described == set(re.findall(r"\n  --([a-z-]+)", run(MANAGER, "--help")[1]))
+    agree("man/Corvane.8, lines of .It Fl", described, set(re.findall(r"\n  --([a-z-]+)", run(MANAGER, "--help")[1])))
 
 
 def test_the_manual_names_all_that_travels():
     name = r"(Key[A-Z]\w+|[A-Z]\w+(?:Command|Notification))"
     sources = "".join(path.read_text() for path in SOURCE.glob("Manager/**/*") if path.suffix in (".cpp", ".h"))
-    assert set(re.findall(rf"\b{name}\b", (PAGES / "corvane-protocol.7").read_text())) == set(re.findall(f'"{name}"', sources))
+    written = set(re.findall(rf"\b{name}\b", (PAGES / "corvane-protocol.7").read_text()))
+    agree("man/corvane-protocol.7", written, set(re.findall(f'"{name}"', sources)))
 
 
 def test_manual_and_completion_have_the_properties_of_the_manager():
@@ -85,11 +89,11 @@ def test_manual_and_completion_have_the_properties_of_the_manager():
         client = manager.client()
         client.collect()
         settings = json.loads(manager.snapshot("manager.json"))["Settings"]
-        rows = {f"{trace} {name} Ta {accepted(client.set(trace, name, '/'))} Ta {value}"
+        rows = {f".It {trace} {name} Ta {accepted(client.set(trace, name, '/'))} Ta {value}"
                 for trace, values in settings.items() for name, value in values.items()}
-    assert set(re.findall(r"^\.It (\w+ [A-Z]\w+ Ta .+ Ta .+)$", (PAGES / "Corvane.8").read_text(), re.M)) == rows
-    offered = {trace: ",".join(sorted(values)) for trace, values in sorted(settings.items())}
-    assert (SOURCE / "Packaging/completion/traces").read_text() == "".join(f"{trace} {names}\n" for trace, names in offered.items())
+    agree("man/Corvane.8", set(re.findall(r"^\.It \w+ [A-Z]\w+ Ta .+ Ta .+$", (PAGES / "Corvane.8").read_text(), re.M)), rows)
+    agree("completion/traces", set((SOURCE / "Packaging/completion/traces").read_text().splitlines()),
+          {f"{trace} {','.join(sorted(values))}" for trace, values in settings.items()})
 
 
 @pytest.mark.parametrize("shell, load", [
