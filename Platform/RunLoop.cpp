@@ -2,7 +2,6 @@
 
 #include "platform/CoreFoundation/CoreFoundation.h"
 
-#include <malloc.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -148,14 +147,6 @@ void RunLoop::run() {
         watch.serve();
     }
 }
-
-constexpr int kMebibyte = 1024 * 1024;
-
-/// Spares a run that is soon over what the heap sets up for a long one: the threads beside the parked one take turns more than
-/// they compete, so one arena serves them all, and the buffer of a socket needs no mapping of its own. Setting the
-/// one threshold without the other would grow and shrink the end of the heap with each large block.
-[[maybe_unused]] const bool kPlainHeap = ::mallopt(M_ARENA_MAX, 1) == 1 && ::mallopt(M_MMAP_THRESHOLD, kMebibyte) == 1 &&
-                                         ::mallopt(M_TRIM_THRESHOLD, 2 * kMebibyte) == 1;
 
 RunLoop& theRunLoop() {
     // Never destroyed: the parked thread uses it until the very end of the process.

@@ -1,8 +1,15 @@
 # All that makes a run of given words start fast. Each line tells what it is worth: wall time of `ryntool coredump status`,
 # run alternately with and without it (script/bench measures the sum).
 
+# ryn_plain_heap(TARGET): the program sets up its heap for one thread that works at a time. A source of the program, because a library
+# must leave the heap to the program that it is in.
+function(ryn_plain_heap target)
+  target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/Platform/PlainHeap.cpp)
+endfunction()
+
 # ryn_fast_start(TARGET): links TARGET so that it starts fast. It becomes one static executable.
 function(ryn_fast_start target)
+  ryn_plain_heap(${target})
   if(RYN_SANITIZER)
     return()  # the sanitizers are shared libraries
   endif()

@@ -1,6 +1,7 @@
 #include "Client/Bridge.h"
 
 #include "Client/PacketStream.h"
+#include "Client/SignalsBlocked.h"
 
 #include <spawn.h>
 #include <sys/socket.h>
@@ -11,8 +12,6 @@
 #include <cerrno>
 #include <csignal>
 #include <thread>
-
-extern char** environ;
 
 namespace ryn::client {
 namespace {
@@ -51,26 +50,10 @@ struct Carrier {
     }
 };
 
-/// While it stands, threads that start take no signal: those of the process are its owner's, and writing to a program that has
-/// ended must not kill it.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before_{};
-};
-
 /// @return -1 when it could not be started.
 pid_t start(const std::vector<std::string>& command, int standardStreams) {
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command) {
         words.push_back(const_cast<char*>(word.c_str()));
     }

@@ -2,10 +2,8 @@
 
 import asyncio
 import os
-import shutil
 import signal
 import socket
-import subprocess
 import threading
 
 import cbor2
@@ -26,6 +24,7 @@ from corvane import (
 )
 
 from corvane.pytest_plugin import RunningManager
+from sshd import ssh_words
 
 BRIDGE = os.environ.get("CORVANE_BRIDGE", "corvane-bridge")
 
@@ -290,20 +289,7 @@ def test_asyncio_end_of_the_manager_ends_each_request(corvane, monkeypatch, brid
 
 @pytest.fixture
 def ssh(tmp_path):
-    """The words that reach this machine through a real sshd, which ssh starts for itself: no port, no service."""
-    sshd = shutil.which("sshd", path="/usr/sbin:/usr/local/sbin")
-    if not sshd:
-        pytest.skip("openssh-server isn't installed")
-    for key in ("host", "user"):
-        subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", tmp_path / key], check=True)
-    if os.getuid() == 0:
-        os.makedirs("/run/sshd", exist_ok=True)  # where sshd goes without privileges
-    (tmp_path / "sshd_config").write_text(
-        f"HostKey {tmp_path}/host\nAuthorizedKeysFile {tmp_path}/user.pub\nStrictModes no\nUsePAM no\nPermitRootLogin yes\n"
-    )
-    proxy = f"ProxyCommand {sshd} -i -f {tmp_path}/sshd_config"
-    options = ["BatchMode=yes", "StrictHostKeyChecking=no", "UserKnownHostsFile=/dev/null", "LogLevel=ERROR", proxy]
-    return ["ssh", "-F", "none", "-i", str(tmp_path / "user"), *(word for option in options for word in ("-o", option)), "bench"]
+    return ssh_words(tmp_path)
 
 
 def test_bridge_over_sshd_with_a_cut(ssh, corvane):

@@ -1,0 +1,185 @@
+#include "ryn/Client.h"
+
+#include "Client/Bridge.h"
+#include "Client/Manager.h"
+#include "Client/SignalsBlocked.h"
+#include "Client/library/Conversions.h"
+#include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace ryn {
+namespace {
+
+using client::Clock;
+
+/// Between attempts to reach a manager that isn't there, while a state is waited for.
+constexpr std::chrono::milliseconds kRetryAfter{250};
+
+/// The thread that receives what nobody waits for in a call: one for all clients, from the first that needs it until the process
+/// ends.
+void startReceiving() {
+    static std::once_flag started;
+    std::call_once(started, [] {
+        const client::SignalsBlocked blocked;
+        std::thread(CFRunLoopRun).detach();
+    });
+}
+
+client::Connector connectorOf(const Client::Options& options) {
+    if (!options.bridge.empty()) {
+        return client::Bridge(options.bridge);
+    }
+    return options.socket.empty() ? client::SocketPath() : client::SocketPath(options.socket);
+}
+
+Reply toReply(int result, const xpc::Object& object) {
+    Reply reply{static_cast<std::uint32_t>(result), toValue(object.get()), ""};
+    if (!reply) {
+        const std::string* const sentence = reply.value[kKeyErrorString].string();
+        reply.sentence = sentence == nullptr ? "The manager gave no reason." : *sentence;
+    }
+    return reply;
+}
+
+const char* nameOf(BootState state) {
+    constexpr const char* kNames[] = {"Off", "Booting", "Ready", "Resetting"};
+    return kNames[static_cast<std::size_t>(state)];
+}
+
+bool isFromManager(const Reply& reply) {
+    return reply.result >> 8U == 0xE020E1;
+}
+
+std::string inSeconds(std::chrono::milliseconds duration) {
+    const auto tenths = duration.count() / 100;
+    return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
+}
+
+}  // namespace
+
+class Client::Implementation {
+public:
+    explicit Implementation(const Options& options)
+        : queue_(dispatch_queue_create("ryn.client", nullptr)),
+          manager_(std::make_shared<client::Manager>(options.name, queue_, connectorOf(options), client::Greeting::Answered)) {
+        platform::addToRunLoop(manager_);
+        const auto changed = [this](const xpc::Object&) {
+            const std::lock_guard lock(mutex_);
+            ++changes_;
+            changed_.notify_all();
+        };
+        manager_->addEventHandler(kEventBasebandBootStateChange, changed);
+        manager_->addConnectionHandler(changed);
+    }
+    ~Implementation() {
+        manager_->close();
+        manager_.reset();
+        // Behind all that was handed to the queue before.
+        dispatch_group_t group = dispatch_group_create();
+        dispatch_group_enter(group);
+        dispatch_async(queue_, [group] { dispatch_group_leave(group); });
+        dispatch_group_wait(group, DISPATCH_TIME_FOREVER);
+        dispatch_release(group);
+        dispatch_release(queue_);
+    }
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+
+    client::Manager& manager() { return *manager_; }
+
+    /// @param wanted +1 for whoever wants events, -1 when that is over
+    void countEventUsers(int wanted) {
+        const std::lock_guard lock(mutex_);
+        eventUsers_ += wanted;
+        manager_->setEvents(eventUsers_ > 0);
+    }
+    std::uint64_t changes() {
+        const std::lock_guard lock(mutex_);
+        return changes_;
+    }
+    void waitForChange(std::uint64_t seen, Clock::time_point deadline) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_until(lock, deadline, [&] { return changes_ != seen; });
+    }
+
+private:
+    dispatch_queue_t queue_;
+    std::shared_ptr<client::Manager> manager_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::uint64_t changes_ = 0;  ///< of the boot state, or of the connection
+    int eventUsers_ = 0;
+};
+
+Client::Client() : Client(Options{}) {}
+
+Client::Client(Options options) : implementation_(std::make_unique<Implementation>(options)) {}
+
+Client::~Client() = default;
+
+Reply Client::connect(Patience patience) {
+    xpc::Object answer;
+    const int result = implementation_->manager().greet(answer, patience.value_or(client::timeoutOf("", {})));
+    return toReply(result, answer);
+}
+
+Reply Client::perform(const std::string& command, const Value& argument, Patience patience) {
+    const xpc::Object asked = toObject(argument);
+    xpc::Object object;
+    const int result =
+        implementation_->manager().perform(command, asked, object, patience.value_or(client::timeoutOf(command, asked)));
+    return toReply(result, object);
+}
+
+void Client::perform(const std::string& command, const Value& argument, Completion completion, Patience patience) {
+    startReceiving();
+    const xpc::Object asked = toObject(argument);
+    implementation_->manager().perform(
+        command, asked,
+        [completion = std::move(completion)](int result, const xpc::Object& object) { completion(toReply(result, object)); },
+        patience.value_or(client::timeoutOf(command, asked)));
+}
+
+void Client::onEvent(const std::string& name, EventHandler handler) {
+    startReceiving();
+    implementation_->manager().addEventHandler(
+        name, [handler = std::move(handler)](const xpc::Object& payload) { handler(toValue(payload.get())); });
+    implementation_->countEventUsers(1);
+}
+
+Reply Client::waitForState(BootState state, std::chrono::milliseconds patience) {
+    startReceiving();
+    const auto deadline = Clock::now() + patience;
+    implementation_->countEventUsers(1);  // before the state is asked for, so that no change falls between
+    std::string last = "the manager did not answer.";
+    Reply reply;
+    for (;;) {
+        const std::uint64_t seen = implementation_->changes();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left <= left.zero()) {
+            reply = {kTimedOut,
+                     {},
+                     std::string("The baseband was not ") + nameOf(state) + " within " + inSeconds(patience) + ": " + last};
+            break;
+        }
+        reply = perform(kCommandGetBasebandBootState, {}, left);
+        const std::string* const name = reply.value[kKeyBasebandBootState].string();
+        if (isFromManager(reply) || (name != nullptr && *name == nameOf(state))) {
+            break;
+        }
+        if (reply.result != kTimedOut) {
+            last = name != nullptr ? "it was " + *name + " last." : reply.sentence;
+        }
+        implementation_->waitForChange(seen, reply ? deadline : std::min(deadline, Clock::now() + kRetryAfter));
+    }
+    implementation_->countEventUsers(-1);
+    return reply;
+}
+
+}  // namespace ryn

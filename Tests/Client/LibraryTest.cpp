@@ -1,0 +1,117 @@
+#include "Client/TestClient.h"
+#include "ryn/Client.h"
+#include "support/ScriptedManager.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+
+namespace {
+
+using namespace std::chrono_literals;
+using support::ScriptedManager;
+using testing::Each;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+ryn::Client::Options at(const ScriptedManager& manager) {
+    return {.name = "library", .socket = manager.path()};
+}
+
+TEST(Library, CarriesEveryKindOfValue) {
+    const support::TempFolder folder;
+    const ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const auto& request) {
+        connection.reply(request.id, request.command == "Fail" ? -7 : 0, request.value);
+    });
+    ryn::Client client(at(manager));
+    const ryn::Value value = ryn::Dictionary{
+        {"array", ryn::Array{1, -2, true, "text", {}}}, {"bytes", std::string("\xFF\0", 2)}, {"dictionary", ryn::Dictionary{}}};
+    const ryn::Reply echoed = client.perform("Echo", value);
+    EXPECT_TRUE(echoed);
+    EXPECT_EQ(echoed.value.toJson(), value.toJson());
+    EXPECT_EQ(*echoed.value["bytes"].string(), std::string("\xFF\0", 2));
+    EXPECT_TRUE(echoed.value["nothing"]["below"].isNull());
+    const ryn::Reply failed = client.perform("Fail", ryn::Dictionary{{"KeyErrorString", "It must."}});
+    EXPECT_EQ(failed.result, 0xFFFFFFF9);
+    EXPECT_EQ(failed.sentence, "It must.");
+    EXPECT_EQ(client.perform("Big", std::string(200'000, 'x')).result, ryn::kRequestTooLarge);
+}
+
+TEST(Library, WaitsForAState) {
+    // What the manager does when it is asked: a state is its answer, "drop" ends the connection, "" is silence; behind "!" comes
+    // an event.
+    const struct {
+        std::vector<std::string> answers;  ///< the last one is repeated
+        std::uint32_t result;
+        const char* sentence;
+        std::chrono::milliseconds patience = support::kPatience;
+    } kCases[] = {
+        {{"Ready"}, 0, ""},
+        {{"Booting!", "Ready"}, 0, ""},
+        {{"drop", "drop", "Booting!", "drop", "Ready"}, 0, ""},
+        {{"Booting"}, ryn::kTimedOut, "The baseband was not Ready within 0.3 s: it was Booting last.", 300ms},
+        {{""}, ryn::kTimedOut, "The baseband was not Ready within 0.3 s: the manager did not answer.", 300ms},
+        {{"drop"}, ryn::kTimedOut, "closed the connection before it answered", 300ms},
+        {{"refuse"}, 0xE020E102, "There is none."},
+    };
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(testing::PrintToString(row.answers));
+        const support::TempFolder folder;
+        std::atomic<std::size_t> asked = 0;
+        const ScriptedManager manager(folder / "s", [&](ScriptedManager::Connection& connection, const auto& request) {
+            std::string answer = row.answers[std::min(asked++, row.answers.size() - 1)];
+            const bool isFollowed = answer.ends_with('!');
+            answer.resize(answer.size() - (isFollowed ? 1 : 0));
+            if (answer == "drop") {
+                connection.drop();
+            } else if (answer == "refuse") {
+                const auto refusal = static_cast<std::int32_t>(0xE020E102);
+                connection.reply(request.id, refusal, support::dictionary({{"KeyErrorString", support::text("There is none.")}}));
+            } else if (!answer.empty()) {
+                connection.reply(request.id, 0, support::dictionary({{"KeyBasebandBootState", support::text(answer)}}));
+            }
+            if (isFollowed) {
+                connection.event("BasebandBootStateChangeNotification");
+            }
+        });
+        ryn::Client client(at(manager));
+        const ryn::Reply reply = client.waitForState(ryn::BootState::Ready, row.patience);
+        EXPECT_EQ(reply.result, row.result);
+        EXPECT_THAT(reply.sentence, HasSubstr(row.sentence));
+    }
+}
+
+/// Requests that wait when the program that carries them is killed, or when their client goes.
+TEST(Library, EndsEachRequestOfACutConnection) {
+    const support::TempFolder folder;
+    const ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const auto& request) {
+        if (request.command == "Any") {
+            connection.reply(request.id, 0);
+        }
+    });
+    const std::string bridge = "echo $$ > " + (folder / "pid") + "; CORVANE_SOCKET=" + manager.path() + " exec " BRIDGE_PATH;
+    Lines lines;
+    const auto note = [&lines](const ryn::Reply& reply) { lines.add(reply.sentence); };
+    {
+        ryn::Client client({.name = "library", .bridge = {"sh", "-c", bridge}});
+        EXPECT_TRUE(client.perform("Any"));
+        for (int count = 0; count < 3; ++count) {
+            client.perform("Never", {}, note);
+        }
+        EXPECT_TRUE(client.perform("Any"));
+        ASSERT_EQ(::kill(std::stoi(support::readFile(folder / "pid")), SIGKILL), 0);
+        EXPECT_THAT(lines.wait(3), AllOf(SizeIs(3), Each(HasSubstr("closed the connection before it answered"))));
+        EXPECT_TRUE(client.perform("Any")) << "through a new bridge";
+        client.perform("Never", {}, note);
+    }
+    EXPECT_THAT(lines.wait(0), SizeIs(4)) << "the client waits for its completions";
+    const ryn::Reply missing = ryn::Client({.name = "library", .bridge = {"/nonexistent/bridge"}}).perform("Any");
+    EXPECT_EQ(missing.result, ryn::kNotConnected);
+    EXPECT_EQ(missing.sentence, "The program '/nonexistent/bridge' could not be started; is it installed?");
+}
+
+}  // namespace

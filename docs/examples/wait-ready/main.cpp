@@ -1,0 +1,33 @@
+// Waits for the baseband, brings it online and resets it, and prints its changes.
+// usage: wait-ready [BRIDGE...]     for instance: wait-ready ssh bench corvane-bridge
+#include <ryn/Client.h>
+
+#include <iostream>
+
+int main(int argumentCount, char** arguments) {
+    using namespace std::chrono_literals;
+    ryn::Client client({.name = "wait-ready", .bridge = {arguments + 1, arguments + argumentCount}});
+    const auto done = [](const char* step, const ryn::Reply& reply) {
+        std::cout << step << ": " << (reply ? reply.value.toJson() : reply.sentence) << std::endl;
+        return static_cast<bool>(reply);
+    };
+    const ryn::Reply manager = client.connect();
+    if (!manager) {
+        std::cerr << manager.sentence << '\n';
+        return 1;
+    }
+    std::cout << "Corvane " << *manager.value["KeyCorvaneVersion"].string() << '\n';
+
+    client.onEvent("BasebandBootStateChangeNotification",
+                   [](const ryn::Value& payload) { std::cout << "event: " << payload.toJson() << std::endl; });
+    const ryn::Value reset = ryn::Dictionary{{"KeyBasebandResetType", "Soft reset"},
+                                             {"KeyBasebandResetSubType", "UserTriggered"},
+                                             {"KeyBasebandResetReason", "example"}};
+    const bool isDone =
+        done("ready", client.waitForState(ryn::BootState::Ready, 30s)) &&
+        done("online", client.perform("SetBasebandOperatingModeCommand", ryn::Dictionary{{"KeyBasebandOperatingMode", 0}})) &&
+        done("reset", client.perform("ResetBasebandCommand", reset));
+    done("a mode that there isn't",
+         client.perform("SetBasebandOperatingModeCommand", ryn::Dictionary{{"KeyBasebandOperatingMode", 99}}));
+    return isDone ? 0 : 1;
+}
