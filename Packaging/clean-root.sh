@@ -13,7 +13,7 @@ running=$(sed -n "s/^VERSION_CODENAME=//p" /etc/os-release)
 suite=${suite:-$running}
 downloads=/var/tmp/corvane-debs-$suite
 packages=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)/build/packages/$suite
-work=$(mktemp -d)
+work=$(mktemp -d /var/tmp/corvane-XXXXXX)  # beside what is kept, which is linked and not copied
 root=$work/root
 trap 'rm -rf --one-file-system "$work"' EXIT
 
@@ -38,18 +38,21 @@ make_root() {
     mkdir "$root"
     tar -C "$root" -xf "$base"
     cp /etc/resolv.conf /etc/hosts "$root/etc/"
+    mkdir -p "$downloads"
+    cp -l "$downloads"/*.deb "$root/var/cache/apt/archives/" 2>/dev/null || true
 }
 
 # Runs a command in $root, with processes and mounts of its own: whatever it starts ends with it.
 inside() {
-    mkdir -p "$downloads/partial"
+    local status=0
     # shellcheck disable=SC2016
-    unshare --mount --pid --ipc --uts --fork --kill-child /bin/sh -c '
-        cd "$0" && mount --bind "$1" var/cache/apt/archives && shift &&
-        mount -t proc proc proc && mount -t tmpfs tmpfs run && mount -t tmpfs tmpfs dev/shm &&
-        mkdir -p dev/pts && mount -t devpts -o newinstance,ptmxmode=0666 devpts dev/pts &&
-        exec chroot . /usr/bin/env -i DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"
-    ' "$root" "$downloads" "$@"
+    unshare --mount --pid --ipc --uts --fork --kill-child chroot "$root" /bin/sh -c '
+        mount -t proc proc /proc && mount -t tmpfs tmpfs /run && mount -t tmpfs tmpfs /dev/shm &&
+        mkdir -p /dev/pts && mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts &&
+        exec env -i DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"
+    ' sh "$@" || status=$?
+    cp -ln "$root"/var/cache/apt/archives/*.deb "$downloads/" 2>/dev/null || true
+    return $status
 }
 
 # The checkout's files, in a folder of $root.
