@@ -49,7 +49,7 @@ def test_messages_show_why_there_is_no_service():
     with example("no-service") as manager:
         manager.does("diag enabled true -- baseband reset soft -- baseband state 0")
         manager.says("(daylight): fade-signal")
-        manager.shows("stats get-statistics 0", '"Registration":"home"', '"SIM":"ready"')
+        manager.shows("stats get-statistics 0", '"Registration":"home"', '"RSRP":-', '"SIM":"ready"')
         manager.does("trace dump why")
         messages, = manager.state.glob("Snapshots/*/DIAG/*.pcapng")
         assert is_sound(messages)
@@ -114,6 +114,7 @@ def test_a_baseband_that_never_boots_says_so(scripted):
         client.saw("Booting", 1, failed)
     statistics = client.statistics()
     assert (statistics["Boots"], statistics["FailedBoots"], statistics["Shutdowns"]) == (0, 3, 0)
+    assert statistics["Registration"] == "idle" and "RSRP" not in statistics
 
 
 def test_a_hang_ends_with_a_hard_reset_and_nothing_waits_longer_than_that(scripted):

@@ -257,10 +257,12 @@ xpc::Object SimulatedBaseband::state() const {
 }
 
 xpc::Object SimulatedBaseband::statistics() const {
-    const xpc::Object all = statistics_.toDictionary();
+    xpc::Object all = statistics_.toDictionary();
     const xpc::Object service = diag_.service();
     for (const char* key : {"SIM", "Registration", "RSRP"}) {
-        xpc_dictionary_set_value(all.get(), key, xpc_dictionary_get_value(service.get(), key));
+        if (const auto value = xpc_dictionary_get_value(service.get(), key); value != nullptr) {
+            xpc_dictionary_set_value(all.get(), key, value);
+        }
     }
     return all;
 }

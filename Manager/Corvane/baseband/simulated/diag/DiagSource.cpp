@@ -64,9 +64,12 @@ void DiagSource::fade(int rsrpDbm, int seconds) {
 }
 
 xpc::Object DiagSource::service() const {
-    return dictionary({{"SIM", text(signalling_.isSimPresent() ? "ready" : "missing")},
-                       {"Registration", text(signalling_.registration())},
-                       {"RSRP", number(signalling_.signal().rsrpDbm())}});
+    const xpc::Object service = dictionary(
+        {{"SIM", text(signalling_.isSimPresent() ? "ready" : "missing")}, {"Registration", text(signalling_.registration())}});
+    if (signalling_.isRegistered()) {
+        xpc_dictionary_set_value(service.get(), "RSRP", number(signalling_.signal().rsrpDbm()).get());
+    }
+    return service;
 }
 
 void DiagSource::bootStateChanged(const BootStatus& status, std::chrono::milliseconds bootDuration) {

@@ -32,7 +32,7 @@ public:
     /// Goes on by the second, also while nobody listens.
     void fade(int rsrpDbm, int seconds);
     void clockJumped(const std::string& time) { signalling_.log("NAS", "the network says that it is " + time); }
-    /// {SIM, Registration, RSRP} as the statistics show them.
+    /// {SIM, Registration}, and RSRP while it is registered, as the statistics show them.
     xpc::Object service() const;
     void selfTest(const char* what) { signalling_.log("RF", std::string("self-test ") + what); }
 

@@ -44,6 +44,7 @@ public:
     /// registered.
     std::string measurement() const;
     bool isSimPresent() const { return simPresent_; }
+    bool isRegistered() const { return registered_; }
     /// "home", "denied", "searching" or "idle"
     const char* registration() const;
     const RadioSignal& signal() const { return signal_; }
