@@ -251,9 +251,9 @@ struct Attack {
     std::function<void(const Field&)> run;
     bool needsRoot = false;
     bool endsItself = false;  ///< it goes on until it has done what it wants
-    // Well beyond what a run shows: a machine that is busy with other work must not fail it.
-    std::chrono::milliseconds longest{1000};       ///< that the manager may let a connected client wait
-    std::chrono::milliseconds longestOfNew{1000};  ///< and one that connects
+    // What the manager may work before it answers: other than the wait, it doesn't depend on the machine's other work.
+    std::chrono::milliseconds longest{250};       ///< for a connected client
+    std::chrono::milliseconds longestOfNew{500};  ///< for one that connects
 };
 
 const Attack kAttacks[] = {
@@ -293,13 +293,13 @@ const Attack kAttacks[] = {
     {"floods of \"events\"", [](const Field& field) { flood(field, encoded(wire::Events{false})); }},
     {"packets of 130,000 values", [](const Field& field) { sendFatal(field, Peer::Greeting::Sent, manyValues); }},
     {"the costliest packets, 64 connections", [](const Field& field) { flood(field, costliestRequest(), 64); }, false, false,
-     250ms, 500ms},
+     50ms, 100ms},
     {"the costliest packets, 1,000 connections", [](const Field& field) { flood(field, costliestRequest(), 1000); }, false, false,
-     3000ms, 3000ms},
+     500ms, 500ms},
     {"64 writers of settings", changeSettings},
     {"texts of 100 KB", sendLongTexts},
     {"waiting requests", pileUp},
-    {"2,000 connections", connectTwoThousand},
+    {"2,000 connections", connectTwoThousand, false, false, 500ms, 500ms},
     {"watchers that never read", watchWithoutReading, false, true},
     {"another user", comeAsAnotherUser, true},
 };
@@ -344,7 +344,7 @@ void measure(Run& run, const std::string& socket, Peer& peer, int rounds, const 
 
 void hostileClients(Run& run) {
     constexpr long kMostKilobytes = 48L * 1024;
-    constexpr long kMostLeftBehind = 4L * 1024;
+    constexpr long kMostLeftBehind = 2L * 1024;
     const rlimit descriptors{8192, 8192};
     if (setrlimit(RLIMIT_NOFILE, &descriptors) != 0) {
         throw Skipped{"this user may not open 2,000 connections"};
@@ -355,6 +355,9 @@ void hostileClients(Run& run) {
     const pid_t manager = daemon.process().pid();
     const long atRest = kilobytes(manager, "VmRSS");
     run.figure("memory at rest " + std::to_string(atRest) + " KB");
+    if (Waits(manager).timeOfWork() == Clock::duration()) {
+        throw Skipped{"this kernel doesn't tell how long a process has run"};
+    }
     long highest = 0;
     for (const Attack& attack : kAttacks) {
         if (attack.needsRoot && geteuid() != 0) {
@@ -375,9 +378,9 @@ void hostileClients(Run& run) {
         attacker.join();
         const long peak = kilobytes(manager, "VmHWM");
         highest = std::max(highest, peak);
-        const auto ofConnected = connected.ofTheManager().quantile(1);
-        const auto ofConnecting = connecting.ofTheManager().quantile(1);
-        run.figure(std::string(attack.name) + ": " + connected.asTheyWere().describe() + " (the manager's own part " +
+        const auto ofConnected = connected.workOfTheManager().quantile(1);
+        const auto ofConnecting = connecting.workOfTheManager().quantile(1);
+        run.figure(std::string(attack.name) + ": " + connected.asTheyWere().describe() + " (the manager worked " +
                    milliseconds(ofConnected) + "), of a new client " + milliseconds(connecting.asTheyWere().quantile(1)) + " (" +
                    milliseconds(ofConnecting) + "); memory " + std::to_string(peak) + " KB");
         run.expect(isSanitized() || ofConnected < attack.longest, "the other client waits");

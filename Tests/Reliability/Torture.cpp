@@ -8,15 +8,16 @@ namespace torture {
 
 namespace {
 
-/// The second number of /proc/PID/schedstat: for how long the thread could have run and had no processor. 0 where no kernel
-/// tells.
-Clock::duration timeInQueue(const std::string& schedule) {
-    std::ifstream file(schedule);
-    long long running = 0;
+/// Of a thread, as /proc/PID/schedstat tells them: how long it has run, and how long it could have run and had no processor. 0
+/// where no kernel tells.
+struct Schedule {
+    explicit Schedule(const std::string& path) {
+        std::ifstream file(path);
+        file >> ran >> queued;
+    }
+    long long ran = 0;
     long long queued = 0;
-    file >> running >> queued;
-    return std::chrono::nanoseconds(queued);
-}
+};
 
 }  // namespace
 
@@ -74,7 +75,11 @@ std::string milliseconds(Clock::duration duration) {
 Waits::Waits(pid_t manager) : schedule_("/proc/" + std::to_string(manager) + "/schedstat") {}
 
 Clock::duration Waits::timeInQueues() const {
-    return timeInQueue(schedule_) + timeInQueue("/proc/thread-self/schedstat");
+    return std::chrono::nanoseconds(Schedule(schedule_).queued + Schedule("/proc/thread-self/schedstat").queued);
+}
+
+Clock::duration Waits::timeOfWork() const {
+    return std::chrono::nanoseconds(Schedule(schedule_).ran);
 }
 
 void Waits::add(Clock::duration wait, Clock::duration queued) {

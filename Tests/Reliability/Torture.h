@@ -63,8 +63,9 @@ private:
 
 std::string milliseconds(Clock::duration duration);
 
-/// What a client meets at a manager: each wait as it was, and without the time for which the machine, busy with other work, let
-/// the manager or this thread stand in the queue for a processor. The first are figures, the others can be held against a bar.
+/// What a client meets at a manager: each wait as it was, without the time for which the machine, busy with other work, let the
+/// manager or this thread stand in the queue for a processor, and what the manager worked meanwhile, which is what it did before
+/// it answered. The first are figures, the others can be held against a bar.
 class Waits {
 public:
     explicit Waits(pid_t manager);
@@ -72,14 +73,19 @@ public:
     template <typename Ask>
     auto measure(const Ask& ask) {
         const Clock::duration queued = timeInQueues();
+        const Clock::duration worked = timeOfWork();
         const auto begin = Clock::now();
         auto answer = ask();
         add(Clock::now() - begin, timeInQueues() - queued);
+        workOfTheManager_.add(timeOfWork() - worked);
         return answer;
     }
 
     const Latencies& asTheyWere() const { return asTheyWere_; }
     const Latencies& ofTheManager() const { return ofTheManager_; }
+    const Latencies& workOfTheManager() const { return workOfTheManager_; }
+    /// That of the manager, since it started.
+    Clock::duration timeOfWork() const;
 
 private:
     Clock::duration timeInQueues() const;
@@ -88,6 +94,7 @@ private:
     std::string schedule_;
     Latencies asTheyWere_;
     Latencies ofTheManager_;
+    Latencies workOfTheManager_;
 };
 
 // The programs, each in the file of its name.

@@ -19,6 +19,14 @@ namespace corvane {
 namespace {
 
 constexpr std::chrono::seconds kListeningPause{1};
+/// Of memory that clients have freed, which is returned to the system in one go soon after.
+constexpr std::size_t kWorthReturning = std::size_t{1} << 18U;
+constexpr std::chrono::seconds kTrimPause{1};
+/// What a client takes that has been sent nothing yet: itself, its session, their allocations.
+constexpr std::size_t kBytesOfClient = 2048;
+/// One byte more than a packet may have.
+constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
+
 /// For a peer that is yet to read why it isn't served: what is closed with packets unread resets the connection, and its peer
 /// sees an error before the reply (unix(7)).
 void dropUnread(const platform::FileDescriptor& socket) {
@@ -26,9 +34,6 @@ void dropUnread(const platform::FileDescriptor& socket) {
     for (int packets = 0; packets < kUsualPackets && recv(socket.get(), nullptr, 0, MSG_DONTWAIT | MSG_TRUNC) > 0; ++packets) {
     }
 }
-
-/// One byte more than a packet may have.
-constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
 
 }  // namespace
 
@@ -42,7 +47,8 @@ Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy,
       limits_(limits),
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)),
       greetingTimer_(loop),
-      listeningTimer_(loop) {
+      listeningTimer_(loop),
+      trimTimer_(loop) {
     memory::reserve();
     resumeListening();
 }
@@ -231,19 +237,22 @@ void Server::lose(Client& client) {
 void Server::removeEnded() {
     std::swap(ended_, removed_);
     for (Client* client : removed_) {
-        freedBytes_ += client->outbox.bytes();
+        freedBytes_ += kBytesOfClient + client->outbox.bytes();
         const auto session = client->session;
         remove(*client);
         session->abandon();
     }
     removed_.clear();
-    // The allocator keeps what lies between other blocks: after a flood that would be most of it.
-    constexpr std::size_t kWorthReturning = std::size_t{1} << 20U;
-    if (freedBytes_ >= kWorthReturning) {
-        malloc_trim(0);
-        freedBytes_ = 0;
+    if (freedBytes_ >= kWorthReturning && !trimTimer_.isSet()) {
+        trimTimer_.set(kTrimPause, [this] { returnMemory(); });
     }
     memory::reserve();
+}
+
+/// The allocator keeps what lies between other blocks: after a flood that would be most of it.
+void Server::returnMemory() {
+    malloc_trim(0);
+    freedBytes_ = 0;
 }
 
 void Server::remove(Client& client) {

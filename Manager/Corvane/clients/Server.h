@@ -68,6 +68,7 @@ private:
     /// Lets the client go at the end of the turn.
     void lose(Client& client);
     void removeEnded();
+    void returnMemory();
     void remove(Client& client);
     void endGreediest(Client& served);
     void awaitGreetings();
@@ -90,9 +91,10 @@ private:
     std::size_t ungreeted_ = 0;
     log::RateLimited notAllowed_;
     log::RateLimited overLimit_;
-    /// Both are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.
+    /// These are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.
     Timer greetingTimer_;
     Timer listeningTimer_;
+    Timer trimTimer_;
 };
 
 }  // namespace corvane

@@ -3,6 +3,7 @@
 #include "Corvane/loop/Watch.h"
 
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -23,7 +25,11 @@ constexpr std::chrono::microseconds kLittle{200};
 /// The others are due this many times later than serving them takes, so that those that take less come before those that take
 /// more.
 constexpr int kPatience = 1000;
-constexpr std::chrono::milliseconds kMostPatience{500};
+constexpr std::chrono::seconds kMostPatience{1};
+/// What serving a byte that waits to be read takes at most.
+constexpr std::chrono::nanoseconds kByte{6};
+/// So many may all send the costliest packet at once, and still not make a turn long.
+constexpr std::size_t kFew = 16;
 
 Refusal cantMake(int error) {
     return Refusal::limitReached(std::string("can't make an event loop: ") + std::strerror(error));
@@ -118,30 +124,49 @@ void Loop::shareTurn() {
             watch->due_ = turnBegan_ + patience;
         }
     }
-    const auto others =
-        std::partition(ready_.begin(), ready_.end(), [](const Watch* watch) { return watch->cost_ && *watch->cost_ < kLittle; });
-    serveInTurn({ready_.begin(), others}, turnBegan_ + kTurn / 4 * 3);
-    serveInTurn({others, ready_.end()}, turnBegan_ + kTurn);
+    const auto isCostly = [](const Watch* watch) { return watch->cost_ && *watch->cost_ >= kLittle; };
+    const auto costly = std::partition(ready_.begin(), ready_.end(), std::not_fn(isCostly));
+    const auto unknown = std::partition(ready_.begin(), costly, [](const Watch* watch) { return watch->cost_.has_value(); });
+    serveInTurn({ready_.begin(), unknown}, kFew, turnBegan_ + kTurn / 8 * 5);
+    serveInTurn({unknown, costly}, kFew, turnBegan_ + kTurn);
+    serveInTurn({costly, ready_.end()}, 1, turnBegan_ + kTurn);
     ready_.clear();
 }
 
-/// At least one; those that it leaves are as ready in the next turn.
-void Loop::serveInTurn(std::span<Watch*> watches, Clock::time_point end) {
+/// @param atLeast so many: the processor may have gone to another process for the whole turn. Those that it leaves are as ready
+/// in the next turn.
+void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end) {
     std::ranges::sort(watches, {}, &Watch::due_);
-    Clock::time_point now = Clock::now();
+    std::size_t served = 0;
     for (Watch* watch : watches) {
         watch->due_.reset();
-        watch->ready_();
-        const auto spent = Clock::now() - now;
-        now += spent;
-        // What took long because the machine was busy with others says nothing about the client.
-        if (spent < kLittle || !wasPreempted()) {
-            watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(spent) + spent) / 8);
+        const Clock::time_point begin = Clock::now();
+        if (ready_.size() > kFew && turnsCostly(*watch)) {
+            continue;
         }
-        if (now >= end) {
+        watch->ready_();
+        const auto spent = Clock::now() - begin;
+        // What took long because the machine was busy with others says nothing about the client, and a single time says little.
+        if (spent < kLittle || !wasPreempted()) {
+            watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(Clock::duration()) + spent) / 8);
+        }
+        if (++served >= atLeast && begin + spent >= end) {
             return;
         }
     }
+}
+
+/// Whether more waits to be read than takes little, for all that is known of the watch; it is known from then on.
+bool Loop::turnsCostly(Watch& watch) {
+    if (watch.cost_.value_or(Clock::duration()) >= kLittle) {
+        return false;
+    }
+    int waiting = 0;
+    if (ioctl(watch.descriptor_, FIONREAD, &waiting) != 0 || waiting * kByte < kLittle) {
+        return false;
+    }
+    watch.cost_ = waiting * kByte;
+    return true;
 }
 
 bool Loop::wasPreempted() {

@@ -63,7 +63,8 @@ private:
     /// Serves descriptors. @return whether sd-event has something to do.
     bool serve(bool wait);
     void shareTurn();
-    void serveInTurn(std::span<Watch*> watches, Clock::time_point end);
+    void serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end);
+    static bool turnsCostly(Watch& watch);
     /// Whether another process has had the processor since this was last asked.
     bool wasPreempted();
     void runDeferred();

@@ -114,7 +114,6 @@ Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool k
     if ((error = recorders_.link(partial))) {
         return failed(partial, error.message());
     }
-    log::notice("collected trace logs in " + whole.string());
     // The manager's own log comes last: a failure before has left it where it was.
     if ((error = scratchLog_.collect(partial, keepScratchLogs))) {
         return failed(partial, error.message());
@@ -130,6 +129,8 @@ Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool k
     if (!sync(folder_)) {
         return failed(whole, std::strerror(errno));
     }
+    // The last line of a log that isn't kept, which the folder shares until now.
+    log::notice("collected trace logs in " + whole.string());
     if (!keepScratchLogs) {
         scratchLog_.clear();
         recorders_.clear();
