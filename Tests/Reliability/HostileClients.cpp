@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <fstream>
 #include <thread>
 
 namespace torture {
@@ -61,12 +60,14 @@ void stayHalfOpen(const Field& field) {
     }
 }
 
-/// One packet that ends the connection, again and again.
+/// One packet that ends the connection, at most with a reply that says why, again and again.
 void sendFatal(const Field& field, Peer::Greeting greeting, const std::function<Bytes()>& packet) {
     while (!field.stop) {
         Peer peer(field.socket(), greeting);
         peer.send(packet());
-        field.run.expect(peer.isClosed(), "a connection outlives what should end it");
+        const std::string said = peer.receive();
+        field.run.expect(said == "closed" || (said.starts_with("reply 0 ") && peer.isClosed()),
+                         "a connection outlives what should end it");
     }
 }
 
@@ -303,19 +304,6 @@ const Attack kAttacks[] = {
     {"watchers that never read", watchWithoutReading, false, true},
     {"another user", comeAsAnotherUser, true},
 };
-
-/// A line of /proc/PID/status, in kilobytes.
-long kilobytes(pid_t process, const std::string& line) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string word; status >> word;) {
-        if (word == line + ":") {
-            long amount = 0;
-            status >> amount;
-            return amount;
-        }
-    }
-    return -1;
-}
 
 /// From here on VmHWM is of what comes (proc(5), clear_refs).
 void forgetPeak(pid_t process) {

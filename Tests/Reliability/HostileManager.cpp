@@ -3,6 +3,8 @@
 #include "support/ScriptedManager.h"
 #include "support/TempFolder.h"
 
+#include <poll.h>
+
 #include <csignal>
 #include <deque>
 #include <thread>
@@ -204,9 +206,44 @@ void answerTooLate(Run& run) {
         "a late answer is taken for another: " + outcome.out);
 }
 
+/// Many more values than bytes.
+HostileServer::Bytes largestEvent(const char* state) {
+    const auto ballast = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+    for (int count = 0; count < 1000; ++count) {
+        xpc_array_append_value(ballast.get(), support::dictionary({}).get());
+    }
+    return HostileServer::encoded(
+        wire::Event{"BasebandBootStateChangeNotification",
+                    support::dictionary({{"KeyBasebandBootState", support::text(state)}, {"ballast", ballast}})});
+}
+
+/// A tool that watches and whose output nobody reads is sent such events as fast as it takes them.
+void floodAWatchingTool(Run& run) {
+    constexpr long kMostKilobytes = 32L * 1024;
+    constexpr int kEvents = 20'000;
+    const HostileServer::Bytes events[] = {largestEvent("Ready"), largestEvent("Resetting")};
+    const support::TempFolder folder;
+    HostileServer server(folder / "manager.sock", HostileServer::Phase::Events, [&](const HostileServer::Conversation& with) {
+        bool isTaken = true;
+        for (int count = 0; count < kEvents && isTaken; ++count) {
+            pollfd room{with.descriptor, POLLOUT, 0};
+            isTaken = poll(&room, 1, 1000) == 1 && with.send(events[count % 2]);
+        }
+        return kGoOn;
+    });
+    support::Process tool({support::kTool, "baseband", "state", "watch"}, {{"CORVANE_SOCKET", folder / "manager.sock"}});
+    server.waitForMisbehaviour();
+    const long peak = kilobytes(tool.pid(), "VmHWM");
+    run.figure("flooded with events of 1,000 objects, the tool took at most " + std::to_string(peak) + " KB");
+    run.expect(isSanitized() || (peak > 0 && peak < kMostKilobytes), "a flood of events takes the tool's memory");
+    tool.signal(SIGINT);
+    expectClean(run, tool.finish(), "the flooded tool", 128 + SIGINT);
+}
+
 }  // namespace
 
 void hostileManager(Run& run) {
+    floodAWatchingTool(run);
     std::deque<Case> cases = allCases(run);
     const std::size_t count = cases.size();
     std::mutex mutex;

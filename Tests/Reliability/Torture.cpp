@@ -66,6 +66,18 @@ std::string Latencies::describe() const {
            milliseconds(quantile(1));
 }
 
+long kilobytes(pid_t process, const std::string& line) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == line + ":") {
+            long amount = 0;
+            status >> amount;
+            return amount;
+        }
+    }
+    return -1;
+}
+
 std::string milliseconds(Clock::duration duration) {
     char text[32];
     std::snprintf(text, sizeof text, "%.2f ms", std::chrono::duration<double, std::milli>(duration).count());

@@ -63,6 +63,9 @@ private:
 
 std::string milliseconds(Clock::duration duration);
 
+/// A line of /proc/PID/status, in kilobytes.
+long kilobytes(pid_t process, const std::string& line);
+
 /// What a client meets at a manager: each wait as it was, without the time for which the machine, busy with other work, let the
 /// manager or this thread stand in the queue for a processor, and what the manager worked meanwhile, which is what it did before
 /// it answered. The first are figures, the others can be held against a bar.
@@ -100,6 +103,7 @@ private:
 // The programs, each in the file of its name.
 void hostileClients(Run& run);
 void hostileManager(Run& run);
+void scarceMemory(Run& run);
 void slowDisk(Run& run);
 void load(Run& run);
 

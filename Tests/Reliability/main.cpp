@@ -13,6 +13,7 @@ struct Program {
 };
 
 constexpr Program kPrograms[] = {{"clients", torture::hostileClients},
+                                 {"memory", torture::scarceMemory},
                                  {"manager", torture::hostileManager},
                                  {"slow", torture::slowDisk},
                                  {"load", torture::load}};

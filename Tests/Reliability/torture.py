@@ -13,6 +13,7 @@ import time
 PROGRAMS = {  # by name: the promise, and the module of the function of that name; None: a program in C++ of `torture`
     "kill": ("A killed manager loses no acknowledged setting, and its tools go on", "kills"),
     "clients": ("A hostile client costs its own connection and nothing else", None),
+    "memory": ("A manager that has no memory left ends connections, never itself", None),
     "manager": ("A hostile manager can't crash or hang a tool", None),
     "disk": ("A full or read-only disk is said in one sentence and loses nothing", "disks"),
     "state": ("Damage to the settings' file is found, said and set aside, and the manager serves", "disks"),
