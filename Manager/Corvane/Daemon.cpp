@@ -167,7 +167,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
 
     std::optional<MetricsFile> metrics;
     if (!options_.metricsFile.empty()) {
-        metrics.emplace(*loop_, services, options_.metricsFile);
+        metrics.emplace(*loop_, services, path.string(), options_.metricsFile);
     }
     log::notice(std::string("backend: ") + options_.backend->name);
     log::notice("ready");

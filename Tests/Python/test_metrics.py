@@ -26,7 +26,9 @@ def test_metrics(tmp_path: Path) -> None:
     for family in families.values():
         assert family.documentation and family.type in ("counter", "gauge"), family
         assert (family.type == "counter") == (f"{family.name}_total" in text), family
-    shown = {(sample.name, *sample.labels.values()): sample.value for family in families.values() for sample in family.samples}
+    samples = [sample for family in families.values() for sample in family.samples]
+    assert {sample.labels.pop("socket") for sample in samples} == {manager.socket}
+    shown = {(sample.name, *sample.labels.values()): sample.value for sample in samples}
     assert shown["corvane_baseband_resets_total", "hard"] == 1
     assert shown["corvane_baseband_resets_total", "soft"] == 0
     assert shown["corvane_baseband_boots_total",] >= 1

@@ -39,8 +39,8 @@ bool writeWhole(const std::filesystem::path& file, const std::string& text) {
 
 }  // namespace
 
-MetricsFile::MetricsFile(Loop& loop, Services& services, std::filesystem::path file)
-    : services_(services), file_(std::move(file)), timer_(loop) {
+MetricsFile::MetricsFile(Loop& loop, Services& services, std::string socket, std::filesystem::path file)
+    : services_(services), socket_(std::move(socket)), file_(std::move(file)), timer_(loop) {
     collect();
 }
 
@@ -68,7 +68,7 @@ void MetricsFile::collect() {
                 if (status) {
                     xpc::set(state, "BootState", shown(*status));
                 }
-                write(metricsText(figures));
+                write(metricsText(figures, socket_));
             });
         });
     });

@@ -14,7 +14,8 @@ class Services;
 class MetricsFile {
 public:
     /// @param loop and @param services, which are started before this begins and stopped before it goes.
-    MetricsFile(Loop& loop, Services& services, std::filesystem::path file);
+    /// @param socket the manager's
+    MetricsFile(Loop& loop, Services& services, std::string socket, std::filesystem::path file);
     ~MetricsFile();
     MetricsFile(const MetricsFile&) = delete;
     MetricsFile& operator=(const MetricsFile&) = delete;
@@ -25,6 +26,7 @@ private:
     void write(const std::string& text);
 
     Services& services_;
+    const std::string socket_;
     const std::filesystem::path file_;
     Timer timer_;
     bool isRefused_ = false;  ///< could not be written, which has been said

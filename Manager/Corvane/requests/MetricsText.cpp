@@ -59,18 +59,18 @@ std::string quoted(std::string_view value) {
     return text + '"';
 }
 
-std::string sample(const Figure& figure, const std::string& labels, xpc_object_t value) {
-    return fmt::format("{}{} {}\n", figure.family, labels.empty() ? "" : "{" + labels + "}",
+std::string sample(const Figure& figure, const std::string& socket, const std::string& label, xpc_object_t value) {
+    return fmt::format("{}{{socket={}{}{}}} {}\n", figure.family, socket, label.empty() ? "" : ",", label,
                        static_cast<double>(xpc_int64_get_value(value)) * figure.scale);
 }
 
-std::string samples(const Figure& figure, xpc_object_t value) {
+std::string samples(const Figure& figure, const std::string& socket, xpc_object_t value) {
     if (xpc_get_type(value) != XPC_TYPE_DICTIONARY) {
-        return sample(figure, figure.label, value);
+        return sample(figure, socket, figure.label, value);
     }
     std::string lines;
     xpc_dictionary_apply(value, [&](const char* key, xpc_object_t count) {
-        lines += sample(figure, fmt::format("{}={}", figure.label, quoted(key)), count);
+        lines += sample(figure, socket, fmt::format("{}={}", figure.label, quoted(key)), count);
         return true;
     });
     return lines;
@@ -78,7 +78,7 @@ std::string samples(const Figure& figure, xpc_object_t value) {
 
 }  // namespace
 
-std::string metricsText(const xpc::Object& figures) {
+std::string metricsText(const xpc::Object& figures, const std::string& socket) {
     std::string text;
     for (const Figure& figure : kFigures) {
         xpc_object_t section = xpc_dictionary_get_value(figures.get(), figure.section);
@@ -90,7 +90,7 @@ std::string metricsText(const xpc::Object& figures) {
             const bool counter = std::string_view(figure.family).ends_with("_total");
             text += fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", figure.family, figure.help, counter ? "counter" : "gauge");
         }
-        text += samples(figure, value);
+        text += samples(figure, quoted(socket), value);
     }
     return text;
 }
