@@ -3,6 +3,7 @@
 #include "Platform/vsk/RunFolders.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -52,6 +53,7 @@ ProcessAnnouncement announceProcess(std::string_view name) {
             continue;
         }
         if (auto lock = locked(path)) {
+            ::fchmod(lock.get(), kFileMode);  // whatever the umask: users of other groups look at it
             return {std::move(path), std::move(lock)};
         }
     }

@@ -114,6 +114,7 @@ TEST_F(ProcessPresence, AnAnnouncementLastsAsLongAsItsObject) {
     const auto name = uniqueName();
     ::prctl(PR_SET_NAME, name.c_str());
     {
+        ::umask(S_IWGRP | S_IRWXO);
         auto first = vsk::announceProcess(name);
         const auto announcement = std::move(first);
         ASSERT_TRUE(announcement.isMade());
@@ -121,6 +122,8 @@ TEST_F(ProcessPresence, AnAnnouncementLastsAsLongAsItsObject) {
         struct stat status {};
         ASSERT_EQ(::stat((folder / "corvane").c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777U, 0750U);
+        ASSERT_EQ(::stat(pidFile(name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0644U) << "everybody's to look at";
         EXPECT_TRUE(vsk::isProcessRunning(name));
     }
     EXPECT_FALSE(std::filesystem::exists(pidFile(name)));
