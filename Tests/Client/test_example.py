@@ -21,6 +21,11 @@ def prefix(tmp_path_factory):
     return folder
 
 
+def libraries(prefix):
+    """The folder has the machine's name within it on a Debian that installs below /usr."""
+    return next(prefix.rglob("libryn-client.so")).parent
+
+
 def build_with_cmake(prefix, folder):
     subprocess.run([CMAKE, "-S", SOURCE, "-B", folder, f"-DCMAKE_PREFIX_PATH={prefix}"], check=True)
     subprocess.run([CMAKE, "--build", folder], check=True)
@@ -28,7 +33,7 @@ def build_with_cmake(prefix, folder):
 
 
 def build_with_pkg_config(prefix, folder):
-    flags = run("pkg-config", "--cflags", "--libs", "ryn-client", PKG_CONFIG_PATH=f"{prefix}/lib/pkgconfig")[1].split()
+    flags = run("pkg-config", "--cflags", "--libs", "ryn-client", PKG_CONFIG_PATH=f"{libraries(prefix)}/pkgconfig")[1].split()
     warnings = ["-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror"]
     subprocess.run(["c++", "-std=c++20", *warnings, SOURCE / "main.cpp", "-o", folder / "wait-ready", *flags], check=True)
     return folder / "wait-ready"
@@ -41,7 +46,7 @@ def test_example(prefix, tmp_path, build, ways):
         with Manager() as manager:
             words = {"socket": lambda: [], "bridge": lambda: [BRIDGE],
                      "ssh": lambda: [*ssh_words(tmp_path), f"CORVANE_SOCKET={manager.socket} {BRIDGE}"]}[way]()
-            status, output, errors = run(program, *words, LD_LIBRARY_PATH=f"{prefix}/lib", **manager.environment)
+            status, output, errors = run(program, *words, LD_LIBRARY_PATH=str(libraries(prefix)), **manager.environment)
             lines = [line for line in output.splitlines() if not line.startswith("event: ")]
             assert (status, errors, lines[2:4]) == (0, "", ["online: null", "reset: null"]), way
             assert lines[0].startswith("Corvane ") and lines[1] == 'ready: {"KeyBasebandBootState":"Ready"}', way
