@@ -95,7 +95,8 @@ Result<void> TraceLogs::checkFilters() const {
 Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
     std::error_code error;
     const fs::path stateFolder = folder_.parent_path();
-    if (!makeFolder(folder_, stateFolder) && errno != EEXIST) {
+    const bool isFirst = makeFolder(folder_, stateFolder);
+    if (!isFirst && errno != EEXIST) {
         return Refusal::storageFailed("The folder " + folder_.string() + " can't be made: " + std::strerror(errno) + ".");
     }
     removeLeftovers();
@@ -126,7 +127,7 @@ Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool k
     if (error) {
         return failed(partial, error.message());
     }
-    if (!sync(folder_)) {
+    if (!sync(folder_) || (isFirst && !sync(stateFolder))) {
         return failed(whole, std::strerror(errno));
     }
     // The last line of a log that isn't kept, which the folder shares until now.
