@@ -88,7 +88,7 @@ class Client:
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         self.socket.settimeout(2 * PATIENCE)
         self.socket.connect(str(path))
-        self.count, self.answers, self.events = 0, {}, []
+        self.count, self.answers, self.answered, self.events = 0, {}, set(), []
         if name:
             self.send([0, 1, name])
         if events:
@@ -102,6 +102,8 @@ class Client:
         data = self.socket.recv(1 << 17)
         packet = cbor2.loads(data) if data else None
         if packet and packet[0] == 2:
+            assert packet[1] not in self.answered, "a request is answered twice"
+            self.answered.add(packet[1])
             self.answers[packet[1]] = (packet[2], packet[3] if len(packet) > 3 else None)
         elif packet:
             self.events.append(next(iter(packet[2].values()), None))
