@@ -238,9 +238,11 @@ void Server::removeEnded() {
     std::swap(ended_, removed_);
     for (Client* client : removed_) {
         freedBytes_ += kBytesOfClient + client->outbox.bytes();
-        const auto session = client->session;
+        const auto abandonments = client->session->takeAbandonments();
         remove(*client);
-        session->abandon();
+        for (const auto& abandon : abandonments) {
+            abandon();
+        }
     }
     removed_.clear();
     if (freedBytes_ >= kWorthReturning && !trimTimer_.isSet()) {

@@ -153,12 +153,14 @@ void Session::forget(std::uint64_t id) {
     }
 }
 
-void Session::abandon() {
-    for (const Outstanding& request : std::exchange(outstanding_, {})) {
+std::vector<std::function<void()>> Session::takeAbandonments() {
+    std::vector<std::function<void()>> abandonments;
+    for (Outstanding& request : outstanding_) {
         if (request.abandon) {
-            request.abandon();
+            abandonments.push_back(std::move(request.abandon));
         }
     }
+    return abandonments;
 }
 
 AnswerCompletion Session::answerLater(std::uint64_t id, std::function<void()> abandon) {

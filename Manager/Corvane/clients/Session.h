@@ -44,8 +44,9 @@ public:
     /// @return a refusal when the conversation is over, with what the client did.
     Result<Progress> receive(std::span<const std::uint8_t> packet);
 
-    /// The client has gone: ends what isn't to go on without it. Other clients may be told of it meanwhile.
-    void abandon();
+    /// What ends those requests that aren't to go on without their client. To be called when the session is gone: an answer
+    /// finds nobody then.
+    std::vector<std::function<void()>> takeAbandonments();
 
     bool greeted() const { return greeted_; }
     bool wantsEvents() const { return wantsEvents_; }
