@@ -1,7 +1,6 @@
 #include "Corvane/clients/Server.h"
 
 #include "Corvane/requests/Recording.h"
-#include "Corvane/requests/Replies.h"
 #include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/support/MemoryReserve.h"
@@ -27,24 +26,16 @@ constexpr std::size_t kBytesOfClient = 2048;
 /// One byte more than a packet may have.
 constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
 
-/// For a peer that is yet to read why it isn't served: what is closed with packets unread resets the connection, and its peer
-/// sees an error before the reply (unix(7)).
-void dropUnread(const platform::FileDescriptor& socket) {
-    constexpr int kUsualPackets = 3;
-    for (int packets = 0; packets < kUsualPackets && recv(socket.get(), nullptr, 0, MSG_DONTWAIT | MSG_TRUNC) > 0; ++packets) {
-    }
-}
-
 }  // namespace
 
 Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
-               Limits limits)
+               ClientLimits limits)
     : loop_(loop),
       listener_(std::move(listener)),
-      policy_(policy),
+      door_(policy, limits, figures),
       dispatcher_(dispatcher),
       figures_(figures),
-      limits_(limits),
+      greeting_(limits.greeting),
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)),
       greetingTimer_(loop),
       listeningTimer_(loop),
@@ -63,42 +54,15 @@ void Server::accept() {
             }
             return;
         }
-        const PeerPolicy::Peer peer = policy_.judge(socket.get());
-        if (const auto admitted = admit(peer); !admitted) {
-            turnAway(socket, peer, admitted.refusal());
+        const PeerPolicy::Peer peer = door_.judge(socket.get());
+        const auto user = users_.find(peer.user);
+        const std::size_t clientsOfUser = user == users_.end() ? 0 : user->second.clients;
+        if (const auto admitted = door_.admit(peer, clients_.size(), clientsOfUser); !admitted) {
+            door_.turnAway(socket, peer, admitted.refusal());
         } else {
             add(std::move(socket), peer);
         }
     }
-}
-
-Result<void> Server::admit(const PeerPolicy::Peer& peer) {
-    const std::string user = "User " + std::to_string(peer.user);
-    if (!peer.allowed) {
-        ++figures_.refusedPeers;
-        return Refusal::notAllowed(user + " may not use this manager; add the user to group " + PeerPolicy::kGroupName +
-                                   " and log in again.");
-    }
-    const std::size_t places = peer.trusted ? limits_.clients : limits_.clients - std::min(limits_.reserved, limits_.clients);
-    const bool userIsOverLimit = !peer.trusted && users_[peer.user].clients >= limits_.clientsOfUser;
-    if (clients_.size() < places && !userIsOverLimit) {
-        return {};
-    }
-    ++figures_.refusedOverLimit;
-    return Refusal::limitReached(userIsOverLimit ? user + " has " + std::to_string(limits_.clientsOfUser) +
-                                                       " connections to this manager, the most that one user may have."
-                                                 : "This manager has " + std::to_string(places) +
-                                                       " clients, the most that it serves; try again when one has gone.");
-}
-
-void Server::turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal) {
-    auto& limited = refusal.code == ResultCode::NotAllowed ? notAllowed_ : overLimit_;
-    limited.write(log::Level::Warning, "refused a connection of process " + std::to_string(peer.process) + ", user " +
-                                           std::to_string(peer.user) + ": " + refusal.sentence);
-    if (ryn::wire::encode(ryn::wire::Reply{ryn::wire::kConnectionId, refusal.result(), errorReply(refusal, {})}, packet_)) {
-        ::send(socket.get(), packet_.data(), packet_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    }
-    dropUnread(socket);
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
@@ -215,7 +179,7 @@ void Server::end(Client& client, std::string_view why) {
     }
     lose(client);
     if (!client.session->greeted()) {
-        dropUnread(client.socket);
+        Door::dropUnread(client.socket);
     }
     ++figures_.ended;
     users_[client.peer.user].log.write(log::Level::Warning, "ended the connection of '" + client.session->clientName() +
@@ -294,12 +258,12 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
 
 void Server::awaitGreetings() {
     if (ungreeted_ > 0 && !greetingTimer_.isSet()) {
-        greetingTimer_.set(limits_.greeting, [this] { endLateGreetings(); });
+        greetingTimer_.set(greeting_, [this] { endLateGreetings(); });
     }
 }
 
 void Server::endLateGreetings() {
-    const Clock::time_point late = Clock::now() - limits_.greeting;
+    const Clock::time_point late = Clock::now() - greeting_;
     Clock::time_point earliest = Clock::time_point::max();
     for (const auto& client : clients_) {
         if (client->session->greeted() || client->ended) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Corvane/clients/Client.h"
-#include "Corvane/clients/PeerPolicy.h"
+#include "Corvane/clients/Door.h"
 #include "Corvane/loop/Timer.h"
 #include "Corvane/loop/Watch.h"
 #include "Corvane/support/Log.h"
@@ -25,16 +25,9 @@ struct ClientFigures;
 /// A request that needs nothing of the loop costs one wait, one receive and one send.
 class Server {
 public:
-    struct Limits {
-        std::size_t clients = 1024;
-        std::size_t reserved = 16;       ///< of these, for root and the daemon's own user
-        std::size_t clientsOfUser = 64;  ///< of a user that is neither root nor the daemon's own
-        std::chrono::seconds greeting{10};
-    };
-
     /// @param listener a listening socket; the rest outlives the server.
     Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
-           Limits limits);
+           ClientLimits limits);
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
@@ -51,8 +44,6 @@ private:
     static constexpr int kLinesAMinute = 60;
 
     void accept();
-    Result<void> admit(const PeerPolicy::Peer& peer);
-    void turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal);
     void add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer);
     void pauseListening();
     void resumeListening();
@@ -77,10 +68,10 @@ private:
     Loop& loop_;
     platform::FileDescriptor listener_;
     std::optional<Watch> listening_;  ///< none while listening is paused
-    PeerPolicy policy_;
+    Door door_;
     Dispatcher& dispatcher_;
     ClientFigures& figures_;
-    Limits limits_;
+    const std::chrono::seconds greeting_;
     std::unique_ptr<std::uint8_t[]> buffer_;  ///< for one packet in
     std::vector<std::uint8_t> packet_;        ///< one packet out
     std::vector<std::unique_ptr<Client>> clients_;
@@ -89,8 +80,6 @@ private:
     std::size_t freedBytes_ = 0;             ///< by clients that have ended, since memory was last returned to the system
     std::unordered_map<uid_t, User> users_;  ///< all that have been admitted
     std::size_t ungreeted_ = 0;
-    log::RateLimited notAllowed_;
-    log::RateLimited overLimit_;
     /// These are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.
     Timer greetingTimer_;
     Timer listeningTimer_;

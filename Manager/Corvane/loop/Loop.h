@@ -22,8 +22,9 @@ class Watch;
 /// descriptor: serving one costs a single wait, and sd-event is only looked at when it has something to do. Whatever arms a timer
 /// meanwhile makes the loop compute its deadline again, so a handler need not know whether sd-event sleeps.
 ///
-/// A turn takes a few milliseconds, whatever is ready. Descriptors that take little, as far as is known, come first for most of
-/// it; the others, and those that are new, share the rest by what they take and how long they have waited.
+/// A turn takes a few milliseconds, whatever is ready. Descriptors that take little, as far as is known, come first, then those
+/// that are new, then those that take much; each of the three is served something in every turn. Those that take much share what
+/// is left by what they take and how long they have waited.
 class Loop {
 public:
     static Result<std::unique_ptr<Loop>> make();
