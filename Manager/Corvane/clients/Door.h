@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Corvane/clients/PeerPolicy.h"
+#include "Corvane/support/Log.h"
+#include "Corvane/support/Result.h"
+#include "Platform/FileDescriptor.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace corvane {
+
+struct ClientFigures;
+
+struct ClientLimits {
+    std::size_t clients = 1024;
+    std::size_t reserved = 16;       ///< of these, for root and the daemon's own user
+    std::size_t clientsOfUser = 64;  ///< of a user that is neither root nor the daemon's own
+    std::chrono::seconds greeting{10};
+};
+
+/// Who is let in, and what the others are told.
+class Door {
+public:
+    /// @param figures outlives this
+    Door(PeerPolicy policy, ClientLimits limits, ClientFigures& figures) : policy_(policy), limits_(limits), figures_(figures) {}
+
+    PeerPolicy::Peer judge(int socket) const { return policy_.judge(socket); }
+    /// @param clients there are now, and @param clientsOfUser of these of the peer's user
+    Result<void> admit(const PeerPolicy::Peer& peer, std::size_t clients, std::size_t clientsOfUser);
+    /// Says why: to the peer as a reply, and in the log at a limited rate.
+    void turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal);
+    /// For a peer that is yet to read why it isn't served: what is closed with packets unread resets the connection, and its
+    /// peer sees an error before the reply (unix(7)).
+    static void dropUnread(const platform::FileDescriptor& socket);
+
+private:
+    PeerPolicy policy_;
+    ClientLimits limits_;
+    ClientFigures& figures_;
+    std::vector<std::uint8_t> packet_;  ///< one packet out
+    log::RateLimited notAllowed_;
+    log::RateLimited overLimit_;
+};
+
+}  // namespace corvane
