@@ -27,14 +27,14 @@ constexpr Step kSteps[] = {
 };
 
 /// For each byte, the state that follows each state. A state stands as its place in these words, so that a step is one shift.
-constexpr unsigned kStateBits = 6;
+constexpr std::uint64_t kStateBits = 6;
 using Follow = std::array<std::uint64_t, 256>;
 
 constexpr Follow followersOf(std::span<const Step> steps) {
     Follow follow{};
     for (auto& states : follow) {
         for (unsigned state = kWhole; state <= kAfterF4; ++state) {
-            states |= std::uint64_t{kBroken * kStateBits} << state * kStateBits;
+            states |= std::uint64_t{kBroken} * kStateBits << state * kStateBits;
         }
     }
     for (const Step& step : steps) {

@@ -119,7 +119,7 @@ private:
 
 Client::Client() : Client(Options{}) {}
 
-Client::Client(Options options) : implementation_(std::make_unique<Implementation>(options)) {}
+Client::Client(const Options& options) : implementation_(std::make_unique<Implementation>(options)) {}
 
 Client::~Client() = default;
 

@@ -58,7 +58,7 @@ std::optional<Answer> Dispatcher::change(const Command& command, const xpc::Obje
             answer(answered);
         };
     };
-    const auto answered = command.serve(services_, argument, recordedLater);
+    auto answered = command.serve(services_, argument, recordedLater);
     if (answered) {
         record(*answered);
     }

@@ -51,7 +51,7 @@ constexpr Figure kFigures[] = {
     {"corvane_trace_bytes", "What is recorded of a trace and not collected yet.", "Traces", "Bytes", "trace"},
 };
 
-std::string quoted(std::string_view value) {
+std::string inQuotes(std::string_view value) {
     std::string text = "\"";
     for (const char character : escaped(value)) {
         text += character == '"' || character == '\\' ? std::string{'\\', character} : std::string{character};
@@ -70,7 +70,7 @@ std::string samples(const Figure& figure, const std::string& socket, xpc_object_
     }
     std::string lines;
     xpc_dictionary_apply(value, [&](const char* key, xpc_object_t count) {
-        lines += sample(figure, socket, fmt::format("{}={}", figure.label, quoted(key)), count);
+        lines += sample(figure, socket, fmt::format("{}={}", figure.label, inQuotes(key)), count);
         return true;
     });
     return lines;
@@ -90,7 +90,7 @@ std::string metricsText(const xpc::Object& figures, const std::string& socket) {
             const bool counter = std::string_view(figure.family).ends_with("_total");
             text += fmt::format("# HELP {0} {1}\n# TYPE {0} {2}\n", figure.family, figure.help, counter ? "counter" : "gauge");
         }
-        text += samples(figure, quoted(socket), value);
+        text += samples(figure, inQuotes(socket), value);
     }
     return text;
 }

@@ -21,14 +21,14 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
 
 xpc::Object toObject(const Json& json) {
     if (json.is_object()) {
-        const xpc::Object made = dictionary({});
+        xpc::Object made = dictionary({});
         for (const auto& [key, value] : json.items()) {
             xpc::insert(made, key, toObject(value));
         }
         return made;
     }
     if (json.is_array()) {
-        const auto made = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+        auto made = xpc::Object::adopt(xpc_array_create(nullptr, 0));
         for (const Json& value : json) {
             xpc_array_append_value(made.get(), toObject(value).get());
         }

@@ -18,7 +18,7 @@ xpc::Object count(std::uint64_t value) {
 
 /// Those that are not 0.
 xpc::Object counts(const std::map<std::string, std::uint64_t>& times) {
-    const xpc::Object made = dictionary({});
+    xpc::Object made = dictionary({});
     for (const auto& [name, value] : times) {
         if (value > 0) {
             xpc::set(made, name.c_str(), count(value));

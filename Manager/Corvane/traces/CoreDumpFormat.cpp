@@ -23,7 +23,7 @@ void appendDump(std::string& out, TraceTime, std::string_view record, std::uint6
 }
 
 /// Up to the end of the last segment of an ELF file of 32 bits; a dump is whole or nothing.
-std::size_t wholeLength(std::string_view file) {
+std::size_t wholeDump(std::string_view file) {
     if (file.size() < sizeof(Elf32_Ehdr) || !file.starts_with(ELFMAG)) {
         return 0;
     }
@@ -40,6 +40,6 @@ std::size_t wholeLength(std::string_view file) {
 
 }  // namespace
 
-const SegmentFormat kCoreDumps{".core", "", appendDump, wholeLength, true};
+const SegmentFormat kCoreDumps{".core", "", appendDump, wholeDump, true};
 
 }  // namespace corvane

@@ -41,7 +41,7 @@ void TraceRecorders::record(const TraceRecord& record) {
 }
 
 xpc::Object TraceRecorders::bytes() const {
-    const xpc::Object sizes = dictionary({});
+    xpc::Object sizes = dictionary({});
     for (const auto& [trace, recorder] : recorders_) {
         xpc::set(sizes, ryn::trace::typeAsString(trace).c_str(), number(static_cast<std::int64_t>(recorder->bytes())));
     }

@@ -49,7 +49,7 @@ public:
     using Patience = std::optional<std::chrono::milliseconds>;  ///< absent: as long as the command may take, 60 s for most
 
     /// Neither connects nor blocks.
-    explicit Client(Options options);
+    explicit Client(const Options& options);
     Client();
     /// Ends what is under way with kConnectionLost, and waits until the handlers that it runs have returned.
     ~Client();

@@ -64,7 +64,7 @@ void DiagSource::fade(int rsrpDbm, int seconds) {
 }
 
 xpc::Object DiagSource::service() const {
-    const xpc::Object service = dictionary(
+    xpc::Object service = dictionary(
         {{"SIM", text(signalling_.isSimPresent() ? "ready" : "missing")}, {"Registration", text(signalling_.registration())}});
     if (signalling_.isRegistered()) {
         xpc_dictionary_set_value(service.get(), "RSRP", number(signalling_.signal().rsrpDbm()).get());

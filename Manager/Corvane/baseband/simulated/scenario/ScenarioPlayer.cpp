@@ -29,7 +29,7 @@ void ScenarioPlayer::happened(std::string_view event) {
 
 void ScenarioPlayer::add(std::size_t step, Clock::time_point from) {
     const Due due{from + scenario_.steps[step].delay, step};
-    due_.insert(std::ranges::upper_bound(due_, due), due);
+    due_.insert(std::upper_bound(due_.begin(), due_.end(), due), due);
     begun_[step] = true;
 }
 

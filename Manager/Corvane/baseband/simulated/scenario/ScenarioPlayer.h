@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace corvane::simulated {
@@ -31,7 +32,9 @@ private:
     struct Due {
         Clock::time_point time;
         std::size_t step;
-        auto operator<=>(const Due&) const = default;
+        friend bool operator<(const Due& left, const Due& right) {
+            return std::tie(left.time, left.step) < std::tie(right.time, right.step);
+        }
     };
 
     void add(std::size_t step, Clock::time_point from);
