@@ -1,10 +1,13 @@
 """Services on the bus that answer what a test says: a polkit, and a ModemManager of one modem."""
+import queue
 import threading
 
 import dbus.bus
 import dbus.mainloop.glib
 import dbus.service
 from gi.repository import GLib
+
+from programs import PATIENCE
 
 SERVICE = "org.freedesktop.ModemManager1"
 ROOT = "/org/freedesktop/ModemManager1"
@@ -17,9 +20,15 @@ threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
 
 
 def connect(address, name):
-    bus = dbus.bus.BusConnection(address, mainloop=dbus.mainloop.glib.DBusGMainLoop())
-    bus.request_name(name)
-    return bus
+    """In the loop's thread: while another waits for an answer on a connection, the loop may not look at it too."""
+    connected = queue.SimpleQueue()
+
+    def make():
+        bus = dbus.bus.BusConnection(address, mainloop=dbus.mainloop.glib.DBusGMainLoop())
+        bus.request_name(name)
+        connected.put(bus)
+    GLib.idle_add(make)
+    return connected.get(timeout=PATIENCE)
 
 
 class Polkit(dbus.service.Object):
