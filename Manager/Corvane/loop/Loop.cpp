@@ -19,7 +19,7 @@ namespace corvane {
 namespace {
 
 constexpr int kReadyAtOnce = 1024;
-constexpr std::chrono::milliseconds kTurn{5};
+constexpr std::chrono::microseconds kTurn{5000};
 /// Whoever takes less than this comes first, for most of a turn.
 constexpr std::chrono::microseconds kLittle{200};
 /// The others are due this many times later than serving them takes, so that those that take less come before those that take
