@@ -3,12 +3,18 @@
 #include <ryn/Client.h>
 
 #include <iostream>
+#include <string>
+
+/// A line at a time, since events come in another thread.
+static void print(const std::string& line) {
+    std::cout << line + '\n' << std::flush;
+}
 
 int main(int argumentCount, char** arguments) {
     using namespace std::chrono_literals;
     ryn::Client client({.name = "wait-ready", .bridge = {arguments + 1, arguments + argumentCount}});
     const auto done = [](const char* step, const ryn::Reply& reply) {
-        std::cout << step << ": " << (reply ? reply.value.toJson() : reply.sentence) << std::endl;
+        print(std::string(step) + ": " + (reply ? reply.value.toJson() : reply.sentence));
         return static_cast<bool>(reply);
     };
     const ryn::Reply manager = client.connect();
@@ -18,8 +24,7 @@ int main(int argumentCount, char** arguments) {
     }
     std::cout << "Corvane " << *manager.value["KeyCorvaneVersion"].string() << '\n';
 
-    client.onEvent("BasebandBootStateChangeNotification",
-                   [](const ryn::Value& payload) { std::cout << "event: " << payload.toJson() << std::endl; });
+    client.onEvent("BasebandBootStateChangeNotification", [](const ryn::Value& payload) { print("event: " + payload.toJson()); });
     const ryn::Value reset = ryn::Dictionary{{"KeyBasebandResetType", "Soft reset"},
                                              {"KeyBasebandResetSubType", "UserTriggered"},
                                              {"KeyBasebandResetReason", "example"}};
