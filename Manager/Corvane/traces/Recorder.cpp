@@ -37,8 +37,7 @@ std::string nameOf(unsigned long number, const char* extension) {
 
 Recorder::Recorder(fs::path folder, const SegmentFormat& format, Limits limits)
     : folder_(std::move(folder)), format_(format), limits_(limits) {
-    findSegments();
-    makeRoom(0);
+    findSegments();  // all of them stay until the first record: the limits of the settings come after this
 }
 
 void Recorder::findSegments() {

@@ -120,8 +120,9 @@ TEST_F(RecorderTest, SurvivesAFullDiskAndCountsWhatIsLost) {
 }
 
 TEST_F(RecorderTest, LinksItsFilesAndLeavesThemAlone) {
-    Recorder recorder(scratch_, kTextLines, {kMegabyte});
-    recorder.append(at(0), "first");
+    Recorder(scratch_, kTextLines, {kMegabyte}).append(at(0), "first");
+    Recorder recorder(scratch_, kTextLines, {1});  // a setting allows more before the next record
+    recorder.setLimits({kMegabyte});
     const fs::path taken = folder_.path() / "taken";
     EXPECT_FALSE(recorder.link(taken));
     recorder.append(at(1), "second");
