@@ -43,11 +43,11 @@ def instructions(words):
 
 
 def inside(words, time_kind="cpu_time"):
-    """Median nanoseconds of the rows of a Google Benchmark program, by name."""
+    """Median nanoseconds of the rows of a Google Benchmark program, by name and argument: its options at the end of a name are left out."""
     options = ["--benchmark_format=json", "--benchmark_repetitions=7", "--benchmark_enable_random_interleaving=true",
                "--benchmark_min_time=0.1", "--benchmark_report_aggregates_only=true"]
     rows = json.loads(run([*words, *options]))["benchmarks"]
-    return {row["run_name"].removesuffix("/real_time"): row[time_kind] for row in rows if row.get("aggregate_name") == "median"}
+    return {re.sub(r"/(iterations:|real_time).*", "", row["run_name"]): row[time_kind] for row in rows if row.get("aggregate_name") == "median"}
 
 
 def median_of(measurement, rounds=3):

@@ -146,13 +146,13 @@ def _recorder(world):
 
 def recorded(world):
     times = _recorder(world)
-    ours, least = times["appendRecord/real_time"], times["copyAndWrite/real_time"]
+    ours, least = times["appendRecord"], times["copyAndWrite"]
     return ours / least, f"{ours:.0f} / {least:.0f} ns"
 
 
 def snapshot_growth(world):
     times = _recorder(world)
-    much, little = (times[f"linkIntoSnapshot/{megabytes}/iterations:200/real_time"] for megabytes in (1024, 1))
+    much, little = (times[f"takeSnapshot/{megabytes}"] for megabytes in (1024, 1))
     return much / little, f"{much / 1000:.0f} / {little / 1000:.0f} us"
 
 
@@ -252,10 +252,10 @@ ROWS = [
     _row("record", "a record of 200 bytes / copying and writing its bytes", recorded, at_most=1.5),
     _row("record-default", "DIAG on with Default: share of a processor", recording, "None", at_most=0.5, unit=" %"),
     _row("record-tput", "the same with Tput", recording, "Tput", at_most=2, unit=" %"),
-    _row("growth-snapshot", "linking 1 GB into a snapshot / 1 MB", snapshot_growth, at_most=1.2),
+    _row("growth-snapshot", "a snapshot with 1 GB recorded / with 1 MB", snapshot_growth, at_most=1.2),
     _row("growth-commands", "cost of a command, the 100,000th / the 10th", growth_commands, at_most=1.1),
     _row("growth-clients", "CPU of a request, 1,000 clients / one", growth_clients, at_most=1.1),
-    _row("growth-store-put", "a durable setting, 2,000 others / none", growth_settings, "put", at_most=1.2),
+    _row("growth-store-put", "a durable setting, 2,000 others / none", growth_settings, "store", at_most=1.2),
     _row("growth-store-get", "reading a setting, 2,000 others / none", growth_settings, "get", at_most=1.5),
     _row("rest-wakeups", "daemon at rest: wake-ups in a minute", rest_wake_ups, at_most=0),
     _row("rest-memory", "daemon at rest: memory", rest_memory, at_most=8, unit=" MB"),

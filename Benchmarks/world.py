@@ -141,9 +141,8 @@ class Server:
         return self.process.poll() is None
 
     def cpu_seconds(self):
-        """Of the processor, in user and in kernel mode."""
-        fields = pathlib.Path(f"/proc/{self.pid}/stat").read_text().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        """Of the processor, in user and in kernel mode, exact: /proc counts in hundredths of a second."""
+        return time.clock_gettime(~self.process.pid << 3 | 2)  # CPUCLOCK_SCHED of a process: clock_getcpuclockid(3)
 
 
 def run(words, environment=None):
