@@ -9,6 +9,7 @@
 #include "Corvane/support/LogFile.h"
 #include "Platform/Report.h"
 
+#include <fmt/format.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -47,8 +48,8 @@ Result<std::size_t> raiseDescriptorLimit(std::size_t clients) {
         setrlimit(RLIMIT_NOFILE, &limit);
     }
     if (limit.rlim_cur <= kOtherDescriptors) {
-        return Refusal::limitReached("can't serve clients with at most " + std::to_string(limit.rlim_cur) +
-                                     " open files; allow more than " + std::to_string(kOtherDescriptors) + " (ulimit -n)");
+        return Refusal::limitReached(fmt::format("can't serve clients with at most {} open files; allow more than {} (ulimit -n)",
+                                                 limit.rlim_cur, kOtherDescriptors));
     }
     return std::min<std::size_t>(clients, limit.rlim_cur - kOtherDescriptors);
 }

@@ -1,5 +1,7 @@
 #include "Corvane/Options.h"
 
+#include "Corvane/support/Text.h"
+
 #include <fmt/format.h>
 #include <getopt.h>
 #include <unistd.h>
@@ -52,14 +54,6 @@ constexpr option kOptions[] = {
     {},
 };
 
-std::string backendNames() {
-    std::string names;
-    for (const Backend& backend : backends()) {
-        names += (names.empty() ? "" : &backend == &backends().back() ? " and " : ", ") + std::string(backend.name);
-    }
-    return names;
-}
-
 Result<void> setScenario(Options& options, const std::string& path) {
     auto scenario = simulated::readScenario(path);
     if (!scenario) {
@@ -80,8 +74,8 @@ Result<void> set(Options& options, int option, const std::string& value) {
         case 'b':
             options.backend = findBackend(value);
             if (options.backend == nullptr) {
-                return Refusal::invalidArgument(
-                    fmt::format("--backend: there is no backend '{}'; there are {}", value, backendNames()));
+                return Refusal::invalidArgument(fmt::format("--backend: there is no backend '{}'; there are {}", value,
+                                                            listed(backends(), " and ", &Backend::name)));
             }
             break;
         case 'm':

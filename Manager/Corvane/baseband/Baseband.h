@@ -59,6 +59,7 @@ struct TraceRecord {
     /// A line of text without its end. DIAG: an IPv4 packet that carries GSMTAP over UDP. TEMS: a line of CSV without its time.
     std::string content;
 };
+using OnRecord = std::function<void(const TraceRecord& record)>;
 
 /// Hears what happens in the baseband. Called on the event loop's thread, between commands or within one.
 class BasebandListener {

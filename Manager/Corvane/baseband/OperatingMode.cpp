@@ -1,5 +1,7 @@
 #include "Corvane/baseband/OperatingMode.h"
 
+#include "Corvane/support/Text.h"
+
 #include <fmt/format.h>
 
 #include <iterator>
@@ -32,11 +34,7 @@ std::string describe(OperatingMode mode) {
 }
 
 std::string enumerate(std::span<const OperatingMode> modes) {
-    std::string list;
-    for (std::size_t index = 0; index < modes.size(); ++index) {
-        list += (index == 0 ? "" : index + 1 == modes.size() ? " and " : ", ") + describe(modes[index]);
-    }
-    return list;
+    return listed(modes, " and ", describe);
 }
 
 }  // namespace corvane

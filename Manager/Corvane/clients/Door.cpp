@@ -4,6 +4,7 @@
 #include "Corvane/requests/Replies.h"
 #include "Corvane/requests/Statistics.h"
 
+#include <fmt/format.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -12,11 +13,10 @@
 namespace corvane {
 
 Result<void> Door::admit(const PeerPolicy::Peer& peer, std::size_t clients, std::size_t clientsOfUser) {
-    const std::string user = "User " + std::to_string(peer.user);
     if (!peer.allowed) {
         ++figures_.refusedPeers;
-        return Refusal::notAllowed(user + " may not use this manager; add the user to group " + PeerPolicy::kGroupName +
-                                   " and log in again.");
+        return Refusal::notAllowed(fmt::format("User {} may not use this manager; add the user to group {} and log in again.",
+                                               peer.user, PeerPolicy::kGroupName));
     }
     const std::size_t places = peer.trusted ? limits_.clients : limits_.clients - std::min(limits_.reserved, limits_.clients);
     const bool userIsOverLimit = !peer.trusted && clientsOfUser >= limits_.clientsOfUser;
@@ -24,16 +24,17 @@ Result<void> Door::admit(const PeerPolicy::Peer& peer, std::size_t clients, std:
         return {};
     }
     ++figures_.refusedOverLimit;
-    return Refusal::limitReached(userIsOverLimit ? user + " has " + std::to_string(limits_.clientsOfUser) +
-                                                       " connections to this manager, the most that one user may have."
-                                                 : "This manager has " + std::to_string(places) +
-                                                       " clients, the most that it serves; try again when one has gone.");
+    return Refusal::limitReached(
+        userIsOverLimit
+            ? fmt::format("User {} has {} connections to this manager, the most that one user may have.", peer.user,
+                          limits_.clientsOfUser)
+            : fmt::format("This manager has {} clients, the most that it serves; try again when one has gone.", places));
 }
 
 void Door::turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal) {
     auto& limited = refusal.code == ResultCode::NotAllowed ? notAllowed_ : overLimit_;
-    limited.write(log::Level::Warning, "refused a connection of process " + std::to_string(peer.process) + ", user " +
-                                           std::to_string(peer.user) + ": " + refusal.sentence);
+    limited.write(log::Level::Warning,
+                  fmt::format("refused a connection of process {}, user {}: {}", peer.process, peer.user, refusal.sentence));
     if (ryn::wire::encode(ryn::wire::Reply{ryn::wire::kConnectionId, refusal.result(), errorReply(refusal, {})}, packet_)) {
         send(socket.get(), packet_.data(), packet_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }

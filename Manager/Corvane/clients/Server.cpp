@@ -5,6 +5,7 @@
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/support/MemoryReserve.h"
 
+#include <fmt/format.h>
 #include <malloc.h>
 #include <sys/socket.h>
 
@@ -126,7 +127,7 @@ void Server::receive(Client& client) {
             return;
         }
         if (static_cast<std::size_t>(length) > ryn::wire::kMaxPacketSize) {
-            end(client, "sent a packet of " + std::to_string(length) + " bytes");
+            end(client, fmt::format("sent a packet of {} bytes", length));
             return;
         }
         const auto progress = receivePacket(client, {buffer_.get(), static_cast<std::size_t>(length)});
@@ -182,9 +183,9 @@ void Server::end(Client& client, std::string_view why) {
         Door::dropUnread(client.socket);
     }
     ++figures_.ended;
-    users_[client.peer.user].log.write(log::Level::Warning, "ended the connection of '" + client.session->clientName() +
-                                                                "' (process " + std::to_string(client.peer.process) + ", user " +
-                                                                std::to_string(client.peer.user) + "): it " + std::string(why));
+    users_[client.peer.user].log.write(log::Level::Warning,
+                                       fmt::format("ended the connection of '{}' (process {}, user {}): it {}",
+                                                   client.session->clientName(), client.peer.process, client.peer.user, why));
 }
 
 void Server::lose(Client& client) {

@@ -9,6 +9,7 @@
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <utility>
 
@@ -76,10 +77,10 @@ Result<void> Session::checkVersion(const wire::Hello& hello) {
     if (hello.version <= wire::kProtocolVersion && wire::kProtocolVersion <= highest) {
         return {};
     }
-    const std::string asked = std::to_string(hello.version) + (hello.highestVersion ? " to " + std::to_string(highest) : "");
-    const auto refusal = Refusal::versionNotSpoken("This manager speaks version " + std::to_string(wire::kProtocolVersion) +
-                                                   " of the protocol and the client version " + asked +
-                                                   "; use a client of this manager's release.");
+    const std::string asked = std::to_string(hello.version) + (hello.highestVersion ? fmt::format(" to {}", highest) : "");
+    const auto refusal = Refusal::versionNotSpoken(fmt::format(
+        "This manager speaks version {} of the protocol and the client version {}; use a client of this manager's release.",
+        wire::kProtocolVersion, asked));
     send(wire::kConnectionId, refusal.result(), errorReply(refusal, dictionary({{ryn::kKeyProtocolVersions, spokenVersions()}})));
     return Refusal::versionNotSpoken("speaks version " + asked + " of the protocol");
 }
@@ -101,10 +102,9 @@ Result<void> Session::request(const wire::Request& request, std::size_t packetSi
     }
     const bool tooManyBytes = !outstanding_.empty() && outstandingBytes_ + packetSize > kMaxOutstandingBytes;
     if (outstanding_.size() >= kMaxOutstanding || tooManyBytes) {
-        answer(request.id, {Refusal{ResultCode::LimitReached, "Too many requests wait for their answers: at most " +
-                                                                  std::to_string(kMaxOutstanding) + ", of " +
-                                                                  std::to_string(kMaxOutstandingBytes) + " bytes in all, may."},
-                            {}});
+        answer(request.id,
+               Refusal::limitReached(fmt::format("Too many requests wait for their answers: at most {}, of {} bytes in all, may.",
+                                                 kMaxOutstanding, kMaxOutstandingBytes)));
         return {};
     }
     requestSize_ = packetSize;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/support/Result.h"
+#include "Corvane/support/Text.h"
 #include "platform/xpc/Object.h"
 
 #include <cstddef>
@@ -112,14 +113,12 @@ struct Choice {
         if (!name) {
             return name.refusal();
         }
-        std::string names;
         for (const Named<T>& choice : choices) {
             if (*name == choice.name) {
                 return choice.value;
             }
-            names += (names.empty() ? "" : &choice == &choices[count - 1] ? " or " : ", ") + std::string(choice.name);
         }
-        return unknownChoice(key, *name, names);
+        return unknownChoice(key, *name, listed(choices, " or ", &Named<T>::name));
     }
 };
 /// Said for compilers that don't deduce the arguments of an aggregate by themselves (clang before 17).

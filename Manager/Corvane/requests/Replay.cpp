@@ -75,7 +75,7 @@ void Replay::goOn(const std::shared_ptr<Run>& run) {
 
 void Replay::perform(const RecordedRequest::Step& step, const AnswerCompletion& answer) const {
     if (!step.event.empty()) {
-        events_(step.event.c_str(), step.object);
+        onEvent_(step.event.c_str(), step.object);
     } else if (step.result == 0) {
         answer(step.object);
     } else {

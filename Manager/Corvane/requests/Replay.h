@@ -21,11 +21,11 @@ class Loop;
 class Replay {
 public:
     enum class Pace { Recorded, AtOnce };
-    using EventListener = std::function<void(const char* event, const xpc::Object& payload)>;
+    using OnEvent = std::function<void(const char* event, const xpc::Object& payload)>;
 
     /// @param loop outlives this.
-    Replay(Loop& loop, RecordedRequests requests, Pace pace, EventListener events)
-        : loop_(loop), requests_(std::move(requests)), pace_(pace), events_(std::move(events)) {}
+    Replay(Loop& loop, RecordedRequests requests, Pace pace, OnEvent onEvent)
+        : loop_(loop), requests_(std::move(requests)), pace_(pace), onEvent_(std::move(onEvent)) {}
 
     /// nullopt: answered through `later`, or never where the recording has no reply.
     std::optional<Answer> answer(const ryn::wire::Request& request, const Requester& client, const Later& later);
@@ -41,7 +41,7 @@ private:
     Loop& loop_;
     RecordedRequests requests_;  ///< that are still to be made
     Pace pace_;
-    EventListener events_;
+    OnEvent onEvent_;
 };
 
 }  // namespace corvane

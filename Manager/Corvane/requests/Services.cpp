@@ -49,8 +49,8 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
 
 Services::~Services() = default;
 
-void Services::start(std::unique_ptr<Baseband> baseband, EventListener events) {
-    events_ = std::move(events);
+void Services::start(std::unique_ptr<Baseband> baseband, OnEvent onEvent) {
+    onEvent_ = std::move(onEvent);
     baseband_ = std::move(baseband);
     erasure_.finishInterrupted();
     checkJournal();
@@ -175,11 +175,11 @@ void Services::finishCollection(SnapshotFiles files, const Completion<std::files
 
 void Services::bootStateChanged(const BootStatus& status) {
     diagTrace_.bootStateChanged(status.state);
-    events_(ryn::kEventBasebandBootStateChange, toReply(status));
+    onEvent_(ryn::kEventBasebandBootStateChange, toReply(status));
 }
 
 void Services::operatingModeChanged(OperatingMode mode) {
-    events_(ryn::kEventBasebandOperatingModeChange, toReply(mode));
+    onEvent_(ryn::kEventBasebandOperatingModeChange, toReply(mode));
 }
 
 void Services::selfTestProgressed(const RFSelfTestEvent& event) {
@@ -190,7 +190,7 @@ void Services::selfTestProgressed(const RFSelfTestEvent& event) {
     if (event.status == RFSelfTestEvent::Status::Aborted) {
         log::info(event.error);
     }
-    events_(ryn::kEventBasebandDiagnostics, payload);
+    onEvent_(ryn::kEventBasebandDiagnostics, payload);
 }
 
 void Services::traceRecorded(const TraceRecord& record) {

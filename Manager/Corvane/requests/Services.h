@@ -23,7 +23,7 @@ namespace corvane {
 /// What the commands work on: the settings, the logs, the figures and the baseband, and what concerns several of them.
 class Services : public BasebandListener {
 public:
-    using EventListener = std::function<void(const char* event, const xpc::Object& payload)>;
+    using OnEvent = std::function<void(const char* event, const xpc::Object& payload)>;
 
     /// @param store and @param loop outlive this. @param stateFolder where the logs go.
     Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop, DiagTrace::StreamAccess streamAccess);
@@ -31,8 +31,8 @@ public:
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
-    /// @param events hears what every client that watches is to be told.
-    void start(std::unique_ptr<Baseband> baseband, EventListener events);
+    /// @param onEvent hears what every client that watches is to be told.
+    void start(std::unique_ptr<Baseband> baseband, OnEvent onEvent);
     /// Answers everything that waits.
     void stop();
 
@@ -89,7 +89,7 @@ private:
     SystemJournal journal_;
     TraceSwitches traceSwitches_;
     DiagTrace diagTrace_;
-    EventListener events_;
+    OnEvent onEvent_;
     std::unique_ptr<Baseband> baseband_;
 };
 

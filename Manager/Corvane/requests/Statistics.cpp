@@ -70,7 +70,7 @@ Result<void> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime, s
 void BootFigures::addTo(const xpc::Object& figures) const {
     for (const char* key : {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime}) {
         if (const auto stored = store_.get(kStatistics, key)) {
-            xpc_dictionary_set_value(figures.get(), key, number(std::strtoll(stored->c_str(), nullptr, 10)).get());
+            xpc::set(figures, key, number(std::strtoll(stored->c_str(), nullptr, 10)));
         }
     }
 }

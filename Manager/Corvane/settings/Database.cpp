@@ -2,6 +2,7 @@
 
 #include "Corvane/support/Log.h"
 
+#include <fmt/format.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -143,8 +144,8 @@ int Database::lockAndCheck() {
         return SQLITE_CORRUPT;
     }
     if (!isNew_ && version_ != kVersion) {
-        log::error("the version number of the settings was damaged (" + std::to_string(version_) +
-                   "); it is put right, and no setting is lost");
+        log::error(fmt::format("the version number of the settings was damaged ({}); it is put right, and no setting is lost",
+                               version_));
         execute(kSetVersion);
     }
     return SQLITE_OK;
@@ -156,7 +157,7 @@ bool Database::isLaterVersion() {
         return false;
     }
     condition_ = Condition::LaterVersion;
-    finding_ = "of version " + std::to_string(version_);
+    finding_ = fmt::format("of version {}", version_);
     // The file is left as it is.
     sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     return true;

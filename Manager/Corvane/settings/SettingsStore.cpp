@@ -5,6 +5,7 @@
 #include "Platform/FileDescriptor.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,8 +42,8 @@ Result<void> prepareFolder(const fs::path& folder) {
         fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec, error);
     }
     if (error) {
-        return Refusal::storageFailed("can't make the state folder " + folder.string() + ": " + error.message() +
-                                      "; name another one with --state");
+        return Refusal::storageFailed(
+            fmt::format("can't make the state folder {}: {}; name another one with --state", folder.string(), error.message()));
     }
     return {};
 }
@@ -77,7 +78,7 @@ Result<void> prepareFile(const fs::path& file) {
 fs::path setAside(const fs::path& file) {
     fs::path aside;
     for (int number = 1; number == 1 || fs::exists(aside); ++number) {
-        aside = file.string() + ".damaged-" + std::to_string(number);
+        aside = fmt::format("{}.damaged-{}", file.string(), number);
     }
     std::error_code error;
     fs::rename(file, aside, error);
@@ -95,8 +96,8 @@ Result<void> renew(const fs::path& file, const std::string& finding) {
     if (aside.empty()) {
         return cannotOpen(file, "they are damaged and can't be set aside: " + finding);
     }
-    log::error("the settings in " + file.string() + " were damaged (" + finding + "); they are kept as " + aside.string() +
-               " and every setting is at its default");
+    log::error(fmt::format("the settings in {} were damaged ({}); they are kept as {} and every setting is at its default",
+                           file.string(), finding, aside.string()));
     return prepareFile(file);
 }
 
@@ -104,11 +105,11 @@ void reportDropped(const DroppedPages& dropped, const fs::path& file) {
     if (dropped.changes == 0) {
         return;
     }
-    const std::string pages = std::to_string(dropped.pages) + " pages of the log of the settings in " + file.string();
+    const std::string pages = fmt::format("{} pages of the log of the settings in {}", dropped.pages, file.string());
     if (dropped.changes == 1) {
         log::warning(pages + " are incomplete and dropped: the last change, which was under way when the manager ended");
     } else {
-        log::error(pages + " are damaged and dropped: the last " + std::to_string(dropped.changes) + " changes are lost");
+        log::error(fmt::format("{} are damaged and dropped: the last {} changes are lost", pages, dropped.changes));
     }
 }
 
@@ -142,9 +143,10 @@ Result<std::unique_ptr<SettingsStore>> SettingsStore::open(const fs::path& folde
         reportDropped(dropped, file);
     }
     if (database->condition() == Database::Condition::LaterVersion) {
-        return Refusal::storageFailed("the settings in " + file.string() + " are " + database->finding() +
-                                      ", this manager knows versions up to " + std::to_string(Database::kVersion) +
-                                      ": install the newer manager or name another folder with --state");
+        return Refusal::storageFailed(
+            fmt::format("the settings in {} are {}, this manager knows versions up to {}: install the newer manager or name "
+                        "another folder with --state",
+                        file.string(), database->finding(), Database::kVersion));
     }
     if (database->condition() != Database::Condition::Sound) {
         if (isNew) {

@@ -1,6 +1,7 @@
 #include "Corvane/support/ListeningSocket.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -42,8 +43,8 @@ Result<void> makeFolder(const fs::path& folder, std::optional<gid_t> group) {
     }
     fs::create_directories(folder, error);
     if (error || chmod(folder.c_str(), kFolderMode) != 0) {
-        return Refusal::wrongState("can't make the folder " + folder.string() + ": " +
-                                   (error ? error.message() : std::strerror(errno)) + "; name another socket with --socket");
+        return Refusal::wrongState(fmt::format("can't make the folder {}: {}; name another socket with --socket", folder.string(),
+                                               error ? error.message() : std::strerror(errno)));
     }
     if (group) {
         // Members of the group can't reach the socket otherwise; a daemon that may not do this serves its own user and root.
@@ -114,8 +115,8 @@ struct ListeningSocket::SocketFile {
 Result<ListeningSocket> ListeningSocket::open(const std::string& path, std::optional<gid_t> group, int type) {
     constexpr std::size_t kLongestPath = sizeof(sockaddr_un::sun_path) - 1;
     if (path.size() > kLongestPath) {
-        return Refusal::wrongState("the socket path " + path + " is too long: at most " + std::to_string(kLongestPath) +
-                                   " bytes are possible; name another one with --socket");
+        return Refusal::wrongState(fmt::format(
+            "the socket path {} is too long: at most {} bytes are possible; name another one with --socket", path, kLongestPath));
     }
     if (auto made = makeFolder(fs::path(path).parent_path(), group); !made) {
         return made.refusal();

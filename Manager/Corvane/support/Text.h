@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,5 +22,17 @@ std::optional<std::int64_t> parseNumber(std::string_view text, int base = 10);
 
 /// The beginning of `text`, of at most `size` bytes, without a piece of a character at its end.
 std::string_view cut(std::string_view text, std::size_t size);
+
+/// All `items`, as in a sentence: "a, b or c". @param last stands between the last two. @param nameOf makes a text of each.
+template <typename Items, typename NameOf = std::identity>
+std::string listed(const Items& items, std::string_view last, NameOf nameOf = {}) {
+    std::string list;
+    std::size_t left = std::size(items);
+    for (const auto& item : items) {
+        list.append(list.empty() ? "" : left == 1 ? last : ", ").append(std::invoke(nameOf, item));
+        --left;
+    }
+    return list;
+}
 
 }  // namespace corvane

@@ -1,5 +1,6 @@
 #include "Corvane/traces/DMCFiles.h"
 
+#include "Corvane/support/Text.h"
 #include "Platform/File.h"
 #include "config/DiagConfig.h"
 
@@ -29,14 +30,6 @@ constexpr BuiltIn kBuiltIns[] = {
     {diag::config::kDefaultSleepDMCFile, {DiagGroup::NAS, DiagGroup::Paging}},
     {diag::config::kNoneDMCFile, {}},
 };
-
-std::string groupNames() {
-    std::string names;
-    for (const std::string_view name : kDiagGroupNames) {
-        names.append(names.empty() ? "" : ", ").append(name);
-    }
-    return names;
-}
 
 }  // namespace
 
@@ -71,7 +64,7 @@ Result<DiagGroups> DMCFiles::parse(const fs::path& path) const {
         const auto* known = name == nullptr ? kDiagGroupNames.end() : std::ranges::find(kDiagGroupNames, *name);
         if (known == kDiagGroupNames.end()) {
             return refuse("there is no group " + entry.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) +
-                          "; there are " + groupNames());
+                          "; there are " + listed(kDiagGroupNames, ", "));
         }
         groups.add(static_cast<DiagGroup>(known - kDiagGroupNames.begin()));
     }
@@ -79,10 +72,7 @@ Result<DiagGroups> DMCFiles::parse(const fs::path& path) const {
 }
 
 std::string DMCFiles::names() const {
-    std::string names;
-    for (const BuiltIn& builtIn : kBuiltIns) {
-        names.append(names.empty() ? "" : ", ").append(builtIn.name);
-    }
+    std::string names = listed(kBuiltIns, ", ", &BuiltIn::name);
     std::set<std::string> files;
     std::error_code error;
     for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {

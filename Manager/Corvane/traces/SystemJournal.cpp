@@ -57,8 +57,8 @@ std::string line(sd_journal* journal, SystemJournal::Time time) {
 /// From the newest line to the oldest.
 class SystemJournal::Reading {
 public:
-    Reading(Loop& loop, Journal journal, Time since, Taker taker)
-        : timer(loop), taker_(std::move(taker)), journal_(std::move(journal)), since_(since) {}
+    Reading(Loop& loop, Journal journal, Time since, Completed completed)
+        : timer(loop), completed_(std::move(completed)), journal_(std::move(journal)), since_(since) {}
 
     /// @return whether there may be more.
     bool takeOne() {
@@ -81,13 +81,13 @@ public:
         for (const std::string& each : lines_) {
             all += each;
         }
-        taker_(std::move(all));
+        completed_(std::move(all));
     }
 
     Timer timer;  ///< to the next lines
 
 private:
-    Taker taker_;
+    Completed completed_;
     Journal journal_;
     Time since_;
     std::deque<std::string> lines_;
@@ -110,14 +110,14 @@ Result<void> SystemJournal::checkReadable() {
                     journal ? "" : fmt::format(" ({})", std::strerror(-error))));
 }
 
-void SystemJournal::read(Time since, Taker taker) {
+void SystemJournal::read(Time since, Completed completed) {
     int error = 0;
     Journal journal = openAtEnd(error);
     if (!journal) {
-        taker(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
+        completed(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
         return;
     }
-    goOn(readings_.emplace(readings_.end(), loop_, std::move(journal), since, std::move(taker)));
+    goOn(readings_.emplace(readings_.end(), loop_, std::move(journal), since, std::move(completed)));
 }
 
 void SystemJournal::goOn(std::list<Reading>::iterator reading) {

@@ -5,6 +5,7 @@
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
+#include <fmt/format.h>
 #include <limits>
 #include <string>
 
@@ -31,8 +32,8 @@ Result<std::size_t> find(std::string_view filter) {
             return index;
         }
     }
-    return Refusal::invalidArgument("There is no trace filter '" + std::string(filter) + "'; there are " + kRules[0].name +
-                                    " and " + kRules[1].name + ".");
+    return Refusal::invalidArgument(
+        fmt::format("There is no trace filter '{}'; there are {}.", filter, listed(kRules, " and ", &Rule::name)));
 }
 
 bool isWithin(const Rule& rule, std::int64_t value) {
@@ -50,8 +51,8 @@ TraceFilters::TraceFilters(SettingsStore& store, GroupCommit& group) : store_(st
         }
         values_[index] = stored ? parseNumber(*stored) : rule.byDefault;
         if (!values_[index] || !isWithin(rule, *values_[index])) {
-            log::error("the stored filter " + std::string(rule.name) + " is '" + *stored + "' and takes 0 to " +
-                       std::to_string(rule.highest) + "; it is now at its default, " + std::to_string(rule.byDefault));
+            log::error(fmt::format("the stored filter {} is '{}' and takes 0 to {}; it is now at its default, {}", rule.name,
+                                   *stored, rule.highest, rule.byDefault));
             values_[index] = rule.byDefault;
             store_.storeLazily(kArea, rule.name, std::to_string(rule.byDefault));
         }
@@ -66,8 +67,8 @@ void TraceFilters::add(std::string_view filter, std::optional<std::int64_t> valu
     }
     const Rule& rule = kRules[*index];
     if (value && !isWithin(rule, *value)) {
-        done(Refusal::invalidArgument(std::string(rule.name) + " can't be " + std::to_string(*value) + "; it takes 0 to " +
-                                      std::to_string(rule.highest) + ", or null for " + std::to_string(rule.byDefault) + "."));
+        done(Refusal::invalidArgument(
+            fmt::format("{} can't be {}; it takes 0 to {}, or null for {}.", rule.name, *value, rule.highest, rule.byDefault)));
         return;
     }
     store(*index, value.value_or(rule.byDefault), done);
@@ -101,7 +102,7 @@ xpc::Object TraceFilters::all() const {
     xpc::Object filters = dictionary({});
     for (std::size_t index = 0; index < kRules.size(); ++index) {
         if (values_[index]) {
-            xpc_dictionary_set_value(filters.get(), kRules[index].name, number(*values_[index]).get());
+            xpc::set(filters, kRules[index].name, number(*values_[index]));
         }
     }
     return filters;

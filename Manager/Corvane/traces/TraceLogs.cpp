@@ -6,6 +6,7 @@
 #include "config/TraceType.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -87,9 +88,9 @@ Result<void> TraceLogs::checkFilters() const {
     if (free >= *needed) {
         return {};
     }
-    return Refusal::limitReached("The disk of " + folder_.string() + " has " + std::to_string(free) +
-                                 " % free and the free-space filter asks for " + std::to_string(*needed) +
-                                 " %; make room, or lower or remove the filter.");
+    return Refusal::limitReached(fmt::format(
+        "The disk of {} has {} % free and the free-space filter asks for {} %; make room, or lower or remove the filter.",
+        folder_.string(), free, *needed));
 }
 
 Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
@@ -102,7 +103,7 @@ Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool k
     removeLeftovers();
     const std::vector<Collection> before = collections();
     const long number = before.empty() ? 1 : before.back().number + 1;
-    const fs::path whole = folder_ / (ryn::trace::kLogDirPrefix + utcTime("%Y-%m-%dT%H-%M-%SZ") + "-" + std::to_string(number));
+    const fs::path whole = folder_ / fmt::format("{}{}-{}", ryn::trace::kLogDirPrefix, utcTime("%Y-%m-%dT%H-%M-%SZ"), number);
     const fs::path partial = whole.string() + std::string(kPartial);
     if (!makeFolder(partial, stateFolder)) {
         return failed(partial, std::strerror(errno));
@@ -184,8 +185,8 @@ void TraceLogs::dropOldest() const {
     for (const Collection& oldest : kept) {
         std::error_code error;
         fs::remove_all(oldest.folder, error);
-        log::info(error ? "can't remove " + oldest.folder.string() + ": " + error.message()
-                        : "removed " + oldest.folder.string() + ": the max-log filter keeps " + std::to_string(*limit));
+        log::info(error ? fmt::format("can't remove {}: {}", oldest.folder.string(), error.message())
+                        : fmt::format("removed {}: the max-log filter keeps {}", oldest.folder.string(), *limit));
     }
 }
 

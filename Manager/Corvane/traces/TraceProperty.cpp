@@ -5,6 +5,7 @@
 #include "config/RYNProperties.h"
 #include "platform/vsk/SorvexUtil.h"
 
+#include <fmt/format.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -116,14 +117,6 @@ bool isPlainFileName(std::string_view name) {
            isPrintable(name);
 }
 
-std::string joinedWithOr(const std::vector<std::string>& words) {
-    std::string text;
-    for (std::size_t index = 0; index < words.size(); ++index) {
-        text += (index == 0 ? "" : index + 1 == words.size() ? " or " : ", ") + words[index];
-    }
-    return text;
-}
-
 }  // namespace
 
 std::optional<std::string> TraceProperty::accept(std::string_view value) const {
@@ -154,9 +147,9 @@ std::string TraceProperty::acceptable() const {
         case Form::Flag:
             return "true or false";
         case Form::Number:
-            return "a whole number from " + std::to_string(lowest) + " to " + std::to_string(highest);
+            return fmt::format("a whole number from {} to {}", lowest, highest);
         case Form::Choice:
-            return joinedWithOr(choices) + ", or its number from 0 to " + std::to_string(choices.size() - 1);
+            return fmt::format("{}, or its number from 0 to {}", listed(choices, " or "), choices.size() - 1);
         case Form::FileName:
             return "the plain name of a DMC file, such as Default, Sleep, Tput or None";
     }

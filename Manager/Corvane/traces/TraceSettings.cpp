@@ -1,8 +1,11 @@
 #include "Corvane/traces/TraceSettings.h"
 
 #include "Corvane/support/Log.h"
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
+
+#include <fmt/format.h>
 
 namespace corvane {
 
@@ -17,15 +20,6 @@ std::string storedName(const TraceProperty& property) {
 /// "DIAG History"
 std::string shownName(const TraceProperty& property) {
     return ryn::trace::typeAsString(property.trace) + " " + property.name;
-}
-
-template <typename Map>
-std::string joinedKeys(const Map& map) {
-    std::string text;
-    for (const auto& [key, value] : map) {
-        text += (text.empty() ? "" : ", ") + key;
-    }
-    return text;
 }
 
 }  // namespace
@@ -48,8 +42,8 @@ void TraceSettings::load(Row& row) {
         cache(row, *accepted);
         return;
     }
-    log::error("the stored " + shownName(row.property) + " is '" + *stored + "' and takes " + row.property.acceptable() +
-               "; it is now at its default, " + row.value);
+    log::error(fmt::format("the stored {} is '{}' and takes {}; it is now at its default, {}", shownName(row.property), *stored,
+                           row.property.acceptable(), row.value));
     store_.storeLazily(kArea, storedName(row.property), row.value);
 }
 
@@ -71,15 +65,16 @@ Result<TraceSettings::Row*> TraceSettings::find(std::string_view trace, std::str
     const std::string name = isKind ? ryn::trace::typeAsString(type) : std::string(trace);
     const auto rows = traces_.find(name);
     if (rows == traces_.end()) {
-        const std::string supported = "; supported are " + joinedKeys(traces_) + ".";
-        return isKind ? Refusal::notSupported("Trace " + name + " is not supported on this device" + supported)
-                      : Refusal::invalidArgument("There is no trace '" + name + "'" + supported);
+        const std::string supported = listed(traces_, ", ", &decltype(traces_)::value_type::first);
+        return isKind ? Refusal::notSupported(
+                            fmt::format("Trace {} is not supported on this device; supported are {}.", name, supported))
+                      : Refusal::invalidArgument(fmt::format("There is no trace '{}'; supported are {}.", name, supported));
     }
     if (Row* row = findExactly(name, property); row != nullptr) {
         return row;
     }
-    return Refusal::invalidArgument("Trace " + name + " has no property '" + std::string(property) + "'; it has " +
-                                    joinedKeys(rows->second) + ".");
+    return Refusal::invalidArgument(fmt::format("Trace {} has no property '{}'; it has {}.", name, property,
+                                                listed(rows->second, ", ", &Rows::value_type::first)));
 }
 
 Result<xpc::Object> TraceSettings::reply(std::string_view trace, std::string_view property) {
@@ -98,8 +93,8 @@ Result<std::string> TraceSettings::accept(const Row& row, std::string_view value
     if (const auto accepted = row.property.accept(value)) {
         return *accepted;
     }
-    return Refusal::invalidArgument(shownName(row.property) + " can't be '" + std::string(value) + "'; it takes " +
-                                    row.property.acceptable() + ".");
+    return Refusal::invalidArgument(
+        fmt::format("{} can't be '{}'; it takes {}.", shownName(row.property), value, row.property.acceptable()));
 }
 
 void TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value, const Completion<void>& done) {
@@ -184,9 +179,9 @@ xpc::Object TraceSettings::all() {
         const xpc::Object values = dictionary({});
         for (auto& [name, row] : rows) {
             reload(row);
-            xpc_dictionary_set_value(values.get(), name.c_str(), text(row.value).get());
+            xpc::set(values, name.c_str(), text(row.value));
         }
-        xpc_dictionary_set_value(traces.get(), trace.c_str(), values.get());
+        xpc::set(traces, trace.c_str(), values);
     }
     return traces;
 }

@@ -82,7 +82,7 @@ xpc::Object readDictionary(sd_bus_message* message) {
         if (!key || !value || sd_bus_message_exit_container(message) < 0) {
             return {};
         }
-        xpc_dictionary_set_value(entries.get(), keyText(key).c_str(), value.get());
+        xpc::set(entries, keyText(key).c_str(), value);
     }
     return entries;
 }

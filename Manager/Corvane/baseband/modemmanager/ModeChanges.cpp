@@ -4,6 +4,7 @@
 #include "Corvane/baseband/modemmanager/ModemNames.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <utility>
 
@@ -37,10 +38,6 @@ const char* actionOf(OperatingMode mode) {
     }
 }
 
-std::string textOf(OperatingMode mode) {
-    return std::to_string(static_cast<std::int32_t>(mode));
-}
-
 }  // namespace
 
 ModeChanges::ModeChanges(Loop& loop, ModemFollower& follower, ModeWish& wish, Log log)
@@ -48,10 +45,11 @@ ModeChanges::ModeChanges(Loop& loop, ModemFollower& follower, ModeWish& wish, Lo
 
 void ModeChanges::request(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
     if (actionOf(mode) == nullptr) {
-        completion(Refusal::notSupported("ModemManager can't bring a modem to operating mode " + textOf(mode) +
-                                         "; 0 (online), 1 (low power) and 3 (offline) are possible."));
+        completion(Refusal::notSupported(fmt::format(
+            "ModemManager can't bring a modem to operating mode {}; 0 (online), 1 (low power) and 3 (offline) are possible.",
+            static_cast<int>(mode))));
     } else if (changes_.size() > kMostChanges) {
-        completion(Refusal::busy(std::to_string(kMostChanges) + " mode changes wait already."));
+        completion(Refusal::busy(fmt::format("{} mode changes wait already.", kMostChanges)));
     } else {
         add(mode, timeout > 0s ? std::min(timeout, kLongestLimit) : kChangeLimit, std::move(completion));
     }
@@ -177,16 +175,16 @@ void ModeChanges::expire(const Change* change) {
     const bool isUnderWay = change == &changes_.front();
     const auto expired = std::ranges::find(changes_, change, [](const Change& other) { return &other; });
     const auto completion = std::exchange(expired->completion, nullptr);
-    const std::string mode = "operating mode " + textOf(expired->mode);
-    const std::string waited = std::to_string(expired->timeout.count()) + " s";
-    std::string sentence = "The modem isn't in " + mode + " after " + waited + "; it may still come.";
+    const int mode = static_cast<int>(expired->mode);
+    const auto waited = expired->timeout.count();
+    std::string sentence = fmt::format("The modem isn't in operating mode {} after {} s; it may still come.", mode, waited);
     if (!isUnderWay) {
-        sentence = "The change to " + mode + " was dropped after " + waited + ": an earlier one is still under way.";
+        sentence = fmt::format("The change to operating mode {} was dropped after {} s: an earlier one is still under way.", mode,
+                               waited);
         changes_.erase(expired);
     } else if (changes_.size() > 1) {
-        sentence = "The modem isn't in " + mode + " after " + waited + "; the next mode change has taken its place.";
-    }
-    if (isUnderWay && changes_.size() > 1) {
+        sentence = fmt::format("The modem isn't in operating mode {} after {} s; the next mode change has taken its place.", mode,
+                               waited);
         end({});
     }
     completion(Refusal::timedOut(sentence));

@@ -1,5 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModemChoice.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 
 namespace corvane::modemmanager {
@@ -48,7 +49,7 @@ void ModemChoice::bind(const Modem& modem, const Modems& modems) {
     }
     std::string sentence = "The baseband is the modem " + modem.describe();
     if (name_.empty() && modems.size() > 1) {
-        sentence += ", the first of " + std::to_string(modems.size()) + "; --modem chooses another";
+        sentence += fmt::format(", the first of {}; --modem chooses another", modems.size());
     }
     log_(sentence + ".");
 }

@@ -1,5 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 
 namespace corvane::modemmanager {
@@ -31,8 +32,8 @@ std::string textArgument(const BusSignal& signal, std::size_t index) {
 
 }  // namespace
 
-ModemFollower::ModemFollower(Loop& loop, std::string name, Changed changed, Log log)
-    : changed_(std::move(changed)),
+ModemFollower::ModemFollower(Loop& loop, std::string name, OnChange onChange, Log log)
+    : onChange_(std::move(onChange)),
       log_(log),
       choice_(std::move(name), std::move(log)),
       reload_(loop),
@@ -53,11 +54,9 @@ Refusal ModemFollower::absence() const {
     if (complained_) {
         why = "the system bus can't be reached; it is tried again every few seconds";
     } else if (managerRuns_) {
-        why = "ModemManager knows ";
-        for (const auto& [index, modem] : objects_.modems()) {
-            why += (why.ends_with(' ') ? "" : ", ") + modem->describe();
-        }
-        why += why.ends_with(' ') ? "none" : "";
+        const auto modems = objects_.modems();
+        const auto describe = [](const auto& entry) { return entry.second->describe(); };
+        why = "ModemManager knows " + (modems.empty() ? "none" : listed(modems, ", ", describe));
     } else if (busAnswers_) {
         why = "ModemManager isn't running; \"systemctl start ModemManager\" starts it";
     }
@@ -224,7 +223,7 @@ void ModemFollower::update() {
     if (modem_ != nullptr && std::exchange(left_, false)) {
         ++boots_;
     }
-    changed_();
+    onChange_();
 }
 
 }  // namespace corvane::modemmanager

@@ -18,13 +18,13 @@ constexpr std::chrono::seconds kAnswerLimit{25};
 /// Knows the chosen modem while it is there, through every coming and going of the bus, of ModemManager and of the modem itself.
 class ModemFollower final : BusListener {
 public:
-    using Changed = std::function<void()>;
+    using OnChange = std::function<void()>;
 
-    /// @param name see ModemChoice. @param changed runs after whatever may concern the chosen modem.
-    ModemFollower(Loop& loop, std::string name, Changed changed, Log log);
+    /// @param name see ModemChoice. @param onChange runs after whatever may concern the chosen modem.
+    ModemFollower(Loop& loop, std::string name, OnChange onChange, Log log);
 
     void start() { bus_.start(); }
-    /// Answers every outstanding call with an error of cause Aborted; `changed` doesn't run any more.
+    /// Answers every outstanding call with an error of cause Aborted; `onChange` doesn't run any more.
     void stop();
 
     /// nullptr while it isn't there. Valid until the loop goes on.
@@ -76,7 +76,7 @@ private:
     void forget();
     void update();
 
-    const Changed changed_;
+    const OnChange onChange_;
     const Log log_;
     ModemObjects objects_;
     ModemChoice choice_;

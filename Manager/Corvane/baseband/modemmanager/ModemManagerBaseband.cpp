@@ -6,6 +6,7 @@
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 #include "Corvane/support/Values.h"
 
+#include <fmt/format.h>
 #include <utility>
 
 namespace corvane {
@@ -53,9 +54,9 @@ void ModemManagerBaseband::getOperatingMode(Completion<OperatingMode> completion
     } else if (const auto mode = operatingModeOf(*modem)) {
         completion(*mode);
     } else {
-        completion(Refusal::wrongState("The modem is in no operating mode: ModemManager shows it as " +
-                                       std::string(modemmanager::stateName(modem->number("State"))) + " with its power " +
-                                       std::string(modemmanager::powerStateName(modem->number("PowerState"))) + "."));
+        completion(Refusal::wrongState(fmt::format(
+            "The modem is in no operating mode: ModemManager shows it as {} with its power {}.",
+            modemmanager::stateName(modem->number("State")), modemmanager::powerStateName(modem->number("PowerState")))));
     }
 }
 
@@ -130,17 +131,14 @@ void ModemManagerBaseband::getStatistics(Completion<xpc::Object> completion) {
 xpc::Object ModemManagerBaseband::statistics() const {
     const Modem* modem = follower_.modem();
     xpc::Object figures = modem == nullptr ? dictionary({}) : modemStatistics(*modem);
-    const auto set = [&](const char* key, const xpc::Object& value) {
-        xpc_dictionary_set_value(figures.get(), key, value.get());
-    };
-    set("Boots", number(boots_));
-    set("SoftResets", number(softResets_));
-    set("ModeChanges", number(modeChanges_.count()));
+    xpc::set(figures, "Boots", number(boots_));
+    xpc::set(figures, "SoftResets", number(softResets_));
+    xpc::set(figures, "ModeChanges", number(modeChanges_.count()));
     if (const std::string& version = follower_.managerVersion(); !version.empty()) {
-        set("ModemManagerVersion", text(version));
+        xpc::set(figures, "ModemManagerVersion", text(version));
     }
     if (const auto silence = follower_.silence()) {
-        set("ModemManagerSilentSeconds", number(silence->count()));
+        xpc::set(figures, "ModemManagerSilentSeconds", number(silence->count()));
     }
     return figures;
 }
@@ -208,7 +206,7 @@ void ModemManagerBaseband::announceMode() {
     const Modem* modem = follower_.modem();
     const auto mode = modem == nullptr ? std::nullopt : operatingModeOf(*modem);
     if (mode != std::exchange(announcedMode_, mode) && mode) {
-        log("Operating mode: " + std::to_string(static_cast<int>(*mode)));
+        log(fmt::format("Operating mode: {}", static_cast<int>(*mode)));
         if (mode == OperatingMode::Online && !modeChanges_.underWay()) {
             wish_.set(follower_.identity(), mode);  // somebody else has asked ModemManager for it
         }

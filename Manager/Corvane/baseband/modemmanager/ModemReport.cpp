@@ -50,7 +50,7 @@ bool isKnown(const xpc::Object& value) {
 
 void setKnown(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
     if (isKnown(value)) {
-        xpc_dictionary_set_value(dictionary.get(), key, value.get());
+        xpc::set(dictionary, key, value);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
+#include <fmt/format.h>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -21,8 +22,8 @@ constexpr const char* kServiceProgrammingCode = "000000";
 
 }  // namespace
 
-ModemReset::ModemReset(Loop& loop, ModemFollower& follower, std::function<void()> changed)
-    : follower_(follower), changed_(std::move(changed)), leave_(loop), limit_(loop) {}
+ModemReset::ModemReset(Loop& loop, ModemFollower& follower, std::function<void()> onChange)
+    : follower_(follower), onChange_(std::move(onChange)), leave_(loop), limit_(loop) {}
 
 void ModemReset::begin(std::string action, Completion<void> ended) {
     action_ = std::move(action);
@@ -69,7 +70,7 @@ void ModemReset::replied(const BusReply& reply) {
     }
     if (!reply.error) {
         phase_ = Phase::Accepted;
-        changed_();
+        onChange_();
         return;
     }
     const Refusal refusal = refusalFor(*reply.error, kModemInterface, action_, follower_.modem());
@@ -79,7 +80,7 @@ void ModemReset::replied(const BusReply& reply) {
     }
     phase_ = Phase::Accepted;
     leave_.set(kLeaveLimit, [this, refusal] { end(refusal); });
-    changed_();
+    onChange_();
 }
 
 void ModemReset::modemChanged() {
@@ -108,19 +109,19 @@ void ModemReset::modemChanged() {
 }
 
 Refusal ModemReset::late() const {
-    const std::string waited = std::to_string(kWholeLimit.count()) + " s";
+    const auto waited = kWholeLimit.count();
     switch (phase_) {
         case Phase::Asked:
-            return Refusal::timedOut("ModemManager doesn't say whether the modem could " + action_ + ": no answer within " +
-                                     waited + ".");
+            return Refusal::timedOut(
+                fmt::format("ModemManager doesn't say whether the modem could {}: no answer within {} s.", action_, waited));
         case Phase::Accepted:
-            return Refusal::timedOut("ModemManager accepted to make the modem " + action_ + ", but it hasn't restarted within " +
-                                     waited + ".");
+            return Refusal::timedOut(
+                fmt::format("ModemManager accepted to make the modem {}, but it hasn't restarted within {} s.", action_, waited));
         case Phase::Left:
             break;
     }
-    return Refusal::timedOut("The modem has left to " + action_ + " but isn't back within " + waited +
-                             "; \"baseband state watch\" shows when it is.");
+    return Refusal::timedOut(fmt::format(
+        "The modem has left to {} but isn't back within {} s; \"baseband state watch\" shows when it is.", action_, waited));
 }
 
 void ModemReset::stop() {
@@ -135,7 +136,7 @@ void ModemReset::end(Result<void> result) {
     limit_.cancel();
     ++number_;
     const auto ended = std::exchange(ended_, nullptr);
-    changed_();
+    onChange_();
     ended(std::move(result));
 }
 

@@ -13,8 +13,8 @@ namespace corvane::modemmanager {
 /// A modem restarts by leaving ModemManager and coming back as another object, or by being initialized anew as the same one.
 class ModemReset {
 public:
-    /// @param changed runs when `resetting` may have changed.
-    ModemReset(Loop& loop, ModemFollower& follower, std::function<void()> changed);
+    /// @param onChange runs when `resetting` may have changed.
+    ModemReset(Loop& loop, ModemFollower& follower, std::function<void()> onChange);
 
     /// The modem must be there and nothing under way.
     void reset(Completion<void> ended);
@@ -38,7 +38,7 @@ private:
     Refusal late() const;
 
     ModemFollower& follower_;
-    const std::function<void()> changed_;
+    const std::function<void()> onChange_;
     Completion<void> ended_;
     std::string action_;          ///< what was asked for, to follow "can't"
     std::string path_;            ///< of the modem when it was asked

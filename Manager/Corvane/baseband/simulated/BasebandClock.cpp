@@ -1,8 +1,7 @@
 #include "Corvane/baseband/simulated/BasebandClock.h"
 
-#include <fmt/format.h>
+#include "Corvane/support/UtcTime.h"
 
-#include <array>
 #include <ctime>
 
 namespace corvane::simulated {
@@ -23,13 +22,7 @@ void BasebandClock::set(std::chrono::milliseconds error) {
 
 std::string BasebandClock::text() const {
     const auto now = setTo_ + std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceHostBoot() - setAt_);
-    const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
-    const std::time_t wholeSeconds = milliseconds / 1000;
-    std::tm utc{};
-    gmtime_r(&wholeSeconds, &utc);
-    std::array<char, 32> date{};
-    std::strftime(date.data(), date.size(), "%FT%T", &utc);
-    return fmt::format("{}.{:03}Z", date.data(), milliseconds % 1000);
+    return utcTimeStamp(now);
 }
 
 }  // namespace corvane::simulated

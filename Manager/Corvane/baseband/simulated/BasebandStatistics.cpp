@@ -57,7 +57,7 @@ xpc::Object BasebandStatistics::toDictionary() const {
     auto made = record_.toDictionary();
     const auto fill = [&made](const char* key) {
         if (!numberAt(made, key)) {
-            xpc_dictionary_set_value(made.get(), key, number(0).get());
+            xpc::set(made, key, number(0));
         }
     };
     fill(kBoots);

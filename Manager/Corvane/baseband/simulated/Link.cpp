@@ -30,7 +30,7 @@ void Link::exchange(Ring ring, std::string_view what, std::string_view details) 
     if (exchangesOn_) {
         std::string line = ring == Ring::Commands ? "command " : "event ";
         line.append(what).append(details.empty() ? "" : ": ").append(details);
-        sink_({Type::BasebandIPC, std::chrono::system_clock::now(), std::move(line)});
+        onRecord_({Type::BasebandIPC, std::chrono::system_clock::now(), std::move(line)});
     }
     transfer(ring, kHeader + what.size() + details.size());
 }
@@ -44,7 +44,7 @@ void Link::transfer(Ring ring, std::size_t size) {
     std::array<char, 96> line{};
     std::snprintf(line.data(), line.size(), "%s ring %zu descriptor %u at 0x%x: %zu bytes", kRings[index].direction, index,
                   descriptor, kRings[index].base + descriptor * kDescriptorSize, size);
-    sink_({Type::KernelPCI, std::chrono::system_clock::now(), line.data()});
+    onRecord_({Type::KernelPCI, std::chrono::system_clock::now(), line.data()});
 }
 
 }  // namespace corvane::simulated

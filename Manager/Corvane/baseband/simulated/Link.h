@@ -13,9 +13,7 @@ namespace corvane::simulated {
 /// in the KernelPCI trace.
 class Link {
 public:
-    using Sink = std::function<void(const TraceRecord& record)>;
-
-    explicit Link(Sink sink) : sink_(std::move(sink)) {}
+    explicit Link(OnRecord onRecord) : onRecord_(std::move(onRecord)) {}
 
     static bool carries(ryn::trace::Type trace) {
         return trace == ryn::trace::Type::BasebandIPC || trace == ryn::trace::Type::KernelPCI;
@@ -36,7 +34,7 @@ private:
     void exchange(Ring ring, std::string_view what, std::string_view details);
     void transfer(Ring ring, std::size_t size);
 
-    Sink sink_;
+    OnRecord onRecord_;
     bool exchangesOn_ = false;
     bool transfersOn_ = false;
     std::array<std::uint32_t, 3> transfers_{};  ///< so far, on each ring

@@ -82,8 +82,7 @@ void StoredRecord::setLazily(Values changes) {
 xpc::Object StoredRecord::toDictionary() const {
     auto made = dictionary({});
     for (const auto& [key, value] : values()) {
-        const auto object = std::visit([](const auto& held) { return toObject(held); }, value);
-        xpc_dictionary_set_value(made.get(), key.c_str(), object.get());
+        xpc::set(made, key.c_str(), std::visit([](const auto& held) { return toObject(held); }, value));
     }
     return made;
 }

@@ -1,7 +1,11 @@
 #include "Corvane/baseband/simulated/WakeReasons.h"
 
-#include <fmt/format.h>
+#include "Corvane/support/Text.h"
 
+#include <fmt/format.h>
+#include <algorithm>
+
+#include <iterator>
 #include <string>
 
 namespace corvane::simulated {
@@ -30,20 +34,14 @@ constexpr const char* kSlept = "SleptMilliseconds";
 constexpr std::int64_t kUnknownSleep = -1;
 
 Refusal unknown(std::uint32_t message) {
-    std::string known;
-    for (const Notification& notification : kNotifications) {
-        known += fmt::format("{}{:#x} ({})", known.empty() ? "" : ", ", notification.message, notification.meaning);
-    }
-    return Refusal::invalidArgument(fmt::format("{:#x} is no power notification; {} are accepted.", message, known));
+    const auto describe = [](const Notification& known) { return fmt::format("{:#x} ({})", known.message, known.meaning); };
+    return Refusal::invalidArgument(
+        fmt::format("{:#x} is no power notification; {} are accepted.", message, listed(kNotifications, ", ", describe)));
 }
 
 const Notification* find(std::uint32_t message) {
-    for (const Notification& known : kNotifications) {
-        if (known.message == message) {
-            return &known;
-        }
-    }
-    return nullptr;
+    const auto* const found = std::ranges::find(kNotifications, message, &Notification::message);
+    return found == std::end(kNotifications) ? nullptr : found;
 }
 
 }  // namespace

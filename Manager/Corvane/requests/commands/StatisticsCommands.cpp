@@ -16,10 +16,10 @@ enum Module : std::int64_t { Boot = 0, Commands = 1, Clients = 2 };
 void getStatistics(Services& services, const AnswerCompletion& answer, std::optional<std::int64_t> asked) {
     const xpc::Object figures = dictionary({});
     if (asked.value_or(Module::Commands) == Module::Commands) {
-        xpc_dictionary_set_value(figures.get(), "Commands", services.commandFigures().toDictionary().get());
+        xpc::set(figures, "Commands", services.commandFigures().toDictionary());
     }
     if (asked.value_or(Module::Clients) == Module::Clients) {
-        xpc_dictionary_set_value(figures.get(), "Clients", services.clientFigures().toDictionary().get());
+        xpc::set(figures, "Clients", services.clientFigures().toDictionary());
     }
     if (asked.value_or(Module::Boot) != Module::Boot) {
         answer(figures);
@@ -28,7 +28,7 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
     services.baseband().getStatistics([&services, figures, answer](const Result<xpc::Object>& boot) {
         if (boot) {
             services.bootFigures().addTo(*boot);
-            xpc_dictionary_set_value(figures.get(), "Boot", boot->get());
+            xpc::set(figures, "Boot", *boot);
         }
         answer(boot ? Answer(figures) : Answer(boot.refusal()));
     });

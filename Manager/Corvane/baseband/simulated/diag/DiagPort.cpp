@@ -27,7 +27,7 @@ void DiagPort::setAsleep(bool asleep) {
 
 void DiagPort::send(std::chrono::system_clock::time_point time, std::string packet) {
     if (!settings_.useThreshold && !isHolding()) {
-        sink_({ryn::trace::Type::DIAG, time, std::move(packet)});
+        onRecord_({ryn::trace::Type::DIAG, time, std::move(packet)});
         return;
     }
     filled_ += packet.size();
@@ -48,7 +48,7 @@ void DiagPort::drainTo(std::size_t bytes) {
         const TraceRecord message = std::move(buffer_.front());
         filled_ -= message.content.size();
         buffer_.pop_front();
-        sink_(message);
+        onRecord_(message);
     }
 }
 

@@ -11,9 +11,7 @@ namespace corvane::simulated {
 /// The way of the diagnostic messages out of the baseband: chooses among them, and gathers them in the baseband's buffer.
 class DiagPort {
 public:
-    using Sink = std::function<void(const TraceRecord& message)>;
-
-    explicit DiagPort(Sink sink) : sink_(std::move(sink)) {}
+    explicit DiagPort(OnRecord onRecord) : onRecord_(std::move(onRecord)) {}
 
     void configure(const DiagSettings& settings);
     void setAsleep(bool asleep);
@@ -31,7 +29,7 @@ private:
     bool isHolding() const { return settings_.hold || (asleep_ && settings_.holdUntilAwake); }
     void drainTo(std::size_t bytes);
 
-    Sink sink_;
+    OnRecord onRecord_;
     DiagSettings settings_;
     bool asleep_ = false;
     std::deque<TraceRecord> buffer_;

@@ -67,7 +67,7 @@ xpc::Object DiagSource::service() const {
     xpc::Object service = dictionary(
         {{"SIM", text(signalling_.isSimPresent() ? "ready" : "missing")}, {"Registration", text(signalling_.registration())}});
     if (signalling_.isRegistered()) {
-        xpc_dictionary_set_value(service.get(), "RSRP", number(signalling_.signal().rsrpDbm()).get());
+        xpc::set(service, "RSRP", number(signalling_.signal().rsrpDbm()));
     }
     return service;
 }
@@ -130,7 +130,7 @@ void DiagSource::everySecond() {
     }
     signalling_.second();
     if (ready_ && measuring_) {
-        sink_({ryn::trace::Type::TEMS, std::chrono::system_clock::now(), signalling_.measurement()});
+        onRecord_({ryn::trace::Type::TEMS, std::chrono::system_clock::now(), signalling_.measurement()});
     }
     schedule();
 }

@@ -10,8 +10,8 @@ namespace corvane::simulated {
 /// Nothing wakes while no group of messages is chosen and nothing is measured, or while the baseband is not Ready.
 class DiagSource {
 public:
-    DiagSource(Loop& loop, std::uint64_t seed, DiagPort::Sink sink)
-        : sink_(sink), port_(std::move(sink)), signalling_(loop, port_, seed), second_(loop), tenth_(loop) {}
+    DiagSource(Loop& loop, std::uint64_t seed, OnRecord onRecord)
+        : onRecord_(onRecord), port_(std::move(onRecord)), signalling_(loop, port_, seed), second_(loop), tenth_(loop) {}
 
     void configure(const DiagSettings& settings);
     void drain();
@@ -42,7 +42,7 @@ private:
     void everySecond();
     void everyTenth();
 
-    DiagPort::Sink sink_;
+    OnRecord onRecord_;
     DiagPort port_;
     Signalling signalling_;
     Timer second_;
