@@ -1,7 +1,5 @@
 """The manager is killed (SIGKILL) at random moments."""
 import contextlib
-import pathlib
-import re
 import signal
 import socket
 import subprocess
@@ -10,6 +8,7 @@ import time
 
 from programs import TOOL, Manager, Program, until
 from terminal import Terminal
+from torture import kilobytes
 from tshark import is_sound
 
 
@@ -157,20 +156,15 @@ def recording(run):
         manager.start()
 
 
-def resident(manager):
-    """Kilobytes."""
-    return int(re.search(r"VmRSS:\s+(\d+)", pathlib.Path(f"/proc/{manager.program.child.pid}/status").read_text())[1])
-
-
 def stream_to_the_deaf(run, manager):
     """Whoever doesn't read the live stream costs a limited amount of memory."""
     manager.client().set("DIAG", "Mode", "3")
     with socket.socket(socket.AF_UNIX) as first, socket.socket(socket.AF_UNIX) as second:
         for reader in first, second:
             reader.connect(str(manager.folder / "corvane/diag.sock"))
-        before = resident(manager)
+        before = kilobytes(manager.program.child.pid, "VmRSS")
         with messages_until_a_kill(manager):
             time.sleep(run.times(3, 20))
-            grown = resident(manager) - before
+            grown = kilobytes(manager.program.child.pid, "VmRSS") - before
     run.figure(f"two readers that don't read: {grown} KB more memory")
     assert run.is_sanitized or grown < 4096, "readers that don't read grow the manager"

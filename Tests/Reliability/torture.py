@@ -6,21 +6,22 @@ import argparse
 import os
 import pathlib
 import random
+import re
 import subprocess
 import sys
 import time
 
-PROGRAMS = {  # by name: the promise, and the module of the function of that name; None: a program in C++ of `torture`
+PROGRAMS = {  # by name: the promise, and the module of the function of that name
     "kill": ("A killed manager loses no acknowledged setting, and its tools go on", "kills"),
-    "clients": ("A hostile client costs its own connection and nothing else", None),
-    "memory": ("A manager that has no memory left ends connections, never itself", None),
-    "manager": ("A hostile manager can't crash or hang a tool", None),
+    "clients": ("A hostile client costs its own connection and nothing else", "hostile_clients"),
+    "memory": ("A manager that has no memory left ends connections, never itself", "pressure"),
+    "manager": ("A hostile manager can't crash or hang a tool", "hostile_manager"),
     "disk": ("A full or read-only disk is said in one sentence and loses nothing", "disks"),
     "state": ("Damage to the settings' file is found, said and set aside, and the manager serves", "disks"),
-    "slow": ("Writers on a slow disk share its syncs, and keep nobody else waiting", None),
+    "slow": ("Writers on a slow disk share its syncs, and keep nobody else waiting", "pressure"),
     "erase": ("An erasure is whole or has not happened, whenever the manager is killed", "kills"),
     "recording": ("What was recorded can be read after any kill, and a reader that doesn't read costs little", "kills"),
-    "load": ("64 clients at once are served without a data race or a wrong access", None),
+    "load": ("64 clients at once are served without a data race or a wrong access", "pressure"),
 }
 KEPT, SKIPPED = 0, 77  # exit statuses of a program
 
@@ -33,7 +34,7 @@ class Run:
     """One run of a program."""
 
     def __init__(self, options):
-        self.is_short = options.short
+        self.build, self.is_short = options.build, options.short
         self.is_sanitized = options.build.name in ("asan", "tsan")
         self.random = random.Random(options.seed)
 
@@ -44,6 +45,48 @@ class Run:
     def figure(self, line):
         """What the run has shown, for the person who reads it."""
         print("  " + line, flush=True)
+
+    def describe(self, durations):
+        ordered = sorted(1000 * duration for duration in durations)
+        median, most = ordered[len(ordered) // 2], ordered[(len(ordered) - 1) * 99 // 100]
+        return f"median {median:.2f} ms, 99 % {most:.2f} ms, longest {ordered[-1]:.2f} ms"
+
+
+def kilobytes(process, line):
+    """A line of /proc/PID/status."""
+    return int(re.search(rf"^{line}:\s+(\d+)", pathlib.Path(f"/proc/{process}/status").read_text(), re.M)[1])
+
+
+def is_clean(who, status, said, *right):
+    """A program has ended in a right way, and no sanitizer has reported."""
+    assert status in right, f"{who} ended with {status}: {said}"
+    assert not re.search("Sanitizer|runtime error:|terminate called", said), f"{who} reported: {said}"
+
+
+class Waits:
+    """What a client meets at a manager, in seconds: each wait as it was, the same without the time for which the machine, busy
+    with other work, let one of the two stand in the queue for a processor, and what the manager worked meanwhile, which is what
+    it did before it answered. The first are figures, the others can be held against a bar."""
+
+    def __init__(self, manager):
+        self.schedules = [pathlib.Path(f"/proc/{process}/schedstat") for process in (manager, "thread-self")]
+        self.waits, self.of_manager, self.work = [], [], []
+
+    def schedule(self):
+        """How long the manager has run, and how long both could have run and had no processor."""
+        (worked, queued, _), (_, own, _) = (map(int, path.read_text().split()) for path in self.schedules)
+        return worked / 1e9, (queued + own) / 1e9
+
+    def measure(self, ask):
+        worked, queued = self.schedule()
+        begin = time.monotonic()
+        answer = ask()
+        wait = time.monotonic() - begin
+        worked_then, queued_then = self.schedule()
+        self.waits.append(wait)
+        self.of_manager.append(wait - (queued_then - queued))
+        self.work.append(worked_then - worked)
+        return answer
 
 
 def run_here(name, options):
@@ -61,8 +104,6 @@ def run_here(name, options):
 def run(name, options):
     """In a process of its own, which may change what belongs to a process: its mounts, its limits, its name."""
     words = ["--seed", str(options.seed), *(["--short"] if options.short else []), name]
-    if PROGRAMS[name][1] is None:
-        return subprocess.run([options.build / "Tests/Reliability/torture", *words]).returncode
     own_mounts = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"])] if name == "disk" else []
     if own_mounts and subprocess.run([*own_mounts, "true"], stderr=subprocess.DEVNULL).returncode != 0:
         own_mounts = []

@@ -1,0 +1,184 @@
+"""A manager that answers everything with success, but misbehaves once in each connection, at one phase of it."""
+import concurrent.futures
+import contextlib
+import itertools
+import signal
+import socket
+import tempfile
+import threading
+import time
+
+import cbor2
+
+from programs import PATIENCE, TOOL, Program, ScriptedManager
+from programs import run as execute
+from torture import is_clean, kilobytes
+
+PHASES = CONNECT, HELLO, EVENTS, REQUEST, REPLY = range(5)  # after each; before the answer to a request
+PHASE_OF = {0: HELLO, 1: REQUEST, 3: EVENTS}  # by the kind of the packet
+BOOT, MODE = "BasebandBootStateChangeNotification", "BasebandOperatingModeChangeNotification"
+MAX_PACKET = 1 << 17
+
+
+def nested(depth):
+    return {"k": nested(depth - 1)} if depth else 1
+
+
+def changed(random, packet):
+    """A packet with a few of its bytes changed."""
+    packet = bytearray(cbor2.dumps(packet))
+    for _ in range(random.randint(1, 4)):
+        packet[random.randrange(len(packet))] = random.randrange(256)
+    return bytes(packet)
+
+
+def misbehaviours(run):
+    """By name, what is sent to a client whose last request has this number; nothing: the connection is dropped."""
+    return {
+        "drops": lambda number: (),
+        "sends garbage": lambda number: [b"\xff\0\x13"],
+        "sends an empty packet": lambda number: [b""],
+        "sends half a packet": lambda number: [b"\x84\x02\x01"],
+        "sends too large a packet": lambda number: [bytes(MAX_PACKET + 1)],
+        "sends a nested packet": lambda number: [100_000 * b"\x81"],
+        "answers what was not asked": lambda number: [[2, 1 << 62, 0]],
+        "answers the number 0": lambda number: [[2, 0, 0]],
+        "sends an event": lambda number: [[4, BOOT, "not a dictionary"]],
+        "sends an event of its own": lambda number: [[4, 1000 * "e"]],
+        "greets": lambda number: [[0, 1, "manager"]],
+        "asks": lambda number: [[1, 1, "GetCorvaneInfoCommand", 1]],
+        "switches events on": lambda number: [[3, True]],
+        "answers twice": lambda number: [[2, number, 0, {}]],
+        "answers a number": lambda number: [[2, number, 0, -1]],
+        "answers bytes": lambda number: [[2, number, 0, b"\xff\xfe"]],
+        "answers 120 KB": lambda number: [[2, number, 0, {"KeyTracePropertyValue": 120_000 * "v"}]],
+        "answers wrong types": lambda number: [[2, number, -1, {
+            "KeyTracePropertyValue": 1, "KeyBasebandOperatingMode": "x", "KeyErrorString": nested(14)}]],
+        "floods with events": lambda number: itertools.repeat(cbor2.dumps([4, MODE, {"KeyBasebandOperatingMode": 1}]), 100_000),
+    } | {f"sends random packets ({count})": lambda number: [changed(run.random, [2, number, 0, {"KeyTracePropertyValue": "value"}])]
+         for count in range(run.times(2, 100))}
+
+
+class HostileManager:
+    """Serves one client at a time. What it sends waits for its reader for so many seconds."""
+
+    def __init__(self, path, phase, misbehave, patience=0):
+        self.phase, self.misbehave, self.patience = phase, misbehave, patience
+        self.has_misbehaved = threading.Event()
+        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        self.listener.bind(path)
+        self.listener.listen(64)
+        self.thread = threading.Thread(target=self.serve)
+
+    def __enter__(self):
+        self.thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self.listener.shutdown(socket.SHUT_RDWR)  # wakes the thread
+        self.thread.join()
+        self.listener.close()
+
+    def serve(self):
+        with contextlib.suppress(OSError):
+            while True:
+                client, _ = self.listener.accept()
+                with client, contextlib.suppress(OSError):
+                    self.converse(client)
+
+    def converse(self, client):
+        number, done = 1, False
+
+        def goes_on(phase):
+            """Misbehaves when it is time."""
+            nonlocal done
+            if phase != self.phase or done:
+                return True
+            done, sent = True, False
+            client.settimeout(self.patience)
+            with contextlib.suppress(OSError):
+                for packet in self.misbehave(number):
+                    sent = True
+                    client.send(packet if isinstance(packet, bytes) else cbor2.dumps(packet))
+            client.settimeout(PATIENCE)
+            self.has_misbehaved.set()
+            return sent
+
+        goes_on_ = goes_on(CONNECT)
+        while goes_on_ and (data := client.recv(MAX_PACKET)):
+            packet = cbor2.loads(data)
+            number = packet[1] if packet[0] == 1 else number
+            goes_on_ = goes_on(PHASE_OF[packet[0]])
+            if goes_on_ and packet[0] == 1:
+                client.send(cbor2.dumps([2, number, 0, {"KeyTracePropertyValue": "1"}]))
+                goes_on_ = goes_on(REPLY)
+
+
+ASKS, BOTH, WATCHES = {CONNECT, HELLO, REQUEST, REPLY}, set(PHASES), {CONNECT, HELLO, EVENTS}
+COMMANDS = {  # with the phases that its connection reaches
+    **dict.fromkeys(["info", "trace get DIAG History", "trace set DIAG History 9", "baseband state 0", "baseband reset soft",
+                     "trace dump", "trace filter status", "stats get-statistics", "tems mode"], ASKS),
+    "baseband diagnostics run rftest": BOTH, "baseband state watch": WATCHES}
+
+
+def converse(command, phase, name, misbehave):
+    """@return how long the tool took to end"""
+    with tempfile.TemporaryDirectory() as folder, HostileManager(f"{folder}/s", phase, misbehave) as manager:
+        begin = time.monotonic()
+        if command == "baseband state watch":
+            # It comes back after each misbehaviour that costs the connection, so it meets the first one for sure.
+            tool = Program(TOOL, *command.split(), CORVANE_SOCKET=f"{folder}/s")
+            assert manager.has_misbehaved.wait(PATIENCE), f"'{command}' has not come as far as phase {phase}"
+            status, said = tool.end(signal.SIGINT), tool.text
+            right = (-signal.SIGINT,)
+        else:
+            status, _, said = execute(TOOL, *command.split(), CORVANE_SOCKET=f"{folder}/s")
+            right = 0, 1
+        is_clean(f"'{command}' of a manager that {name} (phase {phase})", status, said, *right)
+        return time.monotonic() - begin
+
+
+class LateManager(ScriptedManager):
+    def take(self, client, packet):
+        if packet[0] == 1 and packet[2].startswith("Set"):
+            self.late = packet[1]
+        elif packet[0] == 1:
+            for number, value in (self.late, "late"), (packet[1], "mine"):
+                client.send(cbor2.dumps([2, number, 0, {"KeyTracePropertyValue": value}]))
+
+
+def answer_too_late():
+    """The answer to a command whose time was over goes to nobody, and the next command gets its own."""
+    with tempfile.TemporaryDirectory() as folder:
+        LateManager(f"{folder}/s")
+        status, output, errors = execute(TOOL, input="baseband state 0 1\ntrace get DIAG History\nquit\n", CORVANE_SOCKET=f"{folder}/s")
+        is_clean("the tool that was answered too late", status, errors, 0)
+        assert "Failed\n" in output and "DIAG: History = mine\n" in output, f"a late answer is taken for another: {output}"
+
+
+def flood_a_watching_tool(run):
+    """A tool that watches and whose output nobody reads is sent many more values than bytes, as fast as it takes them."""
+    events = [cbor2.dumps([4, BOOT, {"KeyBasebandBootState": state, "ballast": 1000 * [{}]}]) for state in ("Ready", "Resetting")]
+    with tempfile.TemporaryDirectory() as folder, HostileManager(
+            f"{folder}/s", EVENTS, lambda number: itertools.islice(itertools.cycle(events), 20_000), patience=1) as manager:
+        unread = contextlib.ExitStack()
+        reader, writer = (unread.enter_context(end) for end in socket.socketpair())
+        tool = Program("sh", "-c", 'exec "$0" baseband state watch >&0', TOOL, stdin=writer, CORVANE_SOCKET=f"{folder}/s")
+        assert manager.has_misbehaved.wait(PATIENCE), "the tool has not watched"
+        peak = kilobytes(tool.child.pid, "VmHWM")
+        run.figure(f"flooded with events of 1,000 objects, the tool took at most {peak} KB")
+        assert run.is_sanitized or peak < 32 * 1024, "a flood of events takes the tool's memory"
+        is_clean("the flooded tool", tool.end(signal.SIGINT), tool.text, -signal.SIGINT)
+        unread.close()
+
+
+def manager(run):
+    flood_a_watching_tool(run)
+    with concurrent.futures.ThreadPoolExecutor(4) as pool:
+        late = pool.submit(answer_too_late)
+        cases = [(command, phase, *way) for command, phases in COMMANDS.items() for phase in phases
+                 for way in misbehaviours(run).items()]
+        took = list(pool.map(converse, *zip(*cases)))
+        late.result()
+    run.figure(f"{len(cases)} conversations of the real tool; it ended by itself after {run.describe(took)}")
+    assert run.is_sanitized or max(took) < 10, "a tool takes too long to end"

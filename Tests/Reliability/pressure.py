@@ -1,0 +1,126 @@
+"""Little memory, a slow disk, many clients."""
+import itertools
+import resource
+import signal
+import threading
+import time
+
+import cbor2
+
+from hostile_clients import attacked, change_settings, connect, watch_without_reading
+from programs import Manager, Program
+from torture import Skipped, Waits, is_clean, kilobytes
+
+
+def memory(run):
+    """A limit on the manager's addresses, 16 MB above what it has at rest."""
+    if run.is_sanitized:
+        raise Skipped("a sanitizer takes more addresses than there are left")
+    try:
+        resource.setrlimit(resource.RLIMIT_NOFILE, (4096, 4096))
+    except (ValueError, OSError) as error:
+        raise Skipped("this user may not open 1,000 connections") from error
+    with Manager() as manager:
+        process, left = manager.program.child.pid, 16 * 1024
+        assert manager.client().set("DIAG", "History", "17") is None
+        at_rest = kilobytes(process, "VmSize")
+        resource.prlimit(process, resource.RLIMIT_AS, 2 * (1024 * (at_rest + left),))
+        watch_without_reading(run, manager)
+        run.figure(f"with {left} KB left, 900 watchers took {kilobytes(process, 'VmPeak') - at_rest} KB")
+        assert connect(manager.socket).get("DIAG", "History") == "17", "afterwards a client is answered wrongly"
+        is_clean("the manager", manager.program.end(), manager.program.text, 0)
+        assert "takes memory that there is not" in manager.program.text, "the memory was never short"
+
+
+def slow(run):
+    """A disk on which a sync takes 10 ms."""
+    if run.is_sanitized:
+        raise Skipped("a sanitizer must be loaded first itself")
+    sync = 0.01
+
+    with Manager(LD_PRELOAD=str(run.build / "Tests/Reliability/libslow_sync.so")) as manager:
+        client, waits = connect(manager.socket), Waits(manager.program.child.pid)
+        for value in range(20):
+            assert waits.measure(lambda value=value: client.set("DIAG", "High_Watermark", str(value))) is None
+        run.figure(f"one writer: {run.describe(waits.waits)}")
+        assert min(waits.waits) >= sync, "a setting is acknowledged before it is on disk"
+
+        def written():
+            return client.statistics(1)["Served"]["SetTracePropertyCommand"]
+
+        with attacked(change_settings, run, manager):
+            waits, begin, before = Waits(manager.program.child.pid), time.monotonic(), written()
+            for _ in range(run.times(200, 2000)):
+                waits.measure(lambda: client.get("DIAG", "Mode"))
+                time.sleep(0.001)
+            rate = (written() - before) / (time.monotonic() - begin)
+        run.figure(f"64 writers: {rate:.0f} settings a second; a client that only asks: {run.describe(waits.waits)}")
+        # Once in 128 changes the log is written back too, which is a second sync; the rest is the machine's other work.
+        assert sorted(waits.of_manager)[len(waits.waits) * 99 // 100] <= 2 * sync + 0.005, "writers keep one that only asks waiting"
+        assert rate > 10 / sync, "each setting has a sync of its own"
+
+
+def mixed_requests(random):
+    """Of every kind; many exclude each other, so that a refusal of the manager is an answer too."""
+    history = {"KeyTraceName": "DIAG", "KeyTracePropertyName": "History"}
+    commands = [
+        ("GetCorvaneInfo", {}), ("GetTraceProperty", history), ("SetTraceProperty", history | {"KeyTracePropertyValue": "33"}),
+        ("SetTraceProperty", history | {"KeyTraceName": "RYN", "KeyTracePropertyValue": "6"}), ("GetBasebandBootState", {}),
+        ("SetTraceProperty", history | {"KeyTracePropertyValue": "nonsense"}), ("GetBasebandTime", {}),
+        ("SetBasebandOperatingMode", {"KeyBasebandOperatingMode": 0}),
+        ("SetBasebandOperatingMode", {"KeyBasebandOperatingMode": 1, "KeyTimeout": 1}),
+        ("BasebandSyncFS", {"KeyFSSyncWaitForCompletion": True}), ("GetStatistics", {}), ("GetTraceFilters", {}),
+        ("BasebandDiagnostics", {"KeyBasebandDiagnosticsAction": "BasebandDiagnosticsActionAbort"}),
+        ("SimulatePowerNotification", {"KeyPowerNotificationMessage": 0x10}), ("NoSuch", {}),
+        ("AddTraceFilter", {"KeyTraceFilterName": "MaxLogLimit", "KeyTraceFilterValue": 2}),
+        ("CollectTraceLogs", {"KeyTraceLogsReason": "load"})]
+    for number in itertools.count(1):
+        command, argument = random.choice(commands)
+        yield cbor2.dumps([1, number, command + "Command", argument])
+
+
+def load(run):
+    """Clients of the library with their threads, others with many requests under way at a time, and the real tool."""
+    seconds = run.times(5, 60)
+    broken, answered, tools = [], [], []
+    tool_lines = ["info", "trace set DIAG History 5 -- trace get DIAG History", "baseband state 0", "trace dump",
+                  "stats get-statistics", "baseband diagnostics abort"]
+
+    def be(client):
+        def go_on():
+            try:
+                while time.monotonic() < end and not broken:
+                    client()
+            except Exception as error:
+                broken.append(error)
+        return threading.Thread(target=go_on)
+
+    def be_peer():
+        peer, requests = connect(manager.socket), mixed_requests(run.random)
+
+        def ask():
+            burst = run.random.randint(1, 30)
+            for packet in itertools.islice(requests, burst):
+                peer.send(packet)
+            assert all(peer.receive()[0] == 2 for _ in range(burst))
+            answered.append(burst)
+        return ask
+
+    def use_tool():
+        status, output, errors = manager.tool(run.random.choice(tool_lines))
+        is_clean("the tool", status, errors, 0, 1)
+        tools.append(output)
+
+    with Manager() as manager:
+        library = Program(run.build / "Tests/Reliability/load", manager.socket, seconds, run.random.randrange(1 << 31))
+        end = time.monotonic() + seconds
+        threads = [be(client) for client in [*(be_peer() for _ in range(24)), *8 * [use_tool]]]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        assert not broken, broken
+        is_clean("the clients of the library", library.child.wait(), library.text, 0)
+        library.end(signal.SIGCONT)
+        run.figure(f"64 clients; {sum(answered) + int(library.text)} commands answered, and {len(tools)} runs of the tool")
+        is_clean("the manager", manager.program.end(), manager.program.text, 0)
