@@ -3,7 +3,7 @@
 #include "Client/Manager.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/dispatch/Queue.h"
-#include "support/Process.h"
+#include "support/Patience.h"
 
 #include <chrono>
 #include <condition_variable>

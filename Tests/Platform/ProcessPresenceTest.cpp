@@ -1,10 +1,10 @@
 #include "Platform/vsk/ProcessPresence.h"
 #include "platform/vsk/SorvexUtil.h"
-#include "support/Process.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -17,15 +17,19 @@ namespace {
 
 using support::TempFolder;
 
-/// A process named by prctl(2) that lives until it is told to end.
+/// A process named by prctl(2), or by the program that it runs, that lives until it is told to end.
 class NamedProcess {
 public:
-    explicit NamedProcess(const std::string& name) {
+    explicit NamedProcess(const std::string& name, const std::string& program = "") {
         int ready[2] = {-1, -1};
-        EXPECT_EQ(::pipe(ready), 0);
+        EXPECT_EQ(::pipe2(ready, O_CLOEXEC), 0);
         pid_ = ::fork();
         if (pid_ == 0) {
             ::prctl(PR_SET_NAME, name.c_str());
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            if (!program.empty()) {
+                ::execl(program.c_str(), program.c_str(), "1000", nullptr);
+            }
             ::close(ready[0]);
             ::close(ready[1]);
             ::pause();
@@ -87,10 +91,8 @@ TEST_F(ProcessPresence, FindsAProcessByItsExactNameUntilItHasEnded) {
 
 TEST_F(ProcessPresence, TellsLongNamesApartByTheProgramsName) {
     const std::string program = folder / "a-name-of-fifteen-and-more";
-    ::symlink("/bin/cat", program.c_str());
-    support::Process process({program});
-    process.write("runs");
-    ASSERT_TRUE(process.waitForOutput("runs"));
+    ::symlink("/bin/sleep", program.c_str());
+    const NamedProcess process("", program);
     EXPECT_TRUE(vsk::isProcessRunning("a-name-of-fifteen-and-more"));
     EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifteen-and-less"));
     EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifte"));

@@ -1,6 +1,6 @@
 #include "support/ScriptedManager.h"
 
-#include "support/Process.h"
+#include "support/Patience.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -11,26 +11,33 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 #include <variant>
 
 namespace support {
 namespace wire = ryn::wire;
 
-int listenOn(const std::string& path) {
-    const int descriptor = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+namespace {
+
+/// A socket of the protocol's kind for which `use`, bind(2) or connect(2), has succeeded at `path`.
+template <typename Use>
+platform::FileDescriptor socketAt(const std::string& path, Use use) {
+    platform::FileDescriptor descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    unlink(path.c_str());
-    if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 || listen(descriptor, 64) != 0) {
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    if (use(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         throw std::system_error(errno, std::generic_category(), path);
     }
     return descriptor;
 }
 
-namespace {
+platform::FileDescriptor listenOn(const std::string& path) {
+    unlink(path.c_str());
+    auto descriptor = socketAt(path, ::bind);
+    listen(descriptor.get(), 64);
+    return descriptor;
+}
 
 void sendPacket(int descriptor, const wire::Packet& packet) {
     std::vector<std::uint8_t> bytes;
@@ -40,6 +47,10 @@ void sendPacket(int descriptor, const wire::Packet& packet) {
 }
 
 }  // namespace
+
+platform::FileDescriptor connectTo(const std::string& path) {
+    return socketAt(path, ::connect);
+}
 
 void ScriptedManager::Connection::reply(std::uint64_t id, std::int32_t result, const xpc::Object& object) const {
     sendPacket(descriptor_, wire::Reply{id, result, object});
@@ -65,25 +76,20 @@ ScriptedManager::~ScriptedManager() {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
     }
-    eventfd_write(wake_, 1);
+    eventfd_write(wake_.get(), 1);
     thread_.join();
-    for (const Client& client : clients_) {
-        close(client.descriptor);
-    }
-    close(listener_);
-    close(wake_);
     unlink(path_.c_str());
 }
 
 void ScriptedManager::serve() {
     for (;;) {
-        std::vector<pollfd> waits{{listener_, POLLIN, 0}, {wake_, POLLIN, 0}};
+        std::vector<pollfd> waits{{listener_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
         for (const Client& client : clients_) {
-            waits.push_back({client.descriptor, POLLIN, 0});
+            waits.push_back({client.descriptor.get(), POLLIN, 0});
         }
         poll(waits.data(), waits.size(), -1);
         eventfd_t ignored = 0;
-        eventfd_read(wake_, &ignored);
+        eventfd_read(wake_.get(), &ignored);
         const std::unique_lock lock(mutex_);
         if (stopping_) {
             return;
@@ -91,29 +97,18 @@ void ScriptedManager::serve() {
         std::size_t index = 2;
         std::erase_if(clients_, [&](Client& client) {
             const bool readable = waits[index++].revents != 0;
-            const bool keep = !dropAll_ && (!readable || receive(client));
-            if (!keep) {
-                close(client.descriptor);
-            }
-            return !keep;
+            return dropAll_ || (readable && !receive(client));
         });
         dropAll_ = false;
         if (waits[0].revents != 0) {
-            accept();
+            clients_.push_back({platform::FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)), false});
         }
-    }
-}
-
-void ScriptedManager::accept() {
-    const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (descriptor >= 0) {
-        clients_.push_back({descriptor, false});
     }
 }
 
 bool ScriptedManager::receive(Client& client) {
     std::vector<std::uint8_t> buffer(wire::kMaxPacketSize);
-    const ssize_t length = recv(client.descriptor, buffer.data(), buffer.size(), 0);
+    const ssize_t length = recv(client.descriptor.get(), buffer.data(), buffer.size(), 0);
     if (length <= 0) {
         return false;
     }
@@ -131,7 +126,7 @@ bool ScriptedManager::receive(Client& client) {
         const Request seen{request->id, std::string(request->command), xpc::to_string(request->argument), request->argument};
         requests_.push_back(seen.command + " " + seen.argument);
         note(requests_.back());
-        Connection connection(client.descriptor);
+        Connection connection(client.descriptor.get());
         responder_(connection, seen);
         return !connection.dropped();
     }
@@ -147,7 +142,7 @@ void ScriptedManager::broadcast(const std::string& name, const xpc::Object& payl
     const std::lock_guard lock(mutex_);
     for (const Client& client : clients_) {
         if (client.eventsOn) {
-            sendPacket(client.descriptor, wire::Event{name, payload});
+            sendPacket(client.descriptor.get(), wire::Event{name, payload});
         }
     }
 }
@@ -157,7 +152,7 @@ void ScriptedManager::dropAll() {
         const std::lock_guard lock(mutex_);
         dropAll_ = true;
     }
-    eventfd_write(wake_, 1);
+    eventfd_write(wake_.get(), 1);
 }
 
 std::vector<std::string> ScriptedManager::requests() const {

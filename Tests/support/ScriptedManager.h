@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Client/wire/Packet.h"
+#include "Platform/FileDescriptor.h"
 #include "platform/xpc/Values.h"
 
 #include <condition_variable>
@@ -13,8 +14,8 @@
 
 namespace support {
 
-/// A listening socket of the protocol's kind at `path`, in place of what is there. @throw std::system_error
-int listenOn(const std::string& path);
+/// A socket of the protocol's kind that is connected to `path`. @throw std::system_error
+platform::FileDescriptor connectTo(const std::string& path);
 
 /// A manager that answers as a test tells it, on a real socket, from a thread of its own.
 class ScriptedManager {
@@ -64,19 +65,18 @@ public:
 
 private:
     struct Client {
-        int descriptor;
+        platform::FileDescriptor descriptor;
         bool eventsOn;
     };
 
     void serve();
-    void accept();
     bool receive(Client& client);
     void note(const std::string& packet);
 
     std::string path_;
     Responder responder_;
-    int listener_ = -1;
-    int wake_ = -1;
+    platform::FileDescriptor listener_;
+    platform::FileDescriptor wake_;
     mutable std::mutex mutex_;
     std::condition_variable noted_;
     std::vector<std::string> packets_;
