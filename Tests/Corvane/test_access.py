@@ -82,6 +82,7 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
     assert host.seen_by(0, 0) == SERVED
     assert host.seen_by(USER, GROUP) == SERVED
     assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED
+    assert host.seen_by(USER, OTHER_GROUP, GROUP, *range(5000, 5100)) == SERVED
     assert host.seen_by(USER, OTHER_GROUP) == NOT_REACHABLE
     assert host.seen_by(USER, GROUP, connections=64) == SERVED
     host.wait_until_all_have_gone()
@@ -93,6 +94,7 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
     assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY
     assert host.seen_by(MANAGERS_USER, OTHER_GROUP, OTHER_GROUP) == TURNED_AWAY
     host.manager.says("may not use this manager; add the user to group corvane")
+    assert Client(host.socket).statistics(2)["RefusedPeers"] == 2
     # Who changed what can be told apart.
     for user in USER, MANAGERS_USER:
         assert host.seen_by(user, GROUP, command="UnblockBasebandReset") == SERVED

@@ -2,6 +2,7 @@
 import contextlib
 import json
 import os
+import pathlib
 import re
 import resource
 import stat
@@ -102,6 +103,7 @@ def test_statistics_tell_what_happened_and_keep_what_was_reported(manager):
     assert client.reset("Hard", "\u009b") is None
     every = client.do("GetStatistics")
     assert every["Boot"]["HardResets"] == every["Clients"]["Connected"] == 1
+    assert every["Clients"]["EventsSent"] == len(client.events)
     assert every["Boot"]["LastHardResetReason"] == r"\u009b"
     manager.restart()
     kept = manager.client().do("GetStatistics", ReportingModuleType=0)
@@ -155,6 +157,10 @@ def test_settings_are_typed_ranged_and_kept_over_a_kill(manager):
         assert client.get(trace, name) == read
     assert client.do("GetTEMSProperty") == {"KeyTEMSMode": "HW"}
     assert client.answer(client.ask_erase()) is None
+    assert client.set("DIAG", "Low_Watermark", "7") is None
+    assert "DIAG Low_Watermark is now 7" in (manager.state / "Scratch/Corvane.log").read_text(), "the log is on again"
+    manager.restart()
+    client = manager.client()
     for trace, name, by_default, _, _ in rows:
         assert client.get(trace, name) == by_default
 
@@ -169,6 +175,8 @@ def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(man
         ("DIAG", "Enabled_During_Sleep", "half", "Off, Full or Lite"),
         ("DIAG", "File_Extra", "a/b", "plain name"),
         ("DIAG", "File_Extra", "..", "plain name"),
+        ("DIAG", "File_Extra", 255 * "x", "There is no DMC file"),
+        ("DIAG", "File_Extra", 256 * "x", "plain name"),
         *[("DIAG", "File_Extra", value, f"can't be '{shown}'; it takes the plain name") for value, shown in [
             ("a\x1b", r"a\u001b"), ("a\n", r"a\n"), ("a\x7f", r"a\u007f"), ("a\u009b", r"a\u009b"), ("\u202ea", r"\u202ea"),
             (b"a\xff", r"a\xff")]],
@@ -223,11 +231,13 @@ def test_trace_logs_are_kept_up_to_the_limit(manager):
     client, kept = manager.client(), manager.state / "Snapshots"
     (kept / "log-bb-2026-01-01T00-00-00Z-9.partial").mkdir(parents=True)  # what a kill leaves, and the next collection removes
     assert add(client, "MaxLogLimit", 2) is None
-    names = [client.collect().name for _ in range(3)]
-    assert sorted(folder.name for folder in kept.iterdir()) == names[1:] and names[2].endswith("Z-3")
+    names = [client.collect().name for _ in range(2)]
+    other, asked = manager.client(), client.ask("CollectTraceLogs", TraceLogsReason="at the same time")
+    names += [other.collect().name, pathlib.Path(client.answer(asked)["KeyTraceLogsFolder"]).name]
+    assert sorted(folder.name for folder in kept.iterdir()) == sorted(names[2:]) and max(names).endswith("Z-4")
     assert add(client, "MaxLogLimit", 0) is None
     assert re.match("10A: .*max-log filter is 0", client.collect())
-    assert sorted(folder.name for folder in kept.iterdir()) == names[1:]
+    assert sorted(folder.name for folder in kept.iterdir()) == sorted(names[2:])
 
 
 def test_trace_logs_are_refused_on_a_fuller_disk_than_the_filter_allows(manager):
@@ -344,14 +354,26 @@ def served():
 
 
 @options("--fault", "GetCorvaneInfoCommand=hang")
-def test_no_id_is_used_twice_and_256_requests_are_outstanding_at_most(manager):
-    twice, many = manager.client(events=False), manager.client(events=False)
+def test_what_is_outstanding_has_ids_of_its_own_and_is_limited(manager):
+    twice, many, more = (manager.client(events=False) for _ in range(3))
     for command in "GetCorvaneInfoCommand", "GetTraceFiltersCommand":
         twice.send([1, 7, command, None])
     assert twice.is_closed()
     for _ in range(256):
         many.ask("GetCorvaneInfo")
     assert many.do("GetTraceFilters").startswith("10A: ")
+    # The places are free again as they are answered.
+    more.ask_reset()
+    assert [more.answer(number) for number in [more.ask_mode(1) for _ in range(255)]] == 255 * [None]
+    assert more.do("GetTraceFilters")
+    # At most 64 KB in all.
+    question = [1, 2, "GetTraceFiltersCommand", None]
+    room = (1 << 16) - len(cbor2.dumps(question)) - len(cbor2.dumps([1, 1, "GetCorvaneInfoCommand", 60_000 * "x"])) + 60_000
+    for ballast, result in (room, 0), (room + 1, 0xE020E10A - 2**32):
+        client = manager.client(events=False)
+        client.send([1, 1, "GetCorvaneInfoCommand", ballast * "x"])
+        client.send(question)
+        assert client.result(2)[0] == result
 
 
 def resident(manager):
@@ -361,7 +383,7 @@ def resident(manager):
 
 
 def test_a_flood_that_is_not_read_is_held_back(manager):
-    """Others are answered all the while, and the manager keeps no more than a few answers."""
+    """Others are answered all the while, the manager keeps no more than a few answers, and none is lost."""
     other, flood = manager.client(events=False), manager.client(events=False)
     assert other.do("GetCorvaneInfo")
     before = resident(manager)
@@ -370,8 +392,11 @@ def test_a_flood_that_is_not_read_is_held_back(manager):
         with contextlib.suppress(BlockingIOError):
             while True:
                 flood.ask("GetTraceFilters")
+        flood.count -= 1
         assert other.do("GetTraceFilters")
     assert resident(manager) - before < 1024
+    flood.socket.setblocking(True)
+    assert all(isinstance(flood.answer(number + 1), dict) for number in range(flood.count))
 
 
 def test_a_client_that_goes_away_takes_its_requests_with_it(manager):
@@ -400,6 +425,7 @@ def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
             assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
             assert peers[0].do("GetCorvaneInfo")
             manager.says("This manager has 1024 clients, the most that it serves")
+            assert peers[0].statistics(2)["RefusedOverLimit"] == 1
             peers.pop().socket.close()
             assert peers[0].do("GetCorvaneInfo")  # the place is free as soon as the manager has seen the end
             assert manager.client().do("GetCorvaneInfo")

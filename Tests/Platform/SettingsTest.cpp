@@ -12,6 +12,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Kept in the store of nobody, and read by nobody here.
+static_assert(RYNProperties::kRFSFlushInterval.builtIn == 7200 && RYNProperties::kRFSFlushTimeout.builtIn == 0);
+static_assert(RYNProperties::kBootBaseband.builtIn && RYNProperties::kCoreDumpOnSoftResetTimeout.builtIn == 0);
+static_assert(RYNProperties::kStackshotOnShutdownTimeout.builtIn == 0);
+
 struct Settings : testing::Test {
     Settings() {
         ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);

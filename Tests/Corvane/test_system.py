@@ -1,0 +1,118 @@
+"""The manager as a service of the system: what it tells systemd and the journal, signals, its folders, scarce descriptors."""
+import contextlib
+import itertools
+import os
+import pathlib
+import resource
+import signal
+import socket
+import subprocess
+import tempfile
+
+import pytest
+
+from programs import MANAGER, PATIENCE, Client, Manager, Program, run
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_systemd_is_told_of_start_life_and_end(tmp_path, number):
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as notified:
+        notified.bind(str(tmp_path / "notify"))
+        notified.settimeout(PATIENCE)
+        with Manager(NOTIFY_SOCKET=str(tmp_path / "notify"), WATCHDOG_USEC="400000") as manager:
+            for told in "READY=1", "WATCHDOG=1", "STOPPING=1":
+                while notified.recv(100).decode() != told:
+                    pass
+                if told == "WATCHDOG=1":
+                    manager.program.kill(number)
+            assert manager.program.child.wait(PATIENCE) == 0
+
+
+def test_the_journal_gets_levels_and_may_go_away(tmp_path):
+    reader, writer = os.pipe()
+    stream = os.fstat(writer)
+    manager = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", MANAGER, "--socket", tmp_path / "s", "--state", tmp_path / "state"],
+                               stderr=writer, env=os.environ | {"JOURNAL_STREAM": f"{stream.st_dev}:{stream.st_ino}"})
+    os.close(writer)
+    said = ""
+    while "ready\n" not in said:
+        said += os.read(reader, 1000).decode()
+    assert said.endswith("<5>backend: simulated\n<5>ready\n")
+    os.close(reader)
+    client = Client(tmp_path / "s")
+    for value in "17", "18":
+        assert client.set("DIAG", "History", value) is None
+    manager.send_signal(signal.SIGTERM)
+    assert manager.wait(PATIENCE) == 0
+
+
+def test_what_a_client_causes_is_a_line_a_second_in_the_log_and_the_log_has_two_files():
+    log, refused = "corvane/manager.log", "Refused rig: There is no command"
+    with Manager() as manager:
+        client = manager.client()
+        for _ in range(100):
+            client.do("MakeCoffee")
+        assert 50 < (manager.folder / log).read_text().count(refused) <= 60
+    with Manager("--trace-requests") as manager:  # all of them
+        client = manager.client()
+        for _ in range(1000):
+            client.do("MakeCoffee")
+        sizes = [(manager.folder / (log + end)).stat().st_size for end in ("", ".1")]
+        assert sizes[0] < 131072 <= sizes[1] < 132000
+
+
+@contextlib.contextmanager
+def folder_for_anyone():
+    with tempfile.TemporaryDirectory() as folder:  # pytest's are closed to others
+        os.chmod(folder, 0o777)
+        yield pathlib.Path(folder)
+
+
+@pytest.mark.parametrize("variable, below", [("XDG_STATE_HOME", ""), ("HOME", ".local/state")])
+def test_a_users_manager_has_its_folders_in_the_users(variable, below):
+    user = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups"] if os.geteuid() == 0 else []
+    with folder_for_anyone() as folder:
+        environment = dict.fromkeys(("CORVANE_SOCKET", "XDG_STATE_HOME"), "") | {variable: str(folder)}
+        manager = Program(*user, MANAGER, XDG_RUNTIME_DIR=str(folder), XDG_CONFIG_HOME=str(folder), **environment)
+        manager.says("ready\n")
+        assert (folder / "corvane/manager.sock").is_socket() and (folder / below / "corvane/settings.db").exists()
+        assert manager.end() == 0
+
+
+def test_roots_manager_has_its_folders_in_the_systems():
+    own = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"])]
+    if run(*own, "true")[0] != 0:
+        pytest.skip("this machine permits no mounts of one's own")
+    manager = Program(*own, "sh", "-c", 'for at in /run /var/lib; do mount -t tmpfs tmpfs $at; done; exec "$0"', MANAGER,
+                      CORVANE_SOCKET="", XDG_RUNTIME_DIR="/nonexistent", XDG_STATE_HOME="/nonexistent")
+    manager.says("ready\n")
+    root = pathlib.Path(f"/proc/{manager.child.pid}/root")
+    assert (root / "run/corvane/manager.sock").is_socket() and (root / "var/lib/corvane/settings.db").exists()
+    assert manager.end() == 0
+
+
+def test_without_descriptors_clients_wait_until_there_are():
+    with Manager() as manager:
+        process, first = manager.program.child.pid, manager.client()
+        assert first.do("GetCorvaneInfo")
+        open_ones = {int(name) for name in os.listdir(f"/proc/{process}/fd")}
+        before = resource.prlimit(process, resource.RLIMIT_NOFILE)
+        none_free = next(number for number in itertools.count() if number not in open_ones)
+        resource.prlimit(process, resource.RLIMIT_NOFILE, (none_free, before[1]))
+        waiting = manager.client()
+        asked = waiting.ask("GetCorvaneInfo")
+        manager.says("can't accept clients for a moment: Too many open files")
+        assert first.do("GetCorvaneInfo")
+        resource.prlimit(process, resource.RLIMIT_NOFILE, before)
+        assert waiting.answer(asked)
+        assert manager.program.text.count("can't accept") < 10  # it pauses
+
+
+def test_a_manager_raises_its_limit_of_descriptors():
+    before = resource.getrlimit(resource.RLIMIT_NOFILE)
+    if before[1] < 1088:
+        pytest.skip("this user may not open enough descriptors")
+    resource.setrlimit(resource.RLIMIT_NOFILE, (500, before[1]))
+    with Manager() as manager:
+        resource.setrlimit(resource.RLIMIT_NOFILE, before)
+        assert resource.prlimit(manager.program.child.pid, resource.RLIMIT_NOFILE)[0] == 1088
