@@ -7,11 +7,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <vector>
 
 namespace corvane {
 
 namespace {
 
+constexpr const char* kVersion = "Corvane " CORVANE_VERSION "\n";
 constexpr const char* kHelp =
     R"(Usage: Corvane [OPTION]...
 The baseband manager: serves ryntool and other clients on a Unix-domain socket.
@@ -36,23 +38,14 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
   --version           print the version and exit
 )";
 
-constexpr option kOptions[] = {
-    {"socket", required_argument, nullptr, 's'},
-    {"state", required_argument, nullptr, 'd'},
-    {"backend", required_argument, nullptr, 'b'},
-    {"modem", required_argument, nullptr, 'm'},
-    {"scenario", required_argument, nullptr, 'c'},
-    {"record", required_argument, nullptr, 'R'},
-    {"recording", required_argument, nullptr, 'r'},
-    {"at-once", no_argument, nullptr, 'o'},
-    {"fault", required_argument, nullptr, 'f'},
-    {"metrics", required_argument, nullptr, 'M'},
-    {"verbose", no_argument, nullptr, 'v'},
-    {"trace-requests", no_argument, nullptr, 't'},
-    {"help", no_argument, nullptr, 'h'},
-    {"version", no_argument, nullptr, 'V'},
-    {},
-};
+Result<void> setBackend(Options& options, const std::string& name) {
+    options.backend = findBackend(name);
+    if (options.backend != nullptr) {
+        return {};
+    }
+    return Refusal::invalidArgument(
+        fmt::format("--backend: there is no backend '{}'; there are {}", name, listed(backends(), " and ", &Backend::name)));
+}
 
 Result<void> setScenario(Options& options, const std::string& path) {
     auto scenario = simulated::readScenario(path);
@@ -63,53 +56,52 @@ Result<void> setScenario(Options& options, const std::string& path) {
     return {};
 }
 
-Result<void> set(Options& options, int option, const std::string& value) {
-    switch (option) {
-        case 's':
-            options.socketPath = value;
-            break;
-        case 'd':
-            options.stateFolder = value;
-            break;
-        case 'b':
-            options.backend = findBackend(value);
-            if (options.backend == nullptr) {
-                return Refusal::invalidArgument(fmt::format("--backend: there is no backend '{}'; there are {}", value,
-                                                            listed(backends(), " and ", &Backend::name)));
-            }
-            break;
-        case 'm':
-            options.ofBackend.modem = value;
-            break;
-        case 'c':
-            return setScenario(options, value);
-        case 'f':
-            return options.faults.add(value);
-        case 'M':
-            options.metricsFile = value;
-            break;
-        case 'R':
-            options.recordFile = value;
-            break;
-        case 'r':
-            options.recording = value;
-            break;
-        case 'o':
-            options.replayAtOnce = true;
-            break;
-        case 'v':
-            options.verbose = true;
-            break;
-        case 't':
-            options.traceRequests = true;
-            break;
-        case 'h':
-            options.output = kHelp;
-            break;
-        default:
-            options.output = "Corvane " CORVANE_VERSION "\n";
-    }
+template <auto field>
+Result<void> setText(Options& options, const std::string& value) {
+    options.*field = value;
     return {};
+}
+
+template <auto field>
+Result<void> setFlag(Options& options, const std::string& /*none*/) {
+    options.*field = true;
+    return {};
+}
+
+struct Row {
+    const char* name;
+    int takes;  ///< required_argument or no_argument
+    Result<void> (*set)(Options& options, const std::string& value);
+};
+constexpr Row kRows[] = {
+    {"socket", required_argument, setText<&Options::socketPath>},
+    {"state", required_argument, setText<&Options::stateFolder>},
+    {"backend", required_argument, setBackend},
+    {"modem", required_argument,
+     [](Options& options, const std::string& modem) -> Result<void> {
+         options.ofBackend.modem = modem;
+         return {};
+     }},
+    {"scenario", required_argument, setScenario},
+    {"record", required_argument, setText<&Options::recordFile>},
+    {"recording", required_argument, setText<&Options::recording>},
+    {"at-once", no_argument, setFlag<&Options::replayAtOnce>},
+    {"fault", required_argument, [](Options& options, const std::string& rule) { return options.faults.add(rule); }},
+    {"metrics", required_argument, setText<&Options::metricsFile>},
+    {"verbose", no_argument, setFlag<&Options::verbose>},
+    {"trace-requests", no_argument, setFlag<&Options::traceRequests>},
+    {"help", no_argument, [](Options& options, const std::string&) { return setText<&Options::output>(options, kHelp); }},
+    {"version", no_argument, [](Options& options, const std::string&) { return setText<&Options::output>(options, kVersion); }},
+};
+
+/// As getopt_long(3) takes them: it returns a row's number, from 1.
+std::vector<option> longOptions() {
+    std::vector<option> all;
+    for (const Row& row : kRows) {
+        all.push_back({row.name, row.takes, nullptr, static_cast<int>(all.size()) + 1});
+    }
+    all.emplace_back();
+    return all;
 }
 
 std::string environmentOr(const char* name, const std::string& fallback) {
@@ -121,10 +113,11 @@ std::string environmentOr(const char* name, const std::string& fallback) {
 
 Result<Options> Options::parse(int count, char* const* words) {
     Options options;
+    const std::vector<option> known = longOptions();
     opterr = 0;
     optind = 1;
     // The leading '+' ends the options at the first other word, the ':' tells a missing value apart.
-    for (int found = 0; options.output.empty() && (found = getopt_long(count, words, "+:", kOptions, nullptr)) != -1;) {
+    for (int found = 0; options.output.empty() && (found = getopt_long(count, words, "+:", known.data(), nullptr)) != -1;) {
         const std::string word = words[optind - 1];
         if (found == ':') {
             return Refusal::invalidArgument(word + " takes a value; Corvane --help shows which");
@@ -139,8 +132,8 @@ Result<Options> Options::parse(int count, char* const* words) {
         if (optarg != nullptr && *optarg == '\0') {
             return Refusal::invalidArgument(word.substr(0, word.find('=')) + " takes a value that is not empty");
         }
-        if (const auto taken = set(options, found, optarg == nullptr ? "" : optarg); !taken) {
-            return taken.refusal();
+        if (const auto set = kRows[found - 1].set(options, optarg == nullptr ? "" : optarg); !set) {
+            return set.refusal();
         }
     }
     if (options.output.empty() && optind < count) {
