@@ -5,6 +5,7 @@
 #include "Corvane/baseband/simulated/StalledTraces.h"
 #include "Corvane/baseband/simulated/StateMachine.h"
 #include "Corvane/baseband/simulated/diag/DiagSource.h"
+#include "Corvane/support/Text.h"
 
 #include <fmt/format.h>
 
@@ -118,10 +119,6 @@ const std::vector<ScenarioAction>& table() {
 }  // namespace
 
 std::string ScenarioKey::acceptable() const {
-    std::string names;
-    for (const std::string& choice : choices) {
-        names += (names.empty() ? "\"" : &choice == &choices.back() ? " or \"" : ", \"") + choice + "\"";
-    }
     switch (form) {
         case Form::Number:
             return fmt::format("a number from {} to {}", lowest, highest);
@@ -130,7 +127,7 @@ std::string ScenarioKey::acceptable() const {
         case Form::Text:
             return "a text of 1 to 200 printable bytes";
         case Form::Choice:
-            return names;
+            return listed(choices, " or ", [](const std::string& choice) { return '"' + choice + '"'; });
     }
     return {};
 }
