@@ -34,7 +34,7 @@ std::string describe(OperatingMode mode) {
 }
 
 std::string enumerate(std::span<const OperatingMode> modes) {
-    return listed(modes, " and ", describe);
+    return listed(modes, " and ", [](OperatingMode mode) { return describe(mode); });
 }
 
 }  // namespace corvane
