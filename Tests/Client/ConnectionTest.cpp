@@ -11,7 +11,6 @@
 
 #include <array>
 #include <functional>
-#include <map>
 
 namespace {
 
@@ -234,7 +233,7 @@ TEST(Connection, RefusesWhatDoesNotFitAPacket) {
         EXPECT_THAT(perform(client, "Big", support::text(std::string(140'000, 'x')), TestClient::kLong), StartsWith(kTooLarge));
         EXPECT_EQ(perform(client, "Small", support::number(1), TestClient::kLong), "0 \"1\"");
     }
-    EXPECT_THAT(manager.requests(), ElementsAre("Small 1", "Small 1"));
+    EXPECT_THAT(manager.packets(), ElementsAre("hello tester", "Small 1", "Small 1"));
 }
 
 TEST(Connection, IsMadeAgainByTheNextCommand) {
@@ -299,103 +298,6 @@ TEST(Connection, GivesEachThreadItsOwnReply) {
         thread.join();
     }
     EXPECT_THAT(right, testing::Each(kRounds));
-}
-
-TEST(Events, ComeInOrderAndOutliveTheManager) {
-    const TempFolder folder;
-    TestClient client(folder / "s");
-    Lines lines;
-    client.manager().addEventHandler("E", [&lines](const xpc::Object& payload) { lines.add(to_string(payload)); });
-    client.manager().addEventHandler("E", [&lines](const xpc::Object&) { lines.add("again"); });
-    client.manager().addConnectionHandler([&lines](const xpc::Object&) { lines.add("connected"); });
-    client.manager().setEvents(true);
-    // Nobody sends a command: the run loop connects, also behind a manager that was absent, and switches events on again.
-    for (std::size_t round = 0; round < 2; ++round) {
-        ScriptedManager manager(folder / "s", kEcho);
-        ASSERT_TRUE(manager.waitForPacket("events on"));
-        manager.broadcast("E", support::number(1));
-        manager.broadcast("Other", support::number(2));
-        manager.broadcast("E");
-        const auto seen = lines.wait(5 * (round + 1));
-        ASSERT_EQ(seen.size(), 5 * (round + 1));
-        EXPECT_THAT(std::vector(seen.end() - 5, seen.end()), ElementsAre("connected", "1", "again", "null", "again"));
-    }
-}
-
-TEST(Events, AreSwitchedOffAndOn) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", kEcho);
-    TestClient client(manager.path());
-    EXPECT_EQ(client.perform("First"), "0 \"null\"");
-    client.manager().setEvents(false);  // as they are
-    client.manager().setEvents(true);
-    client.manager().setEvents(false);
-    client.manager().setEvents(true);
-    EXPECT_EQ(client.perform("Last"), "0 \"null\"");
-    EXPECT_THAT(manager.packets(),
-                ElementsAre("hello tester", "First null", "events on", "events off", "events on", "Last null"));
-}
-
-TEST(Events, BeyondMeasureEndTheConnection) {
-    const xpc::Object empties = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-    for (int entry = 0; entry < 500; ++entry) {
-        xpc_array_append_value(empties.get(), xpc::dictionary().get());
-    }
-    const struct {
-        const char* what;
-        xpc::Object payload;
-        int events;
-    } kFloods[] = {{"long texts", support::text(std::string(100'000, 'x')), 200},
-                   {"many small objects", empties, 500},
-                   {"events without a payload", {}, 80'000}};
-    for (const auto& flood : kFloods) {
-        SCOPED_TRACE(flood.what);
-        const TempFolder folder;
-        ScriptedManager manager(folder / "s", [&flood](Connection& connection, const Request& request) {
-            for (int event = 0; request.command == "Flood" && event < flood.events; ++event) {
-                connection.event("E", flood.payload);
-            }
-            connection.reply(request.id, 0);
-        });
-        TestClient client(manager.path());
-        const auto blocked = std::make_shared<std::mutex>();  // what is still on the queue outlives this round
-        client.manager().addEventHandler("E", [blocked](const xpc::Object&) { const std::lock_guard wait(*blocked); });
-        client.manager().setEvents(true);
-        {
-            const std::lock_guard block(*blocked);
-            EXPECT_THAT(client.perform("Flood"), AllOf(StartsWith(kLost), HasSubstr("more events than could be handled")));
-        }
-        EXPECT_THAT(client.perform("After"), StartsWith("0 "));
-    }
-}
-
-TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
-    using ryn::client::Link;
-    const TempFolder folder;
-    Link link("tester", ryn::client::SocketPath(folder / "s"), ryn::client::Greeting::Unanswered, [] {});
-    auto now = ryn::client::Clock::now();
-    EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent) << "nothing is due while no events are wanted";
-    link.wantEvents(true);
-    for (const auto delay : {100ms, 200ms, 400ms, 800ms, 1600ms, 3200ms, 5000ms, 5000ms}) {
-        EXPECT_EQ(link.sendDue(now), Link::Outcome::NotConnected);
-        EXPECT_EQ(link.nextAttempt() - now, delay);
-        EXPECT_EQ(link.sendDue(link.nextAttempt() - 1ns), Link::Outcome::Sent) << "not due yet";
-        now = link.nextAttempt();
-    }
-    ScriptedManager manager(folder / "s", kEcho);
-    EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent);
-    EXPECT_TRUE(manager.waitForPacket("events on"));
-    const std::pair<bool, std::chrono::milliseconds> kEnds[] = {{false, 5000ms}, {true, 100ms}};
-    for (const auto& [hasReceived, delay] : kEnds) {  // a connection that failed at once is no success
-        ASSERT_EQ(link.send({}), Link::Outcome::Sent);
-        if (hasReceived) {
-            link.setReceived();
-        }
-        now = ryn::client::Clock::now();
-        link.close();
-        EXPECT_LT(link.nextAttempt() - now - delay, 4s);  // on a slow machine too
-        EXPECT_GE(link.nextAttempt() - now, delay);
-    }
 }
 
 }  // namespace

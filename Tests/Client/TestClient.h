@@ -44,7 +44,6 @@ public:
     }
 
     ryn::client::Manager& manager() { return *manager_; }
-    const ryn::client::ManagerPtr& managerPtr() const { return manager_; }
     void forget() { manager_.reset(); }
 
     /// "result reply": the reply slot starts as the string "untouched".

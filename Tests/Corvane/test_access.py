@@ -104,7 +104,7 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
 def test_places_are_kept_for_root(host):
     host.start("ulimit -n 100 && exec")  # enough for 36 clients
     clients = [Client(host.socket) for _ in range(20)]
-    assert all(client.do("GetCorvaneInfo") for client in clients)
+    assert all(client.is_served() for client in clients)
     assert host.seen_by(USER, GROUP) == TURNED_AWAY
     assert host.seen_by(0, 0, connections=16) == SERVED
 

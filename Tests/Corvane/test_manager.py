@@ -344,7 +344,7 @@ def test_a_hostile_client_loses_its_connection_and_no_other_does(served, greeted
     peer = manager.client(name="peer" if greeted else None, events=False)
     peer.send(packet)
     assert peer.is_closed()
-    assert other.do("GetCorvaneInfo")
+    assert other.is_served()
 
 
 @pytest.fixture(scope="module")
@@ -365,7 +365,7 @@ def test_what_is_outstanding_has_ids_of_its_own_and_is_limited(manager):
     # The places are free again as they are answered.
     more.ask_reset()
     assert [more.answer(number) for number in [more.ask_mode(1) for _ in range(255)]] == 255 * [None]
-    assert more.do("GetTraceFilters")
+    assert more.is_served()
     # At most 64 KB in all.
     question = [1, 2, "GetTraceFiltersCommand", None]
     room = (1 << 16) - len(cbor2.dumps(question)) - len(cbor2.dumps([1, 1, "GetCorvaneInfoCommand", 60_000 * "x"])) + 60_000
@@ -385,7 +385,7 @@ def resident(manager):
 def test_a_flood_that_is_not_read_is_held_back(manager):
     """Others are answered all the while, the manager keeps no more than a few answers, and none is lost."""
     other, flood = manager.client(events=False), manager.client(events=False)
-    assert other.do("GetCorvaneInfo")
+    assert other.is_served()
     before = resident(manager)
     flood.socket.setblocking(False)
     for _ in range(200):
@@ -393,7 +393,7 @@ def test_a_flood_that_is_not_read_is_held_back(manager):
             while True:
                 flood.ask("GetTraceFilters")
         flood.count -= 1
-        assert other.do("GetTraceFilters")
+        assert other.is_served()
     assert resident(manager) - before < 1024
     flood.socket.setblocking(True)
     assert all(isinstance(flood.answer(number + 1), dict) for number in range(flood.count))
@@ -409,7 +409,7 @@ def test_a_client_that_goes_away_takes_its_requests_with_it(manager):
     leaving.socket.close()
     while "Ready" not in watcher.events:
         watcher.receive()
-    assert watcher.do("GetCorvaneInfo")
+    assert watcher.is_served()
 
 
 def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
@@ -420,15 +420,15 @@ def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
     try:
         with Manager() as manager:
             peers = [manager.client(events=False) for _ in range(1024)]
-            assert peers[-1].do("GetCorvaneInfo")
+            assert peers[-1].is_served()
             too_many = manager.client(name=None, events=False)
             assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
-            assert peers[0].do("GetCorvaneInfo")
+            assert peers[0].is_served()
             manager.says("This manager has 1024 clients, the most that it serves")
             assert peers[0].statistics(2)["RefusedOverLimit"] == 1
             peers.pop().socket.close()
-            assert peers[0].do("GetCorvaneInfo")  # the place is free as soon as the manager has seen the end
-            assert manager.client().do("GetCorvaneInfo")
+            assert peers[0].is_served()  # the place is free as soon as the manager has seen the end
+            assert manager.client().is_served()
             for peer in peers:
                 peer.socket.close()
     finally:

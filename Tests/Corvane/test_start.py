@@ -76,12 +76,12 @@ def test_a_second_manager_is_refused_and_the_first_goes_on():
         other = manager.folder / "other"
         is_refused(1, "another manager listens on", "--socket", manager.socket, "--state", other)
         is_refused(1, "another manager uses them", "--socket", other, "--state", manager.state)
-        assert manager.client().do("GetCorvaneInfo")
+        assert manager.client().is_served()
         # What was killed leaves its socket, which the next one replaces; what was stopped leaves none, and another's file alone.
         manager.stop(signal.SIGKILL)
         assert manager.socket.exists()
         manager.start()
-        assert manager.client().do("GetCorvaneInfo")
+        assert manager.client().is_served()
         manager.stop()
         assert not manager.socket.exists()
         manager.start()
@@ -205,7 +205,7 @@ def test_a_socket_that_is_handed_over_is_taken(tmp_path):
         command = 'LISTEN_FDS=1 LISTEN_PID=$$ exec "$@" 3<&0'
         manager = Program("sh", "-c", command, "sh", MANAGER, "--socket", unused, "--state", tmp_path / "state", stdin=listener,
                           XDG_CONFIG_HOME=str(tmp_path))
-    assert client.do("GetCorvaneInfo")
+    assert client.is_served()
     assert not unused.exists()
     assert manager.end() == 0
     assert path.exists()

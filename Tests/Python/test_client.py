@@ -287,24 +287,13 @@ def test_asyncio_end_of_the_manager_ends_each_request(corvane, monkeypatch, brid
     asyncio.run(session())
 
 
-@pytest.fixture
-def ssh(tmp_path):
-    return ssh_words(tmp_path)
-
-
-def test_bridge_over_sshd_with_a_cut(ssh, corvane):
-    with Client(bridge=[*ssh, f"CORVANE_SOCKET={corvane.socket} {BRIDGE}"]) as client:
+@pytest.mark.parametrize("way", ["here", "ssh"])
+def test_a_cut_bridge_ends_the_request(corvane, monkeypatch, tmp_path, way):
+    monkeypatch.setenv("CORVANE_SOCKET", corvane.socket)
+    words = [BRIDGE] if way == "here" else [*ssh_words(tmp_path), f"CORVANE_SOCKET={corvane.socket} {BRIDGE}"]
+    with Client(bridge=words) as client:
         client.wait_for_state("Ready")
         client.perform(commands.reset("soft", "lab"))
-        os.kill(client._transport._process.pid, signal.SIGKILL)
-        with pytest.raises(ConnectionLost):
-            client.perform(commands.info())
-
-
-def test_a_cut_bridge_ends_the_request(corvane, monkeypatch):
-    monkeypatch.setenv("CORVANE_SOCKET", corvane.socket)
-    with Client(bridge=[BRIDGE]) as client:
-        client.perform(commands.info())
         os.kill(client._transport._process.pid, signal.SIGKILL)
         with pytest.raises(ConnectionLost):
             client.perform(commands.info())

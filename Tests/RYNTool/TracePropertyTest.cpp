@@ -21,8 +21,8 @@ TEST(TracePropertyTest, SendsATimeoutAndNothingWithoutAName) {
     EXPECT_EQ(setTraceProperty(client, "DIAG", "Mode", "1", 7), 0);
     EXPECT_EQ(getTraceProperty(client, "DIAG", "", value, 0), static_cast<int>(0xE020E002));
     EXPECT_EQ(setTraceProperty(nullptr, "DIAG", "Mode", "1", 0), static_cast<int>(0xE020E002));
-    EXPECT_THAT(manager.requests(),
-                testing::ElementsAre(testing::HasSubstr("\"KeyTimeout\":7"), testing::HasSubstr("\"KeyTimeout\":7")));
+    EXPECT_THAT(manager.packets(), testing::ElementsAre("hello test", testing::HasSubstr("\"KeyTimeout\":7"),
+                                                        testing::HasSubstr("\"KeyTimeout\":7")));
     dispatch_release(queue);
 }
 

@@ -124,8 +124,7 @@ bool ScriptedManager::receive(Client& client) {
         note(events->on ? "events on" : "events off");
     } else if (const auto* request = std::get_if<wire::Request>(&*packet)) {
         const Request seen{request->id, std::string(request->command), xpc::to_string(request->argument), request->argument};
-        requests_.push_back(seen.command + " " + seen.argument);
-        note(requests_.back());
+        note(seen.command + " " + seen.argument);
         Connection connection(client.descriptor.get());
         responder_(connection, seen);
         return !connection.dropped();
@@ -153,11 +152,6 @@ void ScriptedManager::dropAll() {
         dropAll_ = true;
     }
     eventfd_write(wake_.get(), 1);
-}
-
-std::vector<std::string> ScriptedManager::requests() const {
-    const std::lock_guard lock(mutex_);
-    return requests_;
 }
 
 std::vector<std::string> ScriptedManager::packets() const {

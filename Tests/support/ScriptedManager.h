@@ -56,9 +56,7 @@ public:
     /// Ends every connection; goes on listening.
     void dropAll();
 
-    /// What has come so far, each as "Command argument-as-JSON".
-    std::vector<std::string> requests() const;
-    /// "hello NAME", "events on", "events off" and "Command argument", in the order of arrival over all connections.
+    /// "hello NAME", "events on", "events off" and "Command argument-as-JSON", in the order of arrival over all connections.
     std::vector<std::string> packets() const;
     /// @return whether `packets` holds `count` of `text` before the test's patience is over.
     bool waitForPacket(const std::string& text, std::size_t count = 1);
@@ -80,7 +78,6 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable noted_;
     std::vector<std::string> packets_;
-    std::vector<std::string> requests_;
     std::vector<Client> clients_;
     bool dropAll_ = false;
     bool stopping_ = false;

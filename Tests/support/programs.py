@@ -143,6 +143,9 @@ class Client:
     def do(self, command, **argument):
         return self.answer(self.ask(command, **argument))
 
+    def is_served(self):
+        return isinstance(self.do("GetTraceFilters"), dict)
+
     def get(self, trace, name):
         reply = self.do("GetTraceProperty", TraceName=trace, TracePropertyName=name)
         return reply["KeyTracePropertyValue"] if isinstance(reply, dict) else reply

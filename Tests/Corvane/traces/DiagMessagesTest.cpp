@@ -27,8 +27,17 @@ std::string rrcPacket(RrcChannel channel, const std::string& message) {
     return gsmtap::rrc({1300, -95, 12, 77}, channel, message);
 }
 
-std::string nasPacket(Direction direction, const std::string& message, bool isSecured = false) {
-    return gsmtap::nas({1300, -95, 12, 77}, direction, message, isSecured);
+std::string toPhone(const std::string& message) {
+    return rrcPacket(RrcChannel::DownlinkDedicated, message);
+}
+std::string toCell(const std::string& message) {
+    return rrcPacket(RrcChannel::UplinkDedicated, message);
+}
+std::string uplink(const std::string& message, bool isSecured = false) {
+    return gsmtap::nas({1300, -95, 12, 77}, Direction::Uplink, message, isSecured);
+}
+std::string downlink(const std::string& message) {
+    return gsmtap::nas({1300, -95, 12, 77}, Direction::Downlink, message, false);
 }
 
 /// Of each packet a line with these fields, tabulators between them.
@@ -50,19 +59,18 @@ std::string tshark(const std::filesystem::path& file, const std::set<std::string
 TEST(DiagMessages, AreWhatTsharkReadsInThem) {
     const std::string challenge = "0123456789abcdef0123456789abcdef";
     const std::chrono::system_clock::time_point time(std::chrono::seconds(1'700'000'000));
+    const std::string blockType1 = rrcPacket(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(kCell));
     struct Row {
         std::string packet;
-        const char* shown;
+        const char* info;
         const char* field;
         const char* value;
     };
     const Row rows[] = {
         {rrcPacket(RrcChannel::BroadcastBch, rrc::masterInformationBlock(516)), "MasterInformationBlock (SFN=129)",
          "lte-rrc.dl_Bandwidth", "3"},
-        {rrcPacket(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(kCell)), "SystemInformationBlockType1",
-         "lte-rrc.trackingAreaCode", "002b"},
-        {rrcPacket(RrcChannel::BroadcastSharedChannel, rrc::systemInformationBlock1(kCell)), "SystemInformationBlockType1",
-         "lte-rrc.freqBandIndicator", "3"},
+        {blockType1, "SystemInformationBlockType1", "lte-rrc.trackingAreaCode", "002b"},
+        {blockType1, "SystemInformationBlockType1", "lte-rrc.freqBandIndicator", "3"},
         {rrcPacket(RrcChannel::Paging, rrc::paging(7, 0xDEADBEEF)), "Paging (1 PagingRecord)", "lte-rrc.m_TMSI", "deadbeef"},
         {rrcPacket(RrcChannel::UplinkCommon, rrc::connectionRequest(false, 0x123456789A, rrc::Cause::Signalling)),
          "RRCConnectionRequest", "lte-rrc.establishmentCause", "3"},
@@ -70,52 +78,39 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
          "RRCConnectionRequest", "lte-rrc.m_TMSI", "abcdef01"},
         {rrcPacket(RrcChannel::DownlinkCommon, rrc::connectionSetup(2)), "RRCConnectionSetup",
          "lte-rrc.rrc_TransactionIdentifier", "2"},
-        {rrcPacket(RrcChannel::UplinkDedicated, rrc::connectionSetupComplete(1, nas::attachRequest(kNew))),
+        {toCell(rrc::connectionSetupComplete(1, nas::attachRequest(kNew))),
          "RRCConnectionSetupComplete, Attach request, PDN connectivity request", "e212.imsi", "001010123456789"},
-        {rrcPacket(RrcChannel::DownlinkDedicated, rrc::downlinkInformation(3, nas::authenticationRequest(challenge))),
+        {toPhone(rrc::downlinkInformation(3, nas::authenticationRequest(challenge))),
          "DLInformationTransfer, Authentication request", "lte-rrc.rrc_TransactionIdentifier", "3"},
-        {rrcPacket(RrcChannel::UplinkDedicated, rrc::uplinkInformation(nas::authenticationResponse("12345678"))),
+        {toCell(rrc::uplinkInformation(nas::authenticationResponse("12345678"))),
          "ULInformationTransfer, Authentication response", "gsmtap.uplink", "1"},
-        {rrcPacket(RrcChannel::DownlinkDedicated, rrc::securityModeCommand(1)), "SecurityModeCommand",
-         "lte-rrc.cipheringAlgorithm", "2"},
-        {rrcPacket(RrcChannel::UplinkDedicated, rrc::securityModeComplete(1)), "SecurityModeComplete",
-         "lte-rrc.rrc_TransactionIdentifier", "1"},
-        {rrcPacket(RrcChannel::DownlinkDedicated,
-                   rrc::connectionReconfiguration(0, nas::attachAccept(kKnown, kCell, 0x0A2D0005))),
+        {toPhone(rrc::securityModeCommand(1)), "SecurityModeCommand", "lte-rrc.cipheringAlgorithm", "2"},
+        {toCell(rrc::securityModeComplete(1)), "SecurityModeComplete", "lte-rrc.rrc_TransactionIdentifier", "1"},
+        {toPhone(rrc::connectionReconfiguration(0, nas::attachAccept(kKnown, kCell, 0x0A2D0005))),
          "RRCConnectionReconfiguration, Attach accept, Activate default EPS bearer context request", "nas_eps.esm.pdn_ipv4",
          "10.45.0.5"},
-        {rrcPacket(RrcChannel::DownlinkDedicated, rrc::connectionReconfiguration(1, {})), "RRCConnectionReconfiguration",
-         "lte-rrc.rrc_TransactionIdentifier", "1"},
-        {rrcPacket(RrcChannel::UplinkDedicated, rrc::connectionReconfigurationComplete(1)),
-         "RRCConnectionReconfigurationComplete", "gsmtap.arfcn", "1300"},
-        {rrcPacket(RrcChannel::UplinkDedicated, rrc::measurementReport(-95, -10)), "MeasurementReport", "lte-rrc.rsrpResult",
-         "46"},
-        {rrcPacket(RrcChannel::DownlinkDedicated, rrc::connectionRelease(1)), "RRCConnectionRelease [cause=other]",
-         "lte-rrc.releaseCause", "1"},
-        {nasPacket(Direction::Uplink, nas::attachRequest(kKnown)), "Attach request, PDN connectivity request", "3gpp.tmsi",
-         "2882400001"},
-        {nasPacket(Direction::Downlink, nas::authenticationRequest(challenge)), "Authentication request", "gsmtap.uplink", "0"},
-        {nasPacket(Direction::Uplink, nas::authenticationResponse("12345678")), "Authentication response", "nas_eps.emm.res",
-         "3132333435363738"},
-        {nasPacket(Direction::Downlink, nas::securityModeCommand()), "Security mode command", "nas_eps.emm.toc", "2"},
-        {nasPacket(Direction::Uplink, nas::securityModeComplete()), "Security mode complete", "gsmtap.uplink", "1"},
-        {nasPacket(Direction::Downlink, nas::attachAccept(kKnown, kCell, 1)),
-         "Attach accept, Activate default EPS bearer context request", "nas_eps.emm.tai_tac", "43"},
-        {nasPacket(Direction::Uplink, nas::attachComplete()), "Attach complete, Activate default EPS bearer context accept",
-         "nas_eps.bearer_id", "5"},
-        {nasPacket(Direction::Downlink, nas::attachReject(nas::Cause::IllegalEquipment)), "Attach reject (Illegal ME)",
-         "nas_eps.emm.cause", "6"},
-        {nasPacket(Direction::Uplink, nas::detachRequest(kKnown, true)), "Detach request (EPS detach / switch-off)", "3gpp.tmsi",
-         "2882400001"},
-        {nasPacket(Direction::Downlink, nas::detachRequestOfNetwork(nas::Cause::NetworkNotAllowed)),
+        {toPhone(rrc::connectionReconfiguration(1, {})), "RRCConnectionReconfiguration", "lte-rrc.rrc_TransactionIdentifier",
+         "1"},
+        {toCell(rrc::connectionReconfigurationComplete(1)), "RRCConnectionReconfigurationComplete", "gsmtap.arfcn", "1300"},
+        {toCell(rrc::measurementReport(-95, -10)), "MeasurementReport", "lte-rrc.rsrpResult", "46"},
+        {toPhone(rrc::connectionRelease(1)), "RRCConnectionRelease [cause=other]", "lte-rrc.releaseCause", "1"},
+        {uplink(nas::attachRequest(kKnown)), "Attach request, PDN connectivity request", "3gpp.tmsi", "2882400001"},
+        {downlink(nas::authenticationRequest(challenge)), "Authentication request", "gsmtap.uplink", "0"},
+        {uplink(nas::authenticationResponse("12345678")), "Authentication response", "nas_eps.emm.res", "3132333435363738"},
+        {downlink(nas::securityModeCommand()), "Security mode command", "nas_eps.emm.toc", "2"},
+        {uplink(nas::securityModeComplete()), "Security mode complete", "gsmtap.uplink", "1"},
+        {downlink(nas::attachAccept(kKnown, kCell, 1)), "Attach accept, Activate default EPS bearer context request",
+         "nas_eps.emm.tai_tac", "43"},
+        {uplink(nas::attachComplete()), "Attach complete, Activate default EPS bearer context accept", "nas_eps.bearer_id", "5"},
+        {downlink(nas::attachReject(nas::Cause::IllegalEquipment)), "Attach reject (Illegal ME)", "nas_eps.emm.cause", "6"},
+        {uplink(nas::detachRequest(kKnown, true)), "Detach request (EPS detach / switch-off)", "3gpp.tmsi", "2882400001"},
+        {downlink(nas::detachRequestOfNetwork(nas::Cause::NetworkNotAllowed)),
          "Detach request (Re-attach not required) (PLMN not allowed)", "nas_eps.emm.cause", "11"},
-        {nasPacket(Direction::Downlink, nas::detachAccept()), "Detach accept", "gsmtap.type", "18"},
-        {nasPacket(Direction::Uplink, nas::trackingAreaUpdateRequest(kKnown, kCell)), "Tracking area update request",
-         "nas_eps.emm.tai_tac", "43"},
-        {nasPacket(Direction::Downlink, nas::trackingAreaUpdateAccept(kKnown, kCell)), "Tracking area update accept",
-         "nas_eps.emm.tai_tac", "43"},
-        {nasPacket(Direction::Uplink, nas::trackingAreaUpdateComplete()), "Tracking area update complete", "gsmtap.type", "18"},
-        {nasPacket(Direction::Uplink, nas::serviceRequest(5, 0x1234), true), "Service request", "nas_eps.seq_no_short", "5"},
+        {downlink(nas::detachAccept()), "Detach accept", "gsmtap.type", "18"},
+        {uplink(nas::trackingAreaUpdateRequest(kKnown, kCell)), "Tracking area update request", "nas_eps.emm.tai_tac", "43"},
+        {downlink(nas::trackingAreaUpdateAccept(kKnown, kCell)), "Tracking area update accept", "nas_eps.emm.tai_tac", "43"},
+        {uplink(nas::trackingAreaUpdateComplete()), "Tracking area update complete", "gsmtap.type", "18"},
+        {uplink(nas::serviceRequest(5, 0x1234), true), "Service request", "nas_eps.seq_no_short", "5"},
         {gsmtap::logLine(time, gsmtap::Level::Notice, "BOOT", "boot: Ready"), "boot: Ready", "gsmtap_log.subsys", "BOOT"},
     };
     const support::TempFolder folder;
@@ -131,14 +126,14 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
     for (const Row& row : rows) {
         std::map<std::string, std::string> shown;
         std::string line;
-        ASSERT_TRUE(std::getline(lines, line)) << row.shown;
+        ASSERT_TRUE(std::getline(lines, line)) << row.info;
         std::istringstream columns(line);
         for (const std::string& field : fields) {
             std::getline(columns, shown[field], '\t');
         }
-        EXPECT_EQ(shown["_ws.col.Info"], row.shown);
-        EXPECT_EQ(shown["_ws.malformed"] + shown["_ws.expert.message"], "") << row.shown;
-        EXPECT_EQ(shown[row.field], row.value) << row.field << " of " << row.shown;
+        EXPECT_EQ(shown["_ws.col.Info"], row.info);
+        EXPECT_EQ(shown["_ws.malformed"] + shown["_ws.expert.message"], "") << row.info;
+        EXPECT_EQ(shown[row.field], row.value) << row.field << " of " << row.info;
     }
 }
 
