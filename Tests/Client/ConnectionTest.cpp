@@ -97,7 +97,7 @@ const Answering kAnswerings[] = {
     {"by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "was Corvane stopped?", 2},
     {"by silence", [](Connection&, const Request&) {}, kTimedOut, "did not answer within 0.2 s.", 1, 200ms},
     {"by an event only", sends({0x82, 0x04, 0x60}), kTimedOut, "", 1, 200ms},
-    {"by garbage", sends({0xDE, 0xAD}), kMalformed, "sent what the protocol does not allow", 2},
+    {"by garbage", sends({0xDE, 0xAD}), kMalformed, "sent what the protocol does not allow, so the connection was closed.\"}", 2},
     {"by more than a packet may hold", sends(std::vector<std::uint8_t>(ryn::wire::kMaxPacketSize + 1)), kMalformed, "", 2},
     {"to an id before the first", sends({0x83, 0x02, 0x00, 0x00}), kMalformed, "", 2},
     {"to an id behind the last", sends({0x83, 0x02, 0x17, 0x00}), kMalformed, "", 2},

@@ -202,7 +202,10 @@ TEST(Wire, TakesManyKeysInAnyOrder) {
 
 bool encodes(const xpc::Object& argument) {
     Buffer buffer;
-    return wire::encode(wire::Request{1, "C", argument}, buffer);
+    const bool inRequest = wire::encode(wire::Request{1, "C", argument}, buffer);
+    EXPECT_EQ(wire::encode(wire::Reply{24, 0, argument}, buffer), inRequest);
+    EXPECT_EQ(wire::encode(wire::Event{"EE", argument}, buffer), inRequest);
+    return inRequest;
 }
 
 xpc::Object nested(unsigned depth) {
