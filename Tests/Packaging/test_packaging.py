@@ -163,6 +163,7 @@ def test_everything_is_installed_below_the_prefix(prefix):
         *[f"lib/systemd/system/{unit.replace('.', '@.')}" for unit in units],
         "lib/sysusers.d/corvane.conf", "lib/tmpfiles.d/corvane.conf", "sbin/Corvane", "sbin/Pellcore",
         "share/bash-completion/completions/ryntool", "share/fish/vendor_completions.d/ryntool.fish",
+        "share/doc/corvane/journal.conf",
         *[f"share/doc/corvane/scenarios/{name}.json" for name in ("bad-day", "boot-fails", "crash", "no-service", "stalled-trace")],
         "share/man/man1/corvane-bridge.1", "share/man/man1/ryntool.1", "share/man/man5/corvane-scenario.5", "share/man/man5/corvane-snapshot.5",
         "share/man/man7/corvane-protocol.7", "share/man/man8/Corvane.8", "share/man/man8/Pellcore.8",

@@ -1,6 +1,7 @@
 #include "Corvane/requests/Services.h"
 
 #include "Corvane/requests/Replies.h"
+#include "Corvane/support/Journal.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/UtcTime.h"
@@ -41,8 +42,9 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       traceSwitches_(traceSettings_, traceRecorders_),
       diagTrace_({loop, traceSettings_, traceRecorders_, std::move(streamAccess), [this] { resetStalledBaseband(); }},
                  stateFolder) {
-    traceSettings_.setCheck(
-        [this](const TraceProperty& property, std::string_view value) { return checkSetting(property, value); });
+    traceSettings_.setPrepare([this](const TraceProperty& property, std::string_view value, Completion<void> done) {
+        prepareSetting(property, value, std::move(done));
+    });
     traceSettings_.setOnChange(
         [this](const TraceProperty& property, const std::string& value) { settingChanged(property, value); });
 }
@@ -93,12 +95,14 @@ void Services::reset(const ResetRequest& request, Completion<void> completion) {
     });
 }
 
-Result<void> Services::checkSetting(const TraceProperty& property, std::string_view value) const {
-    if (property.trace == ryn::trace::Type::SYSLOG && value == "true") {
-        return SystemJournal::checkReadable();
+void Services::prepareSetting(const TraceProperty& property, std::string_view value, Completion<void> done) {
+    auto possible = property.trace == ryn::trace::Type::SYSLOG && value == "true" ? journal::checkReadable("SYSLOG")
+                                                                                  : diagTrace_.check(property, value);
+    if (possible) {
+        traceSwitches_.prepare(property, value, std::move(done));
+    } else {
+        done(std::move(possible));
     }
-    const auto possible = traceSwitches_.check(property, value);
-    return possible ? diagTrace_.check(property, value) : possible;
 }
 
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {
@@ -145,7 +149,7 @@ void Services::checkJournal() {
     if (traceSettings_.value(ryn::trace::Type::SYSLOG, diag::config::kEnabledKey) != "true") {
         return;
     }
-    if (const auto readable = SystemJournal::checkReadable(); !readable) {
+    if (const auto readable = journal::checkReadable("SYSLOG"); !readable) {
         log::warning(readable.refusal().sentence);
         traceSettings_.setReadOnly(ryn::trace::Type::SYSLOG, diag::config::kEnabledKey, "false");
     }

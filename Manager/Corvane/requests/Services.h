@@ -62,7 +62,7 @@ public:
     void basebandLog(std::string_view sentence) override;
 
 private:
-    Result<void> checkSetting(const TraceProperty& property, std::string_view value) const;
+    void prepareSetting(const TraceProperty& property, std::string_view value, Completion<void> done);
     void settingChanged(const TraceProperty& property, const std::string& value);
     /// What the manager adds to a snapshot.
     SnapshotFile describe(const std::string& reason, const std::string& basebandVersion);

@@ -1,47 +1,26 @@
 #include "Corvane/traces/SystemJournal.h"
 
 #include "Corvane/loop/Timer.h"
+#include "Corvane/support/Journal.h"
 #include "Corvane/support/Text.h"
 #include "Corvane/support/UtcTime.h"
 
 #include <fmt/format.h>
-#include <systemd/sd-journal.h>
 
 #include <cstring>
 #include <deque>
-#include <memory>
 #include <string_view>
 
 namespace corvane {
 
 namespace {
 
+using journal::field;
+using journal::Journal;
+
 constexpr std::size_t kLargestText = 4'194'304;
 constexpr std::size_t kLongestLine = 4096;
 constexpr int kLinesATurn = 200;
-
-struct Closer {
-    void operator()(sd_journal* journal) const { sd_journal_close(journal); }
-};
-using Journal = std::unique_ptr<sd_journal, Closer>;
-
-/// A journal at its end; nullptr with `error` when it can't be opened.
-Journal openAtEnd(int& error) {
-    sd_journal* opened = nullptr;
-    error = sd_journal_open(&opened, SD_JOURNAL_LOCAL_ONLY);
-    Journal journal(error < 0 ? nullptr : opened);
-    error = journal ? sd_journal_seek_tail(journal.get()) : error;
-    return error < 0 ? nullptr : std::move(journal);
-}
-
-std::string_view field(sd_journal* journal, std::string_view name) {
-    const void* data = nullptr;
-    std::size_t size = 0;
-    if (sd_journal_get_data(journal, name.data(), &data, &size) < 0 || size <= name.size()) {
-        return {};
-    }
-    return {static_cast<const char*>(data) + name.size() + 1, size - name.size() - 1};
-}
 
 /// "2026-11-21T12:34:56.789Z sshd[17]: text"
 std::string line(sd_journal* journal, SystemJournal::Time time) {
@@ -98,21 +77,9 @@ SystemJournal::SystemJournal(Loop& loop) : loop_(loop) {}
 
 SystemJournal::~SystemJournal() = default;
 
-Result<void> SystemJournal::checkReadable() {
-    int error = 0;
-    const Journal journal = openAtEnd(error);
-    if (journal && sd_journal_previous(journal.get()) > 0) {
-        return {};
-    }
-    return Refusal::notPermitted(
-        fmt::format("Trace SYSLOG can't be recorded: there is no journal that the manager's user may read{}; members of group "
-                    "systemd-journal may read the system's.",
-                    journal ? "" : fmt::format(" ({})", std::strerror(-error))));
-}
-
 void SystemJournal::read(Time since, Completed completed) {
     int error = 0;
-    Journal journal = openAtEnd(error);
+    Journal journal = journal::openAtEnd(error);
     if (!journal) {
         completed(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
         return;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Corvane/loop/Loop.h"
-#include "Corvane/support/Result.h"
 
 #include <chrono>
 #include <functional>
@@ -21,9 +20,6 @@ public:
     ~SystemJournal();
     SystemJournal(const SystemJournal&) = delete;
     SystemJournal& operator=(const SystemJournal&) = delete;
-
-    /// Whether any of it can be read; the refusal says who may.
-    static Result<void> checkReadable();
 
     /// Reads what was logged since a time, a line each with the UTC time first: the newest 4 MB of it. Some lines in a turn of
     /// the loop, so that nobody waits for it. The text says why when nothing can be read.

@@ -105,16 +105,30 @@ void TraceSettings::set(std::string_view trace, std::string_view property, std::
         return;
     }
     Row& row = **found;
-    if (const auto checked = check_ ? check_(row.property, *accepted) : Result<void>(); !checked) {
-        done(checked);
+    if (!prepare_) {
+        store(row, *accepted, done);
         return;
     }
+    prepare_(row.property, *accepted, [this, &row, text = *accepted, done](const Result<void>& prepared) {
+        if (prepared) {
+            store(row, text, done);
+        } else {
+            done(prepared);
+        }
+    });
+}
+
+void TraceSettings::store(Row& row, const std::string& value, const Completion<void>& done) {
     if (row.property.keeping != Keeping::Stored) {
-        done(apply(row, *accepted));
+        done(apply(row, value));
         return;
     }
-    group_.store(kArea, storedName(row.property), *accepted,
-                 [this, &row, text = *accepted, done](const Result<void>& stored) { done(stored ? apply(row, text) : stored); });
+    group_.store(kArea, storedName(row.property), value, [this, &row, value, done](const Result<void>& stored) {
+        if (!stored && onChange_) {
+            onChange_(row.property, row.value);
+        }
+        done(stored ? apply(row, value) : stored);
+    });
 }
 
 void TraceSettings::reload(Row& row) {

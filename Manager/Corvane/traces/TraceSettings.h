@@ -24,9 +24,10 @@ public:
 
     /// A stored value that its property doesn't take is logged and replaced by the default.
     TraceSettings(SettingsStore& store, GroupCommit& group);
-    /// Judges a value of the right form before it is stored.
-    using Check = std::function<Result<void>(const TraceProperty& property, std::string_view value)>;
-    void setCheck(Check check) { check_ = std::move(check); }
+    /// Does or refuses what a value of the right form asks for, before it is stored. When it can't be stored `OnChange` is called
+    /// with the old one.
+    using Prepare = std::function<void(const TraceProperty& property, std::string_view value, Completion<void> done)>;
+    void setPrepare(Prepare prepare) { prepare_ = std::move(prepare); }
     void setOnChange(OnChange onChange) { onChange_ = std::move(onChange); }
 
     /// {KeyTracePropertyValue: string}, ready to be sent. @param trace in any letter case.
@@ -64,13 +65,15 @@ private:
     static void reload(Row& row);
     /// Checks a value. @return it as it is stored
     static Result<std::string> accept(const Row& row, std::string_view value);
+    /// Stores an accepted value and makes it the one that counts.
+    void store(Row& row, const std::string& value, const Completion<void>& done);
     /// Makes a value that the store has already the one that counts.
     Result<void> apply(Row& row, const std::string& value);
     static void cache(Row& row, std::string value);
 
     SettingsStore& store_;
     GroupCommit& group_;
-    Check check_;
+    Prepare prepare_;
     OnChange onChange_;
     std::map<std::string, Rows, std::less<>> traces_;
 };

@@ -3,6 +3,9 @@
 #include "Corvane/support/Log.h"
 #include "config/DiagConfig.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace corvane {
 
 using ryn::trace::Type;
@@ -33,15 +36,19 @@ void TraceSwitches::start(Baseband& baseband) {
     setLimits();
 }
 
-Result<void> TraceSwitches::check(const TraceProperty& property, std::string_view value) const {
-    for (const Switch& trace : kSwitches) {
-        const bool isOff = std::string_view(property.name) == trace.property && value == trace.off;
-        if (trace.trace == property.trace && !isOff && !baseband_->canRecord(trace.trace)) {
-            return Refusal::notSupported("Trace " + ryn::trace::typeAsString(trace.trace) + " can't be recorded: this baseband " +
-                                         trace.obstacle + ".");
-        }
+void TraceSwitches::prepare(const TraceProperty& property, std::string_view value, Completion<void> done) {
+    const auto* const trace = std::ranges::find(kSwitches, property.trace, &Switch::trace);
+    const bool isSwitch = trace != std::end(kSwitches) && std::string_view(property.name) == trace->property;
+    if (trace == std::end(kSwitches) || (isSwitch && value == trace->off)) {
+        done({});
+    } else if (!baseband_->canRecord(trace->trace)) {
+        done(Refusal::notSupported("Trace " + ryn::trace::typeAsString(trace->trace) + " can't be recorded: this baseband " +
+                                   trace->obstacle + "."));
+    } else if (isSwitch) {
+        baseband_->switchTrace(trace->trace, true, std::move(done));
+    } else {
+        done({});
     }
-    return {};
 }
 
 void TraceSwitches::settingChanged(const TraceProperty& property) {
@@ -62,9 +69,10 @@ void TraceSwitches::apply(const Switch& trace) {
         return;
     }
     const bool on = settings_.value(trace.trace, trace.property) != trace.off;
-    baseband_->switchTrace(trace.trace, on, [](const Result<void>& switched) {
+    baseband_->switchTrace(trace.trace, on, [this, &trace](const Result<void>& switched) {
         if (!switched) {
             log::warning(switched.refusal().sentence);
+            settings_.setReadOnly(trace.trace, trace.property, std::string(trace.off));
         }
     });
 }

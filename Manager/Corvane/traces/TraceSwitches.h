@@ -17,8 +17,8 @@ public:
 
     /// Before the baseband is started. @param baseband outlives this.
     void start(Baseband& baseband);
-    /// Whether the baseband can do what a property would be set to.
-    Result<void> check(const TraceProperty& property, std::string_view value) const;
+    /// Has the baseband do what a property is about to be set to, unless that is to record nothing more; refused when it can't.
+    void prepare(const TraceProperty& property, std::string_view value, Completion<void> done);
     void settingChanged(const TraceProperty& property);
 
 private:

@@ -16,6 +16,7 @@ from at_modem import AtModem
 from programs import Client, Program, until
 
 MODEM_MANAGER = os.environ.get("MODEM_MANAGER", "/usr/sbin/ModemManager").split()  # "chroot FOLDER ..." tries another version
+JOURNALD = "/lib/systemd/systemd-journald"
 SERVICE = "org.freedesktop.ModemManager1"
 ROOT = "/org/freedesktop/ModemManager1"
 
@@ -27,6 +28,7 @@ class Rig:
         self.socket = f"{folder}/manager.sock"
         self.programs = []
         self.manager = None
+        self.inside = []  # runs a program where the journal is
         self.start_bus()
 
     def environment(self):
@@ -34,7 +36,7 @@ class Rig:
                 "CORVANE_SOCKET": self.socket}
 
     def start(self, *words, **environment):
-        program = Program(*words, **self.environment() | environment)
+        program = Program(*self.inside, *words, **self.environment() | environment)
         self.programs.append(program)
         return program
 
@@ -54,9 +56,21 @@ class Rig:
         self.bus_program.end(signal.SIGKILL)
         self.modem_manager.end(signal.SIGKILL)
 
+    def start_journal(self):
+        """For whatever is started from now on: a journal of its own. @return False where none can be had"""
+        may_mount = subprocess.run(["unshare", "--mount", "mount", "-t", "tmpfs", "none", "/mnt"], capture_output=True).returncode == 0
+        if not may_mount or not os.path.exists(JOURNALD) or not pathlib.Path("/etc/machine-id").read_text().strip():
+            return False
+        journal = self.start("unshare", "--mount", "sh", "-ec", "for folder in /run/systemd /run/log /var/log; do "
+                             f"mount -t tmpfs none $folder; done; mkdir -p /run/systemd/journal; exec {JOURNALD}")
+        self.inside = ["nsenter", f"--mount=/proc/{journal.child.pid}/ns/mnt"]
+        ready = self.inside + ["test", "-S", "/run/systemd/journal/stdout"]
+        until(lambda: subprocess.run(ready).returncode == 0, "the journal")
+        return True
+
     def start_modem_manager(self, session=True):
         """Without a session on the bus it asks polkit what its callers may do."""
-        words = ["--test-session"] if session else []
+        words = (["--test-session"] if session else []) + (["--log-journal"] if self.inside else [])
         self.modem_manager = self.start(*MODEM_MANAGER, *words, "--test-enable", "--test-no-udev",
                                         "--test-no-suspend-resume", "--test-no-qrtr", "--no-auto-scan", "--log-level=INFO",
                                         DBUS_SESSION_BUS_ADDRESS=self.address)
@@ -110,6 +124,16 @@ class Rig:
         """What one run of the real tool prints. The cellular service has to run."""
         return subprocess.run([programs.TOOL, *words], env=os.environ | self.environment(), text=True,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT).stdout
+
+    def rates(self):
+        """The seconds between measurements of each modem's signal."""
+        return [self.call(path, dbus.PROPERTIES_IFACE, "Get", SERVICE + ".Modem.Signal", "Rate") for path in self.modems()]
+
+    def journal(self):
+        return subprocess.run([*self.inside, "journalctl", "--no-pager"], capture_output=True, text=True).stdout
+
+    def recorded(self, trace):
+        return "".join(path.read_text() for path in sorted(self.folder.glob(f"state/Scratch/{trace}.scratch/*")))
 
     def snapshot(self, name):
         return json.loads(next(self.folder.glob(f"state/Snapshots/*/{name}")).read_text())

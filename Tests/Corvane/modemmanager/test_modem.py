@@ -278,6 +278,7 @@ def test_a_refused_permission_is_told_apart(rig, polkit):
     client = rig.ready(AtModem())
     user = re.escape(os.popen("id -un").read().strip())
     for doing, action, answer in [("go online", "Device.Control", client.set_mode(0)), ("reset", "Device.Control", client.reset()),
+                                  ("have its signal measured", "Device.Control", client.set("TEMS", "Mode", "HW")),
                                   ("tell the time", "Time", client.do("GetBasebandTime"))]:
         assert re.match(f"10B: The modem may not {doing}: polkit doesn't allow the user {user} the action "
                         rf"{SERVICE}\.{action} \(.+\)\.$", answer)
@@ -309,13 +310,45 @@ def test_a_snapshot_holds_the_modem_and_its_parts(rig):
     assert rig.snapshot("bearers.json")[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
 
 
-def test_what_a_modem_gives_no_way_to_is_not_recorded(rig):
-    client = rig.ready(AtModem())
-    for trace in ("DIAG", "BasebandIPC", "KernelPCI", "CoreDump"):
-        names = {"TraceName": trace, "TracePropertyName": "Enabled"}
-        assert client.do("SetTraceProperty", **names, TracePropertyValue="true").startswith(
-            f"102: Trace {trace} can't be recorded: this baseband ")
-        assert client.do("GetTraceProperty", **names) == {"KeyTracePropertyValue": "false"}
+def test_traces_record_what_modem_manager_tells(rig):
+    rig.modem_manager.end()
+    has_journal = rig.start_journal()
+    polkit = fakes.Polkit(rig.address, True, False)
+    rig.start_modem_manager(session=False)
+    modem = AtModem()
+    client = rig.ready(modem)
+    for trace in "DIAG", "KernelPCI", "CoreDump":
+        assert client.set(trace, "Enabled", "true").startswith(f"102: Trace {trace} can't be recorded: this baseband ")
+        assert client.get(trace, "Enabled") == "false"
+    assert client.set("TEMS", "Mode", "HW") is None
+    for trace in "BasebandIPC", "SYSLOG":
+        refused = client.set(trace, "Enabled", "true")
+        assert refused is None if has_journal else refused.startswith(f"10B: Trace {trace} can't be recorded: there is no journal ")
+        assert client.get(trace, "Enabled") == str(has_journal).lower()
+    for times in 1, 2:
+        assert client.set_mode(0) is None
+        lines = rig.recorded("TEMS").count("Z,LTE,001 01,43981,-81,-10,\n")
+        until(lambda: rig.recorded("TEMS").count("Z,LTE,001 01,43981,-81,-10,\n") > lines + 1, "two measurements")
+        assert rig.rates() == [1]
+        if has_journal:
+            until(lambda: rig.recorded("BasebandIPC").count("logging: level 'DEBUG'") == times, "the level")
+            until(lambda: "--> 'AT+CESQ<CR>" in rig.recorded("BasebandIPC").rpartition("'DEBUG'")[2], "an exchange")
+        rig.modem_manager.end(signal.SIGKILL)
+        rig.start_modem_manager(session=False)
+        rig.plug(modem)
+        until(lambda: client.state() == "Ready", "the modem")
+    assert not has_journal or "ModemManager[" in (client.collect() / "system.log").read_text()
+    until(lambda: rig.rates() == [1], "the rate")
+    rig.manager.end()
+    until(lambda: rig.rates() == [0], "the rate as it was")
+    polkit.answer = False, False
+    client = rig.start_manager()
+    until(lambda: client.get("TEMS", "Mode") == "OFF", "the refusal")
+    until(lambda: client.get("BasebandIPC", "Enabled") == "false", "the refusal")
+    rig.manager.says("The modem may not have its signal measured: polkit doesn't allow")
+    if has_journal:
+        until(lambda: rig.journal().count("logging: level 'INFO'") == 1, "the level as it was")
+        rig.manager.says(f"The modem may not have its messages logged: polkit doesn't allow the user root the action {SERVICE}.Control (")
 
 
 def test_errors_are_understood_by_their_names(rig):

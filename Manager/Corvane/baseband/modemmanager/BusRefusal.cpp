@@ -64,7 +64,7 @@ std::string polkitAction(std::string_view interface) {
             return MM_DBUS_SERVICE + std::string(own.substr(own.rfind('.')));
         }
     }
-    return MM_DBUS_SERVICE ".Device.Control";
+    return interface == MM_DBUS_SERVICE ? MM_DBUS_SERVICE ".Control" : MM_DBUS_SERVICE ".Device.Control";
 }
 
 std::string userName() {

@@ -8,7 +8,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const char* kRoot = "/org/freedesktop/ModemManager1";
 constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
 constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
 constexpr std::chrono::seconds kReloadPause = 5s;

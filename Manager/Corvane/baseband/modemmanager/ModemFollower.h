@@ -23,6 +23,8 @@ public:
     /// @param name see ModemChoice. @param onChange runs after whatever may concern the chosen modem.
     ModemFollower(Loop& loop, std::string name, OnChange onChange, Log log);
 
+    /// Runs when calls can be made for the last time.
+    void setOnEnding(std::function<void()> onEnding) { onEnding_ = std::move(onEnding); }
     void start() { bus_.start(); }
     /// Answers every outstanding call with an error of cause Aborted; `onChange` doesn't run any more.
     void stop();
@@ -55,12 +57,20 @@ public:
         bus_.call({kService, path, interface, member}, limit, std::move(handler), signature, arguments...);
     }
 
+    /// Calls a method of ModemManager itself.
+    template <typename... Arguments>
+    void callManager(const char* member, SystemBus::Handler handler, const char* signature, Arguments... arguments) {
+        callObject(kRoot, kService, member, kAnswerLimit, std::move(handler), signature, arguments...);
+    }
+
 private:
     static constexpr const char* kService = "org.freedesktop.ModemManager1";
+    static constexpr const char* kRoot = "/org/freedesktop/ModemManager1";
 
     void busConnected() override;
     void busLost(const std::string& why) override;
     void busSignal(const BusSignal& signal) override;
+    void busEnding() override { onEnding_(); }
 
     void ownerChanged(const BusSignal& signal);
     void interfacesAdded(const BusSignal& signal);
@@ -77,6 +87,7 @@ private:
     void update();
 
     const OnChange onChange_;
+    std::function<void()> onEnding_;
     const Log log_;
     ModemObjects objects_;
     ModemChoice choice_;

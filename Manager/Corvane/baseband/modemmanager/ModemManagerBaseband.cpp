@@ -27,20 +27,35 @@ ModemManagerBaseband::ModemManagerBaseband(Loop& loop, SettingsStore& store, std
           loop, std::move(modem), [this] { modemChanged(); }, [this](const std::string& sentence) { log(sentence); }),
       reset_(loop, follower_, [this] { announce(); }),
       modeChanges_(loop, follower_, wish_, [this](const std::string& sentence) { log(sentence); }),
-      signal_(loop, follower_) {}
+      signal_(loop, follower_),
+      measurements_(
+          loop, follower_, signal_, [this](const TraceRecord& line) { record(line); },
+          [this](const std::string& sentence) { log(sentence); }),
+      messageLog_(
+          loop, follower_, [this](const TraceRecord& line) { record(line); },
+          [this](const std::string& sentence) { log(sentence); }) {}
 
 void ModemManagerBaseband::start(BasebandListener& listener) {
     listener_ = &listener;
     announcedBootStatus_ = bootStatus();
+    follower_.setOnEnding([this] { stopTraces(); });
+    measurements_.start();
+    messageLog_.start();
     follower_.start();
 }
 
 void ModemManagerBaseband::stop() {
     listener_ = nullptr;
     modeChanges_.stop();
-    signal_.stop();
+    stopTraces();
     reset_.stop();
     follower_.stop();
+}
+
+void ModemManagerBaseband::stopTraces() {
+    measurements_.stop();
+    messageLog_.stop();
+    signal_.stop();
 }
 
 void ModemManagerBaseband::getBootState(Completion<BootStatus> completion) {
@@ -143,7 +158,27 @@ xpc::Object ModemManagerBaseband::statistics() const {
     return figures;
 }
 
+bool ModemManagerBaseband::canRecord(ryn::trace::Type trace) const {
+    return trace == ryn::trace::Type::TEMS || trace == ryn::trace::Type::BasebandIPC;
+}
+
+void ModemManagerBaseband::switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) {
+    if (!canRecord(trace)) {
+        completion(cannot("record this trace"));
+        return;
+    }
+    modemmanager::ModemTrace& recorded =
+        trace == ryn::trace::Type::TEMS ? static_cast<modemmanager::ModemTrace&>(measurements_) : messageLog_;
+    if (on) {
+        recorded.switchOn(std::move(completion));
+    } else {
+        recorded.switchOff();
+        completion({});
+    }
+}
+
 void ModemManagerBaseband::collectSnapshot(Completion<SnapshotFiles> completion) {
+    messageLog_.read();
     collectModemSnapshot(follower_, std::move(completion));
 }
 
@@ -163,6 +198,8 @@ void ModemManagerBaseband::modemChanged() {
     announce();
     modeChanges_.modemChanged();
     signal_.modemChanged();
+    measurements_.modemChanged();
+    messageLog_.modemChanged();
 }
 
 /// A modem that has booted is in no mode that anybody asked for.
@@ -211,6 +248,12 @@ void ModemManagerBaseband::announceMode() {
             wish_.set(follower_.identity(), mode);  // somebody else has asked ModemManager for it
         }
         listener_->operatingModeChanged(*mode);
+    }
+}
+
+void ModemManagerBaseband::record(const TraceRecord& record) {
+    if (listener_ != nullptr) {
+        listener_->traceRecorded(record);
     }
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
+#include "Corvane/baseband/modemmanager/MeasurementTrace.h"
+#include "Corvane/baseband/modemmanager/MessageLog.h"
 #include "Corvane/baseband/modemmanager/ModeChanges.h"
 #include "Corvane/baseband/modemmanager/ModeWish.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
@@ -33,9 +35,12 @@ public:
     void reset(const ResetRequest& request, Completion<void> completion) override;
     void eraseNVData(Completion<void> completion) override;
     void getStatistics(Completion<xpc::Object> completion) override;
+    bool canRecord(ryn::trace::Type trace) const override;
+    void switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) override;
     void collectSnapshot(Completion<SnapshotFiles> completion) override;
 
 private:
+    void stopTraces();
     /// Why no reset can begin; nullopt when one can.
     std::optional<Refusal> refuseReset() const;
     BootStatus bootStatus() const;
@@ -45,6 +50,7 @@ private:
     void announceBootState();
     void announceMode();
     xpc::Object statistics() const;
+    void record(const TraceRecord& record);
     void log(const std::string& sentence);
 
     BasebandListener* listener_ = nullptr;
@@ -53,6 +59,8 @@ private:
     modemmanager::ModemReset reset_;
     modemmanager::ModeChanges modeChanges_;
     modemmanager::ModemSignal signal_;
+    modemmanager::MeasurementTrace measurements_;
+    modemmanager::MessageLog messageLog_;
 
     std::string_view loggedState_;  ///< ModemManager's word
     BootStatus announcedBootStatus_;

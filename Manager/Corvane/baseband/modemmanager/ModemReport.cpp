@@ -1,6 +1,7 @@
 #include "Corvane/baseband/modemmanager/ModemReport.h"
 
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
+#include "Corvane/baseband/modemmanager/ModemSignal.h"
 #include "Corvane/baseband/modemmanager/NamedProperties.h"
 #include "Corvane/support/ReadableJson.h"
 #include "Corvane/support/Values.h"
@@ -40,8 +41,6 @@ constexpr Figure kFigures[] = {
     {"OperatorName", kThreeGppInterface, "OperatorName"},
     {"OperatorCode", kThreeGppInterface, "OperatorCode"},
 };
-/// Of Modem.Signal: the first technology that is measured is the one that counts.
-constexpr const char* kMeasured[] = {"Lte", "Nr5g"};
 constexpr std::pair<const char*, const char*> kMeasurements[] = {{"RSRP", "rsrp"}, {"RSRQ", "rsrq"}, {"SNR", "snr"}};
 
 bool isKnown(const xpc::Object& value) {
@@ -63,14 +62,9 @@ void addSignal(const Modem& modem, const xpc::Object& statistics) {
     const xpc::Object quality = modem.property(kModemInterface, "SignalQuality");
     setKnown(statistics, "SignalQualityPercentage", xpc::Object::share(xpc_array_get_value(quality.get(), 0)));
     setKnown(statistics, "SignalQualityRecent", xpc::Object::share(xpc_array_get_value(quality.get(), 1)));
-    for (const char* technology : kMeasured) {
-        const xpc::Object measured = modem.property(kSignalInterface, technology);
-        if (xpc_dictionary_get_count(measured.get()) > 0) {
-            for (const auto& [key, name] : kMeasurements) {
-                setKnown(statistics, key, at(measured, name));
-            }
-            return;
-        }
+    const SignalFigures measured = signalOf(modem);
+    for (const auto& [key, name] : kMeasurements) {
+        setKnown(statistics, key, at(measured.figures, name));
     }
 }
 
@@ -128,18 +122,10 @@ void addProperties(ModemFollower& follower, const SnapshotPtr& snapshot, const x
 
 void addPlace(ModemFollower& follower, const SnapshotPtr& snapshot) {
     ++snapshot->outstanding;
-    const auto answered = [snapshot](const BusReply& reply) {
-        if (reply.error) {
-            const Refusal refusal = refusalFor(*reply.error, MM_DBUS_INTERFACE_MODEM_LOCATION, "tell where it is", nullptr);
-            setKnown(snapshot->modem, "Location", text(refusal.sentence));
-        } else {
-            const std::string source = std::to_string(MM_MODEM_LOCATION_SOURCE_3GPP_LAC_CI);
-            const char* location = xpc_string_get_string_ptr(at(reply.argument(0), source.c_str()).get());
-            setKnown(snapshot->modem, "Location", placeOf(location == nullptr ? "" : location));
-        }
+    askPlace(follower, [snapshot](const Result<xpc::Object>& place) {
+        setKnown(snapshot->modem, "Location", place ? *place : text(place.refusal().sentence));
         snapshot->finish();
-    };
-    follower.call(MM_DBUS_INTERFACE_MODEM_LOCATION, "GetLocation", kReportLimit, answered);
+    });
 }
 
 }  // namespace
@@ -152,6 +138,19 @@ xpc::Object modemStatistics(const Modem& modem) {
     }
     addSignal(modem, statistics);
     return statistics;
+}
+
+void askPlace(ModemFollower& follower, Completion<xpc::Object> completion) {
+    const auto answered = [done = std::move(completion)](const BusReply& reply) {
+        if (reply.error) {
+            done(refusalFor(*reply.error, MM_DBUS_INTERFACE_MODEM_LOCATION, "tell where it is", nullptr));
+            return;
+        }
+        const std::string source = std::to_string(MM_MODEM_LOCATION_SOURCE_3GPP_LAC_CI);
+        const char* location = xpc_string_get_string_ptr(at(reply.argument(0), source.c_str()).get());
+        done(placeOf(location == nullptr ? "" : location));
+    };
+    follower.call(MM_DBUS_INTERFACE_MODEM_LOCATION, "GetLocation", kReportLimit, answered);
 }
 
 void collectModemSnapshot(ModemFollower& follower, Completion<SnapshotFiles> completion) {

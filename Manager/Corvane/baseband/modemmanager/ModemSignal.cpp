@@ -1,5 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModemSignal.h"
 
+#include "Corvane/baseband/modemmanager/BusRefusal.h"
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
 #include <utility>
@@ -9,73 +10,104 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t kSecondsBetweenMeasurements = 5;
+/// What a question has it measured by.
+constexpr std::uint32_t kSecondsOfQuestion = 5;
 constexpr std::chrono::seconds kFirstMeasurementLimit = 1s;
 /// How long after the last question ModemManager goes on measuring.
 constexpr std::chrono::seconds kIdleLimit = 60s;
 
+constexpr std::pair<const char*, std::string_view> kTechnologies[] = {{"Lte", "LTE"}, {"Nr5g", "5G"},   {"Umts", "UMTS"},
+                                                                      {"Gsm", "GSM"}, {"Evdo", "EVDO"}, {"Cdma", "CDMA"}};
+
 }  // namespace
+
+SignalFigures signalOf(const Modem& modem) {
+    for (const auto& [property, technology] : kTechnologies) {
+        if (xpc::Object figures = modem.property(kSignalInterface, property); xpc_dictionary_get_count(figures.get()) > 0) {
+            return {technology, std::move(figures)};
+        }
+    }
+    return {};
+}
 
 void ModemSignal::measure(std::function<void()> then) {
     const Modem* modem = follower_.modem();
-    const bool canMeasure = modem != nullptr && modem->has(kSignalInterface) && isActive(*modem);
-    if (canMeasure && modem->path == path_) {
-        idle_.set(kIdleLimit, [this] { switchOff(); });
+    if (modem == nullptr || !modem->has(kSignalInterface) || !isActive(*modem)) {
+        then();
+        return;
     }
-    if (!canMeasure || isMeasured() || modem->path == path_) {
+    asked_.set(kIdleLimit, [this] { setRate([](const Result<void>&) {}); });
+    if (isMeasured() || (modem->path == path_ && seconds_ != 0)) {
         then();
         return;
     }
     waiting_.push_back(std::move(then));
     if (waiting_.size() == 1) {
         wait_.set(kFirstMeasurementLimit, [this] { finish(); });
-        switchOn();
+        setRate([this](const Result<void>& done) {
+            if (!done) {
+                finish();
+            }
+        });
     }
 }
 
-/// Leaves a rate alone that somebody else has set.
-void ModemSignal::switchOn() {
-    const Modem& modem = *follower_.modem();
-    if (xpc_int64_get_value(modem.property(kSignalInterface, "Rate").get()) != 0) {
+void ModemSignal::measureEverySecond(bool on, Completion<void> done) {
+    everySecond_ = on;
+    setRate(std::move(done));
+}
+
+/// A question leaves a rate alone that somebody else has set.
+std::uint32_t ModemSignal::wantedSeconds() const {
+    if (everySecond_) {
+        return 1;
+    }
+    return foreignSeconds_ == 0 && asked_.isSet() ? kSecondsOfQuestion : foreignSeconds_;
+}
+
+void ModemSignal::setRate(Completion<void> done) {
+    const Modem* modem = follower_.modem();
+    if (modem == nullptr || !modem->has(kSignalInterface)) {
+        done({});
         return;
     }
-    const auto answered = [this, path = modem.path](const BusReply& reply) {
+    if (modem->path != std::exchange(path_, modem->path)) {
+        foreignSeconds_ = static_cast<std::uint32_t>(xpc_int64_get_value(modem->property(kSignalInterface, "Rate").get()));
+        seconds_ = foreignSeconds_;
+    }
+    const std::uint32_t wanted = wantedSeconds();
+    if (wanted == seconds_) {
+        done({});
+        return;
+    }
+    const std::uint32_t before = std::exchange(seconds_, wanted);
+    const auto answered = [this, path = path_, before, wanted, done = std::move(done)](const BusReply& reply) {
         if (reply.error) {
-            finish();
+            seconds_ = path == path_ && seconds_ == wanted ? before : seconds_;
+            done(refusalFor(*reply.error, kSignalInterface, "have its signal measured", follower_.modem()));
             return;
         }
-        path_ = path;
-        idle_.set(kIdleLimit, [this] { switchOff(); });
+        done({});
     };
-    follower_.call(kSignalInterface, "Setup", kAnswerLimit, answered, "u", kSecondsBetweenMeasurements);
-}
-
-void ModemSignal::switchOff() {
-    const std::string path = std::exchange(path_, {});
-    if (follower_.modem() != nullptr && follower_.modem()->path == path) {
-        follower_.call(
-            kSignalInterface, "Setup", kAnswerLimit, [](const BusReply&) {}, "u", std::uint32_t{0});
-    }
+    follower_.call(kSignalInterface, "Setup", kAnswerLimit, answered, "u", wanted);
 }
 
 bool ModemSignal::isMeasured() const {
-    const Modem* modem = follower_.modem();
-    for (const char* technology : {"Lte", "Nr5g", "Umts", "Gsm", "Evdo", "Cdma"}) {
-        if (modem != nullptr && xpc_dictionary_get_count(modem->property(kSignalInterface, technology).get()) > 0) {
-            return true;
-        }
-    }
-    return false;
+    return follower_.modem() != nullptr && !signalOf(*follower_.modem()).technology.empty();
 }
 
 void ModemSignal::modemChanged() {
+    if (follower_.modem() == nullptr) {
+        path_.clear();  // of a ModemManager that begins anew the next modem may have the same
+    }
     if (!waiting_.empty() && (follower_.modem() == nullptr || isMeasured())) {
         finish();
     }
 }
 
 void ModemSignal::stop() {
-    idle_.cancel();
+    asked_.cancel();
+    setRate([](const Result<void>&) {});
     finish();
 }
 

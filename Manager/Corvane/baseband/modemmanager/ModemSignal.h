@@ -3,36 +3,51 @@
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 #include "Corvane/loop/Timer.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace corvane::modemmanager {
+
+struct SignalFigures {
+    std::string_view technology;  ///< "LTE"; empty when nothing is measured
+    xpc::Object figures;          ///< by ModemManager's names: "rsrp", ...
+};
+/// Of the first technology that the modem measures.
+SignalFigures signalOf(const Modem& modem);
 
 /// Has ModemManager measure the signal of the modem while somebody wants to know it: each measurement wakes the modem.
 class ModemSignal {
 public:
     /// @param follower outlives this.
-    ModemSignal(Loop& loop, ModemFollower& follower) : follower_(follower), wait_(loop), idle_(loop) {}
+    ModemSignal(Loop& loop, ModemFollower& follower) : follower_(follower), wait_(loop), asked_(loop) {}
 
     /// Runs `then` as soon as there are figures, at the latest after a second; at once when it has been measured for longer.
     void measure(std::function<void()> then);
+    /// From now on, of the modem that is there.
+    void measureEverySecond(bool on, Completion<void> done);
     /// After whatever may concern the modem.
     void modemChanged();
-    /// Runs what waits.
+    /// Runs what waits, and leaves ModemManager as it was.
     void stop();
 
 private:
     bool isMeasured() const;
-    void switchOn();
-    void switchOff();
+    std::uint32_t wantedSeconds() const;
+    /// Tells ModemManager how often the modem is to be measured, if that is something else than before.
+    void setRate(Completion<void> done);
     void finish();
 
     ModemFollower& follower_;
     std::vector<std::function<void()>> waiting_;
-    std::string path_;  ///< of the modem that measures for us
+    std::string path_;                  ///< of the modem that the rates are of
+    std::uint32_t foreignSeconds_ = 0;  ///< between measurements, as it was before; 0 for none
+    std::uint32_t seconds_ = 0;
+    bool everySecond_ = false;
     Timer wait_;
-    Timer idle_;
+    Timer asked_;  ///< while the last question is not long ago
 };
 
 }  // namespace corvane::modemmanager

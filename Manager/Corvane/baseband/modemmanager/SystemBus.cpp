@@ -14,6 +14,7 @@ using namespace std::chrono_literals;
 
 constexpr std::chrono::milliseconds kFirstPause = 100ms;
 constexpr std::chrono::milliseconds kLongestPause = 5s;
+constexpr std::chrono::milliseconds kLastCallsLimit = 1s;
 
 std::string orEmpty(const char* text) {
     return text == nullptr ? std::string() : std::string(text);
@@ -60,14 +61,14 @@ int SystemBus::open() {
     for (const std::string& match : matches_) {
         result = std::min(result, sd_bus_add_match_async(opened, nullptr, match.c_str(), signalled, nullptr, this));
     }
-    result = std::min(result, dropAtExit());
+    result = std::min(result, endAtExit());
     return std::min(result, sd_bus_attach_event(opened, &loop_.event(), SD_EVENT_PRIORITY_NORMAL));
 }
 
 /// Ahead of what sd-bus does when the loop ends: it would wait until all is sent, for 90 s when the bus doesn't answer.
-int SystemBus::dropAtExit() {
+int SystemBus::endAtExit() {
     const auto exiting = [](sd_event_source*, void* bus) {
-        static_cast<SystemBus*>(bus)->stop();
+        static_cast<SystemBus*>(bus)->end();
         return 0;
     };
     sd_event_source* source = nullptr;
@@ -76,6 +77,25 @@ int SystemBus::dropAtExit() {
     }
     exit_.reset(source);
     return sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT);
+}
+
+/// Whoever answers the last calls may ask the bus who makes them, so the connection stays until they are answered.
+void SystemBus::end() {
+    ending_ = true;
+    listener_.busEnding();
+    const auto deadline = std::chrono::steady_clock::now() + kLastCallsLimit;
+    while (std::ranges::any_of(calls_, &Call::isLast) && sd_bus_is_ready(connection_.get()) > 0) {
+        const std::chrono::microseconds left =
+            std::chrono::duration_cast<std::chrono::microseconds>(deadline - std::chrono::steady_clock::now());
+        const int processed = sd_bus_process(connection_.get(), nullptr);
+        if (left.count() <= 0 || processed < 0) {
+            break;
+        }
+        if (processed == 0) {
+            sd_bus_wait(connection_.get(), static_cast<std::uint64_t>(left.count()));
+        }
+    }
+    stop();
 }
 
 /// The connection itself is dropped later: sd-bus may be at work in it.
@@ -110,7 +130,7 @@ SystemBus::Message SystemBus::compose(const BusMethod& method) const {
 
 void SystemBus::send(sd_bus_message* message, std::chrono::seconds limit, Handler handler) {
     const auto call =
-        calls_.insert(calls_.end(), Call{*this, std::move(handler), std::chrono::steady_clock::now() + limit, {}, {}});
+        calls_.insert(calls_.end(), Call{*this, std::move(handler), std::chrono::steady_clock::now() + limit, ending_, {}, {}});
     call->self = call;
     const auto answered = [](sd_bus_message* reply, void* data, sd_bus_error*) {
         Call& asked = *static_cast<Call*>(data);

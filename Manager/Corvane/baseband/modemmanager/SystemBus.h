@@ -54,6 +54,8 @@ public:
     /// Outstanding calls have been answered. It is being connected again.
     virtual void busLost(const std::string& why) = 0;
     virtual void busSignal(const BusSignal& signal) = 0;
+    /// The loop ends. Calls that are made now are still answered, if that doesn't take long.
+    virtual void busEnding() = 0;
 };
 
 /// The system bus on the event loop: connected again whenever it was lost, never waited for, stopped when the loop ends.
@@ -100,6 +102,7 @@ private:
         SystemBus& bus;
         Handler handler;
         std::chrono::steady_clock::time_point deadline;
+        bool isLast;  ///< made while the loop ends
         Slot slot;
         std::list<Call>::iterator self;
     };
@@ -107,7 +110,8 @@ private:
     static BusError disconnected();
     void connect();
     int open();
-    int dropAtExit();
+    int endAtExit();
+    void end();
     void lose(const std::string& why);
     Message compose(const BusMethod& method) const;
     void send(sd_bus_message* message, std::chrono::seconds limit, Handler handler);
@@ -118,6 +122,7 @@ private:
     BusListener& listener_;
     Connection connection_;
     EventSource exit_;
+    bool ending_ = false;
     std::list<Call> calls_;
     Timer retry_;
     std::chrono::milliseconds pause_{};  ///< before the next attempt to connect
