@@ -22,45 +22,6 @@ Deadline earlier(const Deadline& left, const Deadline& right) {
     return left && right ? std::min(left, right) : left ? left : right;
 }
 
-/// What the parked thread sleeps on: the descriptors that sources asked for and the earliest of their deadlines.
-struct Watch {
-    std::vector<std::weak_ptr<RunLoopSource>> sources;
-    std::vector<RunLoopSource::Interest> interests;  ///< one for each source
-    std::vector<pollfd> descriptors;                 ///< the same order, then the waker's
-    Deadline deadline;
-
-    void sleep();
-    void serve() const;
-};
-
-void Watch::sleep() {
-    constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
-    int timeout = -1;
-    if (deadline) {
-        const auto left = std::clamp(*deadline - Clock::now(), Clock::duration::zero(), kLongest);
-        timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
-    }
-    if (::poll(descriptors.data(), descriptors.size(), timeout) < 0) {
-        for (auto& entry : descriptors) {
-            entry.revents = 0;  // interrupted: nothing is known
-        }
-    }
-}
-
-/// Sources are held only while they are called: one that goes away during the sleep is skipped.
-void Watch::serve() const {
-    const auto now = Clock::now();
-    for (std::size_t i = 0; i < sources.size(); ++i) {
-        const bool due = interests[i].deadline && *interests[i].deadline <= now;
-        if (descriptors[i].revents == 0 && !due) {
-            continue;
-        }
-        if (const auto source = sources[i].lock()) {
-            source->serve(descriptors[i].revents);
-        }
-    }
-}
-
 class RunLoop {
 public:
     void add(const std::weak_ptr<RunLoopSource>& source);
@@ -68,8 +29,9 @@ public:
     [[noreturn]] void run();
 
 private:
-    Watch look();
-    void sleep(Watch& watch);
+    void look();
+    void sleep();
+    void serve() const;
 
     std::mutex mutex_;
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
@@ -78,7 +40,11 @@ private:
     const int waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     std::atomic<bool> awake_ = false;  ///< the waker was written to since the last look
 
-    std::mutex parked_;  ///< held by the parked thread; a second one waits for it for good
+    std::mutex parked_;  ///< held by the parked thread, which alone uses what follows; a second one waits for it for good
+    std::vector<std::weak_ptr<RunLoopSource>> watched_;
+    std::vector<RunLoopSource::Interest> interests_;  ///< one for each of `watched_`
+    std::vector<pollfd> descriptors_;                 ///< the same order, then the waker's
+    Deadline deadline_;                               ///< the earliest one
 };
 
 void RunLoop::add(const std::weak_ptr<RunLoopSource>& source) {
@@ -101,50 +67,73 @@ void RunLoop::wake() {
     }
 }
 
-Watch RunLoop::look() {
-    Watch watch;
+void RunLoop::look() {
     {
         const std::lock_guard lock(mutex_);
         std::erase_if(sources_, [](const auto& source) { return source.expired(); });
-        watch.sources = sources_;
+        watched_ = sources_;
     }
-    for (const auto& weak : watch.sources) {
+    interests_.clear();
+    descriptors_.clear();
+    deadline_.reset();
+    for (const auto& weak : watched_) {
         const auto source = weak.lock();
-        const auto interest = source ? source->interest() : RunLoopSource::Interest{};
-        watch.interests.push_back(interest);
-        watch.descriptors.push_back({interest.descriptor, interest.events, 0});
-        watch.deadline = earlier(watch.deadline, interest.deadline);
+        const auto& interest = interests_.emplace_back(source ? source->interest() : RunLoopSource::Interest{});
+        descriptors_.push_back({interest.descriptor, interest.events, 0});
+        deadline_ = earlier(deadline_, interest.deadline);
     }
-    return watch;
 }
 
-void RunLoop::sleep(Watch& watch) {
-    watch.descriptors.push_back({waker_, POLLIN, 0});
+void RunLoop::sleep() {
+    constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
+    descriptors_.push_back({waker_, POLLIN, 0});
     if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
-        watch.deadline = earlier(watch.deadline, Clock::now() + kFirstLook);
+        deadline_ = earlier(deadline_, Clock::now() + kFirstLook);
     }
-    watch.sleep();
-    if (watch.descriptors.back().revents != 0) {
+    int timeout = -1;
+    if (deadline_) {
+        const auto left = std::clamp(*deadline_ - Clock::now(), Clock::duration::zero(), kLongest);
+        timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+    }
+    if (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
+        for (auto& entry : descriptors_) {
+            entry.revents = 0;  // interrupted: nothing is known
+        }
+    }
+    if (descriptors_.back().revents != 0) {
         std::uint64_t count = 0;
         [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);
     }
     awake_ = false;  // before the next look, so that no later change is missed
 }
 
+/// Sources are held only while they are called: one that goes away during the sleep is skipped.
+void RunLoop::serve() const {
+    const auto now = Clock::now();
+    for (std::size_t i = 0; i < watched_.size(); ++i) {
+        const bool due = interests_[i].deadline && *interests_[i].deadline <= now;
+        if (descriptors_[i].revents == 0 && !due) {
+            continue;
+        }
+        if (const auto source = watched_[i].lock()) {
+            source->serve(descriptors_[i].revents);
+        }
+    }
+}
+
 void RunLoop::run() {
     const std::lock_guard parked(parked_);
     // Sources that are added right after the start are noticed without being announced.
-    Watch none;
-    none.deadline = Clock::now() + kFirstLook;
-    sleep(none);
+    deadline_ = Clock::now() + kFirstLook;
+    sleep();
     {
         const std::lock_guard lock(mutex_);
         firstLookIsOver_ = true;
     }
     for (;;) {
-        auto watch = look();
-        sleep(watch);
-        watch.serve();
+        look();
+        sleep();
+        serve();
     }
 }
 

@@ -6,7 +6,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -28,8 +27,12 @@ bool waitToRetry(int stream, short event) {
 
 /// Nearly all text is: the terminal is asked for only when it isn't.
 bool isPlain(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char byte) { return (byte >= ' ' && byte <= '~') || byte == '\n' || byte == '\t'; });
+    for (const char byte : text) {
+        if ((byte < ' ' || byte > '~') && byte != '\n' && byte != '\t') {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace

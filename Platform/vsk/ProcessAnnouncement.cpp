@@ -43,21 +43,17 @@ ProcessAnnouncement announceProcess(std::string_view name) {
     constexpr mode_t kFileMode = 0644;
     const auto pid = std::to_string(::getpid());
     const auto line = pid + '\n';
-    for (auto& path : pidFiles(name)) {
-        if (platform::makeFolders(path.substr(0, path.rfind('/')), kFolderMode)) {
-            continue;
-        }
-        auto temporary = path;
-        temporary.append(".").append(pid);
-        if (platform::replaceFile(path, temporary, line, kFileMode, platform::Durability::None)) {
-            continue;
-        }
-        if (auto lock = locked(path)) {
-            ::fchmod(lock.get(), kFileMode);  // whatever the umask: users of other groups look at it
-            return {std::move(path), std::move(lock)};
-        }
+    platform::FileDescriptor lock;
+    auto path = findPidFile(name, [&](const std::string& file) {
+        const bool isWritten = !platform::makeFolders(file.substr(0, file.rfind('/')), kFolderMode) &&
+                               !platform::replaceFile(file, file + "." + pid, line, kFileMode, platform::Durability::None);
+        lock = isWritten ? locked(file) : platform::FileDescriptor();
+        return static_cast<bool>(lock);
+    });
+    if (lock) {
+        ::fchmod(lock.get(), kFileMode);  // whatever the umask: users of other groups look at it
     }
-    return {};
+    return {std::move(path), std::move(lock)};
 }
 
 }  // namespace vsk

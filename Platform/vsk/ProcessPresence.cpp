@@ -92,8 +92,7 @@ bool isAnyProcess(std::string_view name) {
 }  // namespace
 
 bool isProcessRunning(const std::string& name) {
-    const auto files = pidFiles(name);
-    return std::any_of(files.begin(), files.end(), isHeld) || (!name.empty() && isAnyProcess(name));
+    return !findPidFile(name, isHeld).empty() || (!name.empty() && isAnyProcess(name));
 }
 
 }  // namespace vsk

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 
@@ -30,8 +31,13 @@ std::string lowered(std::string_view name) {
     return small;
 }
 
-std::string pidFile(std::string_view folder, std::string_view name) {
-    return std::string(folder).append("/").append(name).append(".pid");
+std::string pidFile(std::initializer_list<std::string_view> folder, std::string_view name) {
+    std::string file;
+    file.reserve(127);  // as a rule all of it
+    for (const std::string_view part : folder) {
+        file.append(part);
+    }
+    return file.append("/").append(name).append(".pid");
 }
 
 /// Of the manager that is meant; empty when it isn't one of several.
@@ -53,19 +59,21 @@ std::string folderOfService(std::string_view name, std::string_view of) {
 
 }  // namespace
 
-std::vector<std::string> pidFiles(std::string_view name) {
+std::string findPidFile(std::string_view name, const std::function<bool(const std::string& file)>& accepts) {
     if (!isFileName(name)) {
         return {};
     }
-    std::vector<std::string> files;
-    if (instance().empty()) {
-        if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime == '/') {
-            files.push_back(pidFile(std::string(runtime) + "/corvane", name));
-        }
-        files.push_back(pidFile(kManagers, name));
-    }
-    files.push_back(pidFile(folderOfService(name, instance()), name));
-    return files;
+    std::string file;
+    const auto isIn = [&](std::initializer_list<std::string_view> folder) {
+        file = pidFile(folder, name);
+        return accepts(file);
+    };
+    const std::string_view own = instance();
+    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
+    const bool isUsers = own.empty() && runtime != nullptr && *runtime == '/';
+    const bool isFound =
+        (isUsers && isIn({runtime, "/corvane"})) || (own.empty() && isIn({kManagers})) || isIn({folderOfService(name, own)});
+    return isFound ? file : std::string();
 }
 
 std::vector<std::string> pidFilesOfOthers(std::string_view name) {
@@ -75,12 +83,12 @@ std::vector<std::string> pidFilesOfOthers(std::string_view name) {
     while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
         const std::string_view found = entry->d_name;
         if (found.starts_with(lowered(name) + "-") && found != mine) {
-            files.push_back(pidFile(std::string(kRun).append(found), name));
+            files.push_back(pidFile({kRun, found}, name));
         }
     }
     if (!mine.empty()) {
-        files.push_back(pidFile(kManagers, name));
-        files.push_back(pidFile(folderOfService(name, {}), name));
+        files.push_back(pidFile({kManagers}, name));
+        files.push_back(pidFile({folderOfService(name, {})}, name));
     }
     return files;
 }
