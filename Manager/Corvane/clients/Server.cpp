@@ -67,7 +67,7 @@ void Server::accept() {
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
-    auto owned = std::make_unique<Client>(std::move(socket), peer, loop_);
+    auto owned = std::make_unique<Client>(std::move(socket), peer, users_[peer.user], loop_);
     Client& client = *owned;
     client.ready = [this, &client] { serve(client); };
     client.session = std::make_shared<Session>(dispatcher_, Requester{peer.user, peer.process, {}, figures_.accepted},
@@ -76,7 +76,7 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     clients_.push_back(std::move(owned));
     ended_.reserve(clients_.size());
     removed_.reserve(clients_.size());
-    ++users_[peer.user].clients;
+    ++client.user.clients;
     ++figures_.accepted;
     ++figures_.connected;
     ++ungreeted_;
@@ -98,7 +98,7 @@ void Server::serve(Client& client) {
     if (client.ended) {
         return;
     }
-    const log::RateLimited::Scope limited(requestlog::isOn() ? nullptr : &users_[client.peer.user].log);
+    const log::RateLimited::Scope limited(requestlog::isOn() ? nullptr : &client.user.log);
     try {
         if (client.outbox.isEmpty()) {
             receive(client);
@@ -183,9 +183,9 @@ void Server::end(Client& client, std::string_view why) {
         Door::dropUnread(client.socket);
     }
     ++figures_.ended;
-    users_[client.peer.user].log.write(log::Level::Warning,
-                                       fmt::format("ended the connection of '{}' (process {}, user {}): it {}",
-                                                   client.session->clientName(), client.peer.process, client.peer.user, why));
+    client.user.log.write(log::Level::Warning,
+                          fmt::format("ended the connection of '{}' (process {}, user {}): it {}", client.session->clientName(),
+                                      client.peer.process, client.peer.user, why));
 }
 
 void Server::lose(Client& client) {
@@ -226,7 +226,7 @@ void Server::remove(Client& client) {
     figures_.connected -= 1;
     figures_.watchingEvents -= client.session->wantsEvents() ? 1 : 0;
     ungreeted_ -= client.session->greeted() ? 0 : 1;
-    users_[client.peer.user].clients -= 1;
+    client.user.clients -= 1;
     const std::size_t index = client.index;
     std::swap(clients_[index], clients_.back());
     clients_[index]->index = index;

@@ -4,7 +4,6 @@
 #include "Corvane/clients/Door.h"
 #include "Corvane/loop/Timer.h"
 #include "Corvane/loop/Watch.h"
-#include "Corvane/support/Log.h"
 #include "Corvane/support/Result.h"
 #include "Platform/FileDescriptor.h"
 
@@ -36,12 +35,6 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-
-    struct User {
-        std::size_t clients = 0;
-        log::RateLimited log{kLinesAMinute};  ///< for what this user's clients cause
-    };
-    static constexpr int kLinesAMinute = 60;
 
     void accept();
     void add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer);

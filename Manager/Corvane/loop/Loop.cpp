@@ -28,7 +28,10 @@ constexpr int kPatience = 1000;
 constexpr std::chrono::seconds kMostPatience{1};
 /// What serving a byte that waits to be read takes at most.
 constexpr std::chrono::nanoseconds kByte{6};
-/// So many may all send the costliest packet at once, and still not make a turn long.
+/// So long into a turn, those that would make it long are told by what waits to be read: a system call each, which a turn of
+/// cheap requests spares.
+constexpr auto kCarefulAfter = kTurn / 8;
+/// So many of those that take little are served in every turn.
 constexpr std::size_t kFew = 16;
 
 Refusal cantMake(int error) {
@@ -138,19 +141,21 @@ void Loop::shareTurn() {
 void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end) {
     std::ranges::sort(watches, {}, &Watch::due_);
     std::size_t served = 0;
+    Clock::time_point begin = Clock::now();
     for (Watch* watch : watches) {
         watch->due_.reset();
-        const Clock::time_point begin = Clock::now();
-        if (ready_.size() > kFew && turnsCostly(*watch)) {
+        if (begin - turnBegan_ >= kCarefulAfter && turnsCostly(*watch)) {
+            begin = Clock::now();
             continue;
         }
         watch->ready_();
         const auto spent = Clock::now() - begin;
+        begin += spent;
         // What took long because the machine was busy with others says nothing about the client, and a single time says little.
         if (spent < kLittle || !wasPreempted()) {
             watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(Clock::duration()) + spent) / 8);
         }
-        if (++served >= atLeast && begin + spent >= end) {
+        if (++served >= atLeast && begin >= end) {
             return;
         }
     }
