@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <string_view>
 
 /// One for each alternative of the variant, in its order.
@@ -42,6 +43,12 @@ template <typename Container>
 std::size_t count(xpc_object_t object) {
     const auto* const container = as<Container>(object);
     return container == nullptr ? 0 : container->size();
+}
+
+/// Where the key stands, or belongs.
+template <typename Entries>
+auto place(Entries& entries, std::string_view key) {
+    return std::ranges::lower_bound(entries, key, std::less<>(), &Dictionary::value_type::first);
 }
 
 template <typename Pointer>
@@ -131,10 +138,14 @@ void xpc_dictionary_set_value(xpc_object_t dictionary, const char* key, xpc_obje
     if (entries == nullptr || key == nullptr) {
         return;
     }
-    if (value == nullptr) {
-        entries->erase(key);
-    } else {
-        entries->insert_or_assign(key, xpc::Object::share(value));
+    const auto entry = place(*entries, key);
+    const bool isKnown = entry != entries->end() && entry->first == key;
+    if (value != nullptr && isKnown) {
+        entry->second = xpc::Object::share(value);
+    } else if (value != nullptr) {
+        entries->emplace(entry, key, xpc::Object::share(value));
+    } else if (isKnown) {
+        entries->erase(entry);
     }
 }
 
@@ -143,7 +154,8 @@ xpc_object_t xpc_dictionary_get_value(xpc_object_t dictionary, const char* key) 
     if (entries == nullptr || key == nullptr) {
         return nullptr;
     }
-    const auto entry = entries->find(std::string_view(key));
+    // Of the few entries that dictionaries have here, most are told apart by their lengths.
+    const auto entry = std::ranges::find(*entries, std::string_view(key), &Dictionary::value_type::first);
     return entry == entries->end() ? nullptr : entry->second.get();
 }
 

@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <map>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -13,7 +13,7 @@
 struct xpc_object {
     using Null = std::monostate;
     using Array = std::vector<xpc::Object>;
-    using Dictionary = std::map<std::string, xpc::Object, std::less<>>;
+    using Dictionary = std::vector<std::pair<std::string, xpc::Object>>;  ///< in ascending order of the keys, each of them once
 
     std::variant<Null, bool, std::int64_t, std::string, Array, Dictionary> value;
     std::atomic<std::uint32_t> references{1};

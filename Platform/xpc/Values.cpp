@@ -2,6 +2,9 @@
 
 #include "Platform/xpc/Value.h"
 
+#include <algorithm>
+#include <functional>
+
 namespace xpc {
 namespace {
 
@@ -28,10 +31,9 @@ struct MemoryOf {
         return sum;
     }
     std::size_t operator()(const xpc_object::Dictionary& dictionary) const {
-        constexpr std::size_t kNode = sizeof(xpc_object::Dictionary::value_type) + 4 * sizeof(void*) + kBlock;
-        std::size_t sum = 0;
+        std::size_t sum = dictionary.capacity() * sizeof(xpc_object::Dictionary::value_type) + kBlock;
         for (const auto& [key, value] : dictionary) {
-            sum += kNode + (*this)(key) + memoryOf(value);
+            sum += (*this)(key) + memoryOf(value);
         }
         return sum;
     }
@@ -65,10 +67,24 @@ Object boolean(bool value) {
 
 Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries) {
     auto made = orNull(xpc_dictionary_create(nullptr, nullptr, 0));
+    if (auto* const dictionary = std::get_if<xpc_object::Dictionary>(&made.get()->value)) {
+        dictionary->reserve(entries.size());
+    }
     for (const auto& [key, value] : entries) {
         set(made, key, value);
     }
     return made;
+}
+
+Object dictionaryOf(std::vector<Entry> entries) {
+    constexpr auto key = &Entry::first;
+    if (std::ranges::adjacent_find(entries, std::greater_equal<>(), key) != entries.end()) {
+        std::ranges::sort(entries, {}, key);
+        if (std::ranges::adjacent_find(entries, {}, key) != entries.end()) {
+            return {};
+        }
+    }
+    return Object::adopt(new xpc_object{std::move(entries)});
 }
 
 Object array(const std::vector<Object>& values) {
@@ -81,11 +97,6 @@ Object array(const std::vector<Object>& values) {
 
 void set(const Object& dictionary, const char* key, const Object& value) {
     xpc_dictionary_set_value(dictionary.get(), key, value.get());
-}
-
-bool insert(const Object& dictionary, std::string_view key, const Object& value) {
-    auto* const entries = dictionary ? std::get_if<xpc_object::Dictionary>(&dictionary.get()->value) : nullptr;
-    return entries != nullptr && entries->try_emplace(std::string(key), value).second;
 }
 
 std::optional<std::string> textAt(const Object& dictionary, const char* key) {

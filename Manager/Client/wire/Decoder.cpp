@@ -3,12 +3,14 @@
 #include "Platform/Utf8.h"
 #include "platform/xpc/Values.h"
 
+#include <algorithm>
 #include <iterator>
 #include <limits>
 
 namespace ryn::wire {
 namespace {
 
+constexpr std::size_t kUsualEntries = 4;  // of a dictionary
 constexpr std::uint64_t kLargestInteger = std::numeric_limits<std::int64_t>::max();
 
 /// Reads CBOR items from the front of a packet. Every reader gives nullopt, or an empty object, when the next item is not what
@@ -140,7 +142,7 @@ private:
         }
     }
 
-    // What a packet claims to hold is believed only as far as its bytes go: nothing is set aside for it beforehand, and the
+    // What a packet claims to hold is believed only as far as its bytes go: little is set aside for it beforehand, and the
     // first item that is missing ends the reading.
     xpc::Object array(std::uint64_t count, unsigned depth) {
         if (count > valuesLeft_) {
@@ -157,30 +159,24 @@ private:
         return array;
     }
 
-    struct Entry {
-        std::string_view key;
-        xpc::Object value;
-    };
-
-    /// An entry without a value is refused.
-    Entry entry(unsigned depth) {
-        const std::optional<Head> head = nextHead();
-        const auto key = head && head->major == Major::Text ? string(*head) : std::nullopt;
-        return key && key->find('\0') == std::string_view::npos ? Entry{*key, value(depth + 1)} : Entry{};
-    }
-
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {
         if (count > valuesLeft_) {
             return {};
         }
-        auto dictionary = xpc::Object::adopt(xpc_dictionary_create(nullptr, nullptr, 0));
+        std::vector<xpc::Entry> entries;
+        entries.reserve(std::min<std::size_t>(count, kUsualEntries));
         for (; count > 0; --count) {
-            const Entry next = entry(depth);
-            if (!next.value || !xpc::insert(dictionary, next.key, next.value)) {
+            const std::optional<Head> head = nextHead();
+            const auto key = head && head->major == Major::Text ? string(*head) : std::nullopt;
+            if (!key || key->find('\0') != std::string_view::npos) {
+                return {};
+            }
+            const xpc::Entry& entry = entries.emplace_back(*key, value(depth + 1));
+            if (!entry.second) {
                 return {};
             }
         }
-        return dictionary;
+        return xpc::dictionaryOf(std::move(entries));
     }
 
     std::span<const std::uint8_t> rest_;

@@ -7,9 +7,12 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <utility>
+#include <vector>
 
 namespace corvane {
 namespace {
@@ -21,18 +24,16 @@ constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
 
 xpc::Object toObject(const Json& json) {
     if (json.is_object()) {
-        xpc::Object made = dictionary({});
+        std::vector<xpc::Entry> entries;
         for (const auto& [key, value] : json.items()) {
-            xpc::insert(made, key, toObject(value));
+            entries.emplace_back(key, toObject(value));
         }
-        return made;
+        return xpc::dictionaryOf(std::move(entries));
     }
     if (json.is_array()) {
-        auto made = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-        for (const Json& value : json) {
-            xpc_array_append_value(made.get(), toObject(value).get());
-        }
-        return made;
+        std::vector<xpc::Object> values;
+        std::ranges::transform(json, std::back_inserter(values), toObject);
+        return xpc::array(values);
     }
     if (json.is_string()) {
         return text(json.get_ref<const std::string&>());

@@ -22,11 +22,12 @@ Object text(std::string_view bytes);
 Object number(std::int64_t value);
 Object boolean(bool value);
 Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries = {});
+/// @return an empty object when a key stands twice.
+using Entry = std::pair<std::string, Object>;
+Object dictionaryOf(std::vector<Entry> entries);
 Object array(const std::vector<Object>& values);
 /// Sets or replaces an entry of a dictionary that is still being made.
 void set(const Object& dictionary, const char* key, const Object& value);
-/// Adds an entry. @return false, and nothing is changed, when `dictionary` is none or has the key already
-bool insert(const Object& dictionary, std::string_view key, const Object& value);
 
 /// nullopt when `dictionary` is none, or what stands under `key` is absent or of another type.
 std::optional<std::string> textAt(const Object& dictionary, const char* key);
