@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kUsualSize = 9;
+    static constexpr std::size_t kUsualSize = 9;  // no group has more
 
     static auto position(auto& entries, std::string_view word) {
         return std::find_if(entries.begin(), entries.end(), [word](const Entry& entry) { return entry.first == word; });
