@@ -10,7 +10,7 @@ import stat
 import cbor2
 import pytest
 
-from programs import Manager, until
+from programs import Manager, kilobytes, until
 
 
 @pytest.fixture
@@ -376,17 +376,11 @@ def test_what_is_outstanding_has_ids_of_its_own_and_is_limited(manager):
         assert client.result(2)[0] == result
 
 
-def resident(manager):
-    """Kilobytes."""
-    with open(f"/proc/{manager.program.child.pid}/status") as status:
-        return int(re.search(r"VmRSS:\s+(\d+)", status.read())[1])
-
-
 def test_a_flood_that_is_not_read_is_held_back(manager):
     """Others are answered all the while, the manager keeps no more than a few answers, and none is lost."""
     other, flood = manager.client(events=False), manager.client(events=False)
     assert other.is_served()
-    before = resident(manager)
+    before = kilobytes(manager.program.child.pid, "VmRSS")
     flood.socket.setblocking(False)
     for _ in range(200):
         with contextlib.suppress(BlockingIOError):
@@ -394,7 +388,7 @@ def test_a_flood_that_is_not_read_is_held_back(manager):
                 flood.ask("GetTraceFilters")
         flood.count -= 1
         assert other.is_served()
-    assert resident(manager) - before < 1024
+    assert kilobytes(manager.program.child.pid, "VmRSS") - before < 1024
     flood.socket.setblocking(True)
     assert all(isinstance(flood.answer(number + 1), dict) for number in range(flood.count))
 

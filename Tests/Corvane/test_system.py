@@ -20,11 +20,10 @@ def test_systemd_is_told_of_start_life_and_end(tmp_path, number):
         notified.bind(str(tmp_path / "notify"))
         notified.settimeout(PATIENCE)
         with Manager(NOTIFY_SOCKET=str(tmp_path / "notify"), WATCHDOG_USEC="400000") as manager:
-            for told in "READY=1", "WATCHDOG=1", "STOPPING=1":
-                while notified.recv(100).decode() != told:
-                    pass
-                if told == "WATCHDOG=1":
-                    manager.program.kill(number)
+            told = iter(lambda: notified.recv(100), None)
+            assert b"READY=1" in itertools.islice(told, 5) and next(told) == b"WATCHDOG=1"
+            manager.program.kill(number)
+            assert b"STOPPING=1" in itertools.islice(told, 20)
             assert manager.program.child.wait(PATIENCE) == 0
 
 

@@ -1,6 +1,8 @@
 """Both clients against a real manager, at its socket and through the bridge."""
 
 import asyncio
+import contextlib
+import itertools
 import os
 import signal
 import socket
@@ -9,20 +11,8 @@ import threading
 import cbor2
 import pytest
 
-from corvane import (
-    AsyncClient,
-    Client,
-    Command,
-    ConnectionLost,
-    CorvaneError,
-    MalformedReply,
-    NotConnected,
-    Refused,
-    RequestTooLarge,
-    TimedOut,
-    commands,
-)
-
+from corvane import AsyncClient, Client, Command, ConnectionLost, CorvaneError, MalformedReply, NotConnected, Refused
+from corvane import RequestTooLarge, TimedOut, commands
 from corvane.pytest_plugin import RunningManager
 from sshd import ssh_words
 
@@ -113,6 +103,40 @@ def test_no_manager(tmp_path):
         asyncio.run(AsyncClient(missing).connect())
 
 
+def state(packet, name):
+    return cbor2.dumps([*packet, {"KeyBasebandBootState": name}])
+
+
+@contextlib.contextmanager
+def serving(folder, connections):
+    """A manager whose packets answer the first question on each connection; None: its end.
+
+    @return its socket"""
+    over = threading.Event()
+
+    def serve(listener):
+        with listener:
+            for packets in connections:
+                with listener.accept()[0] as peer, contextlib.suppress(BrokenPipeError):
+                    while cbor2.loads(peer.recv(1000))[0] != 1:
+                        pass
+                    for packet in itertools.takewhile(lambda packet: packet is not None, packets):
+                        peer.send(packet)
+                    if None not in packets:
+                        over.wait()
+
+    listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+    listener.bind(str(folder / "sock"))
+    listener.listen()
+    server = threading.Thread(target=serve, args=[listener])
+    server.start()
+    try:
+        yield str(folder / "sock")
+    finally:
+        over.set()
+        server.join()
+
+
 @pytest.mark.parametrize(
     "answer, error",
     [
@@ -131,28 +155,12 @@ def test_no_manager(tmp_path):
 )
 def test_a_manager_that_answers_anything(tmp_path, answer, error):
     """What a later manager may add is passed over; what the protocol forbids ends the connection, never the program."""
-    with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as listener:
-        listener.bind(str(tmp_path / "sock"))
-        listener.listen()
-
-        def serve():
-            peer = listener.accept()[0]
-            with peer:
-                peer.recv(1000), peer.recv(1000)
-                if answer:
-                    peer.send(answer)
-                if error is None:
-                    peer.send(cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}]))
-
-        server = threading.Thread(target=serve)
-        server.start()
-        with Client(str(tmp_path / "sock")) as client:
-            if error is None:
-                assert client.perform(commands.boot_state(), timeout=5) == "Off"
-            else:
-                with pytest.raises(error):
-                    client.perform(commands.boot_state(), timeout=5)
-        server.join()
+    with serving(tmp_path, [[answer or None, state([2, 1, 0], "Off")]]) as path, Client(path) as client:
+        if error is None:
+            assert client.perform(commands.boot_state(), timeout=5) == "Off"
+        else:
+            with pytest.raises(error):
+                client.perform(commands.boot_state(), timeout=5)
 
 
 def test_the_manager_says_who_it_is(client, corvane):
@@ -165,10 +173,6 @@ def test_the_manager_says_who_it_is(client, corvane):
     assert (manager.protocol, manager.protocols) == (1, (1, 1))
     assert "ResetBasebandCommand" in manager.features
     assert asyncio.run(ask()) == manager
-
-
-def state(packet, name):
-    return cbor2.dumps([*packet, {"KeyBasebandBootState": name}])
 
 
 READY = state([4, "BasebandBootStateChangeNotification"], "Ready")
@@ -188,51 +192,26 @@ READY = state([4, "BasebandBootStateChangeNotification"], "Ready")
     ],
 )
 def test_waiting_for_a_state(tmp_path, connections, error, asynchronous):
-    """`connections`: the packets that answer the question on each connection; None: its end."""
-    path = str(tmp_path / "sock")
-    over = threading.Event()
-
-    def serve(listener):
-        with listener:
-            for packets in connections:
-                with listener.accept()[0] as peer:
-                    while cbor2.loads(peer.recv(1000))[0] != 1:
-                        pass
-                    for packet in packets:
-                        if packet is not None:
-                            peer.send(packet)
-                    if None not in packets:
-                        over.wait()
-
-    listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-    listener.bind(path)
-    listener.listen()
-    server = threading.Thread(target=serve, args=[listener])
-    server.start()
-
-    async def wait_side_by_side(timeout):
+    async def wait_side_by_side(path, timeout):
         client = AsyncClient(path)
         try:
             await client.wait_for_state("Ready", timeout)
         finally:
             client.close()
 
-    def wait(timeout):
+    def wait(path, timeout):
         if asynchronous:
-            asyncio.run(wait_side_by_side(timeout))
+            asyncio.run(wait_side_by_side(path, timeout))
         else:
             with Client(path) as client:
                 client.wait_for_state("Ready", timeout)
 
-    try:
+    with serving(tmp_path, connections) as path:
         if error is None:
-            wait(30)
+            wait(path, 30)
         else:
             with pytest.raises(CorvaneError, match=error):
-                wait(0.3)
-    finally:
-        over.set()
-        server.join()
+                wait(path, 0.3)
 
 
 def test_waiting_for_a_manager_that_is_yet_to_start(tmp_path):

@@ -8,8 +8,8 @@ import time
 
 import cbor2
 
-from programs import Client, Manager
-from torture import Skipped, Waits, is_clean, kilobytes
+from programs import Client, Manager, kilobytes
+from torture import Skipped, Waits, is_clean
 
 UNANSWERED = "GetBasebandTimeCommand"  # the manager is started so that it never answers this one
 MAX_PACKET, MAX_VALUES = 1 << 17, 1024

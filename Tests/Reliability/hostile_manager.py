@@ -10,9 +10,9 @@ import time
 
 import cbor2
 
-from programs import PATIENCE, TOOL, Program, ScriptedManager
+from programs import PATIENCE, TOOL, Program, kilobytes
 from programs import run as execute
-from torture import is_clean, kilobytes
+from torture import is_clean
 
 PHASES = CONNECT, HELLO, EVENTS, REQUEST, REPLY = range(5)  # after each; before the answer to a request
 PHASE_OF = {0: HELLO, 1: REQUEST, 3: EVENTS}  # by the kind of the packet
@@ -138,24 +138,6 @@ def converse(command, phase, name, misbehave):
         return time.monotonic() - begin
 
 
-class LateManager(ScriptedManager):
-    def take(self, client, packet):
-        if packet[0] == 1 and packet[2].startswith("Set"):
-            self.late = packet[1]
-        elif packet[0] == 1:
-            for number, value in (self.late, "late"), (packet[1], "mine"):
-                client.send(cbor2.dumps([2, number, 0, {"KeyTracePropertyValue": value}]))
-
-
-def answer_too_late():
-    """The answer to a command whose time was over goes to nobody, and the next command gets its own."""
-    with tempfile.TemporaryDirectory() as folder:
-        LateManager(f"{folder}/s")
-        status, output, errors = execute(TOOL, input="baseband state 0 1\ntrace get DIAG History\nquit\n", CORVANE_SOCKET=f"{folder}/s")
-        is_clean("the tool that was answered too late", status, errors, 0)
-        assert "Failed\n" in output and "DIAG: History = mine\n" in output, f"a late answer is taken for another: {output}"
-
-
 def flood_a_watching_tool(run):
     """A tool that watches and whose output nobody reads is sent many more values than bytes, as fast as it takes them."""
     events = [cbor2.dumps([4, BOOT, {"KeyBasebandBootState": state, "ballast": 1000 * [{}]}]) for state in ("Ready", "Resetting")]
@@ -175,10 +157,8 @@ def flood_a_watching_tool(run):
 def manager(run):
     flood_a_watching_tool(run)
     with concurrent.futures.ThreadPoolExecutor(4) as pool:
-        late = pool.submit(answer_too_late)
         cases = [(command, phase, *way) for command, phases in COMMANDS.items() for phase in phases
                  for way in misbehaviours(run).items()]
         took = list(pool.map(converse, *zip(*cases)))
-        late.result()
     run.figure(f"{len(cases)} conversations of the real tool; it ended by itself after {run.describe(took)}")
     assert run.is_sanitized or max(took) < 10, "a tool takes too long to end"

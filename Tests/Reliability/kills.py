@@ -6,9 +6,8 @@ import subprocess
 import threading
 import time
 
-from programs import TOOL, Manager, Program, until
+from programs import TOOL, Manager, Program, kilobytes, until
 from terminal import Terminal
-from torture import kilobytes
 from tshark import is_sound
 
 

@@ -19,14 +19,9 @@ using support::dictionary;
 using support::number;
 using support::text;
 
-struct Ask {
-    const char* command;
-    xpc::Object argument;
-};
-
 /// Commands of every kind; many exclude each other, so a refusal of the manager is an answer too. The first is asked for now and
 /// then: most others must wait for it.
-const Ask kCommands[] = {
+const std::pair<const char*, xpc::Object> kCommands[] = {
     {"ResetBasebandCommand",
      dictionary({{"KeyBasebandResetType", text("Soft reset")}, {"KeyBasebandResetReason", text("load")}})},
     {"GetCorvaneInfoCommand", {}},
@@ -54,23 +49,23 @@ int beClient(const std::string& socket, Clock::time_point end, unsigned seed) {
     client.manager().addEventHandler("BasebandOperatingModeChangeNotification", [events](const xpc::Object&) { ++*events; });
     int answered = 0;
     for (; Clock::now() < end; ++answered) {
-        const Ask& ask = kCommands[random() % 500 == 0 ? random() % 2 : 2 + random() % (std::size(kCommands) - 2)];
+        const auto& [command, argument] =
+            kCommands[random() % 500 == 0 ? random() % 2 : 2 + random() % (std::size(kCommands) - 2)];
         int result = 0;
         if (random() % 4 == 0) {
             client.manager().setEvents(random() % 2 == 0);
         }
         if (random() % 2 == 0) {
             xpc::Object reply;
-            result = client.manager().perform(ask.command, ask.argument, reply, TestClient::kLong);
+            result = client.manager().perform(command, argument, reply, TestClient::kLong);
         } else {
             const auto promise = std::make_shared<std::promise<int>>();
             client.manager().perform(
-                ask.command, ask.argument, [promise](int given, const xpc::Object&) { promise->set_value(given); },
-                TestClient::kLong);
+                command, argument, [promise](int given, const xpc::Object&) { promise->set_value(given); }, TestClient::kLong);
             result = promise->get_future().get();
         }
         if (!isAnswer(result)) {
-            std::printf("%s ends with %d\n", ask.command, result);
+            std::printf("%s ends with %d\n", command, result);
             std::_Exit(EXIT_FAILURE);
         }
     }

@@ -8,8 +8,8 @@ import time
 import cbor2
 
 from hostile_clients import attacked, change_settings, connect, watch_without_reading
-from programs import Manager, Program
-from torture import Skipped, Waits, is_clean, kilobytes
+from programs import Manager, Program, kilobytes
+from torture import Skipped, Waits, is_clean
 
 
 def memory(run):

@@ -52,11 +52,6 @@ class Run:
         return f"median {median:.2f} ms, 99 % {most:.2f} ms, longest {ordered[-1]:.2f} ms"
 
 
-def kilobytes(process, line):
-    """A line of /proc/PID/status."""
-    return int(re.search(rf"^{line}:\s+(\d+)", pathlib.Path(f"/proc/{process}/status").read_text(), re.M)[1])
-
-
 def is_clean(who, status, said, *right):
     """A program has ended in a right way, and no sanitizer has reported."""
     assert status in right, f"{who} ended with {status}: {said}"

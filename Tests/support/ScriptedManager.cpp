@@ -97,9 +97,8 @@ void ScriptedManager::serve() {
         std::size_t index = 2;
         std::erase_if(clients_, [&](Client& client) {
             const bool readable = waits[index++].revents != 0;
-            return dropAll_ || (readable && !receive(client));
+            return readable && !receive(client);
         });
-        dropAll_ = false;
         if (waits[0].revents != 0) {
             clients_.push_back({platform::FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)), false});
         }
@@ -144,14 +143,6 @@ void ScriptedManager::broadcast(const std::string& name, const xpc::Object& payl
             sendPacket(client.descriptor.get(), wire::Event{name, payload});
         }
     }
-}
-
-void ScriptedManager::dropAll() {
-    {
-        const std::lock_guard lock(mutex_);
-        dropAll_ = true;
-    }
-    eventfd_write(wake_.get(), 1);
 }
 
 std::vector<std::string> ScriptedManager::packets() const {

@@ -53,8 +53,6 @@ public:
     const std::string& path() const { return path_; }
     /// Sends an event to every connection that has events on.
     void broadcast(const std::string& name, const xpc::Object& payload = {});
-    /// Ends every connection; goes on listening.
-    void dropAll();
 
     /// "hello NAME", "events on", "events off" and "Command argument-as-JSON", in the order of arrival over all connections.
     std::vector<std::string> packets() const;
@@ -79,7 +77,6 @@ private:
     std::condition_variable noted_;
     std::vector<std::string> packets_;
     std::vector<Client> clients_;
-    bool dropAll_ = false;
     bool stopping_ = false;
     std::thread thread_;
 };

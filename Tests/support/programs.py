@@ -3,6 +3,7 @@ import contextlib
 import ctypes
 import os
 import pathlib
+import re
 import selectors
 import signal
 import socket
@@ -39,6 +40,11 @@ def run(*words, input="", **environment):
     done = subprocess.run([str(word) for word in words], env=os.environ | environment, input=input, capture_output=True, text=True,
                           errors="surrogateescape", timeout=2 * PATIENCE)
     return done.returncode, done.stdout, done.stderr
+
+
+def kilobytes(process, line):
+    """A line of /proc/PID/status."""
+    return int(re.search(rf"^{line}:\s+(\d+)", pathlib.Path(f"/proc/{process}/status").read_text(), re.M)[1])
 
 
 class Program:
