@@ -36,7 +36,7 @@ def test_the_journal_gets_levels_and_may_go_away(tmp_path):
     said = ""
     while "ready\n" not in said:
         said += os.read(reader, 1000).decode()
-    assert said.endswith("<5>backend: simulated\n<5>ready\n")
+    assert "<5>backend: simulated\n<5>ready\n" in said
     os.close(reader)
     client = Client(tmp_path / "s")
     for value in "17", "18":
