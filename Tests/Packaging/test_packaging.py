@@ -153,11 +153,13 @@ def prefix(tmp_path_factory):
 def test_everything_is_installed_below_the_prefix(prefix):
     units, scopes = ["corvane.service", "corvane.socket", "pellcore.service"], ["system", "user"]
     names = [str(path.relative_to(prefix)) for path in prefix.rglob("*") if not path.is_dir()]
-    files = [pathlib.Path(re.sub(r"\.\d+\.\d+\.\d+$|(?<=-config-)(release|debug)|(?<=^lib/)[^/]+-linux-[^/]+/", "", name)) for name in names]
+    files = [pathlib.Path(re.sub(r"\.\d+\.\d+\.\d+$|(?<=-config-)(release|debug)|(?<=^lib/)[^/]+-linux-[^/]+/|"
+                                 r"(?<=^lib/python3)\.\d+|-[\d.]+(?=\.dist-info)", "", name)) for name in names]
     modules = [path for path in files if path.suffix == ".py" and path.name != "__init__.py"]
     assert {str(path) for path in files if path not in modules} == {
         "bin/corvane-bridge", "bin/ryntool", "include/ryn/Client.h", "include/ryn/Value.h", "lib/python3/dist-packages/corvane/__init__.py",
-        "lib/python3/dist-packages/corvane/py.typed", *[f"lib/systemd/{scope}/{unit}" for scope in scopes for unit in units],
+        "lib/python3/dist-packages/corvane/py.typed", *[f"lib/python3/dist-packages/corvane.dist-info/{name}" for name in ("METADATA", "entry_points.txt")],
+        *[f"lib/systemd/{scope}/{unit}" for scope in scopes for unit in units],
         "lib/libryn-client.so", "lib/libryn-client.so.1", "lib/pkgconfig/ryn-client.pc",
         *[f"lib/cmake/ryn-client/ryn-client-config{part}.cmake" for part in ("", "-", "-version")],
         *[f"lib/systemd/system/{unit.replace('.', '@.')}" for unit in units],
