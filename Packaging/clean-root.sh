@@ -61,11 +61,12 @@ put_source() {
     (cd "$here/.." && git ls-files -z | tar --null -T - -c) | tar -C "$root$1" -x --no-same-owner
 }
 
-# The packages that make-packages left, in /debs of $root; those in /debs/next claim a later version.
+# The packages that make-packages left, in /debs of $root; programs among them claim a later version in /debs/next.
 put_packages() {
     local package
     ls "$packages"/ryntool_*.deb >/dev/null || { echo "$0: run Packaging/make-packages $suite first" >&2; exit 1; }
     mkdir -p "$root/debs/next"
+    cp "$packages"/{python3-corvane,libryn-client1,libryn-client-dev}_*.deb "$root/debs/"
     for package in "$packages"/{ryntool,corvane}_*.deb; do
         cp "$package" "$root/debs/"
         dpkg-deb -R "$package" "$work/next"
