@@ -35,13 +35,12 @@ std::string whyNotConnected(const std::string& place, int error) {
     }
 }
 
-/// Seconds, with tenths when there are any.
+}  // namespace
+
 std::string inSeconds(std::chrono::milliseconds duration) {
     const auto tenths = duration.count() / 100;
     return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
 }
-
-}  // namespace
 
 xpc::Object Failure::toReply() const {
     return xpc::dictionary({{kKeyErrorCode, xpc::number(result)}, {kKeyErrorString, xpc::text(sentence)}});

@@ -19,6 +19,9 @@ inline constexpr auto kResultMalformedReply = static_cast<std::int32_t>(0xE020E0
 /// The request does not fit one packet, is nested too deeply or has a key that can't travel; nothing was sent.
 inline constexpr auto kResultTooLarge = static_cast<std::int32_t>(0xE020E014);
 
+/// With tenths when there are any: "2.5 s".
+std::string inSeconds(std::chrono::milliseconds duration);
+
 /// A result that the library made itself, with one sentence for the user: what happened, where, and what to do.
 struct Failure {
     std::int32_t result;

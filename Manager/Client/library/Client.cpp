@@ -1,15 +1,18 @@
 #include "ryn/Client.h"
 
 #include "Client/Bridge.h"
+#include "Client/Failure.h"
 #include "Client/Manager.h"
 #include "Client/SignalsBlocked.h"
 #include "Client/library/Conversions.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
+#include "platform/dispatch/Queue.h"
 #include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 
 #include <algorithm>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <thread>
 
@@ -56,18 +59,13 @@ bool isFromManager(const Reply& reply) {
     return reply.result >> 8U == 0xE020E1;
 }
 
-std::string inSeconds(std::chrono::milliseconds duration) {
-    const auto tenths = duration.count() / 100;
-    return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
-}
-
 }  // namespace
 
 class Client::Implementation {
 public:
     explicit Implementation(const Options& options)
-        : queue_(dispatch_queue_create("ryn.client", nullptr)),
-          manager_(std::make_shared<client::Manager>(options.name, queue_, connectorOf(options), client::Greeting::Answered)) {
+        : manager_(
+              std::make_shared<client::Manager>(options.name, queue_.get(), connectorOf(options), client::Greeting::Answered)) {
         platform::addToRunLoop(manager_);
         const auto changed = [this](const xpc::Object&) {
             const std::lock_guard lock(mutex_);
@@ -81,12 +79,9 @@ public:
         manager_->close();
         manager_.reset();
         // Behind all that was handed to the queue before.
-        dispatch_group_t group = dispatch_group_create();
-        dispatch_group_enter(group);
-        dispatch_async(queue_, [group] { dispatch_group_leave(group); });
-        dispatch_group_wait(group, DISPATCH_TIME_FOREVER);
-        dispatch_release(group);
-        dispatch_release(queue_);
+        const auto reached = std::make_shared<std::promise<void>>();
+        dispatch_async(queue_.get(), [reached] { reached->set_value(); });
+        reached->get_future().wait();
     }
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
@@ -109,7 +104,7 @@ public:
     }
 
 private:
-    dispatch_queue_t queue_;
+    const dispatch::Queue queue_{"ryn.client"};
     std::shared_ptr<client::Manager> manager_;
     std::mutex mutex_;
     std::condition_variable changed_;
@@ -163,9 +158,10 @@ Reply Client::waitForState(BootState state, std::chrono::milliseconds patience) 
         const std::uint64_t seen = implementation_->changes();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         if (left <= left.zero()) {
-            reply = {kTimedOut,
-                     {},
-                     std::string("The baseband was not ") + nameOf(state) + " within " + inSeconds(patience) + ": " + last};
+            reply = {
+                kTimedOut,
+                {},
+                std::string("The baseband was not ") + nameOf(state) + " within " + client::inSeconds(patience) + ": " + last};
             break;
         }
         reply = perform(kCommandGetBasebandBootState, {}, left);

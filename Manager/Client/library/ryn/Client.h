@@ -12,13 +12,18 @@
 
 namespace ryn {
 
-/// Results that the library makes itself; corvane-protocol(7) lists the manager's, 0xE020E1xx.
-inline constexpr std::uint32_t kNotConnected = 0xE020E010;  ///< no connection could be made
-inline constexpr std::uint32_t kConnectionLost =
-    0xE020E011;                                         ///< it ended before the reply: the manager may have done what was asked
-inline constexpr std::uint32_t kTimedOut = 0xE020E012;  ///< no reply came in time: the manager may still do what was asked
-inline constexpr std::uint32_t kMalformedReply = 0xE020E013;   ///< the manager sent what the protocol doesn't allow
-inline constexpr std::uint32_t kRequestTooLarge = 0xE020E014;  ///< the request doesn't fit a packet; nothing was sent
+// Results that the library makes itself; corvane-protocol(7) lists the manager's, 0xE020E1xx.
+
+/// No connection could be made.
+inline constexpr std::uint32_t kNotConnected = 0xE020E010;
+/// The connection ended before the reply: the manager may have done what was asked.
+inline constexpr std::uint32_t kConnectionLost = 0xE020E011;
+/// No reply came in time: the manager may still do what was asked.
+inline constexpr std::uint32_t kTimedOut = 0xE020E012;
+/// The manager sent what the protocol doesn't allow.
+inline constexpr std::uint32_t kMalformedReply = 0xE020E013;
+/// The request doesn't fit a packet; nothing was sent.
+inline constexpr std::uint32_t kRequestTooLarge = 0xE020E014;
 
 /// What a command came to.
 struct Reply {
