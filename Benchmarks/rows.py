@@ -236,7 +236,7 @@ def _row(name, what, function, *arguments, **reach):
 
 ROWS = [
     _row("oneshot-limit", "one-shot / minimal C client, wall time", one_shot, "limit", at_most=1.2),
-    _row("oneshot-instructions", "the same, user-space instructions", one_shot_instructions, at_most=3.5),
+    _row("oneshot-instructions", "the same, user-space instructions", one_shot_instructions, at_most=2.3),
     _row("oneshot-wpa", "one-shot / wpa_cli ping", one_shot, "wpa", at_most=0.8),
     _row("oneshot-redis", "one-shot / redis-cli ping", one_shot, "redis"),
     _row("oneshot-bus", "one-shot / busctl call of a Ping", one_shot, "bus"),
