@@ -147,7 +147,9 @@ Result<Session::Progress> Server::receivePacket(Client& client, std::span<const 
     const bool greeted = session.greeted();
     const bool watched = session.wantsEvents();
     auto progress = client.session->receive(packet);
-    ungreeted_ -= session.greeted() && !greeted ? 1 : 0;
+    if (session.greeted() && !greeted) {
+        countGreeted();
+    }
     figures_.watchingEvents += session.wantsEvents() && !watched ? 1 : 0;
     figures_.watchingEvents -= !session.wantsEvents() && watched ? 1 : 0;
     return progress;
@@ -193,6 +195,9 @@ void Server::lose(Client& client) {
         return;
     }
     client.ended = true;
+    if (!client.session->greeted()) {
+        countGreeted();
+    }
     if (ended_.empty()) {
         loop_.defer([this] { removeEnded(); });
     }
@@ -225,7 +230,6 @@ void Server::returnMemory() {
 void Server::remove(Client& client) {
     figures_.connected -= 1;
     figures_.watchingEvents -= client.session->wantsEvents() ? 1 : 0;
-    ungreeted_ -= client.session->greeted() ? 0 : 1;
     client.user.clients -= 1;
     const std::size_t index = client.index;
     std::swap(clients_[index], clients_.back());
@@ -254,6 +258,12 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
             send(*client, packet_);
             ++figures_.eventsSent;
         }
+    }
+}
+
+void Server::countGreeted() {
+    if (--ungreeted_ == 0) {
+        greetingTimer_.cancel();
     }
 }
 

@@ -55,6 +55,8 @@ private:
     void returnMemory();
     void remove(Client& client);
     void endGreediest(Client& served);
+    /// One that has greeted, or won't any more.
+    void countGreeted();
     void awaitGreetings();
     void endLateGreetings();
 

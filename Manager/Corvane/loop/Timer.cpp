@@ -38,6 +38,9 @@ void Timer::set(std::chrono::milliseconds delay, std::function<void()> then) {
 }
 
 void Timer::cancel() {
+    if (isSet()) {
+        loop_.rearm();  // nothing wakes for what is over
+    }
     source_.reset();
     then_ = nullptr;
 }
