@@ -6,7 +6,8 @@ import pathlib
 
 import pytest
 
-from programs import MANAGER, Manager, become_pellcore, run, until
+from programs import MANAGER, Client, Manager, become_pellcore, run, until
+from test_baseband import begin
 from tshark import is_sound, tshark
 
 EXAMPLES = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "docs/scenarios"
@@ -96,12 +97,29 @@ def scripted(tmp_path):
         yield start
 
 
-def test_what_waits_for_a_crash_to_be_over_is_answered(scripted):
-    manager, client = scripted({"after": "mode 0", "action": "crash", "reason": "why"})
-    assert client.set_mode(0) is None
-    client.saw(0, "Resetting", "Booting", 1, "Ready")
-    statistics = client.statistics()
-    assert (statistics["Crashes"], statistics["LastCrashReason"], statistics["SoftResets"]) == (1, "why", 0)
+AFTER_MODE_3 = {"after": "mode 3", "delay": 0.05}
+
+
+@pytest.mark.parametrize("state, step, ask, answer", [
+    ("Booting", {"at": 0.05}, lambda client: client.set_mode(0), (None, "106: The baseband hangs and doesn't answer")),
+    ("Ready", {"after": "soft reset", "delay": 0.1}, Client.reset, (None, "106: The baseband hangs and doesn't answer")),
+    ("Ready", AFTER_MODE_3, lambda client: [client.ask_mode(3), client.set_mode(0)][1],
+     ("108: The baseband has crashed before", "106: The baseband hangs and doesn't answer")),
+    ("Ready", {"after": "mode 2", "delay": 1}, lambda client: [client.ask_mode(2), client.answer(begin(client))][1],
+     ("107: The RF self-test was aborted by a crash", "107: The RF self-test was aborted because the baseband hangs")),
+    ("Ready", AFTER_MODE_3, lambda client: [client.set_mode(3), client.collect().name][1], ("log-bb-", "log-bb-")),
+])
+def test_what_a_failure_comes_amid_is_answered_truly(scripted, state, step, ask, answer):
+    for action, expected in zip(("crash", "hang"), answer):
+        manager, client = scripted({"at": 0, "action": "slow-mode-change", "seconds": 0.5}, step | {"action": action}, state=state)
+        said = ask(client)
+        assert said == expected or said.startswith(expected)
+        manager.says(f"step 2: {action}\n")
+        if action == "hang":
+            assert client.reset("Hard") is None
+        until(lambda: client.state() == "Ready")
+        assert client.statistics()["Crashes"] == (action == "crash")
+        assert client.set_mode(2) is None
 
 
 def test_a_baseband_that_never_boots_says_so(scripted):

@@ -70,6 +70,7 @@ void StateMachine::losePatience() {
     if (!patience_.isSet()) {
         patience_.set(durations_.patience, [this] {
             completeTransition(Refusal::timedOut(kHangs));
+            giveUpModeChange(Refusal::timedOut(kHangs));
             refuseWaiting(Refusal::timedOut(kHangs));
         });
     }
@@ -222,9 +223,9 @@ bool StateMachine::hang() {
     }
     hanging_ = true;
     step_.cancel();
+    modeChange_.cancel();
     listener_.hung();
-    giveUpModeChange(Refusal::basebandFailed(kHangs));
-    if (!waiting_.empty() || !transition_.empty()) {
+    if (changing_ || !waiting_.empty() || !transition_.empty()) {
         losePatience();
     }
     return true;
