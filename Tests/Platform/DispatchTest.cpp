@@ -1,4 +1,5 @@
 #include "platform/dispatch/dispatch.h"
+#include "support/Patience.h"
 
 #include <gtest/gtest.h>
 
@@ -68,9 +69,11 @@ TEST(Queue, StartsItsThreadWithTheFirstBlockAndEndsItWithTheLastReference) {
         dispatch_release(queue);  // the last one, on the queue's own thread
     });
     const auto task = thread.get_future().get();
-    while (std::filesystem::exists(task)) {
-        std::this_thread::yield();  // the test's time-out is the limit
+    const auto end = std::chrono::steady_clock::now() + support::kPatience;
+    while (std::filesystem::exists(task) && std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
     }
+    EXPECT_FALSE(std::filesystem::exists(task));
 }
 
 TEST(Group, WaitsForTheLastLeaveOrTheTimeOut) {

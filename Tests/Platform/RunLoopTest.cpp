@@ -1,6 +1,7 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/RunLoop.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
+#include "support/Patience.h"
 
 #include <gtest/gtest.h>
 
@@ -47,12 +48,12 @@ public:
     }
     short waitForServe(int count) {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return served_ >= count; });
+        EXPECT_TRUE(changed_.wait_for(lock, support::kPatience, [&] { return served_ >= count; })) << "not served";
         return events_;
     }
     void waitForLook() {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return looks_ > 0; });
+        EXPECT_TRUE(changed_.wait_for(lock, support::kPatience, [this] { return looks_ > 0; })) << "not looked at";
     }
     int looks() {
         const std::lock_guard lock(mutex_);
