@@ -123,9 +123,10 @@ def test_a_recorded_session_is_replayed(manager, tmp_path):
     with Manager("--backend", "replay", "--recording", file, "--at-once") as replaying:
         client = replaying.client(name="ryntool")
         assert client.do("GetCorvaneInfo")["KeyCorvaneVersion"]
+        line = next(line for line, text in enumerate(file.read_text().splitlines(), 1) if "SetBasebandOperatingMode" in text)
         assert client.do("GetBasebandWakeReason") == (
             "103: 'GetBasebandWakeReasonCommand null' departs from the recording: the next of ryntool is "
-            "'SetBasebandOperatingModeCommand {\"KeyBasebandOperatingMode\":3,\"KeyTimeout\":10}' in line 6.")
+            f"'SetBasebandOperatingModeCommand {{\"KeyBasebandOperatingMode\":3,\"KeyTimeout\":10}}' in line {line}.")
         assert isinstance(client.do("GetBasebandTime"), dict)
         replaying.says("ryntool departs from the recording: it leaves out 'SetBasebandOperatingModeCommand")
         assert replaying.client(name="other").do("GetBasebandTime").endswith("it has no more requests of other.")
