@@ -22,10 +22,11 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kLargestWrite = 65536;
-/// Files are small enough for dropping one to cost little of the history, and large enough for a few dozen of them.
+/// So many files that dropping one costs little of the history; no more, since a snapshot costs a link for each.
 constexpr std::uint64_t kSegmentsAtLeast = 16;
 constexpr std::uint64_t kSmallestSegment = kLargestWrite;
-constexpr std::uint64_t kLargestSegment = 16777216;
+/// What a file is read by at the start: holds any record.
+constexpr std::uint64_t kLargestPiece = 16777216;
 
 std::string nameOf(unsigned long number, const char* extension) {
     std::array<char, 32> text{};
@@ -64,9 +65,21 @@ void Recorder::findSegments() {
 }
 
 void Recorder::cutTornTail(Segment& segment) const {
-    const platform::FileContent content = platform::readFile(segment.path, 2 * kLargestSegment);
-    const std::size_t whole = format_.wholeLength(content.bytes);
-    if (content.problem.empty() && whole < segment.size && ::truncate(segment.path.c_str(), static_cast<off_t>(whole)) == 0) {
+    const platform::FileDescriptor file(::open(segment.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    std::string piece(std::min(segment.size, kLargestPiece), '\0');
+    std::uint64_t whole = 0;
+    while (whole < segment.size) {
+        const ssize_t count = ::pread(file.get(), piece.data(), piece.size(), static_cast<off_t>(whole));
+        if (count < 0) {
+            return;  // as the disk may be broken, it stays as it is
+        }
+        const std::size_t length = format_.wholeLength({piece.data(), static_cast<std::size_t>(count)});
+        if (length == 0) {
+            break;
+        }
+        whole += length;
+    }
+    if (whole < segment.size && ::truncate(segment.path.c_str(), static_cast<off_t>(whole)) == 0) {
         segment.size = whole;
     }
 }
@@ -156,7 +169,7 @@ void Recorder::close() {
 
 std::uint64_t Recorder::segmentBytes() const {
     const std::uint64_t share = limits_.bytes / std::min<std::uint64_t>(kSegmentsAtLeast, limits_.segments);
-    return limits_.segments <= kSegmentsAtLeast ? share : std::clamp(share, kSmallestSegment, kLargestSegment);
+    return limits_.segments <= kSegmentsAtLeast ? share : std::max(share, kSmallestSegment);
 }
 
 /// Drops the oldest files until `bytes` more keep the limits.
