@@ -12,6 +12,7 @@ from programs import PATIENCE
 SERVICE = "org.freedesktop.ModemManager1"
 ROOT = "/org/freedesktop/ModemManager1"
 MODEM = SERVICE + ".Modem"
+SIGNAL = MODEM + ".Signal"
 PROPERTIES = "org.freedesktop.DBus.Properties"
 OBJECTS = "org.freedesktop.DBus.ObjectManager"
 STATE = {"disabled": 3, "registered": 8}
@@ -53,10 +54,10 @@ class ModemManager(dbus.service.Object):
         self.modem = Modem(self, 0)
 
     def interfaces(self):
-        return {MODEM: self.modem.properties}
+        return {MODEM: self.modem.properties, SIGNAL: {"Rate": dbus.UInt32(0), "Lte": dbus.Dictionary({}, "sv")}}
 
     def leave(self):
-        self.InterfacesRemoved(self.modem.path, [MODEM])
+        self.InterfacesRemoved(self.modem.path, [MODEM, SIGNAL])
         self.modem.remove_from_connection()
 
     def come_back(self):
@@ -114,3 +115,13 @@ class Modem(dbus.service.Object):
     @dbus.service.method(MODEM, "s")
     def FactoryReset(self, code):
         self.take("FactoryReset")
+
+    @dbus.service.method(SIGNAL, "u")
+    def Setup(self, rate):
+        self.asked.append(f"Setup({rate})")
+        measured = {"rsrp": -101.0, "rsrq": -11.5, "snr": 12.4} if rate else {}
+        self.PropertiesChanged(SIGNAL, {"Rate": rate, "Lte": dbus.Dictionary(measured, "sv")}, [])
+
+    @dbus.service.signal(PROPERTIES, "sa{sv}as")
+    def PropertiesChanged(self, interface, changed, forgotten):
+        pass

@@ -351,10 +351,11 @@ def test_traces_record_what_modem_manager_tells(rig):
         rig.manager.says(f"The modem may not have its messages logged: polkit doesn't allow the user root the action {SERVICE}.Control (")
 
 
-def test_errors_are_understood_by_their_names(rig):
+def test_figures_and_errors_are_understood_by_their_names(rig):
     rig.modem_manager.end()
     manager = fakes.ModemManager(rig.address)
     client = rig.ready()
+    assert {"RSRP": -101, "RSRQ": -12, "SNR": 12}.items() <= client.statistics().items()  # measured since the question
     core = SERVICE + ".Error.Core."
     for name, sentence, answer in [
         (core + "Unsupported", "Unsupported: No reset", "102: The modem can't reset: No reset."),

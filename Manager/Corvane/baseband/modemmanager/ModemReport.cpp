@@ -8,6 +8,8 @@
 
 #include <ModemManager.h>
 
+#include <cmath>
+#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -57,6 +59,12 @@ xpc::Object at(const xpc::Object& dictionary, const char* key) {
     return xpc::Object::share(xpc_dictionary_get_value(dictionary.get(), key));
 }
 
+/// Figures are whole numbers; a measurement with a fraction comes as text, since packets have none.
+xpc::Object rounded(const xpc::Object& measured) {
+    const char* digits = xpc_string_get_string_ptr(measured.get());
+    return digits == nullptr ? measured : number(std::lround(std::strtod(digits, nullptr)));
+}
+
 void addSignal(const Modem& modem, const xpc::Object& statistics) {
     // A structure: the percentage, and whether it was measured within the last minute.
     const xpc::Object quality = modem.property(kModemInterface, "SignalQuality");
@@ -64,7 +72,7 @@ void addSignal(const Modem& modem, const xpc::Object& statistics) {
     setKnown(statistics, "SignalQualityRecent", xpc::Object::share(xpc_array_get_value(quality.get(), 1)));
     const SignalFigures measured = signalOf(modem);
     for (const auto& [key, name] : kMeasurements) {
-        setKnown(statistics, key, at(measured.figures, name));
+        setKnown(statistics, key, rounded(at(measured.figures, name)));
     }
 }
 
