@@ -37,8 +37,8 @@ def request(number, command, **argument):
     return cbor2.dumps([1, number, command + "Command", {"Key" + key: value for key, value in argument.items()} or None])
 
 
-def property_of(name, value, number=1):
-    return request(number, "SetTraceProperty", TraceName="DIAG", TracePropertyName=name, TracePropertyValue=value)
+def property_of(name, value, number=1, trace="DIAG"):
+    return request(number, "SetTraceProperty", TraceName=trace, TracePropertyName=name, TracePropertyValue=value)
 
 
 def refusal_before_the_end(client):
@@ -95,14 +95,18 @@ def flood(run, manager, packet, connections=8):
             os.sched_yield()
 
 
-def change_settings(run, manager, connections=64):
-    """Each change of a setting is on disk before it is answered."""
+def change_setting(number):
+    return property_of("Low_Watermark", str(number % 100 + 1), number)
+
+
+def write(run, manager, change=change_setting, connections=64):
+    """Each change is on disk before it is answered."""
     peers, number = [connect(manager.socket) for _ in range(connections)], 0
     while True:
         for peer in peers:
             number += 1
-            peer.send(property_of("Low_Watermark", str(number % 100 + 1), number))
-        assert all(peer.receive()[2] == 0 for peer in peers), "a setting isn't stored"
+            peer.send(change(number))
+        assert all(peer.receive()[2] == 0 for peer in peers), "a change isn't stored"
 
 
 def connect_two_thousand(run, manager):
@@ -185,7 +189,7 @@ ATTACKS = {
     "packets of 130,000 values": (send_fatal, (MANY_VALUES,)),
     "the costliest packets, 64 connections": (flood, (COSTLIEST, 64), 50, 100),
     "the costliest packets, 1,000 connections": (flood, (COSTLIEST, 1000), 500, 500),
-    "64 writers of settings": (change_settings,),
+    "64 writers of settings": (write,),
     "texts of 100 KB": (send_long_texts,),
     "waiting requests": (pile_up,),
     "2,000 connections": (connect_two_thousand, (), 500, 500),

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -102,7 +103,8 @@ bool Loop::turn() {
 
 bool Loop::serve(bool wait) {
     std::array<epoll_event, kReadyAtOnce> ready;
-    const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && deferred_.empty() ? -1 : 0);
+    const bool isIdle = deferred_.empty() && deferredToNext_.empty();
+    const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? -1 : 0);
     turnBegan_ = Clock::now();
     bool eventIsDue = false;
     for (int index = 0; index < count; ++index) {
@@ -116,6 +118,7 @@ bool Loop::serve(bool wait) {
         }
     }
     shareTurn();
+    std::ranges::move(std::exchange(deferredToNext_, {}), std::back_inserter(deferred_));
     runDeferred();
     return eventIsDue;
 }

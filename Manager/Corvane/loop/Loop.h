@@ -44,6 +44,8 @@ public:
 
     /// Runs `task` once, before the loop waits again.
     void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
+    /// Runs `task` once, when what has become ready meanwhile has been served.
+    void deferToNext(std::function<void()> task) { deferredToNext_.push_back(std::move(task)); }
 
     /// Makes the loop compute its deadline again. Timers call it themselves; so must whoever gives sd-event something else to
     /// wait for, such as a call on a bus.
@@ -76,6 +78,7 @@ private:
     Clock::time_point turnBegan_;
     long preemptions_ = 0;  ///< as the kernel counts them
     std::vector<std::function<void()>> deferred_;
+    std::vector<std::function<void()>> deferredToNext_;
     bool rearm_ = false;
 };
 

@@ -62,6 +62,7 @@ void Services::start(std::unique_ptr<Baseband> baseband, OnEvent onEvent) {
 }
 
 void Services::stop() {
+    group_.finish();
     journal_.stop();
     baseband_->stop();
 }

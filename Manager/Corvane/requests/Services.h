@@ -42,7 +42,9 @@ public:
     /// Completes with success when the baseband is ready again; that is counted.
     void reset(const ResetRequest& request, Completion<void> completion);
     /// Erases the baseband's non-volatile data and puts every setting back to its default.
-    void erase(const Completion<void>& done) { erasure_.run(*baseband_, done); }
+    void erase(const Completion<void>& done) {
+        group_.run([this, done] { erasure_.run(*baseband_, done); });
+    }
     /// Completes with the folder when it is written.
     void collectTraceLogs(const std::string& reason, Completion<std::filesystem::path> completion);
 

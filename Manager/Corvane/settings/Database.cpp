@@ -21,11 +21,11 @@ constexpr const char* kTable =
 constexpr const char* kLock = "PRAGMA locking_mode=EXCLUSIVE; PRAGMA cell_size_check=ON;";
 
 /// With synchronous=FULL every commit is one write and one sync of the log. A short log reaches its full length soon, and then
-/// a sync no longer waits for the file system to note that it has grown.
+/// a sync no longer waits for the file system to note that it has grown. A change that finds the log at its limit writes it back.
 constexpr const char* kSetUp =
     "PRAGMA journal_mode=WAL;"
     "PRAGMA synchronous=FULL;"
-    "PRAGMA wal_autocheckpoint=128;"
+    "PRAGMA wal_autocheckpoint=256;"
     "PRAGMA cache_size=-256;"
     // Fails where nothing can be written, and writes nothing: a manager starts on a full disk too.
     "BEGIN IMMEDIATE;"
@@ -146,7 +146,7 @@ int Database::lockAndCheck() {
     if (!isNew_ && version_ != kVersion) {
         log::error(fmt::format("the version number of the settings was damaged ({}); it is put right, and no setting is lost",
                                version_));
-        execute(kSetVersion);
+        setVersion();
     }
     return SQLITE_OK;
 }
@@ -200,6 +200,10 @@ Statement Database::prepare(const char* sql) const {
 
 bool Database::execute(const char* sql) const {
     return sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+void Database::setVersion() const {
+    execute(kSetVersion);
 }
 
 std::string Database::lastError() const {

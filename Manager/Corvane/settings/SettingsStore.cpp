@@ -211,6 +211,17 @@ void SettingsStore::storeLazily(std::string_view area, std::string_view name, st
     lazy_.insert(key);
 }
 
+void SettingsStore::writeBack() {
+    database_.execute("PRAGMA wal_checkpoint");
+}
+
+/// The log's new header is synced before anything that follows it. The change that it is written with may be lost.
+void SettingsStore::beginLog() {
+    database_.execute("PRAGMA synchronous=NORMAL");
+    database_.setVersion();
+    database_.execute("PRAGMA synchronous=FULL");
+}
+
 void SettingsStore::begin() {
     if (depth_++ == 0) {
         before_.clear();

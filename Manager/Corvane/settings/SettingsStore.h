@@ -36,6 +36,12 @@ public:
     /// Stores what may be lost in a power cut, such as a count: on disk with the next change.
     void storeLazily(std::string_view area, std::string_view name, std::string_view text);
 
+    // The log of changes is written back into the database now and then, or else as a part of a change. Each of the two steps
+    // waits for one sync of the disk; a step that fails is made up for by a later change.
+    void writeBack();
+    /// After it has been written back.
+    void beginLog();
+
     /// Makes the changes while it lives one change, which succeeds or fails as a whole. Transactions may be nested: the outermost
     /// one counts.
     class Transaction {

@@ -28,7 +28,7 @@ TraceSettings::TraceSettings(SettingsStore& store, GroupCommit& group) : store_(
     for (TraceProperty& property : supportedTraceProperties()) {
         const std::string name = property.name;
         Rows& rows = traces_[ryn::trace::typeAsString(property.trace)];
-        load(rows.emplace(name, Row{std::move(property), {}, {}}).first->second);
+        load(rows.emplace(name, Row{std::move(property), {}, {}, {}}).first->second);
     }
 }
 
@@ -119,16 +119,33 @@ void TraceSettings::set(std::string_view trace, std::string_view property, std::
 }
 
 void TraceSettings::store(Row& row, const std::string& value, const Completion<void>& done) {
-    if (row.property.keeping != Keeping::Stored) {
-        done(apply(row, value));
-        return;
+    switch (row.property.keeping) {
+        case Keeping::Stored:
+            group_.store(kArea, storedName(row.property), value, [this, &row, value, done](const Result<void>& stored) {
+                if (!stored && onChange_) {
+                    onChange_(row.property, row.value);
+                }
+                done(stored ? apply(row, value) : stored);
+            });
+            break;
+        case Keeping::Preferences:
+            if (row.preferred.empty()) {
+                group_.run([this, &row] { writePreference(row); });
+            }
+            row.preferred.push_back({value, done});
+            break;
+        default:
+            done(apply(row, value));
     }
-    group_.store(kArea, storedName(row.property), value, [this, &row, value, done](const Result<void>& stored) {
-        if (!stored && onChange_) {
-            onChange_(row.property, row.value);
-        }
-        done(stored ? apply(row, value) : stored);
-    });
+}
+
+/// Of the changes that wait only the last is written: it would have replaced the others.
+void TraceSettings::writePreference(Row& row) {
+    const std::vector<Preferred> changes = std::exchange(row.preferred, {});
+    const Result<void> written = apply(row, changes.back().value);
+    for (const Preferred& change : changes) {
+        change.done(written);
+    }
 }
 
 void TraceSettings::reload(Row& row) {

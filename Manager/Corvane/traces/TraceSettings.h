@@ -48,10 +48,16 @@ public:
     xpc::Object all();
 
 private:
+    /// A change of a preference that isn't written yet.
+    struct Preferred {
+        std::string value;
+        Completion<void> done;
+    };
     struct Row {
         TraceProperty property;
         std::string value;
         xpc::Object reply;  ///< of `value`
+        std::vector<Preferred> preferred;
     };
     using Rows = std::map<std::string, Row, std::less<>>;
 
@@ -67,6 +73,7 @@ private:
     static Result<std::string> accept(const Row& row, std::string_view value);
     /// Stores an accepted value and makes it the one that counts.
     void store(Row& row, const std::string& value, const Completion<void>& done);
+    void writePreference(Row& row);
     /// Makes a value that the store has already the one that counts.
     Result<void> apply(Row& row, const std::string& value);
     static void cache(Row& row, std::string value);
