@@ -1,15 +1,18 @@
 #include "Corvane/support/Log.h"
 
 #include "Corvane/support/Text.h"
+#include "Platform/FileDescriptor.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
-#include <systemd/sd-journal.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <utility>
@@ -35,6 +38,7 @@ bool isReadByJournal() {
 struct State {
     Level highest = Level::Info;
     bool journal = isReadByJournal();
+    std::uint64_t lost = 0;  ///< lines that nobody has taken, since the last one that somebody has
     std::vector<const Copy*> copies;
     RateLimited* limit = nullptr;  ///< of what is being served
 };
@@ -72,14 +76,24 @@ std::string printable(std::string_view line) {
     return std::string(cut(escaped(cut(line, kLongestLine)), kLongestLine));
 }
 
-void print(Level level, const std::string& printable) {
+/// @return whether the reader of standard error has room for it.
+bool isPrinted(Level level, const std::string& printable) {
     pollfd stream{STDERR_FILENO, POLLOUT, 0};
-    if (isOn(level) && poll(&stream, 1, 0) == 1 && (stream.revents & POLLOUT) != 0) {
-        const std::string text =
-            (state().journal ? fmt::format("<{}>", static_cast<int>(level)) : "Corvane: ") + printable + '\n';
-        // Nothing can be done about a log that can't be written.
-        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+    if (poll(&stream, 1, 0) != 1 || (stream.revents & POLLOUT) == 0) {
+        return false;
     }
+    const std::string text = (state().journal ? fmt::format("<{}>", static_cast<int>(level)) : "Corvane: ") + printable + '\n';
+    return ::write(STDERR_FILENO, text.data(), text.size()) > 0;
+}
+
+void print(Level level, const std::string& printable) {
+    if (!isOn(level)) {
+        return;
+    }
+    if (state().lost > 0 && isPrinted(Level::Warning, fmt::format("{} lines are missing here: nobody took them", state().lost))) {
+        state().lost = 0;
+    }
+    state().lost += isPrinted(level, printable) ? 0 : 1;
 }
 
 void writeLine(Level level, std::string_view line) {
@@ -92,16 +106,16 @@ void writeLine(Level level, std::string_view line) {
     print(level, text);
 }
 
-/// @return whether the journal has taken it.
+/// By the journal's own protocol (https://systemd.io/JOURNAL_NATIVE_PROTOCOL), a field a line. sd_journal_sendv(3) would wait for
+/// a journal that stands still. @return whether the journal has taken it.
 bool sendToJournal(std::string_view line, std::span<const std::string> fields) {
-    std::vector<std::string> all{fmt::format("MESSAGE={}", line), fmt::format("PRIORITY={}", static_cast<int>(Level::Notice))};
-    all.insert(all.end(), fields.begin(), fields.end());
-    std::vector<iovec> vectors;
-    vectors.reserve(all.size());
-    for (std::string& field : all) {
-        vectors.push_back({field.data(), field.size()});
-    }
-    return sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size())) == 0;
+    static const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    static constexpr sockaddr_un kJournal{AF_UNIX, "/run/systemd/journal/socket"};
+    const std::string entry =
+        fmt::format("MESSAGE={}\nPRIORITY={}\nSYSLOG_IDENTIFIER={}\n{}\n", line, static_cast<int>(Level::Notice),
+                    program_invocation_short_name, fmt::join(fields, "\n"));
+    return sendto(socket.get(), entry.data(), entry.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                  reinterpret_cast<const sockaddr*>(&kJournal), sizeof kJournal) >= 0;
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <string_view>
 
 /// The daemon's log: one line an event worth knowing, on standard error, with the journal's priority prefixes when the
-/// journal reads it. Never blocks: a line that nobody takes is lost.
+/// journal reads it. Never blocks: a line that nobody takes is lost, and the next one that is taken stands behind their number.
 namespace corvane::log {
 
 /// Severities of syslog(3).
@@ -32,7 +32,7 @@ public:
 
 void write(Level level, std::string_view line);
 /// A notice that no limit leaves out and no second taker gets. Where the journal reads the log it has these fields, each
-/// "NAME=value", besides.
+/// "NAME=value" on one line, besides.
 void entry(std::string_view line, std::span<const std::string> fields);
 inline void error(std::string_view line) {
     write(Level::Error, line);
