@@ -175,7 +175,7 @@ def test_steps_come_once_and_in_the_order_of_their_times(scripted):
 
 
 @pytest.mark.parametrize("text, said", [
-    ("", "line 1: this is no JSON: syntax error while parsing value - unexpected end of input"),
+    ("", "line 1: this is no JSON: "),
     ('{"steps": [\n{"at": 1\n"action": "crash"}]}', "line 3: this is no JSON: syntax error while parsing object"),
     ('{"steps": [], "seed": 1e999}', "line 1: this is no JSON: number overflow"),
     ("[]", 'line 1: it must be an object like {"seed": 1, "steps": [...]}'),
