@@ -1,9 +1,12 @@
 """Clients that misbehave, each kind in a process of its own, while one that behaves measures what it meets."""
 import contextlib
+import itertools
 import multiprocessing
 import os
 import resource
 import signal
+import socket
+import threading
 import time
 
 import cbor2
@@ -220,12 +223,32 @@ def new_client_asks(manager):
         return client.is_closed() and client.answers[0][0] & 0xFFFFFFFF == TOO_MANY
 
 
+class Watchdog:
+    """Hears the manager's pings, as a service manager does."""
+
+    def __init__(self, limit):
+        name = f"corvane-watchdog-{os.getpid()}"
+        self.limit, self.environment = limit, {"NOTIFY_SOCKET": "@" + name, "WATCHDOG_USEC": str(limit * 1_000_000)}
+        self.socket, self.pings = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM), []
+        self.socket.bind("\0" + name)
+        threading.Thread(target=self.hear, daemon=True).start()
+
+    def hear(self):
+        while notice := self.socket.recv(4096):
+            if b"WATCHDOG=1" in notice:
+                self.pings.append(time.monotonic())
+
+    def longest_pause(self):
+        return max((after - before for before, after in itertools.pairwise(self.pings)), default=0)
+
+
 def clients(run):
     try:
         resource.setrlimit(resource.RLIMIT_NOFILE, (8192, 8192))
     except (ValueError, OSError) as error:
         raise Skipped("this user may not open 2,000 connections") from error
-    with Manager("--fault", UNANSWERED + "=hang") as manager:
+    watchdog = Watchdog(10)
+    with Manager("--fault", UNANSWERED + "=hang", **watchdog.environment) as manager:
         behaved, process = manager.client(events=False), manager.program.child.pid
         assert behaved.set("DIAG", "History", "17") is None
         at_rest, highest = kilobytes(process, "VmRSS"), 0
@@ -250,6 +273,8 @@ def clients(run):
                        f"client {1000 * max(connecting.waits):.2f} ms ({1000 * max(connecting.work):.2f} ms); memory {peak} KB")
             assert run.is_sanitized or 1000 * max(connected.work) < longest, "the other client waits"
             assert run.is_sanitized or 1000 * max(connecting.work) < longest_of_new, "a new client waits"
+        run.figure(f"longest pause between two pings for a watchdog of {watchdog.limit} s: {watchdog.longest_pause():.1f} s")
+        assert watchdog.longest_pause() < watchdog.limit, "a watchdog would have ended the manager"
         time.sleep(2)
         left = kilobytes(process, "VmRSS") - at_rest
         run.figure(f"memory left behind {left} KB; highest memory of the manager {highest} KB")
