@@ -227,6 +227,7 @@ def test_waiting_for_a_manager_that_is_yet_to_start(tmp_path):
     manager.stop()
 
 
+@pytest.mark.corvane("--fault", "GetBasebandTimeCommand=hang")
 def test_asyncio_commands_run_side_by_side(corvane):
     async def session():
         async with AsyncClient(corvane.socket) as client:
@@ -235,10 +236,12 @@ def test_asyncio_commands_run_side_by_side(corvane):
             first = asyncio.ensure_future(anext(events))
             await asyncio.sleep(0)
             reset = asyncio.ensure_future(client.perform(commands.reset("soft", "lab")))
+            hanging = asyncio.ensure_future(client.perform(commands.baseband_time()))
             versions = await asyncio.gather(*(client.perform(commands.info()) for _ in range(100)))
             assert len(versions) == 100
             assert (await first).name.startswith("Baseband")
-            assert not reset.done()  # a hundred answers came while it went on
+            assert not hanging.done()  # a hundred answers came while it went on
+            hanging.cancel()
             await reset
             with pytest.raises(Refused):
                 await client.perform(Command("NoSuchCommand"))
