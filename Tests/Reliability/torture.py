@@ -80,7 +80,8 @@ class Waits:
         worked_then, queued_then = self.schedule()
         self.waits.append(wait)
         self.of_manager.append(wait - (queued_then - queued))
-        self.work.append(worked_then - worked)
+        # It goes on working while the one that asked stands in the queue with its answer.
+        self.work.append(min(worked_then - worked, max(self.of_manager[-1], 0)))
         return answer
 
 
