@@ -19,7 +19,8 @@
 namespace corvane {
 namespace {
 
-constexpr int kReadyAtOnce = 1024;
+/// About what a turn serves of those that take little. The kernel names the others in the next turns: it goes round.
+constexpr int kReadyAtOnce = 256;
 constexpr std::chrono::microseconds kTurn{5000};
 /// Whoever takes less than this comes first, for most of a turn.
 constexpr std::chrono::microseconds kLittle{200};
@@ -31,7 +32,7 @@ constexpr std::chrono::seconds kMostPatience{1};
 constexpr std::chrono::nanoseconds kByte{6};
 /// So long into a turn, those that would make it long are told by what waits to be read: a system call each, which a turn of
 /// cheap requests spares.
-constexpr auto kCarefulAfter = kTurn / 8;
+constexpr auto kCarefulAfter = kTurn / 4;
 /// So many of those that take little are served in every turn.
 constexpr std::size_t kFew = 16;
 
