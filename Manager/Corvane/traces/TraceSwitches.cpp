@@ -38,13 +38,13 @@ void TraceSwitches::start(Baseband& baseband) {
 
 void TraceSwitches::prepare(const TraceProperty& property, std::string_view value, Completion<void> done) {
     const auto* const trace = std::ranges::find(kSwitches, property.trace, &Switch::trace);
-    const bool isSwitch = trace != std::end(kSwitches) && std::string_view(property.name) == trace->property;
-    if (trace == std::end(kSwitches) || (isSwitch && value == trace->off)) {
-        done({});
-    } else if (!baseband_->canRecord(trace->trace)) {
+    const bool isSwitched = trace != std::end(kSwitches);
+    const bool isSwitch = isSwitched && std::string_view(property.name) == trace->property;
+    const bool turnsOff = isSwitch && value == trace->off;
+    if (isSwitched && !turnsOff && !baseband_->canRecord(trace->trace)) {
         done(Refusal::notSupported("Trace " + ryn::trace::typeAsString(trace->trace) + " can't be recorded: this baseband " +
                                    trace->obstacle + "."));
-    } else if (isSwitch) {
+    } else if (isSwitch && !turnsOff) {
         baseband_->switchTrace(trace->trace, true, std::move(done));
     } else {
         done({});
