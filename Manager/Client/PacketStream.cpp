@@ -44,8 +44,8 @@ void carryToStream(int packets, int stream) {
     const auto frame = std::make_unique<Frame>();
     for (;;) {
         const ssize_t received = ::recv(packets, frame->data() + kLengthBytes, wire::kMaxPacketSize, 0);
-        if (received < 0 && errno == EINTR) {
-            continue;
+        if (received < 0 && (errno == EINTR || errno == ECONNRESET)) {
+            continue;  // behind a reset, which is told once, stands what the peer said before (unix(7))
         }
         if (received <= 0) {
             return;

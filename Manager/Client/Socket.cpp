@@ -75,7 +75,12 @@ Socket::Received Socket::receive(std::span<std::uint8_t> buffer, Clock::duration
     if (wait) {
         setPatience(patience);
     }
-    const ssize_t length = ::recv(descriptor(), buffer.data(), buffer.size(), MSG_TRUNC | (wait ? 0 : MSG_DONTWAIT));
+    const int flags = MSG_TRUNC | (wait ? 0 : MSG_DONTWAIT);
+    ssize_t length = ::recv(descriptor(), buffer.data(), buffer.size(), flags);
+    if (length < 0 && errno == ECONNRESET) {
+        // The peer has closed its end with packets unread (unix(7)). What it said before, such as why, stands behind this error.
+        length = ::recv(descriptor(), buffer.data(), buffer.size(), flags);
+    }
     if (length < 0) {
         const bool nothing = errno == EAGAIN || errno == EINTR;
         return {nothing ? State::Nothing : State::Closed, {}};

@@ -85,6 +85,8 @@ class SocketTransport:
                 packet = self._socket.recv(MAX_PACKET + 1)
             except (BlockingIOError, InterruptedError):
                 return packets
+            except ConnectionResetError:  # told once; what the manager said before, such as why, stands behind it
+                continue
             except OSError as error:
                 raise ConnectionLost(f"The connection to the manager was lost: {error.strerror}.") from error
             if not packet:

@@ -46,10 +46,11 @@ def property_of(name, value, number=1, trace="DIAG"):
 
 def refusal_before_the_end(client):
     """The result that a connection was ended with, 0 when there was none; None when the manager serves it all the same."""
-    with contextlib.suppress(ConnectionResetError):
+    try:
         packet = client.receive()
-        return 0 if packet is None else packet[2] & 0xFFFFFFFF if packet[:2] == [2, 0] and client.is_closed() else None
-    return 0
+    except ConnectionResetError:  # told once, before what the manager said
+        packet = client.receive()
+    return 0 if packet is None else packet[2] & 0xFFFFFFFF if packet[:2] == [2, 0] and client.is_closed() else None
 
 
 def stay_half_open(run, manager):
