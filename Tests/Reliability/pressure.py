@@ -35,9 +35,10 @@ def memory(run):
 
 
 WRITES = {  # by what is written: a change, and the syncs that one who only asks may meet 95 times in 100
-    "settings": (change_setting, 2),
-    "preferences": (lambda number: property_of("History", str(number % 100 + 1), number, trace="RYN"), 4),
-    "erasures": (lambda number: request(number, "BasebandNVData", BasebandNVDataAction="Erase"), 4),
+    "settings": (change_setting, 3),
+    "preferences": (lambda number: property_of("History", str(number % 100 + 1), number, trace="RYN"), 6),
+    "erasures": (lambda number: request(number, "BasebandNVData", BasebandNVDataAction="Erase"), 6),
+    "modes": (lambda number: request(number, "SetBasebandOperatingMode", BasebandOperatingMode=number % 2 * 6), 6),
 }
 
 
@@ -70,13 +71,14 @@ def slow(run):
                     for _ in range(run.times(200, 2000)):
                         earlier = syncs()
                         waits.measure(lambda: client.get("DIAG", "Mode"))
-                        met.append(syncs() - earlier)
+                        # This process may have stood still before or after the question, while the disk went on.
+                        met.append(min(syncs() - earlier, int(max(waits.of_manager[-1], 0) / sync) + 1))
                         time.sleep(0.001)
                     rate = (served() - before - len(met)) / (time.monotonic() - begin)
                 run.figure(f"64 writers of {name}: {rate:.0f} a second; a client that only asks: {run.describe(waits.waits)}, "
                            f"and met {sorted(collections.Counter(met).items())} (syncs, times)")
                 assert sorted(met)[len(met) * 95 // 100] <= most, f"writers of {name} keep one that only asks waiting"
-                assert name == "erasures" or rate > 10 / sync, f"each of the {name} has a sync of its own"
+                assert name in ("erasures", "modes") or rate > 10 / sync, f"each of the {name} has a sync of its own"
 
 
 def mixed_requests(random):
