@@ -14,6 +14,9 @@ import time
 
 import cbor2
 
+# A shell starts what runs in its background without it, and so would be what is started here.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+
 PATIENCE = 60  # seconds; longer than anything takes on a loaded machine under a sanitizer
 TOOL, MANAGER, SERVICE = (os.environ[name + "_PATH"] for name in ("RYNTOOL", "CORVANE", "PELLCORE"))
 REFUSALS = 0xE020E  # the upper digits of the manager's own results
