@@ -88,13 +88,12 @@ Result<void> Services::unblockResets() {
 }
 
 void Services::reset(const ResetRequest& request, Completion<void> completion) {
-    const auto counted = [this, why = request.subType, completion = std::move(completion)](const Result<void>& done) {
+    baseband_->reset(request, [this, why = request.subType, completion = std::move(completion)](const Result<void>& done) {
         if (done) {
             commandFigures_.countReset(why);
         }
         completion(done);
-    };
-    write([this, request, counted] { baseband_->reset(request, counted); });
+    });
 }
 
 void Services::prepareSetting(const TraceProperty& property, std::string_view value, Completion<void> done) {

@@ -34,22 +34,18 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
     });
 }
 
-void reportStatistics(Services& services, const AnswerCompletion& answer, std::int64_t module, const xpc::Object& data) {
+Result<void> reportStatistics(Services& services, std::int64_t module, const xpc::Object& data) {
     if (module != Module::Boot) {
-        answer(Refusal::invalidArgument(
-            fmt::format("The manager counts module {} itself; figures are reported to module 0.", module)));
-        return;
+        return Refusal::invalidArgument(
+            fmt::format("The manager counts module {} itself; figures are reported to module 0.", module));
     }
     // In whole seconds, of a clock of the reporter's own.
     const auto recovery = OptionalNumber{ryn::kKeyBootModuleLastRecoveryTime, 0}.read(data);
     const auto hardReset = OptionalNumber{ryn::kKeyBootModuleLastHardResetTime, 0}.read(data);
     if (!recovery || !hardReset) {
-        answer(recovery ? hardReset.refusal() : recovery.refusal());
-        return;
+        return recovery ? hardReset.refusal() : recovery.refusal();
     }
-    services.write([&services, recovery = *recovery, hardReset = *hardReset, answer] {
-        answer(services.bootFigures().report(recovery, hardReset));
-    });
+    return services.bootFigures().report(*recovery, *hardReset);
 }
 
 }  // namespace
