@@ -99,12 +99,20 @@ void Server::serve(Client& client) {
         return;
     }
     const log::RateLimited::Scope limited(requestlog::isOn() ? nullptr : &client.user.log);
-    try {
+    withinMemory(client, [&] {
         if (client.outbox.isEmpty()) {
             receive(client);
         } else {
             take(client, client.outbox.flush());
         }
+    });
+}
+
+/// Where memory runs short the client that holds most of it ends; the one that is served, when nothing is left at all.
+template <typename Serve>
+void Server::withinMemory(Client& client, Serve serve) {
+    try {
+        serve();
     } catch (const std::bad_alloc&) {
         lose(client);
     }
@@ -255,7 +263,7 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
     }
     for (const auto& client : clients_) {
         if (client->session->wantsEvents() && !client->ended) {
-            send(*client, packet_);
+            withinMemory(*client, [&] { send(*client, packet_); });
             ++figures_.eventsSent;
         }
     }

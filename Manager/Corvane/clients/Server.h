@@ -42,6 +42,8 @@ private:
     void resumeListening();
 
     void serve(Client& client);
+    template <typename Serve>
+    void withinMemory(Client& client, Serve serve);
     void receive(Client& client);
     Result<Session::Progress> receivePacket(Client& client, std::span<const std::uint8_t> packet);
     void send(Client& client, std::span<const std::uint8_t> packet);
