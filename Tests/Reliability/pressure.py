@@ -38,6 +38,7 @@ WRITES = {  # by what is written: a change, and the syncs that one who only asks
     "settings": (change_setting, 3),
     "preferences": (lambda number: property_of("History", str(number % 100 + 1), number, trace="RYN"), 6),
     "erasures": (lambda number: request(number, "BasebandNVData", BasebandNVDataAction="Erase"), 6),
+    "modes": (lambda number: request(number, "SetBasebandOperatingMode", BasebandOperatingMode=number % 2 * 6), 6),
 }
 
 
@@ -77,7 +78,7 @@ def slow(run):
                 run.figure(f"64 writers of {name}: {rate:.0f} a second; a client that only asks: {run.describe(waits.waits)}, "
                            f"and met {sorted(collections.Counter(met).items())} (syncs, times)")
                 assert sorted(met)[len(met) * 95 // 100] <= most, f"writers of {name} keep one that only asks waiting"
-                assert name == "erasures" or rate > 10 / sync, f"each of the {name} has a sync of its own"
+                assert name in ("erasures", "modes") or rate > 10 / sync, f"each of the {name} has a sync of its own"
 
 
 def mixed_requests(random):

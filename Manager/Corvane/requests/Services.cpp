@@ -88,12 +88,13 @@ Result<void> Services::unblockResets() {
 }
 
 void Services::reset(const ResetRequest& request, Completion<void> completion) {
-    baseband_->reset(request, [this, why = request.subType, completion = std::move(completion)](const Result<void>& done) {
+    const auto counted = [this, why = request.subType, completion = std::move(completion)](const Result<void>& done) {
         if (done) {
             commandFigures_.countReset(why);
         }
         completion(done);
-    });
+    };
+    write([this, request, counted] { baseband_->reset(request, counted); });
 }
 
 void Services::prepareSetting(const TraceProperty& property, std::string_view value, Completion<void> done) {

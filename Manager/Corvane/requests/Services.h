@@ -43,8 +43,11 @@ public:
     void reset(const ResetRequest& request, Completion<void> completion);
     /// Erases the baseband's non-volatile data and puts every setting back to its default.
     void erase(const Completion<void>& done) {
-        group_.run([this, done] { erasure_.run(*baseband_, done); });
+        write([this, done] { erasure_.run(*baseband_, done); });
     }
+    /// Runs `change`, which waits for the disk, in its turn: a client that only asks waits for one of them. A change that others
+    /// may have to follow in their order takes its turn too.
+    void write(std::function<void()> change) { group_.run(std::move(change)); }
     /// Completes with the folder when it is written.
     void collectTraceLogs(const std::string& reason, Completion<std::filesystem::path> completion);
 

@@ -57,7 +57,8 @@ void setOperatingMode(Services& services, const AnswerCompletion& answer, std::i
     }
     // An hour is longer than any client waits, and never overflows a clock.
     constexpr std::int64_t kLongestTimeout = 3600;
-    services.baseband().setOperatingMode(*mode, std::chrono::seconds(std::min(timeout.value_or(0), kLongestTimeout)), answer);
+    const std::chrono::seconds limit(std::min(timeout.value_or(0), kLongestTimeout));
+    services.write([&services, wanted = *mode, limit, answer] { services.baseband().setOperatingMode(wanted, limit, answer); });
 }
 
 void reset(Services& services, const AnswerCompletion& answer, ResetType type, std::string_view subType,

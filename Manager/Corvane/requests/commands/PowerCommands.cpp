@@ -21,11 +21,12 @@ const Named<PowerLogAction> kActions[] = {
 };
 
 void controlLog(Services& services, const AnswerCompletion& answer, PowerLogAction action, PowerLog log) {
-    services.baseband().controlPowerLog(log, action, answer);
+    services.write([&services, log, action, answer] { services.baseband().controlPowerLog(log, action, answer); });
 }
 
 void simulateNotification(Services& services, const AnswerCompletion& answer, std::int64_t message) {
-    services.baseband().simulatePowerNotification(static_cast<std::uint32_t>(message), answer);
+    const auto code = static_cast<std::uint32_t>(message);
+    services.write([&services, code, answer] { services.baseband().simulatePowerNotification(code, answer); });
 }
 
 }  // namespace

@@ -34,18 +34,22 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
     });
 }
 
-Result<void> reportStatistics(Services& services, std::int64_t module, const xpc::Object& data) {
+void reportStatistics(Services& services, const AnswerCompletion& answer, std::int64_t module, const xpc::Object& data) {
     if (module != Module::Boot) {
-        return Refusal::invalidArgument(
-            fmt::format("The manager counts module {} itself; figures are reported to module 0.", module));
+        answer(Refusal::invalidArgument(
+            fmt::format("The manager counts module {} itself; figures are reported to module 0.", module)));
+        return;
     }
     // In whole seconds, of a clock of the reporter's own.
     const auto recovery = OptionalNumber{ryn::kKeyBootModuleLastRecoveryTime, 0}.read(data);
     const auto hardReset = OptionalNumber{ryn::kKeyBootModuleLastHardResetTime, 0}.read(data);
     if (!recovery || !hardReset) {
-        return recovery ? hardReset.refusal() : recovery.refusal();
+        answer(recovery ? hardReset.refusal() : recovery.refusal());
+        return;
     }
-    return services.bootFigures().report(*recovery, *hardReset);
+    services.write([&services, recovery = *recovery, hardReset = *hardReset, answer] {
+        answer(services.bootFigures().report(recovery, hardReset));
+    });
 }
 
 }  // namespace
