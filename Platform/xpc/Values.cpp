@@ -107,8 +107,4 @@ std::optional<std::int64_t> numberAt(const Object& dictionary, const char* key) 
     return valueAt<std::int64_t>(dictionary, key);
 }
 
-std::optional<bool> booleanAt(const Object& dictionary, const char* key) {
-    return valueAt<bool>(dictionary, key);
-}
-
 }  // namespace xpc

@@ -10,6 +10,7 @@
 #include "platform/ryn/constants.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 

@@ -5,6 +5,7 @@
 namespace corvane {
 namespace {
 
+/// After so many the log is written back, in jobs of its own, before a change would find it at its limit.
 constexpr int kJobsInLog = 32;
 
 }  // namespace

@@ -76,8 +76,8 @@ std::string printable(std::string_view line) {
     return std::string(cut(escaped(cut(line, kLongestLine)), kLongestLine));
 }
 
-/// @return whether the reader of standard error has room for it.
-bool isPrinted(Level level, const std::string& printable) {
+/// @return whether standard error has taken the line.
+bool tryToPrint(Level level, const std::string& printable) {
     pollfd stream{STDERR_FILENO, POLLOUT, 0};
     if (poll(&stream, 1, 0) != 1 || (stream.revents & POLLOUT) == 0) {
         return false;
@@ -90,10 +90,11 @@ void print(Level level, const std::string& printable) {
     if (!isOn(level)) {
         return;
     }
-    if (state().lost > 0 && isPrinted(Level::Warning, fmt::format("{} lines are missing here: nobody took them", state().lost))) {
+    if (state().lost > 0 &&
+        tryToPrint(Level::Warning, fmt::format("{} lines are missing here: nobody took them", state().lost))) {
         state().lost = 0;
     }
-    state().lost += isPrinted(level, printable) ? 0 : 1;
+    state().lost += tryToPrint(level, printable) ? 0 : 1;
 }
 
 void writeLine(Level level, std::string_view line) {

@@ -5,7 +5,6 @@
 namespace corvane {
 
 using xpc::boolean;
-using xpc::booleanAt;
 using xpc::dictionary;
 using xpc::number;
 using xpc::numberAt;

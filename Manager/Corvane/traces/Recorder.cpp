@@ -25,7 +25,7 @@ constexpr std::size_t kLargestWrite = 65536;
 /// So many files that dropping one costs little of the history; no more, since a snapshot costs a link for each.
 constexpr std::uint64_t kSegmentsAtLeast = 16;
 constexpr std::uint64_t kSmallestSegment = kLargestWrite;
-/// What a file is read by at the start: holds any record.
+/// A file is read in pieces of this size at the start. No record is larger.
 constexpr std::uint64_t kLargestPiece = 16777216;
 
 std::string nameOf(unsigned long number, const char* extension) {

@@ -36,8 +36,8 @@ std::string line(sd_journal* journal, SystemJournal::Time time) {
 /// From the newest line to the oldest.
 class SystemJournal::Reading {
 public:
-    Reading(Loop& loop, Journal journal, Time since, Completed completed)
-        : timer(loop), completed_(std::move(completed)), journal_(std::move(journal)), since_(since) {}
+    Reading(Loop& loop, Journal journal, Time since, Then then)
+        : timer(loop), then_(std::move(then)), journal_(std::move(journal)), since_(since) {}
 
     /// @return whether there may be more.
     bool takeOne() {
@@ -60,13 +60,13 @@ public:
         for (const std::string& each : lines_) {
             all += each;
         }
-        completed_(std::move(all));
+        then_(std::move(all));
     }
 
     Timer timer;  ///< to the next lines
 
 private:
-    Completed completed_;
+    Then then_;
     Journal journal_;
     Time since_;
     std::deque<std::string> lines_;
@@ -77,14 +77,14 @@ SystemJournal::SystemJournal(Loop& loop) : loop_(loop) {}
 
 SystemJournal::~SystemJournal() = default;
 
-void SystemJournal::read(Time since, Completed completed) {
+void SystemJournal::read(Time since, Then then) {
     int error = 0;
     Journal journal = journal::openAtEnd(error);
     if (!journal) {
-        completed(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
+        then(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
         return;
     }
-    goOn(readings_.emplace(readings_.end(), loop_, std::move(journal), since, std::move(completed)));
+    goOn(readings_.emplace(readings_.end(), loop_, std::move(journal), since, std::move(then)));
 }
 
 void SystemJournal::goOn(std::list<Reading>::iterator reading) {

@@ -13,7 +13,7 @@ namespace corvane {
 class SystemJournal {
 public:
     using Time = std::chrono::system_clock::time_point;
-    using Completed = std::function<void(std::string lines)>;
+    using Then = std::function<void(std::string lines)>;
 
     /// @param loop outlives this.
     explicit SystemJournal(Loop& loop);
@@ -23,7 +23,7 @@ public:
 
     /// Reads what was logged since a time, a line each with the UTC time first: the newest 4 MB of it. Some lines in a turn of
     /// the loop, so that nobody waits for it. The text says why when nothing can be read.
-    void read(Time since, Completed completed);
+    void read(Time since, Then then);
     /// Hands over what has been read so far.
     void stop();
 

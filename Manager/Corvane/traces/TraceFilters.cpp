@@ -6,6 +6,7 @@
 #include "platform/ryn/constants.h"
 
 #include <fmt/format.h>
+
 #include <limits>
 #include <string>
 

@@ -5,6 +5,7 @@
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 

@@ -1,6 +1,7 @@
 #include "Corvane/baseband/modemmanager/ModemChoice.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 
 namespace corvane::modemmanager {

@@ -7,6 +7,7 @@
 #include "Corvane/support/Values.h"
 
 #include <fmt/format.h>
+
 #include <utility>
 
 namespace corvane {

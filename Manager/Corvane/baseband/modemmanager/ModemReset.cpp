@@ -4,6 +4,7 @@
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
 #include <fmt/format.h>
+
 #include <utility>
 
 namespace corvane::modemmanager {

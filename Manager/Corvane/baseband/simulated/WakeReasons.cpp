@@ -3,6 +3,7 @@
 #include "Corvane/support/Text.h"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 
 #include <iterator>

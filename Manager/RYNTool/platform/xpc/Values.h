@@ -22,8 +22,8 @@ Object text(std::string_view bytes);
 Object number(std::int64_t value);
 Object boolean(bool value);
 Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries = {});
-/// @return an empty object when a key stands twice.
 using Entry = std::pair<std::string, Object>;
+/// @return an empty object when a key stands twice.
 Object dictionaryOf(std::vector<Entry> entries);
 Object array(const std::vector<Object>& values);
 /// Sets or replaces an entry of a dictionary that is still being made.
@@ -32,7 +32,6 @@ void set(const Object& dictionary, const char* key, const Object& value);
 /// nullopt when `dictionary` is none, or what stands under `key` is absent or of another type.
 std::optional<std::string> textAt(const Object& dictionary, const char* key);
 std::optional<std::int64_t> numberAt(const Object& dictionary, const char* key);
-std::optional<bool> booleanAt(const Object& dictionary, const char* key);
 
 /// About how much memory the object takes with all that is in it, in bytes. What it holds twice counts twice.
 std::size_t memoryOf(const Object& object);
