@@ -156,14 +156,30 @@ def snapshot_growth(world):
     return much / little, f"{much / 1000:.0f} / {little / 1000:.0f} us"
 
 
-def recording(groups, world):
-    """The share of a processor that a manager takes which records what the baseband says by itself."""
+@functools.cache
+def _recording(world, groups):
+    """A manager that records what the baseband says by itself."""
     server = world.start_manager(world.path(f"recording-{groups}.sock"), world.path(f"recording-{groups}"))
     socket = {"CORVANE_SOCKET": server.address}
     run([*world.tool, "diag", "enabled", "true", "--", "diag", "secondary-dmc", groups, "--", "baseband", "state", "0"], socket)
+    return server
+
+
+def recording(groups, world):
+    """The share of a processor that it takes."""
+    server = _recording(world, groups)
     before, since = server.cpu_seconds(), time.monotonic()
     time.sleep(RECORDING_SECONDS)
     return 100 * (server.cpu_seconds() - before) / (time.monotonic() - since), ""
+
+
+def answers_while_recording(world):
+    """One client that asks again and again; many short turns, for what else the machine does."""
+    def microseconds(server):
+        return 1e6 / measure.figures([world.program("load_requests"), "manager", server.address, server.pid, "1", "5000"])["requests_a_second"]
+
+    busy, idle = measure.median_of(lambda: (microseconds(_recording(world, "Tput")), microseconds(world.manager)), rounds=25)
+    return busy / idle, f"{busy:.2f} / {idle:.2f} us"
 
 
 # At rest
@@ -252,6 +268,7 @@ ROWS = [
     _row("record", "a record of 200 bytes / copying and writing its bytes", recorded, at_most=1.5),
     _row("record-default", "DIAG on with Default: share of a processor", recording, "None", at_most=0.5, unit=" %"),
     _row("record-tput", "the same with Tput", recording, "Tput", at_most=2, unit=" %"),
+    _row("record-answers", "an answer while Tput is recorded / with traces off", answers_while_recording, at_most=1.05),
     _row("growth-snapshot", "a snapshot with 1 GB recorded / with 1 MB", snapshot_growth, at_most=1.2),
     _row("growth-commands", "cost of a command, the 100,000th / the 10th", growth_commands, at_most=1.1),
     _row("growth-clients", "CPU of a request, 1,000 clients / one", growth_clients, at_most=1.1),
