@@ -4,16 +4,13 @@
 #include "Corvane/requests/Services.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/Values.h"
-#include "Platform/FileDescriptor.h"
+#include "Platform/File.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <system_error>
 
 namespace corvane {
 namespace {
@@ -28,13 +25,6 @@ xpc::Object shown(const BootStatus& status) {
         xpc::set(states, nameOf(state), number(state == status.state ? 1 : 0));
     }
     return states;
-}
-
-/// @return whether the whole text is in the file.
-bool writeWhole(const std::filesystem::path& file, const std::string& text) {
-    const platform::FileDescriptor opened(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kMode));
-    return opened && fchmod(opened.get(), kMode) == 0 &&
-           ::write(opened.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
 }  // namespace
@@ -75,12 +65,14 @@ void MetricsFile::collect() {
 }
 
 void MetricsFile::write(const std::string& text) {
-    const std::string fresh = file_.string() + ".new";
-    const bool written = writeWhole(fresh, text) && rename(fresh.c_str(), file_.c_str()) == 0;
-    if (!written && !isRefused_) {
-        log::error(fmt::format("the metrics can't be written to {}: {}", file_.string(), std::strerror(errno)));
+    auto error = platform::replaceFile(file_, file_.string() + ".new", text, kMode, platform::Durability::None);
+    if (!error && chmod(file_.c_str(), kMode) != 0) {  // whatever the umask
+        error = {errno, std::generic_category()};
     }
-    isRefused_ = !written;
+    if (error && !isRefused_) {
+        log::error(fmt::format("the metrics can't be written to {}: {}", file_.string(), error.message()));
+    }
+    isRefused_ = static_cast<bool>(error);
 }
 
 }  // namespace corvane

@@ -32,8 +32,9 @@ State& state() {
 
 void write(const std::string& line) {
     auto& file = state().file;
-    if (::write(file.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-        log::error(fmt::format("the recording ends here: {}", std::strerror(errno)));
+    const ssize_t written = ::write(file.get(), line.data(), line.size());
+    if (written != static_cast<ssize_t>(line.size())) {
+        log::error(fmt::format("the recording ends here: {}", std::strerror(written < 0 ? errno : ENOSPC)));
         file = {};
     }
 }
