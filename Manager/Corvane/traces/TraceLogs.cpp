@@ -55,8 +55,8 @@ bool sync(const fs::path& path) {
 
 bool syncWithContent(const fs::path& folder) {
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
-        if (!sync(entry.path())) {
+    for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        if (!sync(entry->path())) {
             return false;
         }
     }
