@@ -25,14 +25,11 @@ bool waitToRetry(int stream, short event) {
     return errno == EINTR;
 }
 
-/// Nearly all text is: the terminal is asked for only when it isn't.
-bool isPlain(std::string_view text) {
-    for (const char byte : text) {
-        if ((byte < ' ' || byte > '~') && byte != '\n' && byte != '\t') {
-            return false;
-        }
-    }
-    return true;
+/// Asked once: what a stream leads to doesn't change.
+bool isTerminal(Stream stream) {
+    static const bool isOutputTerminal = isatty(STDOUT_FILENO) == 1;
+    static const bool isErrorTerminal = isatty(STDERR_FILENO) == 1;
+    return stream == Stream::Output ? isOutputTerminal : isErrorTerminal;
 }
 
 }  // namespace
@@ -58,7 +55,7 @@ std::size_t readStandardInput(char* buffer, std::size_t size) {
 int writeStandardStream(Stream stream, std::string_view text) {
     const auto descriptor = static_cast<int>(stream);
     std::string escaped;
-    if (!isPlain(text) && isatty(descriptor) == 1) {
+    if (isTerminal(stream)) {
         text = escaped = escapeControlCharacters(text);
     }
     while (!text.empty()) {

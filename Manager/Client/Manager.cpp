@@ -284,10 +284,7 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
         buffer_ = std::make_unique_for_overwrite<std::uint8_t[]>(wire::kMaxPacketSize);
     }
     const Socket::Received received = socket->receive({buffer_.get(), wire::kMaxPacketSize}, patience);
-    std::optional<wire::Packet> packet;
-    if (received.state == Socket::State::Packet) {
-        packet = wire::decode(received.packet);
-    }
+    auto packet = received.state == Socket::State::Packet ? wire::decode(received.packet) : std::nullopt;
     lock.lock();
     reading_ = false;
     if (received.state == Socket::State::Nothing) {

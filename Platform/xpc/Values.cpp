@@ -66,14 +66,14 @@ Object boolean(bool value) {
 }
 
 Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries) {
-    auto made = orNull(xpc_dictionary_create(nullptr, nullptr, 0));
-    if (auto* const dictionary = std::get_if<xpc_object::Dictionary>(&made.get()->value)) {
-        dictionary->reserve(entries.size());
-    }
+    std::vector<Entry> present;
+    present.reserve(entries.size());
     for (const auto& [key, value] : entries) {
-        set(made, key, value);
+        if (value) {
+            present.emplace_back(key, value);
+        }
     }
-    return made;
+    return dictionaryOf(std::move(present));
 }
 
 Object dictionaryOf(std::vector<Entry> entries) {

@@ -279,7 +279,10 @@ std::optional<Packet> decode(std::span<const std::uint8_t> packet) {
             return std::nullopt;
         }
     }
-    return decoder.atEnd() ? std::move(decoded) : std::nullopt;
+    if (!decoder.atEnd()) {
+        decoded.reset();
+    }
+    return decoded;
 }
 
 }  // namespace ryn::wire

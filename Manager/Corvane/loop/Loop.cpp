@@ -143,6 +143,9 @@ void Loop::shareTurn() {
 /// @param atLeast so many: the processor may have gone to another process for the whole turn. Those that it leaves are as ready
 /// in the next turn.
 void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end) {
+    if (watches.empty()) {
+        return;
+    }
     std::ranges::sort(watches, {}, &Watch::due_);
     std::size_t served = 0;
     Clock::time_point begin = Clock::now();

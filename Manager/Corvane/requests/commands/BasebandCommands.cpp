@@ -31,9 +31,9 @@ constexpr Named<DiagnosticsAction> kDiagnosticsActions[] = {
 
 /// Passes a question on, and answers with the value as the protocol has it.
 template <auto question>
-void ask(Services& services, const AnswerCompletion& answer) {
-    (services.baseband().*
-     question)([answer](const auto& value) { answer(value ? Answer(toReply(*value)) : Answer(value.refusal())); });
+void ask(Services& services, AnswerCompletion answer) {
+    (services.baseband().*question)(
+        [answer = std::move(answer)](const auto& value) { answer(value ? Answer(toReply(*value)) : Answer(value.refusal())); });
 }
 
 void getInfo(Services& services, const AnswerCompletion& answer) {
