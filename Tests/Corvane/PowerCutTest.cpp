@@ -1,0 +1,85 @@
+#include "Corvane/loop/Loop.h"
+#include "Corvane/settings/SettingsStore.h"
+#include "Corvane/traces/TraceLogs.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+/// What reached the kernel: w a write at a place, s the sync of a file, f that of a folder, r a renaming, u a removal.
+std::string steps;
+
+int sync(int descriptor) {
+    struct stat status {};
+    steps += fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode) ? 'f' : 's';
+    return 0;
+}
+
+}  // namespace
+
+namespace corvane {
+namespace {
+
+struct PowerCut : testing::Test {
+    PowerCut() { setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1); }
+    /// What `change` did, in its order.
+    template <typename Change>
+    std::string stepsOf(Change change) {
+        steps.clear();
+        EXPECT_TRUE(change());
+        return steps;
+    }
+    support::TempFolder folder;
+    std::unique_ptr<SettingsStore> store = std::move(*SettingsStore::open(folder.path()));
+};
+
+TEST_F(PowerCut, LosesNoSettingThatIsStored) {
+    EXPECT_THAT(stepsOf([this] { return store->store("trace", "a", "1"); }), testing::MatchesRegex("w+s"));
+    EXPECT_THAT(stepsOf([this] { return store->clear("trace"); }), testing::MatchesRegex("w+s"));
+}
+
+TEST_F(PowerCut, LeavesWholeTraceLogsOrTheLogTheyWereMadeOf) {
+    const auto loop = std::move(*Loop::make());
+    GroupCommit group(*store, *loop);
+    const TraceFilters filters(*store, group);
+    ScratchLog scratchLog(folder.path() / "Scratch");
+    scratchLog.write("line");
+    TraceRecorders recorders(*loop, folder.path() / "Scratch");
+    TraceLogs logs(folder.path() / "Snapshots", filters, scratchLog, recorders);
+    const auto collect = [&] { return logs.write({{"one", "content"}, {"two", "content"}}, false); };
+    EXPECT_EQ(stepsOf(collect), "sssfrffuu") << "the log and an older one are removed last";
+    EXPECT_EQ(stepsOf(collect), "ssfrfuu") << "without a log, and where the folder of folders is known";
+}
+
+}  // namespace
+}  // namespace corvane
+
+// In place of the C library's, and for what it is called by.
+extern "C" {
+int fsync(int descriptor) {
+    return sync(descriptor);
+}
+int fdatasync(int descriptor) {
+    return sync(descriptor);
+}
+ssize_t pwrite64(int descriptor, const void* bytes, std::size_t count, off_t offset) {
+    steps += 'w';
+    return syscall(SYS_pwrite64, descriptor, bytes, count, offset);
+}
+int rename(const char* from, const char* to) noexcept {
+    steps += 'r';
+    return static_cast<int>(syscall(SYS_rename, from, to));
+}
+int remove(const char* path) noexcept {
+    steps += 'u';
+    return unlink(path) == 0 ? 0 : rmdir(path);
+}
+}
