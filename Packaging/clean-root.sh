@@ -1,6 +1,9 @@
 # What makes the packages and tries them in a clean Debian; sourced with $suite set to a release's name, or empty for this machine's.
 # The clean Debian is kept as a tar file in /var/tmp for the next run, and so are the packages that it downloads.
 unable() { echo "$0: $*" >&2; exit 77; }
+needed() {  # WHAT COMMAND...: where the command fails, this machine is no place to try anything
+    "${@:2}" >"$work/log" 2>&1 || { tail -n 5 "$work/log" >&2; unable "this machine can't $1"; }
+}
 step() { echo "== $* ($(date +%T))"; }
 quietly() { "$@" >"$work/log" 2>&1 || { tail -n 30 "$work/log" >&2; echo "$0: failed: $*" >&2; exit 1; }; }
 
@@ -8,7 +11,7 @@ quietly() { "$@" >"$work/log" 2>&1 || { tail -n 30 "$work/log" >&2; echo "$0: fa
 for program in mmdebstrap unshare; do
     command -v "$program" >/dev/null || unable "install $program (script/bootstrap --packaging does)"
 done
-unshare --mount --pid --ipc --uts --fork true 2>/dev/null || unable "this machine allows no namespaces"
+unshare --mount --pid --ipc --uts --fork --mount-proc true 2>/dev/null || unable "this machine allows no namespaces with mounts of their own"
 running=$(sed -n "s/^VERSION_CODENAME=//p" /etc/os-release)
 suite=${suite:-$running}
 downloads=/var/tmp/corvane-debs-$suite
@@ -28,10 +31,11 @@ sources() {
 make_root() {
     local base=/var/tmp/corvane-clean-$suite.tar
     if ! [ -O "$base" ]; then
-        [ -n "$(sources)" ] || quietly apt-get update
+        [ -n "$(sources)" ] || needed "list the packages of $suite" apt-get update
         sources >"$work/sources"
         # Nothing here outlives a crash, so nothing need be on disk at once.
-        quietly mmdebstrap --variant=minbase --dpkgopt=force-unsafe-io --aptopt='Acquire::Languages "none"' \
+        needed "make a clean $suite" mmdebstrap --variant=minbase --dpkgopt=force-unsafe-io --aptopt='Acquire::Languages "none"' \
+            --aptopt='Acquire::Retries "3"' --aptopt='APT::Update::Error-Mode "any"' \
             --skip=cleanup/apt/lists --format=tar "$suite" "$base.new.$$" - <"$work/sources"
         mv "$base.new.$$" "$base"
     fi
@@ -40,6 +44,7 @@ make_root() {
     cp /etc/resolv.conf /etc/hosts "$root/etc/"
     mkdir -p "$downloads"
     cp -l "$downloads"/*.deb "$root/var/cache/apt/archives/" 2>/dev/null || true
+    needed "list the packages of $suite" inside apt-get -q update
 }
 
 # Runs a command in $root, with processes and mounts of its own: whatever it starts ends with it.
