@@ -32,6 +32,8 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     (tmp_path / "sound.json").write_text('{"steps": []}')
     (tmp_path / "later.jsonl").write_text('{"recording":2}\n')
     (tmp_path / "other.jsonl").write_text('{"recording":1}\n{"ms":1}\n')
+    (tmp_path / "deep.jsonl").write_text('{"recording":1}\n{"ms":1,"event":"x","payload":' + "[" * 1000000 + "]" * 1000000 + "}\n")
+    (tmp_path / "never.jsonl").write_text('{"recording":1}\n{"ms":9223372036854775807,"event":"x"}\n')
     replay = ["--backend", "replay", "--recording"]
     at, kept = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
     for status, sentence, *options in [
@@ -53,6 +55,8 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
         (1, "/file is empty", *replay, tmp_path / "file"),
         (1, "begins no recording of version 1", *replay, tmp_path / "later.jsonl"),
         (1, "line 2 of the recording", *replay, tmp_path / "other.jsonl"),
+        (1, "is no object of JSON with a packet's values", *replay, tmp_path / "deep.jsonl"),
+        (1, 'has no time "ms" from 0 to', *replay, tmp_path / "never.jsonl"),
         (1, "too long: at most 107", *kept, "/tmp/" + 120 * "x"),
         (1, "exists and is not a socket", *kept, tmp_path / "file"),
         (1, "m.sock.lock: Not a directory", *kept, tmp_path / "file/m.sock"),

@@ -1,5 +1,6 @@
 #include "Corvane/requests/RecordedRequests.h"
 
+#include "Client/wire/Packet.h"
 #include "Corvane/requests/Recording.h"
 #include "Corvane/support/Values.h"
 #include "Platform/File.h"
@@ -21,6 +22,19 @@ using Json = nlohmann::json;
 using std::chrono::milliseconds;
 
 constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
+constexpr std::int64_t kLongestRecording = std::int64_t{1} << 40U;  // in milliseconds: 35 years
+
+/// Discarded when the line isn't whole, null when it holds values that nest deeper than a packet's.
+Json parse(const std::string& line) {
+    bool tooDeep = false;
+    const auto limitDepth = [&tooDeep](int depth, Json::parse_event_t event, const Json&) {
+        const bool begins = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
+        tooDeep = tooDeep || (begins && depth > static_cast<int>(ryn::wire::kMaxNesting));
+        return !tooDeep;
+    };
+    Json parsed = Json::parse(line, limitDepth, false);
+    return tooDeep ? Json() : parsed;
+}
 
 xpc::Object toObject(const Json& json) {
     if (json.is_object()) {
@@ -58,8 +72,8 @@ public:
             return known ? std::nullopt : std::optional(fmt::format("begins no recording of version {}", recording::kVersion));
         }
         const auto time = numberAt(entry, "ms");
-        if (!time) {
-            return "has no time \"ms\"";
+        if (!time || *time < 0 || *time > kLongestRecording) {
+            return fmt::format("has no time \"ms\" from 0 to {}", kLongestRecording);
         }
         const std::pair client(numberAt(entry, "client"), numberAt(entry, "id"));
         if (const auto command = textAt(entry, "request")) {
@@ -108,12 +122,12 @@ Result<RecordedRequests> readRecording(const std::string& file) {
     std::istringstream lines(content.bytes);
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
-        const Json json = Json::parse(line, nullptr, false);
+        const Json json = parse(line);
         if (json.is_discarded() && lines.eof()) {
             break;
         }
         ++number;
-        const auto wrong = json.is_object() ? reader.take(toObject(json), number) : "is no object of JSON";
+        const auto wrong = json.is_object() ? reader.take(toObject(json), number) : "is no object of JSON with a packet's values";
         if (wrong) {
             return Refusal::invalidArgument(fmt::format("line {} of the recording {} {}", number, file, *wrong));
         }
