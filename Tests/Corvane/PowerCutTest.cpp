@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -53,9 +54,11 @@ TEST_F(PowerCut, LeavesWholeTraceLogsOrTheLogTheyWereMadeOf) {
     ScratchLog scratchLog(folder.path() / "Scratch");
     scratchLog.write("line");
     TraceRecorders recorders(*loop, folder.path() / "Scratch");
+    recorders.record({ryn::trace::Type::DIAG, {}, "packet"});
     TraceLogs logs(folder.path() / "Snapshots", filters, scratchLog, recorders);
     const auto collect = [&] { return logs.write({{"one", "content"}, {"two", "content"}}, false); };
-    EXPECT_EQ(stepsOf(collect), "sssfrffuu") << "the log and an older one are removed last";
+    EXPECT_THAT(stepsOf(collect), testing::MatchesRegex("[sf]{5}frffuu")) << "the log and an older one are removed last";
+    EXPECT_EQ(std::ranges::count(steps, 's'), 4) << "what is linked from the folder of a trace too";
     EXPECT_EQ(stepsOf(collect), "ssfrfuu") << "without a log, and where the folder of folders is known";
 }
 
