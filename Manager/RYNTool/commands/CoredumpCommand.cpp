@@ -9,7 +9,7 @@ constexpr TraceProperty kProperties[] = {
 
 constexpr TraceStatus::Line kStatusLines[] = {{"Enabled", "Enabled: ", "", 0}};
 // Unlike those of "enabled", its failure goes to standard output.
-constexpr TraceStatus kStatus = {"baseband coredump", output::Stream::Output, 1, kStatusLines};
+constexpr TraceStatus kStatus = {"status of baseband coredump", "baseband coredump", output::Stream::Output, 1, kStatusLines};
 
 /// "coredump": whether core dumps of the baseband are collected.
 class CoredumpCommand : public RYNCommandBase {
@@ -18,14 +18,9 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<CoredumpCommand> kLeaves[] = {
-            {"status", &CoredumpCommand::status, "status of baseband coredump"},
-        };
         registerProperties<ryn::kTraceCoreDump>(kProperties);
-        registerLeaves<CoredumpCommand>(kLeaves);
+        registerStatus<ryn::kTraceCoreDump>(kStatus);
     }
-
-    bool status(const Group&, const Words&) { return showTraceStatus(manager(), ryn::kTraceCoreDump, kStatus); }
 };
 
 }  // namespace

@@ -30,7 +30,7 @@ constexpr TraceStatus::Line kStatusLines[] = {
     {config::kSleepDMCFileKey, "Sleep-dmc: ", "", 6},
     {config::kEnabledDuringSleepKey, "Enable-on-sleep: ", "", 5},
 };
-constexpr TraceStatus kStatus = {"DIAG trace", Stream::Error, 1, kStatusLines};
+constexpr TraceStatus kStatus = {"status of diag trace", "DIAG trace", Stream::Error, 1, kStatusLines};
 
 /// "diag": settings of the DIAG trace, the log of the baseband's diagnostic messages.
 class DIAGCommand : public RYNCommandBase {
@@ -39,12 +39,9 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<DIAGCommand> kLeaves[] = {{"status", &DIAGCommand::status, "status of diag trace"}};
         registerProperties<ryn::kTraceDiag>(kProperties);
-        registerLeaves<DIAGCommand>(kLeaves);
+        registerStatus<ryn::kTraceDiag>(kStatus);
     }
-
-    bool status(const Group&, const Words&) { return showTraceStatus(manager(), ryn::kTraceDiag, kStatus); }
 };
 
 }  // namespace

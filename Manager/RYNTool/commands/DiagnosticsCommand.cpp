@@ -38,12 +38,9 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<DiagnosticsCommand> kLeaves[] = {
-            {"run", &DiagnosticsCommand::run, "[rftest] run a specified diagnostics test"},
-            {"abort", &DiagnosticsCommand::abort, "abort diagnostics test, if it is running"},
-        };
         listen();
-        registerLeaves<DiagnosticsCommand>(kLeaves);
+        registerLeaf<&DiagnosticsCommand::run>("run", "[rftest] run a specified diagnostics test");
+        registerLeaf<&DiagnosticsCommand::abort>("abort", "abort diagnostics test, if it is running");
     }
 
     void listen() {

@@ -13,7 +13,7 @@ constexpr TraceProperty kProperties[] = {
 };
 
 constexpr TraceStatus::Line kStatusLines[] = {{"Enabled", "Enabled: ", "", 0}, {"History", "History: ", " MB", 1}};
-constexpr TraceStatus kStatus = {"kernelpci trace", Stream::Output, 2, kStatusLines};
+constexpr TraceStatus kStatus = {"status of kernelpci trace", "kernelpci trace", Stream::Output, 2, kStatusLines};
 
 /// "kernelpci": settings of the kernel PCI trace.
 class KernelPCICommand : public RYNCommandBase {
@@ -22,14 +22,9 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<KernelPCICommand> kLeaves[] = {
-            {"status", &KernelPCICommand::status, "status of kernelpci trace"},
-        };
         registerProperties<ryn::kTraceKernelPCI>(kProperties);
-        registerLeaves<KernelPCICommand>(kLeaves);
+        registerStatus<ryn::kTraceKernelPCI>(kStatus);
     }
-
-    bool status(const Group&, const Words&) { return showTraceStatus(manager(), ryn::kTraceKernelPCI, kStatus); }
 };
 
 }  // namespace

@@ -18,14 +18,10 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<ModemCommand> kLeaves[] = {
-            {"state", &ModemCommand::state, "boot state of baseband"},
-            {"time", &ModemCommand::time, "current baseband time"},
-            {"wake", &ModemCommand::wake, "last wake reason"},
-        };
-        registerLeaves<ModemCommand>(kLeaves);
-        registerChild("reset", createResetCommand);
-        registerChild("diagnostics", createDiagnosticsCommand);
+        registerLeaf<&ModemCommand::state>("state", "boot state of baseband");
+        registerLeaf<&ModemCommand::time>("time", "current baseband time");
+        registerLeaf<&ModemCommand::wake>("wake", "last wake reason");
+        registerChildren();
     }
 
     bool state(const Group& group, const Words& words) {

@@ -18,13 +18,10 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<PowerCommand> kLeaves[] = {
-            {"enable", &PowerCommand::enable, "[npa|f3] enable power log collection from baseband"},
-            {"disable", &PowerCommand::disable, "[npa|f3] disable power log collection from baseband"},
-            {"dump", &PowerCommand::dump, "[npa|f3] dump power log from baseband"},
-            {"simulate", &PowerCommand::simulate, "[0x...] simulate AP power events"},
-        };
-        registerLeaves<PowerCommand>(kLeaves);
+        registerLeaf<&PowerCommand::enable>("enable", "[npa|f3] enable power log collection from baseband");
+        registerLeaf<&PowerCommand::disable>("disable", "[npa|f3] disable power log collection from baseband");
+        registerLeaf<&PowerCommand::dump>("dump", "[npa|f3] dump power log from baseband");
+        registerLeaf<&PowerCommand::simulate>("simulate", "[0x...] simulate AP power events");
     }
 
     bool enable(const Group&, const Words& words) { return requestLog(textOf(kActionEnable), words); }

@@ -12,17 +12,8 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<RYNCommand> kLeaves[] = {{"info", &RYNCommand::info, "version of tool, daemon and baseband"}};
-        registerLeaves<RYNCommand>(kLeaves);
-        registerChild("baseband", createModemCommand);
-        registerChild("coredump", createCoredumpCommand);
-        registerChild("diag", createDIAGCommand);
-        registerChild("kernelpci", createKernelPCICommand);
-        registerChild("power", createPowerCommand);
-        registerChild("tems", createTEMSCommand);
-        registerChild("rfs", createRemoteFSCommand);
-        registerChild("trace", createTraceCommand);
-        registerChild("stats", createStatsCommand);
+        registerLeaf<&RYNCommand::info>("info", "version of tool, daemon and baseband");
+        registerChildren();
     }
 
     bool info(const Group&, const Words&) {

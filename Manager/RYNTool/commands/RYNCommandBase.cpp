@@ -1,5 +1,6 @@
 #include "commands/RYNCommandBase.h"
 
+#include "commands/Groups.h"
 #include "platform/ryn/constants.h"
 #include "platform/vsk/SorvexUtil.h"
 #include "platform/xpc/Values.h"
@@ -24,8 +25,13 @@ RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command) const
     return perform(command, xpc::null());
 }
 
-void RYNCommandBase::registerChild(const char* word, NodeFactory* create) {
-    registerSubCommand(word, create(word, weak_from_this(), manager_, queue_.get()));
+void RYNCommandBase::registerChildren() {
+    const std::string path = getPath();
+    for (const GroupPlace& group : kGroups) {
+        if (group.parent == path) {
+            registerSubCommand(group.word, (*group.create)(group.word, weak_from_this(), manager_, queue_.get()));
+        }
+    }
 }
 
 bool RYNCommandBase::failWithHelp() {

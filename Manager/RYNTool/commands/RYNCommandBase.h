@@ -12,14 +12,6 @@
 
 using Group = dispatch::group;
 
-/// A leaf of a group: its word, the member function that runs it, and its help text.
-template <typename Command>
-struct Leaf {
-    Literal word;
-    bool (Command::*run)(const Group& group, const Words& words);
-    Literal helpText;
-};
-
 /// Makes a node and initialises it.
 using NodeFactory = std::shared_ptr<CommandBase>(const std::string& name, const std::weak_ptr<CommandBase>& parent,
                                                  const ryn::client::ManagerPtr& manager, dispatch_queue_t queue);
@@ -52,15 +44,10 @@ protected:
     Answer perform(const std::string& command, const xpc::Object& argument) const;
     Answer perform(const std::string& command) const;
 
-    /// @param leaves a table that lives as long as the program.
-    template <typename Command>
-    void registerLeaves(std::span<const Leaf<Command>> leaves) {
-        for (const auto& leaf : leaves) {
-            registerCommand(leaf.word, leaf.helpText,
-                            [self = static_cast<Command*>(this), &leaf](const Group& group, const Words& words) {
-                                return (self->*leaf.run)(group, words);
-                            });
-        }
+    /// A leaf that a member function of the group runs: `registerLeaf<&ModemCommand::time>("time", "current baseband time");`.
+    template <auto run>
+    void registerLeaf(Literal word, Literal helpText) {
+        registerCommand(word, helpText, [this](const Group& group, const Words& words) { return call(run, group, words); });
     }
     /// Leaves that read or set one property of `trace` each. @param properties a table that lives as long as the program.
     template <const char* const& trace>
@@ -71,14 +58,25 @@ protected:
             });
         }
     }
+    /// The leaf "status" of `trace`. @param status lives as long as the program.
+    template <const char* const& trace>
+    void registerStatus(const TraceStatus& status) {
+        registerCommand("status", status.helpText,
+                        [this, &status](const Group&, const Words&) { return showTraceStatus(manager_, trace, status); });
+    }
     /// Prints the help page. @return false
     bool failWithHelp();
     /// Asks for a reset that a user wants. @param type of ryn::kBasebandResetType
     Answer requestReset(const std::string& type, const std::string& reason) const;
-    /// Creates a child that works with this node's manager and queue, and attaches it.
-    void registerChild(const char* word, NodeFactory* create);
+    /// Creates the groups below this one, with this node's manager and queue, and attaches them.
+    void registerChildren();
 
 private:
+    template <typename Command>
+    bool call(bool (Command::*run)(const Group&, const Words&), const Group& group, const Words& words) {
+        return (static_cast<Command*>(this)->*run)(group, words);
+    }
+
     ryn::client::ManagerPtr manager_;
     dispatch::Queue queue_;
 };

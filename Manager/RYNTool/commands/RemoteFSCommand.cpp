@@ -11,11 +11,8 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<RemoteFSCommand> kLeaves[] = {
-            {"sync", &RemoteFSCommand::sync, "[nowait] sync remote filesystem with baseband"},
-            {"erase", &RemoteFSCommand::erase, "erase remote filesystem and soft-reset baseband (take caution)"},
-        };
-        registerLeaves<RemoteFSCommand>(kLeaves);
+        registerLeaf<&RemoteFSCommand::sync>("sync", "[nowait] sync remote filesystem with baseband");
+        registerLeaf<&RemoteFSCommand::erase>("erase", "erase remote filesystem and soft-reset baseband (take caution)");
     }
 
     /// Prints "Failed" and fails whatever the manager answered: no answer tells that the baseband's data is safe.

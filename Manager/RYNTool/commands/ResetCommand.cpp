@@ -10,12 +10,9 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<ResetCommand> kLeaves[] = {
-            {"soft", &ResetCommand::soft, "soft reset of baseband"},
-            {"hard", &ResetCommand::hard, "hard reset of baseband"},
-            {"unblock", &ResetCommand::unblock, "unblock reset, if it was set using preferences (dev use only)"},
-        };
-        registerLeaves<ResetCommand>(kLeaves);
+        registerLeaf<&ResetCommand::soft>("soft", "soft reset of baseband");
+        registerLeaf<&ResetCommand::hard>("hard", "hard reset of baseband");
+        registerLeaf<&ResetCommand::unblock>("unblock", "unblock reset, if it was set using preferences (dev use only)");
     }
 
     bool soft(const Group&, const Words& words) { return reset(ryn::kBasebandResetTypeSoft, words); }

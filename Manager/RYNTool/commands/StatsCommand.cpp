@@ -20,11 +20,8 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<StatsCommand> kLeaves[] = {
-            {"get-statistics", &StatsCommand::getStatistics, "Get Statistics"},
-            {"bootmodule", &StatsCommand::reportBootModule, "Statistics for BootModule"},
-        };
-        registerLeaves<StatsCommand>(kLeaves);
+        registerLeaf<&StatsCommand::getStatistics>("get-statistics", "Get Statistics");
+        registerLeaf<&StatsCommand::reportBootModule>("bootmodule", "Statistics for BootModule");
     }
 
     bool getStatistics(const Group&, const Words& words) {

@@ -19,10 +19,7 @@ public:
     using RYNCommandBase::RYNCommandBase;
 
 private:
-    void registerCommands() override {
-        static constexpr Leaf<TEMSCommand> kLeaves[] = {{"mode", &TEMSCommand::mode, "[hw|off] TEMS mode"}};
-        registerLeaves<TEMSCommand>(kLeaves);
-    }
+    void registerCommands() override { registerLeaf<&TEMSCommand::mode>("mode", "[hw|off] TEMS mode"); }
 
     /// Too many words are refused without a message.
     bool mode(const Group&, const Words& words) {

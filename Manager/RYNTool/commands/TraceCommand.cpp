@@ -14,14 +14,11 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<TraceCommand> kLeaves[] = {
-            {"dump", &TraceCommand::dump, "[<reason-string>] dump trace logs"},
-            {"set", &TraceCommand::set, "<trace> <property> <value> set trace property"},
-            {"get", &TraceCommand::get, "<trace> <property> get trace property"},
-        };
-        registerLeaves<TraceCommand>(kLeaves);
+        registerLeaf<&TraceCommand::dump>("dump", "[<reason-string>] dump trace logs");
+        registerLeaf<&TraceCommand::set>("set", "<trace> <property> <value> set trace property");
+        registerLeaf<&TraceCommand::get>("get", "<trace> <property> get trace property");
         registerProperties<ryn::kTraceRYN>(kProperties);
-        registerChild("filter", createTraceFilterCommand);
+        registerChildren();
     }
 
     /// Prints the outcome when it has come; returns true.

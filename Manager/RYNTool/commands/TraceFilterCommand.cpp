@@ -57,13 +57,11 @@ public:
 
 private:
     void registerCommands() override {
-        static constexpr Leaf<TraceFilterCommand> kLeaves[] = {
-            {"add", &TraceFilterCommand::add,
-             "[ freespace { 0..100 | default } | maxlog { 0.. | default } ] add trace log filter"},
-            {"remove", &TraceFilterCommand::remove, "[ freespace | maxlog | all ] remove trace log filter(s)"},
-            {"status", &TraceFilterCommand::status, "status of trace log filter (if not set, default values are returned)"},
-        };
-        registerLeaves<TraceFilterCommand>(kLeaves);
+        registerLeaf<&TraceFilterCommand::add>(
+            "add", "[ freespace { 0..100 | default } | maxlog { 0.. | default } ] add trace log filter");
+        registerLeaf<&TraceFilterCommand::remove>("remove", "[ freespace | maxlog | all ] remove trace log filter(s)");
+        registerLeaf<&TraceFilterCommand::status>("status",
+                                                  "status of trace log filter (if not set, default values are returned)");
     }
 
     /// An unknown filter is refused without a message. More words than a value ask for the default.

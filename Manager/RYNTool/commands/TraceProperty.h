@@ -55,6 +55,7 @@ struct TraceStatus {
         std::size_t place;  ///< among the lines printed: the order of asking may be another
     };
 
+    Literal helpText;
     const char* subject;  ///< of the message of a failure
     output::Stream failures;
     std::size_t decisive;         ///< how many of the lines, from the first, have to be read; others show as empty
