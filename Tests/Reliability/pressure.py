@@ -34,11 +34,12 @@ def memory(run):
         assert "takes memory that there is not" in manager.program.text, "the memory was never short"
 
 
-WRITES = {  # by what is written: a change, and the syncs that one who only asks may meet 95 times in 100
-    "settings": (change_setting, 3),
-    "preferences": (lambda number: property_of("History", str(number % 100 + 1), number, trace="RYN"), 6),
-    "erasures": (lambda number: request(number, "BasebandNVData", BasebandNVDataAction="Erase"), 6),
-    "modes": (lambda number: request(number, "SetBasebandOperatingMode", BasebandOperatingMode=number % 2 * 6), 6),
+WRITES = {  # by what is written: a change, the syncs that one who only asks may meet 95 times in 100, and changes a sync at least
+    "settings": (change_setting, 2, 10),
+    "preferences": (lambda number: property_of("History", str(number % 100 + 1), number, trace="RYN"), 3, 10),
+    "erasures": (lambda number: request(number, "BasebandNVData", BasebandNVDataAction="Erase"), 2, 0),
+    "modes": (lambda number: request(number, "SetBasebandOperatingMode", BasebandOperatingMode=number % 2 * 6), 2, 0),
+    "trace logs": (lambda number: request(number, "CollectTraceLogs", TraceLogsReason="slow"), 2, 0),
 }
 
 
@@ -65,7 +66,8 @@ def slow(run):
             def served():
                 return sum(client.statistics(1)["Served"].values())
 
-            for name, (change, most) in WRITES.items():
+            for name, (change, most, least) in WRITES.items():
+                client.ask_reset()  # mode changes wait until the baseband has booted, and then there are many at once
                 with attacked(write, run, manager, change):
                     waits, met, begin, before = Waits(manager.program.child.pid), [], time.monotonic(), served()
                     for _ in range(run.times(200, 2000)):
@@ -78,7 +80,7 @@ def slow(run):
                 run.figure(f"64 writers of {name}: {rate:.0f} a second; a client that only asks: {run.describe(waits.waits)}, "
                            f"and met {sorted(collections.Counter(met).items())} (syncs, times)")
                 assert sorted(met)[len(met) * 95 // 100] <= most, f"writers of {name} keep one that only asks waiting"
-                assert name in ("erasures", "modes") or rate > 10 / sync, f"each of the {name} has a sync of its own"
+                assert rate >= least / sync, f"each of the {name} has a sync of its own"
 
 
 def mixed_requests(random):

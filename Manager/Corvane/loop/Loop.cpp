@@ -12,7 +12,6 @@
 #include <csignal>
 #include <cstring>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -35,6 +34,8 @@ constexpr std::chrono::nanoseconds kByte{6};
 constexpr auto kCarefulAfter = kTurn / 4;
 /// So many of those that take little are served in every turn.
 constexpr std::size_t kFew = 16;
+/// So many turns a task waits for a lull.
+constexpr int kLongestWithoutLull = 4;
 
 Refusal cantMake(int error) {
     return Refusal::limitReached(std::string("can't make an event loop: ") + std::strerror(error));
@@ -104,7 +105,7 @@ bool Loop::turn() {
 
 bool Loop::serve(bool wait) {
     std::array<epoll_event, kReadyAtOnce> ready;
-    const bool isIdle = deferred_.empty() && deferredToNext_.empty();
+    const bool isIdle = deferred_.empty() && deferredToLull_.empty();
     const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? -1 : 0);
     turnBegan_ = Clock::now();
     bool eventIsDue = false;
@@ -118,10 +119,30 @@ bool Loop::serve(bool wait) {
             ready_.push_back(watch);
         }
     }
+    const bool isLull = ready_.size() <= kFew;  // so that all of them are served
     shareTurn();
-    std::ranges::move(std::exchange(deferredToNext_, {}), std::back_inserter(deferred_));
+    runInLull(isLull);
     runDeferred();
     return eventIsDue;
+}
+
+void Loop::deferToLull(std::function<void()> task) {
+    deferredToLull_.push_back(std::move(task));
+}
+
+void Loop::runInLull(bool isLull) {
+    if (deferredToLull_.empty()) {
+        turnsWithoutLull_ = 0;
+        return;
+    }
+    if (!isLull && ++turnsWithoutLull_ <= kLongestWithoutLull) {
+        return;
+    }
+    turnsWithoutLull_ = 0;
+    const auto task = std::move(deferredToLull_.front());
+    deferredToLull_.pop_front();
+    turnBegan_ = Clock::now();
+    task();
 }
 
 void Loop::shareTurn() {

@@ -6,6 +6,7 @@
 #include <systemd/sd-event.h>
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -44,8 +45,9 @@ public:
 
     /// Runs `task` once, before the loop waits again.
     void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
-    /// Runs `task` once, when what has become ready meanwhile has been served.
-    void deferToNext(std::function<void()> task) { deferredToNext_.push_back(std::move(task)); }
+    /// Runs `task` once, when all that is ready has been served, or after a few turns without such a lull. For what keeps the
+    /// loop from serving, such as a wait for the disk: at most one such task runs in a turn.
+    void deferToLull(std::function<void()> task);
 
     /// Makes the loop compute its deadline again. Timers call it themselves; so must whoever gives sd-event something else to
     /// wait for, such as a call on a bus.
@@ -71,6 +73,7 @@ private:
     /// Whether another process has had the processor since this was last asked.
     bool wasPreempted();
     void runDeferred();
+    void runInLull(bool isLull);
 
     std::unique_ptr<sd_event, Release> event_;
     platform::FileDescriptor descriptors_;  ///< the epoll set
@@ -78,7 +81,8 @@ private:
     Clock::time_point turnBegan_;
     long preemptions_ = 0;  ///< as the kernel counts them
     std::vector<std::function<void()>> deferred_;
-    std::vector<std::function<void()>> deferredToNext_;
+    std::deque<std::function<void()>> deferredToLull_;
+    int turnsWithoutLull_ = 0;  ///< since the first of them has waited
     bool rearm_ = false;
 };
 

@@ -3,12 +3,6 @@
 #include <utility>
 
 namespace corvane {
-namespace {
-
-/// After so many the log is written back, in jobs of its own, before a change would find it at its limit.
-constexpr int kJobsInLog = 32;
-
-}  // namespace
 
 void GroupCommit::store(std::string_view area, std::string name, std::string text, Completion<void> done) {
     if (changes_.empty()) {
@@ -19,27 +13,43 @@ void GroupCommit::store(std::string_view area, std::string name, std::string tex
 
 void GroupCommit::run(std::function<void()> write) {
     jobs_.push_back(std::move(write));
-    if (jobs_.size() == 1) {
-        loop_.defer([this] { runNext(); });
-    }
+    awaitTurn();
 }
 
-void GroupCommit::runNext() {
-    jobs_.front()();
+void GroupCommit::runNext(std::function<void()> step) {
+    jobs_.push_front(std::move(step));
+    awaitTurn();
+}
+
+void GroupCommit::awaitTurn() {
+    if (jobs_.empty() || std::exchange(awaitsTurn_, true)) {
+        return;
+    }
+    loop_.deferToLull([this] {
+        awaitsTurn_ = false;
+        runFirst();
+    });
+}
+
+void GroupCommit::runFirst() {
+    if (jobs_.empty()) {
+        return;
+    }
+    const auto job = std::move(jobs_.front());
     jobs_.pop_front();
-    if (++jobsInLog_ == kJobsInLog) {
-        jobsInLog_ = 0;
-        jobs_.emplace_back([this] { store_.writeBack(); });
-        jobs_.emplace_back([this] { store_.beginLog(); });
+    job();
+    if (store_.isLogLong()) {  // before a change would find it at its limit
+        runNext([this] {
+            store_.writeBack();
+            runNext([this] { store_.beginLog(); });
+        });
     }
-    if (!jobs_.empty()) {
-        loop_.deferToNext([this] { runNext(); });
-    }
+    awaitTurn();
 }
 
 void GroupCommit::finish() {
-    for (; !jobs_.empty(); jobs_.pop_front()) {
-        jobs_.front()();
+    while (!jobs_.empty()) {
+        runFirst();
     }
 }
 

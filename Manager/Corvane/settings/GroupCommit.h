@@ -11,9 +11,9 @@
 
 namespace corvane {
 
-/// Lets all changes of one iteration of the loop share one sync of the disk, so that many writers cost others no more than one.
+/// Lets all changes of one moment share one sync of the disk, so that many writers cost others no more than one.
 ///
-/// One job an iteration waits for the disk; between two of them, clients that only ask are served.
+/// What waits for the disk stands in a line. Before each job of it, clients that only ask are served.
 class GroupCommit {
 public:
     /// Both outlive this.
@@ -21,11 +21,13 @@ public:
     GroupCommit(const GroupCommit&) = delete;
     GroupCommit& operator=(const GroupCommit&) = delete;
 
-    /// Stores at the end of this iteration, or of a later one. @param area a constant. @param done runs when the text is on disk,
+    /// Stores in its turn. @param area a constant. @param done runs when the text is on disk,
     /// or when the group could not be stored: nothing of it has changed then.
     void store(std::string_view area, std::string name, std::string text, Completion<void> done);
-    /// Runs `write`, which puts on disk what isn't in the store, in an iteration that waits for nothing else.
+    /// Runs `write`, which puts on disk what isn't in the store, in its turn.
     void run(std::function<void()> write);
+    /// Runs `step` before all that waits: for a job of several syncs, which lets others be served between them.
+    void runNext(std::function<void()> step);
     /// Runs all that waits, now.
     void finish();
 
@@ -37,14 +39,15 @@ private:
         Completion<void> done;
     };
 
-    void runNext();
+    void awaitTurn();
+    void runFirst();
     void commit();
 
     SettingsStore& store_;
     Loop& loop_;
     std::vector<Change> changes_;
-    std::deque<std::function<void()>> jobs_;  ///< the first is the next, or under way
-    int jobsInLog_ = 0;                       ///< since it was written back
+    std::deque<std::function<void()>> jobs_;
+    bool awaitsTurn_ = false;
 };
 
 }  // namespace corvane

@@ -212,6 +212,7 @@ void SettingsStore::storeLazily(std::string_view area, std::string_view name, st
 }
 
 void SettingsStore::writeBack() {
+    changesInLog_ = 0;
     database_.execute("PRAGMA wal_checkpoint");
 }
 
@@ -246,6 +247,7 @@ Result<void> SettingsStore::commit() {
     }
     depth_ = 0;
     lazy_.clear();
+    ++changesInLog_;
     return {};
 }
 

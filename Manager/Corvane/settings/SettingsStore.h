@@ -38,6 +38,7 @@ public:
 
     // The log of changes is written back into the database now and then, or else as a part of a change. Each of the two steps
     // waits for one sync of the disk; a step that fails is made up for by a later change.
+    bool isLogLong() const { return changesInLog_ >= kLongLog; }
     void writeBack();
     /// After it has been written back.
     void beginLog();
@@ -63,6 +64,8 @@ public:
     };
 
     static constexpr const char* kFileName = "settings.db";
+    /// So many changes never bring the log to its limit.
+    static constexpr int kLongLog = 32;
 
 private:
     struct Key {
@@ -94,6 +97,7 @@ private:
     std::set<Key> lazy_;  ///< in memory only, so far
     int depth_ = 0;       ///< of nested transactions
     std::vector<Before> before_;
+    int changesInLog_ = 0;
     std::string failure_;  ///< of the transaction, empty while there is none
 };
 

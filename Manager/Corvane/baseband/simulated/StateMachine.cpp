@@ -90,12 +90,23 @@ void StateMachine::refuseWaiting(const Refusal& refusal) {
     }
 }
 
-/// A completion may change the state, or ask for more.
+bool StateMachine::canRunWaiting() const {
+    return bootState_ == BootState::Ready && !isShuttingDown() && !hanging_ && !changing_ && !waiting_.empty() && !awaitsTurn_;
+}
+
+/// A completion may change the state, ask for more, or wait for the disk: many of them are run in several turns.
 void StateMachine::runWaiting() {
-    while (bootState_ == BootState::Ready && !isShuttingDown() && !hanging_ && !changing_ && !waiting_.empty()) {
+    while (canRunWaiting()) {
         const Completion<void> next = std::move(waiting_.front());
         waiting_.pop_front();
         next({});
+        if (loop_.isLate() && !waiting_.empty()) {
+            awaitsTurn_ = true;
+            loop_.deferToLull([this] {
+                awaitsTurn_ = false;
+                runWaiting();
+            });
+        }
     }
 }
 

@@ -76,6 +76,7 @@ public:
 
 private:
     void runWaiting();
+    bool canRunWaiting() const;
     bool isShuttingDown() const { return mode_ == OperatingMode::ShuttingDown && bootState_ != BootState::Off; }
 
     void changeMode(OperatingMode mode, const PendingAnswerPtr& answer);
@@ -109,6 +110,7 @@ private:
     bool resetUnderWay_ = false;                ///< until Ready
     std::vector<Completion<void>> transition_;  ///< of the reset or the shutdown under way
     std::deque<Completion<void>> waiting_;      ///< for Ready
+    bool awaitsTurn_ = false;                   ///< to run more of them
     std::string bootFailure_;
     unsigned failingBoots_ = 0;  ///< that are to come
     bool hanging_ = false;
