@@ -56,8 +56,15 @@ TEST_F(PowerCut, LeavesWholeTraceLogsOrTheLogTheyWereMadeOf) {
     TraceRecorders recorders(*loop, folder.path() / "Scratch");
     recorders.record({ryn::trace::Type::DIAG, {}, "packet"});
     TraceLogs logs(folder.path() / "Snapshots", filters, scratchLog, recorders);
-    const auto collect = [&] { return logs.write({{"one", "content"}, {"two", "content"}}, false); };
-    EXPECT_THAT(stepsOf(collect), testing::MatchesRegex("[sf]{5}frffuu")) << "the log and an older one are removed last";
+    const auto collect = [&] {
+        auto written = logs.write({{"one", "content"}, {"two", "content"}}, false);
+        auto synced = written ? logs.sync(*written) : Result<std::optional<std::filesystem::path>>(written.refusal());
+        while (synced && !*synced) {
+            synced = logs.sync(*written);
+        }
+        return static_cast<bool>(synced);
+    };
+    EXPECT_THAT(stepsOf(collect), testing::MatchesRegex("[sf]{5}ffrfuu")) << "the log and an older one are removed last";
     EXPECT_EQ(std::ranges::count(steps, 's'), 4) << "what is linked from the folder of a trace too";
     EXPECT_EQ(stepsOf(collect), "ssfrfuu") << "without a log, and where the folder of folders is known";
 }

@@ -26,14 +26,21 @@ void Erasure::run(Baseband& baseband, const Completion<void>& done) {
     baseband.eraseNVData([this, progress, done](const Result<void>& erased) {
         progress->erased = erased ? eraseSettings() : erased;
         if (progress->isLate) {
-            done(*progress->erased ? finish() : *progress->erased);
+            goOn(*progress->erased, done);
         }
     });
     progress->isLate = true;
     const Result<void> committed = change.commit();
     if (progress->erased) {
-        const Result<void>& erased = *progress->erased ? committed : *progress->erased;
-        done(erased ? finish() : erased);
+        goOn(*progress->erased ? committed : *progress->erased, done);
+    }
+}
+
+void Erasure::goOn(const Result<void>& erased, const Completion<void>& done) {
+    if (erased) {
+        group_.runNext([this, done] { done(finish()); });
+    } else {
+        done(erased);
     }
 }
 

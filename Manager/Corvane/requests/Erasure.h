@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/baseband/Baseband.h"
+#include "Corvane/settings/GroupCommit.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/traces/TraceFilters.h"
 #include "Corvane/traces/TraceSettings.h"
@@ -12,18 +13,22 @@ namespace corvane {
 class Erasure {
 public:
     /// All outlive this.
-    Erasure(SettingsStore& store, TraceSettings& settings, TraceFilters& filters)
-        : store_(store), settings_(settings), filters_(filters) {}
+    Erasure(SettingsStore& store, GroupCommit& group, TraceSettings& settings, TraceFilters& filters)
+        : store_(store), group_(group), settings_(settings), filters_(filters) {}
 
+    /// A job of `group`.
     void run(Baseband& baseband, const Completion<void>& done);
     /// Puts back the preferences, which are in a file of their own, where a manager was killed before it had.
     void finishInterrupted();
 
 private:
     Result<void> eraseSettings();
+    /// Answers, after the rest of an erasure that has succeeded.
+    void goOn(const Result<void>& erased, const Completion<void>& done);
     Result<void> finish();
 
     SettingsStore& store_;
+    GroupCommit& group_;
     TraceSettings& settings_;
     TraceFilters& filters_;
 };

@@ -33,7 +33,7 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       group_(store, loop),
       traceSettings_(store, group_),
       traceFilters_(store, group_),
-      erasure_(store, traceSettings_, traceFilters_),
+      erasure_(store, group_, traceSettings_, traceFilters_),
       bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),
       traceRecorders_(loop, stateFolder / "Scratch"),
@@ -174,9 +174,28 @@ void Services::finishCollection(SnapshotFiles files, const Completion<std::files
         files.push_back({"rf-self-test.json", *lastSelfTest});
     }
     const bool keep = traceSettings_.value(ryn::trace::Type::RYN, TraceProperty::kKeepScratchLogs) == "true";
-    auto written = traceLogs_.write(files, keep);
-    diagTrace_.endSnapshot();
-    completion(std::move(written));
+    write([this, files = std::move(files), keep, completion] {
+        auto written = traceLogs_.write(files, keep);
+        if (written) {
+            syncCollection(std::make_shared<TraceLogs::Written>(*std::move(written)), completion);
+        } else {
+            diagTrace_.endSnapshot();
+            completion(written.refusal());
+        }
+    });
+}
+
+void Services::syncCollection(const std::shared_ptr<TraceLogs::Written>& written,
+                              const Completion<std::filesystem::path>& completion) {
+    group_.runNext([this, written, completion] {
+        auto synced = traceLogs_.sync(*written);
+        if (synced && !*synced) {
+            syncCollection(written, completion);
+            return;
+        }
+        diagTrace_.endSnapshot();
+        completion(synced ? Result(**synced) : synced.refusal());
+    });
 }
 
 void Services::bootStateChanged(const BootStatus& status) {

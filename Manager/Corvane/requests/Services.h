@@ -75,6 +75,7 @@ private:
     /// Adds the system's journal when it is to be recorded.
     void addJournal(SnapshotFiles files, const std::function<void(SnapshotFiles files)>& then);
     void finishCollection(SnapshotFiles files, const Completion<std::filesystem::path>& completion);
+    void syncCollection(const std::shared_ptr<TraceLogs::Written>& written, const Completion<std::filesystem::path>& completion);
     /// For a trace that has stalled.
     void resetStalledBaseband();
 

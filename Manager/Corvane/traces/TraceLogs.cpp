@@ -48,19 +48,13 @@ bool writeFile(const fs::path& path, const std::string& content) {
 }
 
 /// Waits until a file or a folder is on disk.
-bool sync(const fs::path& path) {
+bool isSynced(const fs::path& path) {
     const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     return file && fsync(file.get()) == 0;
 }
 
-bool syncWithContent(const fs::path& folder) {
-    std::error_code error;
-    for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (!sync(entry->path())) {
-            return false;
-        }
-    }
-    return !error && sync(folder);
+fs::path partialOf(const fs::path& folder) {
+    return folder.string() + std::string(kPartial);
 }
 
 /// Makes a folder that its group may read, unless everybody may enter the state folder. @return whether it is there.
@@ -93,7 +87,7 @@ Result<void> TraceLogs::checkFilters() const {
         folder_.string(), free, *needed));
 }
 
-Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
+Result<TraceLogs::Written> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
     std::error_code error;
     const fs::path stateFolder = folder_.parent_path();
     const bool isFirst = makeFolder(folder_, stateFolder);
@@ -104,7 +98,7 @@ Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool k
     const std::vector<Collection> before = collections();
     const long number = before.empty() ? 1 : before.back().number + 1;
     const fs::path whole = folder_ / fmt::format("{}{}-{}", ryn::trace::kLogDirPrefix, utcTime("%Y-%m-%dT%H-%M-%SZ"), number);
-    const fs::path partial = whole.string() + std::string(kPartial);
+    const fs::path partial = partialOf(whole);
     if (!makeFolder(partial, stateFolder)) {
         return failed(partial, std::strerror(errno));
     }
@@ -120,20 +114,43 @@ Result<fs::path> TraceLogs::write(const std::vector<SnapshotFile>& files, bool k
     if ((error = scratchLog_.collect(partial, keepScratchLogs))) {
         return failed(partial, error.message());
     }
-    // In this order: a power cut leaves a whole folder or none, and the scratch log where none is left.
-    if (!syncWithContent(partial)) {
-        return failed(partial, std::strerror(errno));
+    Written written{whole, {}, keepScratchLogs};
+    if (isFirst) {
+        written.unsynced.push_back(stateFolder);
     }
-    fs::rename(partial, whole, error);
+    written.unsynced.push_back(partial);
+    for (fs::recursive_directory_iterator entry(partial, error), end; !error && entry != end; entry.increment(error)) {
+        written.unsynced.push_back(entry->path());
+    }
+    return error ? Result<Written>(failed(partial, error.message())) : written;
+}
+
+/// Of what isn't synced the last comes first: a power cut leaves a whole folder or none, and the scratch log where none is left.
+Result<std::optional<fs::path>> TraceLogs::sync(Written& written) {
+    if (written.unsynced.empty()) {
+        auto published = publish(written);
+        return published ? Result<std::optional<fs::path>>(*published) : published.refusal();
+    }
+    if (!isSynced(written.unsynced.back())) {
+        return failed(partialOf(written.folder), std::strerror(errno));
+    }
+    written.unsynced.pop_back();
+    return std::optional<fs::path>();
+}
+
+Result<fs::path> TraceLogs::publish(const Written& written) {
+    std::error_code error;
+    const fs::path& whole = written.folder;
+    fs::rename(partialOf(whole), whole, error);
     if (error) {
-        return failed(partial, error.message());
+        return failed(partialOf(whole), error.message());
     }
-    if (!sync(folder_) || (isFirst && !sync(stateFolder))) {
+    if (!isSynced(folder_)) {
         return failed(whole, std::strerror(errno));
     }
     // The last line of a log that isn't kept, which the folder shares until now.
     log::notice("collected trace logs in " + whole.string());
-    if (!keepScratchLogs) {
+    if (!written.keepsScratchLogs) {
         scratchLog_.clear();
         recorders_.clear();
     }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,18 @@ public:
     Result<void> checkFilters() const;
     /// When the newest folder was written; the past's end when there is none.
     std::chrono::system_clock::time_point lastCollected() const;
-    /// Writes a folder that appears whole, and drops the oldest ones over the filter's limit.
+    /// A folder that is written and not yet on disk.
+    struct Written {
+        std::filesystem::path folder;  ///< as it is named once it is on disk
+        std::vector<std::filesystem::path> unsynced;
+        bool keepsScratchLogs;
+    };
+    /// Writes a folder, to be synced before the next one is written.
     /// @param keepScratchLogs whether the manager's own log and the recorded traces go on as if nothing had been collected.
-    /// @return the folder.
-    Result<std::filesystem::path> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
+    Result<Written> write(const std::vector<SnapshotFile>& files, bool keepScratchLogs);
+    /// Waits for the disk once. Then the folder appears whole, and the oldest ones over the filter's limit are dropped.
+    /// @return the folder, none while there is more to wait for.
+    Result<std::optional<std::filesystem::path>> sync(Written& written);
 
 private:
     struct Collection {
@@ -34,6 +43,7 @@ private:
         std::filesystem::path folder;
     };
 
+    Result<std::filesystem::path> publish(const Written& written);
     std::vector<Collection> collections() const;
     void removeLeftovers() const;
     void dropOldest() const;
