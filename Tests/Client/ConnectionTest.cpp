@@ -8,8 +8,10 @@
 
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <functional>
 
 namespace {
@@ -92,6 +94,16 @@ const Answering kAnswerings[] = {
          connection.event("Unheard");
          connection.reply(request.id, 0);
          connection.reply(request.id, 1);
+     },
+     "0 ", "", 1},
+    {"behind signals that interrupt what waits",
+     [](Connection& connection, const Request& request) {
+         std::signal(SIGUSR1, [](int) {});
+         for (int times = 0; times < 100; ++times) {
+             ::kill(::getpid(), SIGUSR1);
+             std::this_thread::yield();
+         }
+         connection.reply(request.id, 0);
      },
      "0 ", "", 1},
     {"by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "was Corvane stopped?", 2},
@@ -248,6 +260,24 @@ TEST(Connection, IsMadeAgainByTheNextCommand) {
             EXPECT_THAT(manager.packets(), ElementsAre("hello tester", "First " + std::to_string(round), "Second null"));
         }
         EXPECT_THAT(perform(client, "Any", {}, TestClient::kLong), StartsWith(kNotConnected));
+    }
+}
+
+/// The thread that waits reads the end of the old connection when there is a new one already.
+TEST(Connection, IsMadeAgainWhileAnotherThreadReads) {
+    const TempFolder folder;
+    ScriptedManager manager(folder / "s", [](Connection& connection, const Request& request) {
+        if (request.command == "Any") {
+            connection.reply(request.id, 0);
+        }
+    });
+    TestClient client(manager.path());
+    for (std::size_t round = 1; round <= 20; ++round) {
+        std::thread waiting([&client] { EXPECT_THAT(client.perform("Never"), StartsWith(kLost)); });
+        EXPECT_TRUE(manager.waitForPacket("Never null", round));
+        client.manager().close();
+        EXPECT_EQ(client.perform("Any"), "0 \"untouched\"");
+        waiting.join();
     }
 }
 

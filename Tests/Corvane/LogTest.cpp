@@ -1,10 +1,14 @@
 #include "Corvane/support/Log.h"
 
+#include "Platform/FileDescriptor.h"
+
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <string>
 
@@ -31,6 +35,27 @@ TEST(Log, SaysAMinuteLaterHowManyLinesOfOneClientWereLeftOut) {
     log::debug("nobody's");
     log::info("9");
     EXPECT_EQ(said, "1\n2\n6 (and 3 more that were left out)\n7\n9 (and 1 more that were left out)\n");
+}
+
+TEST(Log, SaysHowManyLinesNobodyTook) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    const platform::FileDescriptor reader(ends[0]), before(dup(STDERR_FILENO));
+    dup2(platform::FileDescriptor(ends[1]).get(), STDERR_FILENO);
+    const auto read = [&reader] {
+        std::string text(1 << 20, '\0');
+        text.resize(static_cast<std::size_t>(std::max<ssize_t>(::read(reader.get(), text.data(), text.size()), 0)));
+        return text;
+    };
+    while (write(STDERR_FILENO, "full", 4) > 0) {
+    }
+    log::error("lost");
+    log::error("lost too");
+    read();
+    log::error("taken");
+    log::error("too");
+    dup2(before.get(), STDERR_FILENO);
+    EXPECT_EQ(read(), "Corvane: 2 lines are missing here: nobody took them\nCorvane: taken\nCorvane: too\n");
 }
 
 }  // namespace

@@ -157,7 +157,8 @@ def test_the_last_wake_follows_notifications_and_survives(manager):
 
 def test_power_logs_record_while_they_are_enabled(manager):
     client = ready(manager)
-    radio_on = "/rf/transceiver client=mode request=receive+transmit"
+    radio, on = "/rf/transceiver client=mode request=", "receive+transmit"
+    radio_on = radio + on
 
     def holds(name, *parts, no=()):
         text = kept(client, manager, f"power-log-{name}.txt")
@@ -171,6 +172,8 @@ def test_power_logs_record_while_they_are_enabled(manager):
     client = ready(manager)
     assert client.set_mode(0) is notify(client, 0x10) is None
     holds("npa", "enabled", radio_on, "/xo/crystal")
+    assert client.set_mode(1) is client.set_mode(2) is client.set_mode(7) is None
+    assert re.findall(f"{radio}(.*)", kept(client, manager, "power-log-npa.txt")) == ["off", on, "off", on, "off"]
     holds("f3", "disabled", no=["mode:"])
     assert power_log(client, "NPA", "DumpLog") is None
     holds("npa", "Dumped at", radio_on, "Nothing recorded since")

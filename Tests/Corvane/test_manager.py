@@ -394,6 +394,16 @@ def test_a_flood_that_is_not_read_is_held_back(manager):
     assert all(isinstance(flood.answer(number + 1), dict) for number in range(flood.count))
 
 
+def test_a_watcher_that_never_reads_is_ended(manager):
+    changer, deaf, changes = manager.client(events=False), manager.client(), 0
+    until(lambda: changer.state() == "Ready", "the boot")
+    assert deaf.is_served()
+    while changer.statistics(2)["WatchingEvents"]:
+        assert changes < 5000 and changer.set_mode(changes % 2) is None
+        changes += 1
+    manager.says("it does not read what it is sent")
+
+
 def test_a_client_that_goes_away_takes_its_requests_with_it(manager):
     watcher, leaving = manager.client(), manager.client(events=False)
     until(lambda: watcher.state() == "Ready", "the boot")

@@ -29,9 +29,10 @@ const LogNames& namesOf(PowerLog log) {
 constexpr const char* kProcessorRequests[] = {"off", "turbo", "nominal", "retention"};
 static_assert(std::size(kProcessorRequests) == static_cast<std::size_t>(BootState::Resetting) + 1);
 
-/// What the radio asks for, at the index of the operating mode.
-constexpr const char* kRadioRequests[] = {"receive+transmit", "off", "receive+transmit", "off", "off", "off", "off", "off"};
-static_assert(std::size(kRadioRequests) == static_cast<std::size_t>(OperatingMode::ModeOnlyLowPower) + 1);
+/// What the radio asks for.
+const char* radioRequest(OperatingMode mode) {
+    return mode == OperatingMode::Online || mode == OperatingMode::FactoryTest ? "receive+transmit" : "off";
+}
 
 std::string request(const char* resource, const char* client, const char* level) {
     return fmt::format("{} client={} request={}", resource, client, level);
@@ -76,7 +77,7 @@ void PowerLogs::bootStateChanged(BootState state) {
 }
 
 void PowerLogs::operatingModeChanged(OperatingMode mode) {
-    record(PowerLog::NPA, request("/rf/transceiver", "mode", kRadioRequests[static_cast<std::size_t>(mode)]));
+    record(PowerLog::NPA, request("/rf/transceiver", "mode", radioRequest(mode)));
     record(PowerLog::F3, "mode: " + describe(mode));
 }
 
