@@ -1,4 +1,4 @@
-#include "Client/wire/Packet.h"
+#include "Client/Render.h"
 #include "support/ScriptedManager.h"
 
 #include <gtest/gtest.h>
@@ -18,28 +18,10 @@ Buffer fromHex(std::string_view hex) {
     return bytes;
 }
 
-std::string render(const wire::Hello& hello) {
-    const std::string highest = hello.highestVersion ? " to " + std::to_string(*hello.highestVersion) : "";
-    return "hello " + std::to_string(hello.version) + highest + " " + std::string(hello.clientName);
-}
-std::string render(const wire::Request& request) {
-    return "request " + std::to_string(request.id) + " " + std::string(request.command) + " " + to_string(request.argument);
-}
-std::string render(const wire::Reply& reply) {
-    const std::string object = reply.object ? " " + to_string(reply.object) : "";
-    return "reply " + std::to_string(reply.id) + " " + std::to_string(reply.result) + object;
-}
-std::string render(const wire::Events& events) {
-    return events.on ? "events on" : "events off";
-}
-std::string render(const wire::Event& event) {
-    return "event " + std::string(event.name) + (event.payload ? " " + to_string(event.payload) : "");
-}
-
 /// "refused" for a malformed packet.
 std::string render(const Buffer& bytes) {
     const auto packet = wire::decode(bytes);
-    return packet ? std::visit([](const auto& content) { return render(content); }, *packet) : "refused";
+    return packet ? wire::render(*packet) : "refused";
 }
 
 struct Vector {

@@ -8,7 +8,7 @@ import sqlite3
 
 import pytest
 
-from programs import Manager, until
+from programs import Manager, self_test, until
 
 
 @pytest.fixture
@@ -251,8 +251,10 @@ def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
     unlimited = resource.prlimit(process, resource.RLIMIT_FSIZE)
     resource.prlimit(process, resource.RLIMIT_FSIZE, (0, unlimited[1]))  # as on a full disk: no file may grow
     for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "DumpLog"),
-                   notify(client, 0x21), client.answer(client.ask_erase()), client.answer(sync(client))):
+                   notify(client, 0x21), client.answer(client.ask_erase()), client.answer(sync(client)),
+                   client.set("RYN", "History", "7"), client.set("RYN", "Enabled", "false")):
         assert answer.startswith("109: ")
+    assert (client.get("RYN", "History"), client.get("RYN", "Enabled")) == ("5", "true")
     resource.prlimit(process, resource.RLIMIT_FSIZE, unlimited)
     client.events = []
     assert client.reset() is None
@@ -274,13 +276,7 @@ def test_a_damaged_memory_is_like_none(manager, damage):
 
 
 def begin(client, **changed):
-    """The self-test with the tool's own options, one of them changed."""
-    limits = {f"{name}Limit{end}List": 32 * [limit] for name in ("PowerRatio", "ForwardPower")
-              for end, limit in (("Low", 0), ("High", 255))}
-    given = {"TargetTxPower3G4G": 200, "TargetTxPower2G": 230} | limits | changed
-    return client.ask("BasebandDiagnostics", BasebandDiagnosticsAction="BasebandDiagnosticsActionRun",
-                      BasebandDiagnosticsType="BasebandDiagnosticsTypeRFSelfTest",
-                      BasebandDiagnosticsOptions={"KeyRFSelfTest" + name: value for name, value in given.items()})
+    return client.ask("BasebandDiagnostics", **self_test(**changed))
 
 
 def abort(client):

@@ -10,7 +10,7 @@ import stat
 import cbor2
 import pytest
 
-from programs import Manager, kilobytes, until
+from programs import Manager, kilobytes, self_test, until
 
 
 @pytest.fixture
@@ -21,16 +21,6 @@ def manager(request):
 
 def options(*numbers):
     return pytest.mark.parametrize("manager", [numbers], indirect=True, ids=[""])
-
-
-def self_test(**changed):
-    """The arguments of the tool's self-test, one of its options changed."""
-    limits = {name: 32 * [255 if name.endswith("HighList") else 0] for name in
-              ("PowerRatioLimitLowList", "PowerRatioLimitHighList", "ForwardPowerLimitLowList", "ForwardPowerLimitHighList")}
-    given = {"TargetTxPower3G4G": 200, "TargetTxPower2G": 230} | limits | changed
-    return {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun",
-            "BasebandDiagnosticsType": "BasebandDiagnosticsTypeRFSelfTest",
-            "BasebandDiagnosticsOptions": {"KeyRFSelfTest" + name: value for name, value in given.items()}}
 
 
 def test_what_cannot_be_served_is_refused_in_a_sentence(manager):

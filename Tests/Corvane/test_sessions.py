@@ -168,8 +168,9 @@ def test_what_the_baseband_and_the_network_say_is_recorded(manager):
     assert status(manager) == "Dumping"
     file = messages(manager)
     assert is_sound(file)
-    assert in_order("\n".join(info for info, in tshark(file, "_ws.col.Info")), "soft reset: [ryntool] lab", "ready after ",
-                    "operating mode 0 (online)", "MasterInformationBlock", "SystemInformationBlockType1", "RRCConnectionRequest",
+    assert in_order("\n".join(map(" ".join, tshark(file, "gsmtap_log.subsys", "_ws.col.Info"))), "BOOT soft reset: [ryntool] lab",
+                    "BOOT images are verified", "RF front end calibrated", "BOOT ready after ", "MODE operating mode 0 (online)",
+                    "MasterInformationBlock", "SystemInformationBlockType1", "RRCConnectionRequest",
                     "Attach request", "Authentication response", "Attach accept", "Attach complete", "RRCConnectionRelease",
                     "operating mode 3 (offline)", "Detach request", "Detach accept")
     assert not recorded(manager, "DIAG", "pcapng").exists()  # moved into the snapshot

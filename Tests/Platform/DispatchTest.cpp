@@ -18,15 +18,6 @@ std::ptrdiff_t threadCount() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator());
 }
 
-/// Tells its end.
-struct Witness {
-    explicit Witness(std::function<void()> end) : atEnd(std::move(end)) {}
-    Witness(const Witness&) = delete;
-    Witness& operator=(const Witness&) = delete;
-    ~Witness() { atEnd(); }
-    std::function<void()> atEnd;
-};
-
 TEST(Queue, RunsAndDisposesOfBlocksInOrderOnOneThread) {
     constexpr int kBlocks = 500;
     const auto group = dispatch_group_create();
@@ -39,7 +30,7 @@ TEST(Queue, RunsAndDisposesOfBlocksInOrderOnOneThread) {
             seen.push_back(step);
             threads.push_back(std::this_thread::get_id());
         };
-        auto witness = std::make_shared<Witness>([=] {
+        std::shared_ptr<void> witness(nullptr, [=](void*) {
             note(2 * i + 1);
             dispatch_group_leave(group);
         });

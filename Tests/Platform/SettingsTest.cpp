@@ -60,24 +60,6 @@ TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
     }
 }
 
-TEST_F(Settings, SettingIsOnDiskOnReturn) {
-    EXPECT_TRUE(RYNProperties::setTraceRYNEnabled(false));
-    EXPECT_TRUE(RYNProperties::setTraceRYNHistory(1UL << 40));
-    EXPECT_TRUE(RYNProperties::storeBlockBasebandResets(true));
-    const auto content = support::readFile(file());
-    for (const char* line :
-         {R"("BlockBasebandResets": true)", R"("Trace::RYN::Enabled": false)", R"("Trace::RYN::History": 1099511627776)"}) {
-        EXPECT_NE(content.find(line), std::string::npos) << content;
-    }
-    EXPECT_TRUE(RYNProperties::storedBlockBasebandResets());
-
-    fs::create_directory(file() + ".new");
-    EXPECT_FALSE(RYNProperties::storeBlockBasebandResets(false));
-    fs::remove(file() + ".new");
-    EXPECT_TRUE(RYNProperties::setTraceRYNEnabled(true));
-    EXPECT_TRUE(RYNProperties::storedBlockBasebandResets()) << "what failed is neither read back nor written later";
-}
-
 TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {
     store(R"("HostServer": false)");
     const struct {

@@ -50,6 +50,16 @@ def kilobytes(process, line):
     return int(re.search(rf"^{line}:\s+(\d+)", pathlib.Path(f"/proc/{process}/status").read_text(), re.M)[1])
 
 
+def self_test(**changed):
+    """The arguments of the tool's self-test, one of its options changed."""
+    limits = {name: 32 * [255 if name.endswith("HighList") else 0] for name in
+              ("PowerRatioLimitLowList", "PowerRatioLimitHighList", "ForwardPowerLimitLowList", "ForwardPowerLimitHighList")}
+    given = {"TargetTxPower3G4G": 200, "TargetTxPower2G": 230} | limits | changed
+    return {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun",
+            "BasebandDiagnosticsType": "BasebandDiagnosticsTypeRFSelfTest",
+            "BasebandDiagnosticsOptions": {"KeyRFSelfTest" + name: value for name, value in given.items()}}
+
+
 class Program:
     """A child that doesn't outlive the test; what it prints is gathered."""
 

@@ -1,5 +1,6 @@
 #include "Corvane/traces/Recorder.h"
 
+#include "Corvane/baseband/simulated/CoreDump.h"
 #include "support/TempFolder.h"
 
 #include <gmock/gmock.h>
@@ -35,13 +36,17 @@ protected:
 
 /// Wherever a kill cuts a file off, what is left are the whole records before, and the recording goes on in a file of its own.
 TEST_F(RecorderTest, CutsATornTail) {
-    for (const SegmentFormat* format : {&kPcapng, &kTextLines, &kMeasurements}) {
+    for (const SegmentFormat* format : {&kPcapng, &kTextLines, &kMeasurements, &kCoreDumps}) {
         SCOPED_TRACE(format->extension);
+        std::vector<std::string> records{record(20), record(21)};
+        if (format == &kCoreDumps) {
+            records = {simulated::coreDump("why", "memory")};
+        }
         std::vector<std::size_t> ends{format->header.size()};
         {
             Recorder recorder(scratch_, *format, {kMegabyte});
-            for (std::size_t size = 20; size < 22; ++size) {
-                recorder.append(at(0), record(size));
+            for (const std::string& one : records) {
+                recorder.append(at(0), one);
                 recorder.flush();
                 ends.push_back(content().size());
             }
