@@ -44,6 +44,11 @@ struct PowerCut : testing::Test {
 
 TEST_F(PowerCut, LosesNoSettingThatIsStored) {
     EXPECT_THAT(stepsOf([this] { return store->store("trace", "a", "1"); }), testing::MatchesRegex("w+s"));
+    {
+        const SettingsStore::Transaction dropped(*store);
+        EXPECT_EQ(stepsOf([this] { return store->store("trace", "a", "2"); }), "");
+    }
+    EXPECT_EQ(store->get("trace", "a"), "1");
     EXPECT_THAT(stepsOf([this] { return store->clear("trace"); }), testing::MatchesRegex("w+s"));
 }
 
