@@ -176,7 +176,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
     while (loop_->turn()) {
     }
     sd_notify(0, "STOPPING=1");
-    services.stop();
+    loop_->withinMemory([&] { services.stop(); });
     log::notice("stopped");
 }
 

@@ -42,6 +42,7 @@ Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy,
       listeningTimer_(loop),
       trimTimer_(loop) {
     memory::reserve();
+    loop_.setRelief([this] { relieve(); });
     resumeListening();
 }
 
@@ -70,12 +71,14 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     auto owned = std::make_unique<Client>(std::move(socket), peer, users_[peer.user], loop_);
     Client& client = *owned;
     client.ready = [this, &client] { serve(client); };
-    client.session = std::make_shared<Session>(dispatcher_, Requester{peer.user, peer.process, {}, figures_.accepted},
-                                               [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); });
+    client.session = std::make_shared<Session>(
+        dispatcher_, Requester{peer.user, peer.process, {}, figures_.accepted},
+        [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); }, [this, &client] { giveUp(client); });
     client.index = clients_.size();
+    for (auto* removals : {&ended_, &removed_}) {
+        removals->reserve(clients_.size() + 1);
+    }
     clients_.push_back(std::move(owned));
-    ended_.reserve(clients_.size());
-    removed_.reserve(clients_.size());
     ++client.user.clients;
     ++figures_.accepted;
     ++figures_.connected;
@@ -95,7 +98,8 @@ void Server::resumeListening() {
 }
 
 void Server::serve(Client& client) {
-    if (client.ended) {
+    // Where memory is short it is regained first, so that serving a client never finds none.
+    if (client.ended || memory::isShort()) {
         return;
     }
     const log::RateLimited::Scope limited(requestlog::isOn() ? nullptr : &client.user.log);
@@ -156,7 +160,7 @@ Result<Session::Progress> Server::receivePacket(Client& client, std::span<const 
     const bool watched = session.wantsEvents();
     auto progress = client.session->receive(packet);
     if (session.greeted() && !greeted) {
-        countGreeted();
+        stopAwaiting();
     }
     figures_.watchingEvents += session.wantsEvents() && !watched ? 1 : 0;
     figures_.watchingEvents -= !session.wantsEvents() && watched ? 1 : 0;
@@ -204,7 +208,7 @@ void Server::lose(Client& client) {
     }
     client.ended = true;
     if (!client.session->greeted()) {
-        countGreeted();
+        stopAwaiting();
     }
     if (ended_.empty()) {
         loop_.defer([this] { removeEnded(); });
@@ -216,17 +220,18 @@ void Server::removeEnded() {
     std::swap(ended_, removed_);
     for (Client* client : removed_) {
         freedBytes_ += kBytesOfClient + client->outbox.bytes();
-        const auto abandonments = client->session->takeAbandonments();
+        std::vector<std::function<void()>> abandonments;
+        loop_.withinMemory([&] { abandonments = client->session->takeAbandonments(); });
         remove(*client);
         for (const auto& abandon : abandonments) {
-            abandon();
+            loop_.withinMemory(abandon);
         }
     }
     removed_.clear();
+    memory::reserve();
     if (freedBytes_ >= kWorthReturning && !trimTimer_.isSet()) {
         trimTimer_.set(kTrimPause, [this] { returnMemory(); });
     }
-    memory::reserve();
 }
 
 /// The allocator keeps what lies between other blocks: after a flood that would be most of it.
@@ -245,14 +250,38 @@ void Server::remove(Client& client) {
     clients_.pop_back();
 }
 
+void Server::giveUp(Client& client) {
+    loop_.withinMemory([&] { end(client, "could not be answered: there is no memory for it"); });
+}
+
+/// Something other than a client has found no memory.
+void Server::relieve() {
+    returnMemory();
+    memory::reserve();
+    if (memory::isShort() && !clients_.empty()) {
+        endGreediest(*clients_.front());
+    }
+}
+
 /// There is no memory left but the reserve, which is in use.
 void Server::endGreediest(Client& served) {
-    const auto greediest =
-        std::ranges::max_element(clients_, {}, [](const auto& client) { return client->ended ? 0 : client->outbox.bytes(); });
-    end((*greediest)->outbox.bytes() == 0 ? served : **greediest, "takes memory that there is not");
+    const auto bytesOf = [](const auto& client) {
+        return client->ended ? 0 : client->outbox.bytes() + client->session->outstandingBytes();
+    };
+    const auto greediest = std::ranges::max_element(clients_, {}, bytesOf);
+    end(bytesOf(*greediest) == 0 ? served : **greediest, "takes memory that there is not");
 }
 
 void Server::broadcast(const char* event, const xpc::Object& payload) {
+    const bool isTold = loop_.withinMemory([&] { tell(event, payload); });
+    for (const auto& client : clients_) {
+        if (!isTold && client->session->wantsEvents()) {
+            giveUp(*client);
+        }
+    }
+}
+
+void Server::tell(const char* event, const xpc::Object& payload) {
     recording::event({event, payload});
     if (figures_.watchingEvents == 0) {
         return;
@@ -269,7 +298,7 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
     }
 }
 
-void Server::countGreeted() {
+void Server::stopAwaiting() {
     if (--ungreeted_ == 0) {
         greetingTimer_.cancel();
     }

@@ -46,6 +46,7 @@ private:
     void withinMemory(Client& client, Serve serve);
     void receive(Client& client);
     Result<Session::Progress> receivePacket(Client& client, std::span<const std::uint8_t> packet);
+    void tell(const char* event, const xpc::Object& payload);
     void send(Client& client, std::span<const std::uint8_t> packet);
     void take(Client& client, Outbox::Sent sent);
 
@@ -57,8 +58,10 @@ private:
     void returnMemory();
     void remove(Client& client);
     void endGreediest(Client& served);
-    /// One that has greeted, or won't any more.
-    void countGreeted();
+    void giveUp(Client& client);
+    void relieve();
+    /// Counts one less that is still to greet: it has, or it has ended.
+    void stopAwaiting();
     void awaitGreetings();
     void endLateGreetings();
 

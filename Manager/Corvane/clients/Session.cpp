@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace corvane {
@@ -164,14 +165,39 @@ std::vector<std::function<void()>> Session::takeAbandonments() {
     return abandonments;
 }
 
-AnswerCompletion Session::answerLater(std::uint64_t id, std::function<void()> abandon) {
-    makeOutstanding(id, std::move(abandon));
-    return [weak = weak_from_this(), id](const Answer& answered) {
-        if (const auto session = weak.lock()) {
-            session->forget(id);
-            session->answer(id, answered);
+/// An answer that is owed. Where there is no memory for it, or for what would have led to it, its client's connection ends
+/// instead.
+class Session::LateAnswer {
+public:
+    LateAnswer(std::weak_ptr<Session> session, std::uint64_t id) : session_(std::move(session)), id_(id) {}
+    LateAnswer(const LateAnswer&) = delete;
+    LateAnswer& operator=(const LateAnswer&) = delete;
+    ~LateAnswer() {
+        if (const auto session = session_.lock()) {
+            session->giveUp_();
         }
-    };
+    }
+
+    void give(const Answer& answered) {
+        if (const auto session = std::exchange(session_, {}).lock()) {
+            try {
+                session->forget(id_);
+                session->answer(id_, answered);
+            } catch (const std::bad_alloc&) {
+                session->giveUp_();
+            }
+        }
+    }
+
+private:
+    std::weak_ptr<Session> session_;  ///< of nobody once it is given
+    std::uint64_t id_;
+};
+
+AnswerCompletion Session::answerLater(std::uint64_t id, std::function<void()> abandon) {
+    auto owed = std::make_shared<LateAnswer>(weak_from_this(), id);
+    makeOutstanding(id, std::move(abandon));
+    return [owed = std::move(owed)](const Answer& answered) { owed->give(answered); };
 }
 
 void Session::answer(std::uint64_t id, const Answer& answered) {

@@ -35,9 +35,10 @@ public:
     using Sender = std::function<void(std::span<const std::uint8_t> packet)>;
 
     /// @param dispatcher outlives the session. @param client whose name comes with hello. @param sender takes the packets for the
-    /// client.
-    Session(Dispatcher& dispatcher, Requester client, Sender sender)
-        : dispatcher_(dispatcher), client_(std::move(client)), sender_(std::move(sender)) {}
+    /// client. @param giveUp ends the connection of one who can't be answered; throws nothing.
+    Session(
+        Dispatcher& dispatcher, Requester client, Sender sender, std::function<void()> giveUp = [] {})
+        : dispatcher_(dispatcher), client_(std::move(client)), sender_(std::move(sender)), giveUp_(std::move(giveUp)) {}
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
@@ -48,6 +49,8 @@ public:
     /// finds nobody then.
     std::vector<std::function<void()>> takeAbandonments();
 
+    /// Of packets whose requests wait.
+    std::size_t outstandingBytes() const { return outstandingBytes_; }
     bool greeted() const { return greeted_; }
     bool wantsEvents() const { return wantsEvents_; }
     const std::string& clientName() const { return client_.name; }
@@ -60,6 +63,7 @@ private:
     Result<void> request(const ryn::wire::Request& request, std::size_t packetSize);
     Result<void> fail(const Fault& fault, std::uint64_t id);
 
+    class LateAnswer;
     /// A completion that answers request `id` when it runs, unless the client has gone by then.
     AnswerCompletion answerLater(std::uint64_t id, std::function<void()> abandon);
     /// Makes the request one that waits, for good if nobody answers it.
@@ -73,6 +77,7 @@ private:
     Dispatcher& dispatcher_;
     Requester client_;
     Sender sender_;
+    std::function<void()> giveUp_;
     struct Outstanding {
         std::uint64_t id;
         std::size_t bytes;

@@ -1,6 +1,7 @@
 #include "Corvane/loop/Loop.h"
 
 #include "Corvane/loop/Watch.h"
+#include "Corvane/support/MemoryReserve.h"
 
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
@@ -45,6 +46,8 @@ Refusal cantMake(int error) {
 
 Result<std::unique_ptr<Loop>> Loop::make() {
     std::unique_ptr<Loop> loop(new Loop);
+    loop->deferred_.reserve(kReadyAtOnce);
+    loop->running_.reserve(kReadyAtOnce);
     sd_event* event = nullptr;
     if (const int result = sd_event_new(&event); result < 0) {
         return cantMake(-result);
@@ -100,6 +103,9 @@ bool Loop::turn() {
         pending = sd_event_dispatch(event_.get());
     }
     runDeferred();
+    if ((std::exchange(isOutOfMemory_, false) || memory::isShort()) && relieve_) {
+        withinMemory(relieve_);
+    }
     return pending >= 0 && sd_event_get_state(event_.get()) != SD_EVENT_FINISHED;
 }
 
@@ -114,7 +120,7 @@ bool Loop::serve(bool wait) {
         if (watch == nullptr) {
             eventIsDue = true;
         } else if (watch->order_ == Watch::Order::Ahead) {
-            watch->ready_();
+            withinMemory(watch->ready_);
         } else {
             ready_.push_back(watch);
         }
@@ -142,7 +148,7 @@ void Loop::runInLull(bool isLull) {
     const auto task = std::move(deferredToLull_.front());
     deferredToLull_.pop_front();
     turnBegan_ = Clock::now();
-    task();
+    withinMemory(task);
 }
 
 void Loop::shareTurn() {
@@ -176,7 +182,7 @@ void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::ti
             begin = Clock::now();
             continue;
         }
-        watch->ready_();
+        withinMemory(watch->ready_);
         const auto spent = Clock::now() - begin;
         begin += spent;
         // What took long because the machine was busy with others says nothing about the client, and a single time says little.
@@ -214,9 +220,11 @@ bool Loop::isLate() const {
 
 void Loop::runDeferred() {
     while (!deferred_.empty()) {
-        for (const auto& task : std::exchange(deferred_, {})) {
-            task();
+        std::swap(running_, deferred_);  // both keep their room
+        for (const auto& task : running_) {
+            withinMemory(task);
         }
+        running_.clear();
     }
 }
 

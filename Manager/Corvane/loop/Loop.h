@@ -10,6 +10,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -40,13 +41,28 @@ public:
 
     /// Serves the watch in this turn, as if its descriptor were ready.
     void serveSoon(Watch& watch) { ready_.push_back(&watch); }
+    /// Runs `task`, which is given up where it finds no memory left. So the loop runs all that it calls, and sd-event's and
+    /// sd-bus's callbacks must run what they call: their code knows of no exceptions. @return whether it was not given up.
+    template <typename Task>
+    bool withinMemory(const Task& task) noexcept {
+        try {
+            task();
+            return true;
+        } catch (const std::bad_alloc&) {
+            isOutOfMemory_ = true;
+            return false;
+        }
+    }
+    /// @param relieve runs after each turn in which memory was lacking, until there is a reserve again.
+    void setRelief(std::function<void()> relieve) { relieve_ = std::move(relieve); }
+
     /// For a handler that would go on: whether it should leave the rest of the turn to the others.
     bool isLate() const;
 
     /// Runs `task` once, before the loop waits again.
     void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
-    /// Runs `task` once, when all that is ready has been served, or after a few turns without such a lull. For what keeps the
-    /// loop from serving, such as a wait for the disk: at most one such task runs in a turn.
+    /// Runs `task` once, at the end of a turn in which few were ready and all were served, or after a few turns without such a
+    /// lull. For what keeps the loop from serving, such as a wait for the disk: at most one such task runs in a turn.
     void deferToLull(std::function<void()> task);
 
     /// Makes the loop compute its deadline again. Timers call it themselves; so must whoever gives sd-event something else to
@@ -82,7 +98,10 @@ private:
     long preemptions_ = 0;  ///< as the kernel counts them
     std::vector<std::function<void()>> deferred_;
     std::deque<std::function<void()>> deferredToLull_;
-    int turnsWithoutLull_ = 0;  ///< since the first of them has waited
+    int turnsWithoutLull_ = 0;                    ///< since the first of them has waited
+    std::vector<std::function<void()>> running_;  ///< of those that were deferred
+    std::function<void()> relieve_;
+    bool isOutOfMemory_ = false;
     bool rearm_ = false;
 };
 

@@ -48,8 +48,9 @@ void Timer::cancel() {
 void Timer::expire() {
     source_.reset();
     // What is called may set this timer again, or destroy it.
+    Loop& loop = loop_;
     const auto then = std::exchange(then_, nullptr);
-    then();
+    loop.withinMemory(then);
 }
 
 }  // namespace corvane

@@ -37,7 +37,7 @@ void GroupCommit::runFirst() {
     }
     const auto job = std::move(jobs_.front());
     jobs_.pop_front();
-    job();
+    loop_.withinMemory(job);
     if (store_.isLogLong()) {  // before a change would find it at its limit
         runNext([this] {
             store_.writeBack();
@@ -62,7 +62,7 @@ void GroupCommit::commit() {
     }
     const Result<void> committed = group.commit();
     for (const Change& change : changes) {
-        change.done(committed);
+        loop_.withinMemory([&] { change.done(committed); });
     }
 }
 

@@ -1,35 +1,39 @@
 #include "Corvane/support/MemoryReserve.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <new>
 
 namespace corvane::memory {
 namespace {
 
-/// More than serving one packet takes.
-constexpr std::size_t kSize = std::size_t{1} << 20U;
-void* held = nullptr;
+/// Together more than serving one packet takes; each small enough for what a client that ends leaves free.
+constexpr std::size_t kBlock = std::size_t{1} << 15U;
+std::array<void*, 32> held{};
 
 /// Called by operator new, which tries again when this returns.
 void giveUp() {
-    if (held == nullptr) {
+    if (std::ranges::count(held, nullptr) == std::ssize(held)) {
         throw std::bad_alloc();
     }
-    std::free(held);
-    held = nullptr;
+    for (void*& block : held) {
+        std::free(block);
+        block = nullptr;
+    }
 }
 
 }  // namespace
 
 void reserve() {
-    if (held == nullptr) {
-        held = std::malloc(kSize);
-        std::set_new_handler(giveUp);
+    std::set_new_handler(giveUp);
+    for (void*& block : held) {
+        block = block == nullptr ? std::malloc(kBlock) : block;
     }
 }
 
 bool isShort() {
-    return held == nullptr;
+    return std::ranges::find(held, nullptr) != held.end();
 }
 
 }  // namespace corvane::memory

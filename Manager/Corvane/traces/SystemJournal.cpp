@@ -88,13 +88,17 @@ void SystemJournal::read(Time since, Then then) {
 }
 
 void SystemJournal::goOn(std::list<Reading>::iterator reading) {
-    for (int count = 0; count < kLinesATurn; ++count) {
-        if (!reading->takeOne()) {
-            finish(reading);
-            return;
+    bool mayBeMore = true;
+    const bool hadMemory = loop_.withinMemory([&] {
+        for (int count = 0; count < kLinesATurn && mayBeMore; ++count) {
+            mayBeMore = reading->takeOne();
         }
+    });
+    if (mayBeMore && hadMemory) {
+        reading->timer.set(std::chrono::milliseconds::zero(), [this, reading] { goOn(reading); });
+    } else {
+        finish(reading);
     }
-    reading->timer.set(std::chrono::milliseconds::zero(), [this, reading] { goOn(reading); });
 }
 
 void SystemJournal::finish(std::list<Reading>::iterator reading) {

@@ -3,6 +3,8 @@
 #include "Corvane/baseband/modemmanager/BusValue.h"
 #include "Corvane/support/Text.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -30,6 +32,14 @@ BusError SystemBus::disconnected() {
     return {SD_BUS_ERROR_DISCONNECTED, "there is no connection to the system bus", BusError::Cause::Aborted};
 }
 
+/// Where there is no memory for what the bus says, the connection ends as if the bus had closed it, and all is asked anew.
+template <typename Task>
+void SystemBus::withinMemory(const Task& task) {
+    if (!loop_.withinMemory(task)) {
+        shutdown(sd_bus_get_fd(connection_.get()), SHUT_RDWR);
+    }
+}
+
 void SystemBus::connect() {
     connection_.reset();
     if (const int result = open(); result < 0) {
@@ -47,15 +57,18 @@ int SystemBus::open() {
     }
     connection_.reset(opened);
     const auto lost = [](sd_bus_message*, void* bus, sd_bus_error*) {
-        static_cast<SystemBus*>(bus)->lose("the bus closed the connection");
+        SystemBus& self = *static_cast<SystemBus*>(bus);
+        self.loop_.withinMemory([&] { self.lose("the bus closed the connection"); });
         return 0;
     };
     int result = sd_bus_match_signal_async(opened, nullptr, "org.freedesktop.DBus.Local", "/org/freedesktop/DBus/Local",
                                            "org.freedesktop.DBus.Local", "Disconnected", lost, nullptr, this);
     const auto signalled = [](sd_bus_message* message, void* bus, sd_bus_error*) {
-        const BusSignal signal{orEmpty(sd_bus_message_get_path(message)), orEmpty(sd_bus_message_get_interface(message)),
-                               orEmpty(sd_bus_message_get_member(message)), readArguments(message)};
-        static_cast<SystemBus*>(bus)->listener_.busSignal(signal);
+        SystemBus& self = *static_cast<SystemBus*>(bus);
+        self.withinMemory([&] {
+            self.listener_.busSignal({orEmpty(sd_bus_message_get_path(message)), orEmpty(sd_bus_message_get_interface(message)),
+                                      orEmpty(sd_bus_message_get_member(message)), readArguments(message)});
+        });
         return 0;
     };
     for (const std::string& match : matches_) {
@@ -134,7 +147,8 @@ void SystemBus::send(sd_bus_message* message, std::chrono::seconds limit, Handle
     call->self = call;
     const auto answered = [](sd_bus_message* reply, void* data, sd_bus_error*) {
         Call& asked = *static_cast<Call*>(data);
-        asked.bus.answer(asked, reply);
+        SystemBus& bus = asked.bus;
+        bus.withinMemory([&] { bus.answer(asked, reply); });
         return 0;
     };
     sd_bus_slot* slot = nullptr;

@@ -116,6 +116,8 @@ private:
     Message compose(const BusMethod& method) const;
     void send(sd_bus_message* message, std::chrono::seconds limit, Handler handler);
     void answer(Call& call, sd_bus_message* message);
+    template <typename Task>
+    void withinMemory(const Task& task);
 
     Loop& loop_;
     const std::vector<std::string> matches_;
