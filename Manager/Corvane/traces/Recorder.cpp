@@ -172,15 +172,20 @@ std::uint64_t Recorder::segmentBytes() const {
     return limits_.segments <= kSegmentsAtLeast ? share : std::max(share, kSmallestSegment);
 }
 
+void Recorder::dropOldest() {
+    total_ -= segments_.front().size;
+    ::unlink(segments_.front().path.c_str());
+    segments_.pop_front();
+    linked_ -= linked_ > 0 ? 1 : 0;
+}
+
 /// Drops the oldest files until `bytes` more keep the limits.
 void Recorder::makeRoom(std::uint64_t bytes) {
     const auto isOver = [&] {
         return total_ + bytes > limits_.bytes || segments_.size() + (file_ || bytes == 0 ? 0 : 1) > limits_.segments;
     };
     while (segments_.size() > (file_ ? 1U : 0U) && isOver()) {
-        total_ -= segments_.front().size;
-        ::unlink(segments_.front().path.c_str());
-        segments_.pop_front();
+        dropOldest();
     }
 }
 
@@ -206,16 +211,14 @@ std::error_code Recorder::link(const fs::path& folder) {
             fs::copy_file(segment.path, link, error);
         }
     }
+    linked_ = segments_.size();
     return error;
 }
 
-void Recorder::clear() {
-    close();
-    for (const Segment& segment : segments_) {
-        ::unlink(segment.path.c_str());
+void Recorder::removeLinked() {
+    while (linked_ > 0) {
+        dropOldest();
     }
-    segments_.clear();
-    total_ = 0;
 }
 
 }  // namespace corvane

@@ -50,8 +50,8 @@ public:
 
     /// Puts hard links to all files into `folder`, which it makes when there is something to link, and begins the next file.
     std::error_code link(const std::filesystem::path& folder);
-    /// Removes all files.
-    void clear();
+    /// Removes the files that were linked. What has been recorded since stays.
+    void removeLinked();
 
 private:
     struct Segment {
@@ -65,6 +65,7 @@ private:
     void close();
     void write();
     void fail(const std::filesystem::path& path, int error);
+    void dropOldest();
     void makeRoom(std::uint64_t bytes);
     std::uint64_t segmentBytes() const;
 
@@ -72,6 +73,7 @@ private:
     const SegmentFormat& format_;
     Limits limits_;
     std::deque<Segment> segments_;  ///< oldest first; the last one is written to while `file_` is open
+    std::size_t linked_ = 0;        ///< of them, from the oldest
     std::uint64_t total_ = 0;       ///< bytes of all of them
     unsigned long lastNumber_ = 0;
     platform::FileDescriptor file_;

@@ -152,7 +152,7 @@ Result<fs::path> TraceLogs::publish(const Written& written) {
     log::notice("collected trace logs in " + whole.string());
     if (!written.keepsScratchLogs) {
         scratchLog_.clear();
-        recorders_.clear();
+        recorders_.removeLinked();
     }
     dropOldest();
     return whole;

@@ -67,9 +67,9 @@ std::error_code TraceRecorders::link(const fs::path& folder) {
     return error;
 }
 
-void TraceRecorders::clear() {
+void TraceRecorders::removeLinked() {
     for (const auto& [trace, recorder] : recorders_) {
-        recorder->clear();
+        recorder->removeLinked();
     }
 }
 

@@ -32,8 +32,8 @@ public:
 
     /// Puts hard links to what is recorded into a folder a kind, below `folder`.
     std::error_code link(const std::filesystem::path& folder);
-    /// Removes what is recorded.
-    void clear();
+    /// Removes what was linked. What has been recorded since stays.
+    void removeLinked();
 
 private:
     void flush();

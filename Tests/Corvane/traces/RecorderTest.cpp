@@ -135,8 +135,13 @@ TEST_F(RecorderTest, LinksItsFilesAndLeavesThemAlone) {
     EXPECT_EQ(segments().size(), 2U);
     EXPECT_EQ(fs::hard_link_count(segments()[0]), 2U);
     EXPECT_THAT(support::readFile(taken / "00000001.txt"), testing::EndsWith("Z first\n"));
-    recorder.clear();
-    EXPECT_TRUE(segments().empty());
+    recorder.removeLinked();
+    ASSERT_EQ(segments().size(), 1U);
+    recorder.append(at(2), "third");
+    recorder.flush();
+    EXPECT_THAT(content(), testing::EndsWith("Z third\n")) << "of what has been recorded since, nothing is lost";
+    EXPECT_THAT(content(), testing::HasSubstr("Z second\n"));
+    EXPECT_EQ(recorder.bytes(), content().size());
 }
 
 }  // namespace
