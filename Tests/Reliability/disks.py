@@ -1,9 +1,13 @@
-"""Disks that are full or read-only, or have damaged what they kept."""
+"""Disks that are full or read-only, or have damaged what they kept, and a journal that takes nothing."""
 import contextlib
 import os
+import pathlib
+import re
 import shutil
 import signal
+import socket
 import tempfile
+import time
 
 from programs import MANAGER, Manager
 from programs import run as execute
@@ -117,6 +121,38 @@ def disk(run):
         manager.stop()
         execute("umount", config), execute("umount", manager.state)
     run.figure(f"{rounds} times filled to the last byte: refused in a sentence, nothing lost, and on again with room")
+
+
+class JournalledManager(Manager):
+    """Its standard error is the journal's stream, as far as it can tell."""
+
+    command = ("sh", "-c", 'export JOURNAL_STREAM=$(stat -Lc %d:%i /proc/self/fd/2); exec "$0" "$@"', MANAGER)
+
+
+def journal(run):
+    """Needs mounts of this process's own. Neither the journal's stream nor its socket is read while the manager works."""
+    mount("-t", "tmpfs", "tmpfs", "/run")
+    path, changes = pathlib.Path("/run/systemd/journal/socket"), run.times(1000, 5000)
+    path.parent.mkdir(parents=True)
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as entries, JournalledManager() as manager:
+        entries.bind(str(path))
+        client, begin = manager.client(), time.monotonic()
+        with manager.program.printed:  # which whoever reads the stream waits for
+            for number in range(changes):
+                assert client.set("DIAG", "Low_Watermark", str(number % 100 + 1)) is None, "a change is refused"
+            took = time.monotonic() - begin
+        assert client.set("DIAG", "History", "17") is None
+        manager.says("nobody took them")
+        entries.setblocking(False)
+        taken = 0
+        with contextlib.suppress(BlockingIOError):
+            while entries.recv(4096):
+                taken += 1
+        missing = sum(map(int, re.findall(r"(\d+) lines are missing", manager.program.text)))
+        printed = manager.program.text.count("COMMAND=SetTraceProperty")
+        run.figure(f"{changes} changes in {took:.1f} s: the journal took {taken} lines of them and its stream {printed}, and the "
+                   f"manager says that {missing} are missing")
+        assert changes <= taken + printed + missing <= changes + 100, "lines are lost without being counted"
 
 
 def flipped(content, bit):

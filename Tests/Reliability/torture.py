@@ -17,6 +17,7 @@ PROGRAMS = {  # by name: the promise, and the module of the function of that nam
     "memory": ("A manager that has no memory left ends connections, never itself", "pressure"),
     "manager": ("A hostile manager can't crash or hang a tool", "hostile_manager"),
     "disk": ("A full or read-only disk is said in one sentence and loses nothing", "disks"),
+    "journal": ("A journal that stands still costs lines, which are counted, and keeps nobody waiting", "disks"),
     "state": ("Damage to the settings' file is found, said and set aside, and the manager serves", "disks"),
     "slow": ("Writers on a slow disk share its syncs, and keep nobody else waiting", "pressure"),
     "erase": ("An erasure is whole or has not happened, whenever the manager is killed", "kills"),
@@ -100,7 +101,7 @@ def run_here(name, options):
 def run(name, options):
     """In a process of its own, which may change what belongs to a process: its mounts, its limits, its name."""
     words = ["--seed", str(options.seed), *(["--short"] if options.short else []), name]
-    own_mounts = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"])] if name == "disk" else []
+    own_mounts = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"])] if name in ("disk", "journal") else []
     if own_mounts and subprocess.run([*own_mounts, "true"], stderr=subprocess.DEVNULL).returncode != 0:
         own_mounts = []
     return subprocess.run([*own_mounts, sys.executable, "-B", __file__, options.build, "--here", *words]).returncode

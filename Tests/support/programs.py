@@ -214,6 +214,8 @@ class Client:
 class Manager:
     """A real manager on a socket, with a state and preferences of its own, ready from the start."""
 
+    command = (MANAGER,)
+
     def __init__(self, *options, **environment):
         self.options = options
         self.kept = tempfile.TemporaryDirectory(prefix="ryn.")
@@ -225,7 +227,7 @@ class Manager:
         self.start()
 
     def start(self):
-        self.program = Program(MANAGER, "--socket", self.socket, "--state", self.state, *self.options, **self.environment)
+        self.program = Program(*self.command, "--socket", self.socket, "--state", self.state, *self.options, **self.environment)
         self.says = self.program.says
         self.says("ready\n")
 

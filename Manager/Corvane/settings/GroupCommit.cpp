@@ -8,16 +8,16 @@ void GroupCommit::store(std::string_view area, std::string name, std::string tex
     if (changes_.empty()) {
         run([this] { commit(); });
     }
-    changes_.push_back({area, std::move(name), std::move(text), std::move(done)});
+    changes_.push_back({area, std::move(name), std::move(text), std::move(done), log::RateLimited::current()});
 }
 
 void GroupCommit::run(std::function<void()> write) {
-    jobs_.push_back(std::move(write));
+    jobs_.push_back({std::move(write), log::RateLimited::current()});
     awaitTurn();
 }
 
 void GroupCommit::runNext(std::function<void()> step) {
-    jobs_.push_front(std::move(step));
+    jobs_.push_front({std::move(step), log::RateLimited::current()});
     awaitTurn();
 }
 
@@ -35,9 +35,10 @@ void GroupCommit::runFirst() {
     if (jobs_.empty()) {
         return;
     }
-    const auto job = std::move(jobs_.front());
+    const Job job = std::move(jobs_.front());
     jobs_.pop_front();
-    loop_.withinMemory(job);
+    const log::RateLimited::Scope limited(job.limit);
+    loop_.withinMemory(job.run);
     if (store_.isLogLong()) {  // before a change would find it at its limit
         runNext([this] {
             store_.writeBack();
@@ -62,6 +63,7 @@ void GroupCommit::commit() {
     }
     const Result<void> committed = group.commit();
     for (const Change& change : changes) {
+        const log::RateLimited::Scope limited(change.limit);
         loop_.withinMemory([&] { change.done(committed); });
     }
 }

@@ -2,6 +2,7 @@
 
 #include "Corvane/loop/Loop.h"
 #include "Corvane/settings/SettingsStore.h"
+#include "Corvane/support/Log.h"
 
 #include <deque>
 #include <functional>
@@ -37,6 +38,11 @@ private:
         std::string name;
         std::string text;
         Completion<void> done;
+        log::RateLimited* limit;  ///< of who has asked for it
+    };
+    struct Job {
+        std::function<void()> run;
+        log::RateLimited* limit;
     };
 
     void awaitTurn();
@@ -46,7 +52,7 @@ private:
     SettingsStore& store_;
     Loop& loop_;
     std::vector<Change> changes_;
-    std::deque<std::function<void()>> jobs_;
+    std::deque<Job> jobs_;
     bool awaitsTurn_ = false;
 };
 

@@ -135,12 +135,14 @@ void entry(std::string_view line, std::span<const std::string> fields) {
     }
 }
 
-RateLimited::Scope::Scope(RateLimited* limit) {
-    state().limit = limit;
+RateLimited* RateLimited::current() {
+    return state().limit;
 }
 
+RateLimited::Scope::Scope(RateLimited* limit) : before_(std::exchange(state().limit, limit)) {}
+
 RateLimited::Scope::~Scope() {
-    state().limit = nullptr;
+    state().limit = before_;
 }
 
 void RateLimited::write(Level level, std::string_view line) {

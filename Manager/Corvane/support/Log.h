@@ -56,6 +56,9 @@ public:
     explicit RateLimited(int linesAMinute = 1) : linesAMinute_(linesAMinute) {}
     void write(Level level, std::string_view line);
 
+    /// Of what is being served; none for what no client has caused. For what is to be done for it later.
+    static RateLimited* current();
+
     /// While it stands, every line counts against `limit`, if there is one.
     class Scope {
     public:
@@ -63,6 +66,9 @@ public:
         ~Scope();
         Scope(const Scope&) = delete;
         Scope& operator=(const Scope&) = delete;
+
+    private:
+        RateLimited* before_;
     };
 
 private:
