@@ -81,9 +81,8 @@ void check(benchmark::State& state, bool announced) {
     }
     crowd.add([announced] {
         prctl(PR_SET_NAME, kService);
-        static vsk::ProcessAnnouncement announcement;
         if (announced) {
-            announcement = vsk::announceProcess(kService);
+            static const vsk::ProcessAnnouncement announcement(kService);
         }
     });
     for (auto _ : state) {

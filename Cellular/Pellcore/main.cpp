@@ -33,7 +33,7 @@ int main(int argumentCount, char** arguments) {
     }
     std::signal(SIGPIPE, SIG_IGN);  // a log that nobody reads any more
     const sigset_t signals = blockEndSignals();
-    const auto announcement = vsk::announceProcess("Pellcore");
+    const vsk::ProcessAnnouncement announcement("Pellcore");
     std::thread(CFRunLoopRun).detach();
 
     const auto service = std::make_shared<pellcore::CellularService>();

@@ -37,8 +37,8 @@ std::string whyNotConnected(const std::string& place, int error) {
 
 }  // namespace
 
-std::string inSeconds(std::chrono::milliseconds duration) {
-    const auto tenths = duration.count() / 100;
+std::string inSeconds(std::chrono::nanoseconds duration) {
+    const auto tenths = duration / std::chrono::milliseconds(100);
     return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
 }
 
@@ -66,7 +66,7 @@ Failure closedHere(const std::string& place) {
     return {kResultConnectionLost, "The connection to the manager at " + place + " was closed by its client."};
 }
 
-Failure timedOut(const std::string& place, std::chrono::milliseconds timeout) {
+Failure timedOut(const std::string& place, std::chrono::nanoseconds timeout) {
     return {kResultTimedOut, "The manager at " + place + " did not answer within " + inSeconds(timeout) + "."};
 }
 

@@ -20,7 +20,7 @@ inline constexpr auto kResultMalformedReply = static_cast<std::int32_t>(0xE020E0
 inline constexpr auto kResultTooLarge = static_cast<std::int32_t>(0xE020E014);
 
 /// With tenths when there are any: "2.5 s".
-std::string inSeconds(std::chrono::milliseconds duration);
+std::string inSeconds(std::chrono::nanoseconds duration);
 
 /// A result that the library made itself, with one sentence for the user: what happened, where, and what to do.
 struct Failure {
@@ -39,7 +39,7 @@ Failure connectionLost(const std::string& place, bool hasReceived);
 Failure turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object);
 /// By the user of the client.
 Failure closedHere(const std::string& place);
-Failure timedOut(const std::string& place, std::chrono::milliseconds timeout);
+Failure timedOut(const std::string& place, std::chrono::nanoseconds timeout);
 Failure malformedReply(const std::string& place);
 /// Of a manager that sends events faster than they are handled, for too long.
 Failure flooded(const std::string& place);

@@ -37,10 +37,6 @@ std::string sentenceOf(int result, const xpc::Object& reply) {
     return xpc::textAt(reply, kKeyErrorString).value_or(std::string(kBare) + std::to_string(result) + " and no reason.");
 }
 
-std::chrono::milliseconds inMilliseconds(Clock::duration duration) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(duration);
-}
-
 }  // namespace
 
 Manager::Manager(const std::string& clientName, dispatch_queue_t queue, Connector connector, Greeting greeting)
@@ -90,7 +86,7 @@ int Manager::await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::
         const auto now = Clock::now();
         if (now >= deadline.time) {
             calls_.remove(waiter);
-            waiter.answer = toAnswer(timedOut(link_.place(), inMilliseconds(deadline.timeout)));
+            waiter.answer = toAnswer(timedOut(link_.place(), deadline.timeout));
         } else if (reading_) {
             changed_.wait_until(lock, deadline.time);
         } else {
@@ -203,7 +199,7 @@ void Manager::serve(short events) {
     }
     const auto now = Clock::now();
     while (auto call = calls_.takeExpired(now)) {
-        delivery_.complete(std::move(call->completion), toAnswer(timedOut(link_.place(), inMilliseconds(call->timeout))));
+        delivery_.complete(std::move(call->completion), toAnswer(timedOut(link_.place(), call->timeout)));
     }
     sendDue(now);
 }
@@ -236,7 +232,7 @@ Manager::Sent Manager::send(Lock& lock, const Deadline& deadline, const Encode& 
                 break;
             case Link::Outcome::Busy:
                 if (!pause(lock, deadline.time)) {
-                    return {id, link_.isConnected() ? timedOut(link_.place(), inMilliseconds(deadline.timeout))
+                    return {id, link_.isConnected() ? timedOut(link_.place(), deadline.timeout)
                                                     : notConnected(link_.place(), EAGAIN)};
                 }
                 break;

@@ -3,9 +3,7 @@
 #include "Platform/Utf8.h"
 
 #include <cstring>
-#include <limits>
 #include <new>
-#include <utility>
 
 namespace {
 
@@ -60,10 +58,6 @@ CFTypeID CFGetTypeID(CFTypeRef object) {
     return typeId(object->kind);
 }
 
-CFTypeID CFStringGetTypeID() {
-    return typeId(CFObject::Kind::String);
-}
-
 CFTypeID CFBooleanGetTypeID() {
     return typeId(CFObject::Kind::Bool);
 }
@@ -95,23 +89,14 @@ Boolean CFBooleanGetValue(CFBooleanRef boolean) {
 }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
-    if (value == nullptr) {
-        return nullptr;
-    }
-    if (type == kCFNumberSInt32Type) {
-        return new (std::nothrow) CFNumber(*static_cast<const std::int32_t*>(value));
-    }
-    return type == kCFNumberSInt64Type ? new (std::nothrow) CFNumber(*static_cast<const std::int64_t*>(value)) : nullptr;
+    const bool isPossible = value != nullptr && type == kCFNumberSInt64Type;
+    return isPossible ? new (std::nothrow) CFNumber(*static_cast<const std::int64_t*>(value)) : nullptr;
 }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
-    if (type == kCFNumberSInt64Type) {
-        *static_cast<std::int64_t*>(value) = number->value;
-        return 1;
-    }
-    if (type != kCFNumberSInt32Type) {
+    if (type != kCFNumberSInt64Type) {
         return 0;
     }
-    *static_cast<std::int32_t*>(value) = static_cast<std::int32_t>(number->value);
-    return std::in_range<std::int32_t>(number->value) ? 1 : 0;
+    *static_cast<std::int64_t*>(value) = number->value;
+    return 1;
 }

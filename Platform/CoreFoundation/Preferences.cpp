@@ -15,7 +15,6 @@ namespace {
 using Json = nlohmann::json;
 
 // The file lies in the current user's folder on the current host, so neither needs another name in it.
-constinit const platform::ConstantString anyUser("AnyUser");
 constinit const platform::ConstantString currentUser("CurrentUser");
 constinit const platform::ConstantString anyHost("AnyHost");
 constinit const platform::ConstantString currentHost("CurrentHost");
@@ -99,7 +98,6 @@ Json storedValue(const Scope& scope, const std::string& key) {
 
 }  // namespace
 
-const CFStringRef kCFPreferencesAnyUser = &anyUser;
 const CFStringRef kCFPreferencesCurrentUser = &currentUser;
 const CFStringRef kCFPreferencesAnyHost = &anyHost;
 const CFStringRef kCFPreferencesCurrentHost = &currentHost;

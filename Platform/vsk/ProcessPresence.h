@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace vsk {
 
@@ -17,23 +16,18 @@ namespace vsk {
 /// way.
 class ProcessAnnouncement {
 public:
-    ProcessAnnouncement() = default;
-    ProcessAnnouncement(ProcessAnnouncement&& other) noexcept;
-    ProcessAnnouncement& operator=(ProcessAnnouncement&& other) noexcept;
+    /// @param name the name that the kernel knows this process by: its executable's, unless it was changed
+    explicit ProcessAnnouncement(std::string_view name);
+    ProcessAnnouncement(const ProcessAnnouncement&) = delete;
+    ProcessAnnouncement& operator=(const ProcessAnnouncement&) = delete;
     /// Removes the file when it still names this process.
     ~ProcessAnnouncement();
 
     bool isMade() const { return !path_.empty(); }
 
 private:
-    friend ProcessAnnouncement announceProcess(std::string_view name);
-    ProcessAnnouncement(std::string path, platform::FileDescriptor lock) : path_(std::move(path)), lock_(std::move(lock)) {}
-
-    std::string path_;  ///< empty: nothing is announced
     platform::FileDescriptor lock_;
+    const std::string path_;  ///< empty: nothing is announced
 };
-
-/// @param name the name that the kernel knows this process by: its executable's, unless it was changed
-[[nodiscard]] ProcessAnnouncement announceProcess(std::string_view name);
 
 }  // namespace vsk

@@ -117,8 +117,7 @@ TEST_F(ProcessPresence, AnAnnouncementLastsAsLongAsItsObject) {
     ::prctl(PR_SET_NAME, name.c_str());
     {
         ::umask(S_IWGRP | S_IRWXO);
-        auto first = vsk::announceProcess(name);
-        const auto announcement = std::move(first);
+        const vsk::ProcessAnnouncement announcement(name);
         ASSERT_TRUE(announcement.isMade());
         EXPECT_EQ(support::readFile(pidFile(name)), std::to_string(::getpid()) + "\n");
         struct stat status {};
@@ -130,11 +129,11 @@ TEST_F(ProcessPresence, AnAnnouncementLastsAsLongAsItsObject) {
     }
     EXPECT_FALSE(std::filesystem::exists(pidFile(name)));
     {
-        const auto announcement = vsk::announceProcess(name);
+        const vsk::ProcessAnnouncement announcement(name);
         support::writeFile(pidFile(name), "1\n");  // a later process of the name has taken over
     }
     EXPECT_EQ(support::readFile(pidFile(name)), "1\n");
-    EXPECT_FALSE(vsk::announceProcess("no/name").isMade());
+    EXPECT_FALSE(vsk::ProcessAnnouncement("no/name").isMade());
 }
 
 }  // namespace

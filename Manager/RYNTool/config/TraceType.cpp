@@ -7,7 +7,7 @@
 #include <array>
 #include <cctype>
 #include <cstddef>
-#include <map>
+#include <string_view>
 
 namespace ryn::trace {
 namespace {
@@ -17,18 +17,8 @@ constexpr std::array kNames = {
     "Boot",           "CSILog",  "Dummy",    "BasebandIPC", "TEMS", "RYN",         "SYSLOG",   "KernelPCI",
 };
 
-std::string lowerCased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
-    return text;
-}
-
-std::map<std::string, Type> typesByLowerCasedName() {
-    std::map<std::string, Type> types;
-    for (std::size_t value = 0; value < kNames.size(); ++value) {
-        types.emplace(lowerCased(kNames[value]), static_cast<Type>(value));
-    }
-    return types;
+char lowerCased(char letter) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
 }
 
 /// Radios below `first` wrap round to large numbers, so one comparison tests both ends.
@@ -44,12 +34,12 @@ std::string typeAsString(Type type) {
 }
 
 bool stringAsType(const std::string& name, Type& type) {
-    static const std::map<std::string, Type> kTypes = typesByLowerCasedName();
-    const auto found = kTypes.find(lowerCased(name));
-    if (found == kTypes.end()) {
+    const auto found = std::ranges::find_if(
+        kNames, [&](std::string_view known) { return std::ranges::equal(known, name, {}, lowerCased, lowerCased); });
+    if (found == kNames.end()) {
         return false;
     }
-    type = found->second;
+    type = static_cast<Type>(found - kNames.begin());
     return true;
 }
 

@@ -33,7 +33,6 @@ CFTypeID CFGetTypeID(CFTypeRef object);
 
 using CFStringEncoding = std::uint32_t;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
-CFTypeID CFStringGetTypeID();
 /// nullptr when the bytes are not UTF-8.
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
 /// NUL-terminated, lives as long as the string.
@@ -45,15 +44,13 @@ CFTypeID CFBooleanGetTypeID();
 Boolean CFBooleanGetValue(CFBooleanRef boolean);
 
 using CFNumberType = CFIndex;
-inline constexpr CFNumberType kCFNumberSInt32Type = 3;
 inline constexpr CFNumberType kCFNumberSInt64Type = 4;
 CFTypeID CFNumberGetTypeID();
-/// @param value points at an integer of `type`.
+/// @param value points at an integer of `type`, which is kCFNumberSInt64Type: there is no other.
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
-/// @return whether the number fits `type`; the low bits are stored in either case.
+/// @return whether `type` is that of numbers
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
-extern const CFStringRef kCFPreferencesAnyUser;
 extern const CFStringRef kCFPreferencesCurrentUser;
 extern const CFStringRef kCFPreferencesAnyHost;
 extern const CFStringRef kCFPreferencesCurrentHost;
