@@ -66,19 +66,19 @@ xpc::Object toReply(const WakeReason& wake) {
     if (wake.channel == 0) {
         return reply;
     }
-    set(reply, "KeyBasebandWakeReason", text(wake.reason));
-    set(reply, "KeyBasebandWakeTime", text(wake.time));
-    set(reply, "KeyBasebandWakeCount", number(wake.count));
+    set(reply, ryn::kKeyBasebandWakeReason, text(wake.reason));
+    set(reply, ryn::kKeyBasebandWakeTime, text(wake.time));
+    set(reply, ryn::kKeyBasebandWakeCount, number(wake.count));
     if (wake.sleptMilliseconds) {
-        set(reply, "KeyBasebandWakeSleptMilliseconds", number(*wake.sleptMilliseconds));
+        set(reply, ryn::kKeyBasebandWakeSleptMilliseconds, number(*wake.sleptMilliseconds));
     }
     return reply;
 }
 
 xpc::Object toReply(const RFSelfTestEvent& event) {
-    xpc::Object reply = dictionary(
-        {{ryn::kKeyBasebandDiagnosticsType, text(ryn::kBasebandDiagnosticsTypeRFSelfTest)},
-         {ryn::kKeyBasebandDiagnosticsStatusData, dictionary({{"KeyBasebandDiagnosticsPercentage", number(event.percentage)}})}});
+    xpc::Object reply = dictionary({{ryn::kKeyBasebandDiagnosticsType, text(ryn::kBasebandDiagnosticsTypeRFSelfTest)},
+                                    {ryn::kKeyBasebandDiagnosticsStatusData,
+                                     dictionary({{ryn::kKeyBasebandDiagnosticsPercentage, number(event.percentage)}})}});
     if (event.status != RFSelfTestEvent::Status::Running) {
         const bool complete = event.status == RFSelfTestEvent::Status::Complete;
         set(reply, ryn::kKeyBasebandDiagnosticsStatus,
