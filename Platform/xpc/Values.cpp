@@ -87,12 +87,8 @@ Object dictionaryOf(std::vector<Entry> entries) {
     return Object::adopt(new xpc_object{std::move(entries)});
 }
 
-Object array(const std::vector<Object>& values) {
-    auto made = orNull(xpc_array_create(nullptr, 0));
-    for (const Object& value : values) {
-        xpc_array_append_value(made.get(), value.get());
-    }
-    return made;
+Object array(std::vector<Object> values) {
+    return Object::adopt(new xpc_object{std::move(values)});
 }
 
 void set(const Object& dictionary, const char* key, const Object& value) {

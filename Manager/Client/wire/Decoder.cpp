@@ -134,11 +134,11 @@ private:
     // first item that is missing ends the reading.
     xpc::Object array(std::uint64_t count, unsigned depth) {
         require(depth <= kMaxNesting && count <= valuesLeft_);
-        auto array = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+        std::vector<xpc::Object> values;
         for (; count > 0 && valid_; --count) {
-            xpc_array_append_value(array.get(), value(depth + 1).get());
+            values.push_back(value(depth + 1));
         }
-        return array;
+        return xpc::array(std::move(values));
     }
 
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {

@@ -2,20 +2,18 @@
 #include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 
+#include <vector>
+
 namespace {
 
 constexpr std::int64_t kTargetTxPower3G4G = 200;
 constexpr std::int64_t kTargetTxPower2G = 230;
 constexpr std::int64_t kLowLimit = 0;
 constexpr std::int64_t kHighLimit = 255;
-constexpr int kLimitCount = 32;
+constexpr std::size_t kLimitCount = 32;
 
 xpc::Object limits(std::int64_t limit) {
-    auto list = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-    for (int count = 0; count < kLimitCount; ++count) {
-        xpc_array_append_value(list.get(), xpc::number(limit).get());
-    }
-    return list;
+    return xpc::array(std::vector(kLimitCount, xpc::number(limit)));
 }
 
 xpc::Object selfTestOptions() {

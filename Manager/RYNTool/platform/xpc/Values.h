@@ -25,7 +25,7 @@ Object dictionary(std::initializer_list<std::pair<const char*, Object>> entries 
 using Entry = std::pair<std::string, Object>;
 /// @return an empty object when a key stands twice.
 Object dictionaryOf(std::vector<Entry> entries);
-Object array(const std::vector<Object>& values);
+Object array(std::vector<Object> values);
 /// Sets or replaces an entry of a dictionary that is still being made.
 void set(const Object& dictionary, const char* key, const Object& value);
 
