@@ -60,15 +60,3 @@ private:
     const dispatch::Queue queue_{"test.queue"};
     ryn::client::ManagerPtr manager_;
 };
-
-/// Holds a dispatch group entered, as the captured group of a completion does.
-class Entered {
-public:
-    explicit Entered(dispatch_group_t group) : group_(group) { dispatch_group_enter(group_); }
-    Entered(const Entered& other) : Entered(other.group_) {}
-    Entered& operator=(const Entered&) = delete;
-    ~Entered() { dispatch_group_leave(group_); }
-
-private:
-    dispatch_group_t group_;
-};

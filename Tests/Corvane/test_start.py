@@ -28,7 +28,6 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     os.mkfifo(tmp_path / "fifo/settings.db")
     os.mkfifo(tmp_path / "log/settings.db-wal")
     (tmp_path / "link/settings.db").symlink_to(tmp_path / "elsewhere.db")
-    (tmp_path / "wrong.json").write_text('{"steps": [\n{"at": 1, "action": "crush"}]}')
     (tmp_path / "sound.json").write_text('{"steps": []}')
     (tmp_path / "later.jsonl").write_text('{"recording":2}\n')
     (tmp_path / "other.jsonl").write_text('{"recording":1}\n{"ms":1}\n')
@@ -47,7 +46,6 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
         (2, "--backend replay takes a --recording", "--at-once"),
         (2, "--modem goes with --backend modemmanager", "--modem", "0"),
         (2, "none.json can't be read: it doesn't exist", "--scenario", tmp_path / "none.json"),
-        (2, 'wrong.json line 2, step 1: "action" is "crush"; it takes "crash"', "--scenario", tmp_path / "wrong.json"),
         (2, "--scenario goes with --backend simulated", "--scenario", tmp_path / "sound.json", "--backend", "modemmanager"),
         (2, "RESULT that is not 0", "--fault", "Info=0"),
         (2, "is no fault rule", "--fault", "Info=0x1FFFFFFFF"),

@@ -1,5 +1,4 @@
 """The manager as a service of the system: what it tells systemd and the journal, signals, its folders, scarce descriptors."""
-import contextlib
 import itertools
 import os
 import pathlib
@@ -61,17 +60,12 @@ def test_the_log_takes_a_line_a_second_of_a_client_and_has_two_files():
             assert newer < most + 2200 and most <= older < most + 2200
 
 
-@contextlib.contextmanager
-def folder_for_anyone():
-    with tempfile.TemporaryDirectory() as folder:  # pytest's are closed to others
-        os.chmod(folder, 0o777)
-        yield pathlib.Path(folder)
-
-
 @pytest.mark.parametrize("variable, below", [("XDG_STATE_HOME", ""), ("HOME", ".local/state")])
 def test_a_users_manager_has_its_folders_in_the_users(variable, below):
     user = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups"] if os.geteuid() == 0 else []
-    with folder_for_anyone() as folder:
+    with tempfile.TemporaryDirectory() as name:  # pytest's are closed to others
+        os.chmod(name, 0o777)
+        folder = pathlib.Path(name)
         environment = dict.fromkeys(("CORVANE_SOCKET", "XDG_STATE_HOME"), "") | {variable: str(folder)}
         manager = Program(*user, MANAGER, XDG_RUNTIME_DIR=str(folder), XDG_CONFIG_HOME=str(folder), **environment)
         manager.says("ready\n")

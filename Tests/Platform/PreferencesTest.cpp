@@ -176,6 +176,12 @@ TEST_F(PreferencesStore, SetsADamagedFileAside) {
     }
 }
 
+void limitFiles(rlim_t size) {
+    const rlimit limit{size, RLIM_INFINITY};
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+}
+
 struct Obstacle {
     const char* what;
     std::string sentence;  ///< what is said of it, in part
@@ -229,16 +235,8 @@ TEST_F(PreferencesStore, AFailedSetLeavesNoTrace) {
          [&holder](const std::string&) { holder.reset(); }},
         {"its folder can't be synced", "can't be written: Input/output error", [](const std::string&) { folderSyncFails = true; },
          [](const std::string&) { folderSyncFails = false; }},
-        {"the disk is full", "can't be written: File too large",
-         [](const std::string&) {
-             const rlimit limit{100, RLIM_INFINITY};
-             ::signal(SIGXFSZ, SIG_IGN);
-             ::setrlimit(RLIMIT_FSIZE, &limit);
-         },
-         [](const std::string&) {
-             const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
-             ::setrlimit(RLIMIT_FSIZE, &none);
-         }},
+        {"the disk is full", "can't be written: File too large", [](const std::string&) { limitFiles(100); },
+         [](const std::string&) { limitFiles(RLIM_INFINITY); }},
     };
     set("k", text("old").get());
     ASSERT_TRUE(synchronize());

@@ -26,9 +26,8 @@ struct Settings : testing::Test {
     /// Puts `values`, the members of a JSON object, into the manager's domain.
     void store(const std::string& values) const {
         fs::create_directory(temp / "corvane");
-        support::writeFile(file(), R"({"CurrentUser": {"CurrentHost": {)" + values + "}}}");
+        support::writeFile(temp / "corvane/com.quorvel.Corvane.json", R"({"CurrentUser": {"CurrentHost": {)" + values + "}}}");
     }
-    std::string file() const { return temp / "corvane/com.quorvel.Corvane.json"; }
     support::TempFolder temp;
 };
 

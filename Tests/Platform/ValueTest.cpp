@@ -92,19 +92,16 @@ TEST(Value, DictionaryKeepsOneValuePerKeyInByteOrder) {
     std::vector<const char*> keys;
     std::vector<Object> values;
     std::vector<xpc_object_t> borrowed;
+    names.reserve(kEntries);
+    const auto built = dictionary({});
     for (int i = 0; i < kEntries; ++i) {
         names.push_back("a key that is longer than a short string " + std::to_string(i * 7 % (kEntries / 2)));
         values.push_back(number(i));
-    }
-    for (int i = 0; i < kEntries; ++i) {
-        keys.push_back(names[static_cast<std::size_t>(i)].c_str());
-        borrowed.push_back(values[static_cast<std::size_t>(i)].get());
+        keys.push_back(names.back().c_str());
+        borrowed.push_back(values.back().get());
+        xpc_dictionary_set_value(built.get(), keys.back(), borrowed.back());
     }
     const auto whole = Object::adopt(xpc_dictionary_create(keys.data(), borrowed.data(), keys.size()));
-    const auto built = dictionary({});
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        xpc_dictionary_set_value(built.get(), keys[i], borrowed[i]);
-    }
     EXPECT_EQ(xpc_dictionary_get_count(whole.get()), kEntries / 2);
     EXPECT_EQ(xpc_int64_get_value(xpc_dictionary_get_value(whole.get(), keys[0])), kEntries / 2);
     EXPECT_EQ(xpc::to_string(whole), xpc::to_string(built));

@@ -32,21 +32,14 @@ def test_commands_change_the_baseband(client):
     assert client.perform(commands.operating_mode()) == 0
     client.perform(commands.set_trace_property("DIAG", "History", "300"))
     assert client.perform(commands.trace_property("DIAG", "History")) == "300"
+    client.watch()
     client.perform(commands.reset("soft", "lab"))
     assert client.perform(commands.boot_state()) == "Ready"
-    assert client.perform(commands.info())["KeyCorvaneVersion"]
-    client.perform(commands.collect_trace_logs("a \u00e9 reason"))
-
-
-def test_events_of_a_reset(client):
-    client.wait_for_state("Ready")
-    client.watch()
-    client.perform(commands.reset("hard", "lab"))
     states = []
     while states[-3:] != ["Resetting", "Booting", "Ready"]:
-        event = client.next_event(timeout=5)
-        if event.name == "BasebandBootStateChangeNotification":
-            states.append(event.payload["KeyBasebandBootState"])
+        states += [value for key, value in client.next_event(timeout=5).payload.items() if key == "KeyBasebandBootState"]
+    assert client.perform(commands.info())["KeyCorvaneVersion"]
+    client.perform(commands.collect_trace_logs("a \u00e9 reason"))
 
 
 @pytest.mark.parametrize(

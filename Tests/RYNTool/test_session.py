@@ -34,10 +34,6 @@ def manager(tmp_path, monkeypatch):
     made.close()
 
 
-def start(*words):
-    return Program(TOOL, *words)
-
-
 def test_it_needs_the_cellular_service():
     # A process namespace of its own, so that no Pellcore runs in it.
     alone = ["unshare", "--map-root-user", "--mount", "--pid", "--fork", "--mount-proc"]
@@ -75,7 +71,7 @@ def test_at_a_terminal(manager):
 
 
 def test_a_watch_shows_changes_until_it_is_interrupted(manager):
-    tool = start("baseband", "state", "watch", "x")
+    tool = Program(TOOL, "baseband", "state", "watch", "x")
     manager.got("events True")
     for name, *payload in [(MODE, {"KeyBasebandOperatingMode": 1}), (MODE, {"KeyBasebandOperatingMode": -1}), (MODE, {}), (MODE,),
                            (BOOT, {"KeyBasebandBootState": "Booting"}), (BOOT, "no dictionary")]:

@@ -25,9 +25,6 @@ const std::pair<const char*, xpc::Object> kCommands[] = {
     {"ResetBasebandCommand",
      dictionary({{"KeyBasebandResetType", text("Soft reset")}, {"KeyBasebandResetReason", text("load")}})},
     {"GetCorvaneInfoCommand", {}},
-    {"SetTracePropertyCommand",
-     dictionary(
-         {{"KeyTraceName", text("DIAG")}, {"KeyTracePropertyName", text("History")}, {"KeyTracePropertyValue", text("33")}})},
     {"GetBasebandTimeCommand", dictionary({})},
     {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(0)}})},
     {"SetBasebandOperatingModeCommand", dictionary({{"KeyBasebandOperatingMode", number(1)}, {"KeyTimeout", number(1)}})},

@@ -152,6 +152,16 @@ def test_commands_reach_the_modem_that_the_manager_is_bound_to(rig):
     assert (figures["Boots"], figures["SoftResets"]) == (2, 1)
 
 
+def test_an_imei_that_two_modems_have_binds_to_neither(rig):
+    held, other = two_modems(rig, AtModem().imei)
+    client = rig.ready()
+    rig.unplug("left")
+    client.saw("Off")
+    assert client.set_mode(3).startswith("103: " + ACME) and "AT+CPWROFF" not in other.heard
+    rig.plug(held, "left")
+    client.saw("Ready")
+
+
 def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
     left, right = two_modems(rig, OTHER)
     for name, modem in [(OTHER, right), ("/virtual/left", left), (right.port, right), (f"{ROOT}/Modem/0", left), ("any", left),
