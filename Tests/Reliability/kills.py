@@ -63,7 +63,7 @@ def kill(run):
     with Manager() as manager:
         watch = Terminal(TOOL, "baseband", "state", "watch", **manager.environment)
         for setting in settings:
-            setting.possible = {manager.client().get("DIAG", setting.name)}
+            setting.possible = {manager.client(events=False).get("DIAG", setting.name)}
         for _ in range(kills):
             check_events(manager, watch)
             progress, writes = threading.Semaphore(0), run.random.randint(1, 100)
@@ -84,7 +84,7 @@ def kill(run):
             longest = max(longest, time.monotonic() - begin)
             assert "damaged" not in manager.program.text, "the settings were damaged"
             for setting in settings:
-                stored = manager.client().get("DIAG", setting.name)
+                stored = manager.client(events=False).get("DIAG", setting.name)
                 assert stored in setting.possible, f"an acknowledged {setting.name} is lost: there is {stored}"
                 setting.possible = {stored}
         watch.type("\x03")
