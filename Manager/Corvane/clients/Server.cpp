@@ -112,16 +112,13 @@ void Server::serve(Client& client) {
     });
 }
 
-/// Where memory runs short the client that holds most of it ends; the one that is served, when nothing is left at all.
+/// The client that there is no memory for ends.
 template <typename Serve>
 void Server::withinMemory(Client& client, Serve serve) {
     try {
         serve();
     } catch (const std::bad_alloc&) {
         lose(client);
-    }
-    if (memory::isShort()) {
-        endGreediest(client);
     }
 }
 
@@ -254,22 +251,17 @@ void Server::giveUp(Client& client) {
     loop_.withinMemory([&] { end(client, "could not be answered: there is no memory for it"); });
 }
 
-/// Something other than a client has found no memory.
+/// There is no memory left but the reserve, if that: who holds most ends. Once a turn, as the memory is free after that.
 void Server::relieve() {
     returnMemory();
     memory::reserve();
-    if (memory::isShort() && !clients_.empty()) {
-        endGreediest(*clients_.front());
+    if (!memory::isShort() || clients_.empty()) {
+        return;
     }
-}
-
-/// There is no memory left but the reserve, which is in use.
-void Server::endGreediest(Client& served) {
     const auto bytesOf = [](const auto& client) {
         return client->ended ? 0 : client->outbox.bytes() + client->session->outstandingBytes();
     };
-    const auto greediest = std::ranges::max_element(clients_, {}, bytesOf);
-    end(bytesOf(*greediest) == 0 ? served : **greediest, "takes memory that there is not");
+    end(**std::ranges::max_element(clients_, {}, bytesOf), "takes memory that there is not");
 }
 
 void Server::broadcast(const char* event, const xpc::Object& payload) {

@@ -57,7 +57,6 @@ private:
     void removeEnded();
     void returnMemory();
     void remove(Client& client);
-    void endGreediest(Client& served);
     void giveUp(Client& client);
     void relieve();
     /// Counts one less that is still to greet: it has, or it has ended.

@@ -103,9 +103,6 @@ bool Loop::turn() {
         pending = sd_event_dispatch(event_.get());
     }
     runDeferred();
-    if ((std::exchange(isOutOfMemory_, false) || memory::isShort()) && relieve_) {
-        withinMemory(relieve_);
-    }
     return pending >= 0 && sd_event_get_state(event_.get()) != SD_EVENT_FINISHED;
 }
 
@@ -129,6 +126,9 @@ bool Loop::serve(bool wait) {
     shareTurn();
     runInLull(isLull);
     runDeferred();
+    if ((std::exchange(isOutOfMemory_, false) || memory::isShort()) && relieve_) {
+        withinMemory(relieve_);
+    }
     return eventIsDue;
 }
 
