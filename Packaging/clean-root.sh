@@ -35,8 +35,7 @@ make_root() {
         sources >"$work/sources"
         # Nothing here outlives a crash, so nothing need be on disk at once.
         needed "make a clean $suite" mmdebstrap --variant=minbase --dpkgopt=force-unsafe-io --aptopt='Acquire::Languages "none"' \
-            --aptopt='Acquire::Retries "3"' --aptopt='APT::Update::Error-Mode "any"' \
-            --skip=cleanup/apt/lists --format=tar "$suite" "$base.new.$$" - <"$work/sources"
+            --aptopt='Acquire::Retries "3"' --skip=cleanup/apt/lists --format=tar "$suite" "$base.new.$$" - <"$work/sources"
         mv "$base.new.$$" "$base"
     fi
     mkdir "$root"
@@ -44,7 +43,7 @@ make_root() {
     cp /etc/resolv.conf /etc/hosts "$root/etc/"
     mkdir -p "$downloads"
     cp -l "$downloads"/*.deb "$root/var/cache/apt/archives/" 2>/dev/null || true
-    needed "list the packages of $suite" inside apt-get -q update
+    needed "list the packages of $suite" inside apt-get -q -o APT::Update::Error-Mode=any update
 }
 
 # Runs a command in $root, with processes and mounts of its own: whatever it starts ends with it.
