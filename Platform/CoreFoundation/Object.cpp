@@ -2,7 +2,6 @@
 
 #include "Platform/Utf8.h"
 
-#include <cstring>
 #include <new>
 
 namespace {
@@ -17,11 +16,9 @@ constexpr CFTypeID typeId(CFObject::Kind kind) {
 void destroy(const CFObject* object) {
     if (object->kind == CFObject::Kind::Number) {
         delete static_cast<const CFNumber*>(object);
-        return;
+    } else {
+        delete static_cast<const CountedString*>(object);
     }
-    const auto* string = static_cast<const CFString*>(object);
-    string->~CFString();
-    ::operator delete(const_cast<CFString*>(string));
 }
 
 }  // namespace
@@ -70,14 +67,7 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* 
     if (text == nullptr || encoding != kCFStringEncodingUTF8 || !platform::isUtf8(text)) {
         return nullptr;
     }
-    const std::size_t length = std::strlen(text);
-    void* memory = ::operator new(sizeof(CFString) + length + 1, std::nothrow);
-    if (memory == nullptr) {
-        return nullptr;
-    }
-    auto* bytes = static_cast<char*>(memory) + sizeof(CFString);
-    std::memcpy(bytes, text, length + 1);
-    return new (memory) CFString({bytes, length}, CFObject::Lifetime::Counted);
+    return new CountedString(text);
 }
 
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding) {

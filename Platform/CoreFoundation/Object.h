@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 /// What stands behind the CoreFoundation references.
@@ -19,10 +20,15 @@ struct CFObject {
     const Lifetime lifetime;
 };
 
-/// A counted string's bytes follow the object in the same allocation; a constant's are its literal.
 struct CFString : CFObject {
     constexpr CFString(std::string_view bytes, Lifetime objectLifetime) : CFObject(Kind::String, objectLifetime), text(bytes) {}
-    const std::string_view text;  ///< with a NUL behind its end
+    std::string_view text;  ///< with a NUL behind its end
+};
+
+/// Owns its bytes; those of a constant are its literal.
+struct CountedString final : CFString {
+    explicit CountedString(const char* content) : CFString({}, Lifetime::Counted), bytes(content) { text = bytes; }
+    const std::string bytes;
 };
 
 struct CFBoolean : CFObject {

@@ -1,7 +1,6 @@
 #include "commands/Groups.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/ryn/constants.h"
-#include "platform/xpc/Values.h"
 
 #include <cstdlib>
 

@@ -3,7 +3,6 @@
 #include "commands/Groups.h"
 #include "platform/ryn/constants.h"
 #include "platform/vsk/SorvexUtil.h"
-#include "platform/xpc/Values.h"
 #include "shell/Output.h"
 
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
@@ -19,10 +18,6 @@ RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command, const
     const int result = ryn::client::PerformCommand(manager_, command, argument, reply);
     const bool carriedObject = static_cast<bool>(reply);
     return {result, dictionaryOrNothing(std::move(reply)), carriedObject};
-}
-
-RYNCommandBase::Answer RYNCommandBase::perform(const std::string& command) const {
-    return perform(command, xpc::null());
 }
 
 void RYNCommandBase::registerChildren() {

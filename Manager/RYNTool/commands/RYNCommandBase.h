@@ -3,7 +3,7 @@
 #include "commands/TraceProperty.h"
 #include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
-#include "platform/xpc/Object.h"
+#include "platform/xpc/Values.h"
 #include "shell/CommandBase.h"
 
 #include <memory>
@@ -41,8 +41,7 @@ protected:
     const ryn::client::ManagerPtr& manager() const { return manager_; }
 
     /// Sends a command and waits for its answer. The null object stands for no argument.
-    Answer perform(const std::string& command, const xpc::Object& argument) const;
-    Answer perform(const std::string& command) const;
+    Answer perform(const std::string& command, const xpc::Object& argument = xpc::null()) const;
 
     /// A leaf that a member function of the group runs: `registerLeaf<&ModemCommand::time>("time", "current baseband time");`.
     template <auto run>

@@ -1,6 +1,5 @@
 #include "commands/Groups.h"
 #include "platform/ryn/constants.h"
-#include "platform/xpc/Values.h"
 
 #include <cstdlib>
 
