@@ -214,7 +214,25 @@ TEST(Connection, SaysWhyThereIsNone) {
             EXPECT_THAT(answer, HasSubstr(place.sentence));
         }
     }
-    EXPECT_THAT(ryn::client::notConnected("/s", EACCES).sentence, HasSubstr("add yourself to group corvane"));
+}
+
+TEST(Connection, FailsInSentences) {
+    namespace client = ryn::client;
+    const std::pair<client::Failure, std::string> kFailures[] = {
+        {client::notConnected("/s", EACCES), "No permission to use /s; add yourself to group corvane and log in again."},
+        {client::connectionLost("/s", true), "The manager at /s closed the connection before it answered; was Corvane stopped?"},
+        {client::closedHere("/s"), "The connection to the manager at /s was closed by its client."},
+        {client::turnedAway("/s", 1, {}), "The manager at /s does not serve this connection."},
+        {client::timedOut("/s", 60s), "The manager at /s did not answer within 60 s."},
+        {client::malformedReply("/s"), "The manager at /s sent what the protocol does not allow, so the connection was closed."},
+        {client::flooded("/s"), "The manager at /s sent more events than could be handled, so the connection was closed."},
+        {client::tooLarge(std::string(81, 'C')), std::string(80, 'C') +
+                                                     " can't be sent: its argument must fit 131072 bytes, be nested at "
+                                                     "most 16 deep, hold at most 1024 values and have keys in UTF-8."},
+    };
+    for (const auto& [failure, sentence] : kFailures) {
+        EXPECT_EQ(failure.sentence, sentence);
+    }
 }
 
 TEST(Connection, IsNotHungByAManagerThatReadsNothing) {

@@ -207,6 +207,9 @@ def test_an_erasure_puts_the_factory_values_back(manager):
     assert after["NVData"] | {"CalibrationRun": None} == {
         "PowerLogNPA": 0, "PowerLogF3": 0, "PersistentLowPower": 0, "SerialNumber": before["NVData"]["SerialNumber"],
         "CalibrationRun": None}
+    assert client.set("RYN", "History", "7") is None
+    manager.preferences.with_suffix(".json.new").mkdir()  # stands in the way of a change
+    assert client.answer(client.ask_erase()) == "109: The preferences could not be written."
 
 
 def test_a_reset_ends_a_sync(manager):

@@ -59,6 +59,7 @@ def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
 ])
 def test_a_sim_that_is_locked_or_absent_is_told(rig, sim, state, why, online):
     client = rig.start_manager()
+    rig.manager.says("There is no modem: ModemManager knows none.")
     rig.plug(AtModem(sim=sim))
     client.saw(state)
     assert client.do("GetBasebandBootState").get("KeyErrorString") == why

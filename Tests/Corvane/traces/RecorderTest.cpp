@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstring>
 #include <set>
 
 namespace corvane {
@@ -60,6 +61,22 @@ TEST_F(RecorderTest, CutsATornTail) {
             ASSERT_EQ(segments().empty() ? 0 : content().size(), kept) << "cut at " << cut;
         }
         fs::remove_all(scratch_);
+    }
+}
+
+/// By the option epb_dropcount of the packet behind them.
+TEST(PcapngTest, CountsThePacketsThatAreLost) {
+    struct {
+        std::uint16_t code = 4, length = 8;
+        std::uint32_t count[2]{};
+    } option;
+    const std::uint64_t count = 9;
+    std::memcpy(option.count, &count, sizeof count);
+    const std::string dropped(reinterpret_cast<const char*>(&option), sizeof option);
+    for (const std::uint64_t lost : {0, 9}) {
+        std::string packet;
+        kPcapng.append(packet, {}, "packet", lost);
+        EXPECT_EQ(packet.find(dropped) != std::string::npos, lost == 9);
     }
 }
 
