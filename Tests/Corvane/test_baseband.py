@@ -165,13 +165,13 @@ def test_power_logs_record_while_they_are_enabled(manager):
         assert all(part in text for part in parts) and not any(part in text for part in no), text
 
     assert client.set_mode(0) is None
-    holds("npa", "disabled", "Never dumped", no=["/rf"])
+    holds("npa", "power log, disabled\n", "Never dumped", no=["/rf"])
     assert power_log(client, "NPA", "DumpLog").startswith("103: ")
     assert power_log(client, "NPA", "Enable") is None
     manager.restart()
     client = ready(manager)
     assert client.set_mode(0) is notify(client, 0x10) is None
-    holds("npa", "enabled", radio_on, "/xo/crystal")
+    holds("npa", "power log, enabled\n", radio_on, "/xo/crystal")
     assert client.set_mode(1) is client.set_mode(2) is client.set_mode(7) is None
     assert re.findall(f"{radio}(.*)", kept(client, manager, "power-log-npa.txt")) == ["off", on, "off", on, "off"]
     holds("f3", "disabled", no=["mode:"])
