@@ -57,6 +57,16 @@ void copyAndWrite(benchmark::State& state) {
 }
 BENCHMARK(copyAndWrite)->UseRealTime();
 
+/// @return whether it is on disk.
+bool collect(corvane::TraceLogs& logs) {
+    auto written = logs.write({}, true);
+    auto synced = written ? logs.sync(*written) : written.refusal();
+    while (synced && !*synced) {
+        synced = logs.sync(*written);
+    }
+    return static_cast<bool>(synced);
+}
+
 /// @param state how many megabytes are recorded.
 void takeSnapshot(benchmark::State& state) {
     const support::TempFolder folder;
@@ -75,7 +85,7 @@ void takeSnapshot(benchmark::State& state) {
     sync();
     corvane::TraceLogs logs(folder / "Snapshots", filters, ownLog, recorders);
     for (auto _ : state) {
-        if (!logs.write({}, true)) {
+        if (!collect(logs)) {
             state.SkipWithError("the snapshot was not written");
             break;
         }
