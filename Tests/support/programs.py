@@ -7,6 +7,7 @@ import re
 import selectors
 import signal
 import socket
+import struct
 import subprocess
 import tempfile
 import threading
@@ -105,8 +106,10 @@ class Client:
 
     def __init__(self, path, name="rig", events=True):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-        self.socket.settimeout(2 * PATIENCE)
+        # Not by settimeout(), which makes connect(2) fail at once when as many wait to be accepted as may.
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_SNDTIMEO, struct.pack("ll", 2 * PATIENCE, 0))
         self.socket.connect(str(path))
+        self.socket.settimeout(2 * PATIENCE)
         self.count, self.answers, self.answered, self.events = 0, {}, set(), []
         if name:
             self.send([0, 1, name])
