@@ -27,7 +27,7 @@ def libraries(prefix):
 
 
 def build_with_cmake(prefix, folder):
-    subprocess.run([CMAKE, "-S", SOURCE, "-B", folder, f"-DCMAKE_PREFIX_PATH={prefix}"], check=True)
+    subprocess.run([CMAKE, "-G", "Ninja", "-S", SOURCE, "-B", folder, f"-DCMAKE_PREFIX_PATH={prefix}"], check=True)
     subprocess.run([CMAKE, "--build", folder], check=True)
     return folder / "wait-ready"
 
