@@ -2,9 +2,8 @@
 
 #include "Platform/File.h"
 #include "Platform/FileLock.h"
+#include "Platform/Json.h"
 #include "Platform/Report.h"
-
-#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
@@ -46,14 +45,8 @@ bool exists(const std::string& path) {
 }  // namespace
 
 std::optional<Json> parsePreferences(std::string_view text) {
-    // Deep nesting would overflow the stack when the tree is copied or written.
-    bool tooDeep = false;
-    const auto limitDepth = [&](int depth, Json::parse_event_t, const Json&) {
-        tooDeep = tooDeep || depth > kDeepestNesting;
-        return !tooDeep;
-    };
-    auto tree = Json::parse(text, limitDepth, false);
-    const bool sound = !tooDeep && tree.is_object() && std::all_of(tree.begin(), tree.end(), isObjectOfObjects);
+    auto tree = platform::parseJson(text, kDeepestNesting);
+    const bool sound = tree.is_object() && std::all_of(tree.begin(), tree.end(), isObjectOfObjects);
     return sound ? std::optional(std::move(tree)) : std::nullopt;
 }
 

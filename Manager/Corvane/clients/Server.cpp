@@ -67,7 +67,8 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     client.ready = [this, &client] { serve(client); };
     client.session = std::make_shared<Session>(
         dispatcher_, Requester{peer.user, peer.process, {}, figures_.accepted},
-        [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); }, [this, &client] { giveUp(client); });
+        [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); },
+        [this, &client] { endUnanswered(client); });
     client.index = clients_.size();
     for (auto* removals : {&ended_, &removed_}) {
         removals->reserve(clients_.size() + 1);
@@ -108,7 +109,7 @@ void Server::serve(Client& client) {
 
 /// The client that there is no memory for ends.
 template <typename Serve>
-void Server::withinMemory(Client& client, Serve serve) {
+void Server::withinMemory(Client& client, const Serve& serve) {
     try {
         serve();
     } catch (const std::bad_alloc&) {
@@ -211,7 +212,7 @@ void Server::broadcast(const char* event, const xpc::Object& payload) {
     const bool isTold = loop_.withinMemory([&] { tell(event, payload); });
     for (const auto& client : clients_) {
         if (!isTold && client->session->wantsEvents()) {
-            giveUp(*client);
+            endUnanswered(*client);
         }
     }
 }

@@ -43,7 +43,7 @@ private:
 
     void serve(Client& client);
     template <typename Serve>
-    void withinMemory(Client& client, Serve serve);
+    void withinMemory(Client& client, const Serve& serve);
     void receive(Client& client);
     Result<Session::Progress> receivePacket(Client& client, std::span<const std::uint8_t> packet);
     void tell(const char* event, const xpc::Object& payload);
@@ -55,9 +55,12 @@ private:
     /// Lets the client go at the end of the turn.
     void lose(Client& client);
     void removeEnded();
+    /// What clients have freed, to the system.
     void returnMemory();
     void remove(Client& client);
-    void giveUp(Client& client);
+    /// One for whose answer, or event, there is no memory.
+    void endUnanswered(Client& client);
+    /// Ends the client that holds most when there is still no reserve. Once a turn: its memory is free only after that.
     void relieve();
     /// Counts one less that is still to greet: it has, or it has ended.
     void stopAwaiting();

@@ -5,6 +5,9 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <chrono>
+#include <functional>
+#include <vector>
 
 // What becomes of the memory of clients: that of those that have ended, and that of others when there is no more.
 
@@ -16,6 +19,7 @@ constexpr std::size_t kWorthReturning = std::size_t{1} << 18U;
 constexpr std::chrono::seconds kTrimPause{1};
 /// What a client takes that has been sent nothing yet: itself, its session, their allocations.
 constexpr std::size_t kBytesOfClient = 2048;
+
 }  // namespace
 
 void Server::removeEnded() {
@@ -36,8 +40,8 @@ void Server::removeEnded() {
     }
 }
 
-/// The allocator keeps what lies between other blocks: after a flood that would be most of it.
 void Server::returnMemory() {
+    // The allocator keeps what lies between other blocks: after a flood that would be most of it.
     malloc_trim(0);
     freedBytes_ = 0;
 }
@@ -52,11 +56,10 @@ void Server::remove(Client& client) {
     clients_.pop_back();
 }
 
-void Server::giveUp(Client& client) {
+void Server::endUnanswered(Client& client) {
     loop_.withinMemory([&] { end(client, "could not be answered: there is no memory for it"); });
 }
 
-/// There is no memory left but the reserve, if that: who holds most ends. Once a turn, as the memory is free after that.
 void Server::relieve() {
     returnMemory();
     memory::reserve();

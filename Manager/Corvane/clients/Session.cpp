@@ -174,7 +174,7 @@ public:
     LateAnswer& operator=(const LateAnswer&) = delete;
     ~LateAnswer() {
         if (const auto session = session_.lock()) {
-            session->giveUp_();
+            session->endConnection_();
         }
     }
 
@@ -184,7 +184,7 @@ public:
                 session->forget(id_);
                 session->answer(id_, answered);
             } catch (const std::bad_alloc&) {
-                session->giveUp_();
+                session->endConnection_();
             }
         }
     }

@@ -35,10 +35,13 @@ public:
     using Sender = std::function<void(std::span<const std::uint8_t> packet)>;
 
     /// @param dispatcher outlives the session. @param client whose name comes with hello. @param sender takes the packets for the
-    /// client. @param giveUp ends the connection of one who can't be answered; throws nothing.
+    /// client. @param endConnection for when it can't be answered; throws nothing.
     Session(
-        Dispatcher& dispatcher, Requester client, Sender sender, std::function<void()> giveUp = [] {})
-        : dispatcher_(dispatcher), client_(std::move(client)), sender_(std::move(sender)), giveUp_(std::move(giveUp)) {}
+        Dispatcher& dispatcher, Requester client, Sender sender, std::function<void()> endConnection = [] {})
+        : dispatcher_(dispatcher),
+          client_(std::move(client)),
+          sender_(std::move(sender)),
+          endConnection_(std::move(endConnection)) {}
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
@@ -77,7 +80,7 @@ private:
     Dispatcher& dispatcher_;
     Requester client_;
     Sender sender_;
-    std::function<void()> giveUp_;
+    std::function<void()> endConnection_;
     struct Outstanding {
         std::uint64_t id;
         std::size_t bytes;

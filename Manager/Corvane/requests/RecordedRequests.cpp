@@ -4,6 +4,7 @@
 #include "Corvane/requests/Recording.h"
 #include "Corvane/support/Values.h"
 #include "Platform/File.h"
+#include "Platform/Json.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -24,17 +25,8 @@ using std::chrono::milliseconds;
 constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
 constexpr std::int64_t kLongestRecording = std::int64_t{1} << 40U;  // in milliseconds: 35 years
 
-/// Discarded when the line isn't whole, null when it holds values that nest deeper than a packet's.
-Json parse(const std::string& line) {
-    bool tooDeep = false;
-    const auto limitDepth = [&tooDeep](int depth, Json::parse_event_t event, const Json&) {
-        const bool begins = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
-        tooDeep = tooDeep || (begins && depth > static_cast<int>(ryn::wire::kMaxNesting));
-        return !tooDeep;
-    };
-    Json parsed = Json::parse(line, limitDepth, false);
-    return tooDeep ? Json() : parsed;
-}
+/// The line's own object around a packet's values.
+constexpr int kDeepestLine = 1 + static_cast<int>(ryn::wire::kMaxNesting);
 
 xpc::Object toObject(const Json& json) {
     if (json.is_object()) {
@@ -122,7 +114,7 @@ Result<RecordedRequests> readRecording(const std::string& file) {
     std::istringstream lines(content.bytes);
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
-        const Json json = parse(line);
+        const Json json = platform::parseJson(line, kDeepestLine);
         if (json.is_discarded() && lines.eof()) {
             break;
         }

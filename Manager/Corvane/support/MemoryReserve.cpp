@@ -13,7 +13,7 @@ constexpr std::size_t kBlock = std::size_t{1} << 15U;
 std::array<void*, 32> held{};
 
 /// Called by operator new, which tries again when this returns.
-void giveUp() {
+void releaseReserve() {
     if (std::ranges::count(held, nullptr) == std::ssize(held)) {
         throw std::bad_alloc();
     }
@@ -26,7 +26,7 @@ void giveUp() {
 }  // namespace
 
 void reserve() {
-    std::set_new_handler(giveUp);
+    std::set_new_handler(releaseReserve);
     for (void*& block : held) {
         block = block == nullptr ? std::malloc(kBlock) : block;
     }

@@ -51,12 +51,19 @@ public:
         }
         lines_.push_front(line(journal_.get(), time));
         size_ += lines_.front().size();
-        return size_ < kLargestText;
+        if (size_ >= kLargestText) {
+            cut("a snapshot takes no more than 4 MB of them");
+            return false;
+        }
+        return true;
     }
 
+    /// @param why older lines aren't read.
+    void cut(const char* why) { whyCut_ = why; }
+
     void handOver() const {
-        std::string all;
-        all.reserve(size_);
+        std::string all = whyCut_ == nullptr ? "" : fmt::format("Older lines are left out: {}\n", whyCut_);
+        all.reserve(all.size() + size_);
         for (const std::string& each : lines_) {
             all += each;
         }
@@ -71,6 +78,7 @@ private:
     Time since_;
     std::deque<std::string> lines_;
     std::size_t size_ = 0;
+    const char* whyCut_ = nullptr;  ///< none: every line is there
 };
 
 SystemJournal::SystemJournal(Loop& loop) : loop_(loop) {}
@@ -94,7 +102,10 @@ void SystemJournal::goOn(std::list<Reading>::iterator reading) {
             mayBeMore = reading->takeOne();
         }
     });
-    if (mayBeMore && hadMemory) {
+    if (!hadMemory) {
+        reading->cut("there was no memory for them");
+        finish(reading);
+    } else if (mayBeMore) {
         reading->timer.set(std::chrono::milliseconds::zero(), [this, reading] { goOn(reading); });
     } else {
         finish(reading);
@@ -109,6 +120,7 @@ void SystemJournal::finish(std::list<Reading>::iterator reading) {
 
 void SystemJournal::stop() {
     while (!readings_.empty()) {
+        readings_.front().cut("the manager ended before it had read them");
         finish(readings_.begin());
     }
 }

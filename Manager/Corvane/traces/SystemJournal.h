@@ -21,8 +21,9 @@ public:
     SystemJournal(const SystemJournal&) = delete;
     SystemJournal& operator=(const SystemJournal&) = delete;
 
-    /// Reads what was logged since a time, a line each with the UTC time first: the newest 4 MB of it. Some lines in a turn of
-    /// the loop, so that nobody waits for it. The text says why when nothing can be read.
+    /// Reads what was logged since a time, a line each with the UTC time first: the newest 4 MB of it. When older lines are left
+    /// out, the first line says so. Some lines in a turn of the loop, so that nobody waits for it. The text says why when nothing
+    /// can be read.
     void read(Time since, Then then);
     /// Hands over what has been read so far.
     void stop();

@@ -47,8 +47,8 @@ bool writeFile(const fs::path& path, const std::string& content) {
     return file.good();
 }
 
-/// Waits until a file or a folder is on disk.
-bool isSynced(const fs::path& path) {
+/// Waits until a file or a folder is on disk. @return whether it is.
+bool syncPath(const fs::path& path) {
     const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     return file && fsync(file.get()) == 0;
 }
@@ -131,7 +131,7 @@ Result<std::optional<fs::path>> TraceLogs::sync(Written& written) {
         auto published = publish(written);
         return published ? Result<std::optional<fs::path>>(*published) : published.refusal();
     }
-    if (!isSynced(written.unsynced.back())) {
+    if (!syncPath(written.unsynced.back())) {
         return failed(partialOf(written.folder), std::strerror(errno));
     }
     written.unsynced.pop_back();
@@ -145,7 +145,7 @@ Result<fs::path> TraceLogs::publish(const Written& written) {
     if (error) {
         return failed(partialOf(whole), error.message());
     }
-    if (!isSynced(folder_)) {
+    if (!syncPath(folder_)) {
         return failed(whole, std::strerror(errno));
     }
     // The last line of a log that isn't kept, which the folder shares until now.
