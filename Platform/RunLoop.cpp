@@ -35,10 +35,10 @@ private:
 
     std::mutex mutex_;
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
-    bool firstLookIsOver_ = false;
 
-    const int waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    std::atomic<bool> awake_ = false;  ///< the waker was written to since the last look
+    int waker_ = -1;  ///< an eventfd, opened by the parked thread before its first look
+    std::atomic<bool> awake_ =
+        true;  ///< there will be a look without anyone's asking: none was taken yet, or the waker was written to
 
     std::mutex parked_;  ///< held by the parked thread, which alone uses what follows; a second one waits for it for good
     std::vector<std::weak_ptr<RunLoopSource>> watched_;
@@ -52,9 +52,6 @@ void RunLoop::add(const std::weak_ptr<RunLoopSource>& source) {
         const std::lock_guard lock(mutex_);
         std::erase_if(sources_, [](const auto& known) { return known.expired(); });
         sources_.push_back(source);
-        if (!firstLookIsOver_) {
-            return;
-        }
     }
     wake();
 }
@@ -104,7 +101,6 @@ void RunLoop::sleep() {
         std::uint64_t count = 0;
         [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);
     }
-    awake_ = false;  // before the next look, so that no later change is missed
 }
 
 /// Sources are held only while they are called: one that goes away during the sleep is skipped.
@@ -123,14 +119,9 @@ void RunLoop::serve() const {
 
 void RunLoop::run() {
     const std::lock_guard parked(parked_);
-    // Sources that are added right after the start are noticed without being announced.
-    deadline_ = Clock::now() + kFirstLook;
-    sleep();
-    {
-        const std::lock_guard lock(mutex_);
-        firstLookIsOver_ = true;
-    }
+    waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     for (;;) {
+        awake_ = false;  // before the look, so that no later change is missed
         look();
         sleep();
         serve();
@@ -156,5 +147,7 @@ void wakeRunLoop() {
 }  // namespace platform
 
 void CFRunLoopRun() {
+    // A run that is over by then has no use for the loop, and this thread takes neither memory nor a descriptor from it.
+    ::poll(nullptr, 0, platform::kFirstLook.count());
     platform::theRunLoop().run();
 }

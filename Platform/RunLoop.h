@@ -25,8 +25,8 @@ public:
     virtual void serve(short events) = 0;
 };
 
-/// The run loop keeps a weak reference. It takes notice within kFirstLook of being parked or at the first wake, and at
-/// once when that is over; adding costs no system call until then, and neither operation costs a thread or needs a parked thread.
+/// The run loop keeps a weak reference. It takes notice within kFirstLook of being parked, and at once when that is over. Adding
+/// and waking cost no system call until then, and neither costs a thread or needs a parked thread.
 void addToRunLoop(const std::weak_ptr<RunLoopSource>& source);
 
 /// Asks every source for its interest again, at once. One system call, none while an earlier request is not yet seen. Call it
@@ -34,6 +34,6 @@ void addToRunLoop(const std::weak_ptr<RunLoopSource>& source);
 void wakeRunLoop();
 
 /// A run that is over before this never wakes its parked thread.
-inline constexpr std::chrono::milliseconds kFirstLook{20};
+inline constexpr std::chrono::duration<int, std::milli> kFirstLook{20};
 
 }  // namespace platform
