@@ -27,16 +27,31 @@ std::error_code writeAll(int descriptor, std::string_view bytes) {
     return {};
 }
 
+enum class Durability { None, Synced };
+
 std::error_code writeNewFile(const std::string& path, std::string_view bytes, mode_t mode, Durability durability) {
     ::unlink(path.c_str());
     const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (!file) {
         return lastError();
     }
-    if (const auto error = writeAll(file.get(), bytes)) {
-        return error;
+    auto error = writeAll(file.get(), bytes);
+    if (!error && durability == Durability::Synced && ::fsync(file.get()) != 0) {
+        error = lastError();
     }
-    return durability == Durability::Synced && ::fsync(file.get()) != 0 ? lastError() : std::error_code();
+    if (error) {
+        ::unlink(path.c_str());
+    }
+    return error;
+}
+
+std::error_code renameFile(const std::string& temporary, const std::string& path) {
+    if (std::rename(temporary.c_str(), path.c_str()) == 0) {
+        return {};
+    }
+    const auto error = lastError();
+    ::unlink(temporary.c_str());
+    return error;
 }
 
 std::error_code syncFolderOf(const std::string& path) {
@@ -88,18 +103,18 @@ std::string followLinks(std::string path) {
     return path;
 }
 
-std::error_code replaceFile(const std::string& path, const std::string& temporary, std::string_view bytes, mode_t mode,
-                            Durability durability) {
-    if (const auto error = writeNewFile(temporary, bytes, mode, durability)) {
-        ::unlink(temporary.c_str());
-        return error;
-    }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        const auto error = lastError();
-        ::unlink(temporary.c_str());
-        return error;
-    }
-    return durability == Durability::Synced ? syncFolderOf(path) : std::error_code();
+std::error_code replaceFile(const std::string& path, const std::string& temporary, std::string_view bytes, mode_t mode) {
+    const auto error = writeNewFile(temporary, bytes, mode, Durability::None);
+    return error ? error : renameFile(temporary, path);
+}
+
+std::error_code writeSynced(const std::string& temporary, std::string_view bytes, mode_t mode) {
+    return writeNewFile(temporary, bytes, mode, Durability::Synced);
+}
+
+std::error_code renameSynced(const std::string& temporary, const std::string& path) {
+    const auto error = renameFile(temporary, path);
+    return error ? error : syncFolderOf(path);
 }
 
 std::error_code makeFolders(const std::string& path, mode_t mode) {

@@ -1,5 +1,6 @@
 #include "Platform/CoreFoundation/PreferencesFile.h"
 
+#include "Platform/CoreFoundation/PreferencesWrite.h"
 #include "Platform/File.h"
 #include "Platform/FileLock.h"
 #include "Platform/Json.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 namespace platform {
 namespace {
@@ -19,6 +21,7 @@ using Json = nlohmann::json;
 constexpr std::size_t kLargestFile = 1 << 20;
 constexpr int kDeepestNesting = 64;
 constexpr std::chrono::seconds kLockPatience{1};
+constexpr mode_t kFileMode = 0600;
 
 std::optional<std::string> absoluteFolder(const char* variable) {
     const char* value = std::getenv(variable);
@@ -109,9 +112,9 @@ bool PreferencesFile::update(const std::function<void(Json&)>& change) const {
     if (const auto error = exists(folder) ? std::error_code() : makeFolders(folder, kFolderMode)) {
         return fail("its folder can't be made: " + error.message());
     }
-    const FileLock lock(lockPath(), kLockPatience);
-    if (!lock.isHeld()) {
-        return fail("can't be changed: " + lock.problem());
+    const auto lock = std::make_shared<FileLock>(lockPath(), kLockPatience);
+    if (!lock->isHeld()) {
+        return fail("can't be changed: " + lock->problem());
     }
     const auto before = readLocked();
     if (!before) {
@@ -122,22 +125,26 @@ bool PreferencesFile::update(const std::function<void(Json&)>& change) const {
     // Compared as texts: as values, 5 and 5.0 would be the same.
     const auto oldText = before->dump(2) + '\n';
     const auto newText = after.dump(2) + '\n';
-    return newText == oldText || replace(oldText, newText);
-}
-
-bool PreferencesFile::replace(const std::string& oldText, const std::string& newText) const {
-    constexpr mode_t kFileMode = 0600;
-    const auto temporary = path_ + ".new";
+    if (newText == oldText) {
+        return true;
+    }
     if (newText.size() > kLargestFile) {
         return fail("can't hold more than " + std::to_string(kLargestFile) + " bytes");
     }
-    const auto error = replaceFile(path_, temporary, newText, kFileMode, Durability::Synced);
+    if (const auto error = writeSynced(newPath(), newText, kFileMode)) {
+        return fail("can't be written: " + error.message());
+    }
+    return PreferencesWrite::runLast([file = *this, lock, oldText, newText] { return file.publish(oldText, newText); });
+}
+
+bool PreferencesFile::publish(const std::string& oldText, const std::string& newText) const {
+    const auto error = renameSynced(newPath(), path_);
     if (!error) {
         return true;
     }
     if (readFile(path_, kLargestFile).bytes == newText) {
         // Only its durability is in doubt, but nobody may read back what was refused.
-        replaceFile(path_, temporary, oldText, kFileMode, Durability::None);
+        replaceFile(path_, newPath(), oldText, kFileMode);
     }
     return fail("can't be written: " + error.message());
 }

@@ -28,19 +28,22 @@ public:
     std::optional<nlohmann::json> read() const;
 
     /// Applies `change` to what stands in the file and writes it, unless that changes nothing; makes missing folders (0700).
+    /// Within a `PreferencesWrite`, the last step is left to that.
     /// @return false when that failed; the old content is whole then
     bool update(const std::function<void(nlohmann::json&)>& change) const;
 
 private:
     explicit PreferencesFile(std::string path) : path_(std::move(path)) {}
 
+    /// Puts the new file, which lies beside it, in the place of the old one.
+    bool publish(const std::string& oldText, const std::string& newText) const;
     std::optional<nlohmann::json> readLocked() const;
     std::optional<nlohmann::json> load(const std::function<std::optional<nlohmann::json>()>& whenDamaged) const;
-    bool replace(const std::string& oldText, const std::string& newText) const;
     bool setAside() const;
     /// Reports what went wrong; false.
     bool fail(const std::string& problem) const;
     std::string lockPath() const { return path_ + ".lock"; }
+    std::string newPath() const { return path_ + ".new"; }
 
     std::string path_;
 };

@@ -29,9 +29,8 @@ ProcessAnnouncement::ProcessAnnouncement(std::string_view name)
     : path_(findPidFile(name, [this](const std::string& file) {
           constexpr mode_t kFolderMode = 0750;
           const auto pid = std::to_string(::getpid());
-          const bool isWritten =
-              !platform::makeFolders(file.substr(0, file.rfind('/')), kFolderMode) &&
-              !platform::replaceFile(file, file + "." + pid, pid + '\n', kFileMode, platform::Durability::None);
+          const bool isWritten = !platform::makeFolders(file.substr(0, file.rfind('/')), kFolderMode) &&
+                                 !platform::replaceFile(file, file + "." + pid, pid + '\n', kFileMode);
           lock_ = isWritten ? locked(file) : platform::FileDescriptor();
           return static_cast<bool>(lock_);
       })) {

@@ -1,5 +1,6 @@
 #include "Platform/CoreFoundation/ConstantString.h"
 #include "Platform/CoreFoundation/PreferencesFile.h"
+#include "Platform/CoreFoundation/PreferencesWrite.h"
 #include "Platform/FileDescriptor.h"
 #include "Platform/FileLock.h"
 #include "platform/CoreFoundation/Owned.h"
@@ -41,6 +42,10 @@ void set(const std::string& key, CFPropertyListRef value, CFStringRef host = kCF
 
 bool synchronize(CFStringRef host = kCFPreferencesCurrentHost) {
     return CFPreferencesSynchronize(&kDomain, kCFPreferencesCurrentUser, host) != 0;
+}
+
+bool synchronizeInTwoSteps() {
+    return platform::PreferencesWrite([] { return synchronize(); }).finish();
 }
 
 /// Type and value, "absent" when there is none.
@@ -109,6 +114,12 @@ TEST_F(PreferencesStore, KeepsTypesKeysUsersAndHosts) {
     ASSERT_TRUE(synchronize());
     EXPECT_EQ(steps, "frd") << "the file's content before its name";
     EXPECT_EQ(get("Off"), "absent");
+    set("Off", kCFBooleanTrue);
+    steps.clear();
+    platform::PreferencesWrite write([] { return synchronize(); });
+    EXPECT_EQ(steps + ", " + get("Off"), "f, absent") << "a step that waits for one sync";
+    ASSERT_TRUE(write.finish());
+    EXPECT_EQ(steps + ", " + get("Off"), "frd, true");
     EXPECT_FALSE(text("not UTF-8 \xFF"));
 }
 
@@ -246,7 +257,7 @@ TEST_F(PreferencesStore, AFailedSetLeavesNoTrace) {
         set("k", text(std::string(10'000, 'n')).get());
         put(file());
         testing::internal::CaptureStderr();
-        EXPECT_FALSE(synchronize());
+        EXPECT_FALSE(synchronizeInTwoSteps());
         remove(file());
         const auto said = testing::internal::GetCapturedStderr();
         EXPECT_NE(said.find(sentence), std::string::npos) << said;
@@ -267,7 +278,7 @@ TEST_F(PreferencesStore, EightWritersLoseNothing) {
             for (int write = 1; write <= kWrites; ++write) {
                 do {  // again, when the others had the lock for longer than it is waited for
                     set(std::to_string(writer), number(write).get());
-                } while (!synchronize());
+                } while (!(writer % 2 == 0 ? synchronize() : synchronizeInTwoSteps()));
             }
             ::_exit(get(std::to_string(writer)) == "number " + std::to_string(kWrites) ? 0 : 1);
         }

@@ -38,7 +38,7 @@ void Erasure::run(Baseband& baseband, const Completion<void>& done) {
 
 void Erasure::goOn(const Result<void>& erased, const Completion<void>& done) {
     if (erased) {
-        group_.runNext([this, done] { done(finish()); });
+        group_.runNext([this, done] { finish(done); });
     } else {
         done(erased);
     }
@@ -49,9 +49,12 @@ void Erasure::finishInterrupted() {
         return;
     }
     log::notice("finishing an erasure during which the manager ended");
-    if (const auto finished = finish(); !finished) {
-        log::error("the erasure is not finished: " + finished.refusal().sentence);
-    }
+    finish([](const Result<void>& finished) {
+        if (!finished) {
+            log::error("the erasure is not finished: " + finished.refusal().sentence);
+        }
+    });
+    group_.finish();
 }
 
 Result<void> Erasure::eraseSettings() {
@@ -64,12 +67,13 @@ Result<void> Erasure::eraseSettings() {
     return change.commit();
 }
 
-Result<void> Erasure::finish() {
+void Erasure::finish(const Completion<void>& done) {
     filters_.applyDefaults();
-    const Result<void> applied = settings_.applyDefaults();
-    // Also after a refusal, which its client is told: what is set from now on must not be put back at the next start.
-    const Result<void> finished = store_.clear(kErasure);
-    return applied ? finished : applied;
+    settings_.applyDefaults([this, done](const Result<void>& applied) {
+        // Also after a refusal, which its client is told: what is set from now on must not be put back at the next start.
+        const Result<void> finished = store_.clear(kErasure);
+        done(applied ? finished : applied);
+    });
 }
 
 }  // namespace corvane

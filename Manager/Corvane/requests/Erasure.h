@@ -18,14 +18,14 @@ public:
 
     /// A job of `group`.
     void run(Baseband& baseband, const Completion<void>& done);
-    /// Puts back the preferences, which are in a file of their own, where a manager was killed before it had.
+    /// Puts back the preferences, which are in a file of their own, where a manager was killed before it had. Waits for it.
     void finishInterrupted();
 
 private:
     Result<void> eraseSettings();
     /// Answers, after the rest of an erasure that has succeeded.
     void goOn(const Result<void>& erased, const Completion<void>& done);
-    Result<void> finish();
+    void finish(const Completion<void>& done);
 
     SettingsStore& store_;
     GroupCommit& group_;

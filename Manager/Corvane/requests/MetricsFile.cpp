@@ -65,7 +65,7 @@ void MetricsFile::collect() {
 }
 
 void MetricsFile::write(const std::string& text) {
-    auto error = platform::replaceFile(file_, file_.string() + ".new", text, kMode, platform::Durability::None);
+    auto error = platform::replaceFile(file_, file_.string() + ".new", text, kMode);
     if (!error && chmod(file_.c_str(), kMode) != 0) {  // whatever the umask
         error = {errno, std::generic_category()};
     }

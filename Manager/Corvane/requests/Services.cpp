@@ -77,14 +77,16 @@ Result<void> Services::allowReset() {
     return {};
 }
 
-Result<void> Services::unblockResets() {
-    if (!RYNProperties::isReadable()) {
-        return kUnreadablePreferences;
-    }
-    if (RYNProperties::storedBlockBasebandResets() && !RYNProperties::storeBlockBasebandResets(false)) {
-        return Refusal::storageFailed("The preference BlockBasebandResets could not be written.");
-    }
-    return {};
+void Services::unblockResets(const Completion<void>& done) {
+    write([this, done] {
+        if (!RYNProperties::isReadable()) {
+            done(kUnreadablePreferences);
+        } else if (RYNProperties::storedBlockBasebandResets()) {
+            group_.writePreference([] { return RYNProperties::storeBlockBasebandResets(false); }, done);
+        } else {
+            done({});
+        }
+    });
 }
 
 void Services::reset(const ResetRequest& request, Completion<void> completion) {

@@ -38,7 +38,7 @@ public:
 
     /// Whether the baseband may be reset now.
     static Result<void> allowReset();
-    static Result<void> unblockResets();
+    void unblockResets(const Completion<void>& done);
     /// Completes with success when the baseband is ready again; that is counted.
     void reset(const ResetRequest& request, Completion<void> completion);
     /// Erases the baseband's non-volatile data and puts every setting back to its default.

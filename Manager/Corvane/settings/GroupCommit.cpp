@@ -1,5 +1,8 @@
 #include "Corvane/settings/GroupCommit.h"
 
+#include "Platform/CoreFoundation/PreferencesWrite.h"
+
+#include <memory>
 #include <utility>
 
 namespace corvane {
@@ -19,6 +22,15 @@ void GroupCommit::run(std::function<void()> write) {
 void GroupCommit::runNext(std::function<void()> step) {
     jobs_.push_front({std::move(step), log::RateLimited::current()});
     awaitTurn();
+}
+
+void GroupCommit::writePreference(const std::function<bool()>& write, const Completion<void>& done) {
+    runNext([this, write, done] {
+        const auto change = std::make_shared<platform::PreferencesWrite>(write);
+        runNext([change, done] {
+            done(change->finish() ? Result<void>() : Refusal::storageFailed("The preferences could not be written."));
+        });
+    });
 }
 
 void GroupCommit::awaitTurn() {

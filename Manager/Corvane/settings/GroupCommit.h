@@ -29,6 +29,8 @@ public:
     void run(std::function<void()> write);
     /// Runs `step` before all that waits: for a job of several syncs, which lets others be served between them.
     void runNext(std::function<void()> step);
+    /// Stores a preference by `write`, which returns whether it succeeded, before all that waits and in two steps.
+    void writePreference(const std::function<bool()>& write, const Completion<void>& done);
     /// Runs all that waits, now.
     void finish();
 

@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include <memory>
+
 namespace corvane {
 
 namespace {
@@ -122,10 +124,12 @@ void TraceSettings::store(Row& row, const std::string& value, const Completion<v
     switch (row.property.keeping) {
         case Keeping::Stored:
             group_.store(kArea, storedName(row.property), value, [this, &row, value, done](const Result<void>& stored) {
-                if (!stored && onChange_) {
+                if (stored) {
+                    apply(row, value);
+                } else if (onChange_) {
                     onChange_(row.property, row.value);
                 }
-                done(stored ? apply(row, value) : stored);
+                done(stored);
             });
             break;
         case Keeping::Preferences:
@@ -135,17 +139,29 @@ void TraceSettings::store(Row& row, const std::string& value, const Completion<v
             row.preferred.push_back({value, done});
             break;
         default:
-            done(apply(row, value));
+            apply(row, value);
+            done({});
     }
 }
 
 /// Of the changes that wait only the last is written: it would have replaced the others.
 void TraceSettings::writePreference(Row& row) {
     const std::vector<Preferred> changes = std::exchange(row.preferred, {});
-    const Result<void> written = apply(row, changes.back().value);
-    for (const Preferred& change : changes) {
-        change.done(written);
-    }
+    writePreference(row, changes.back().value, [changes](const Result<void>& written) {
+        for (const Preferred& change : changes) {
+            change.done(written);
+        }
+    });
+}
+
+void TraceSettings::writePreference(Row& row, const std::string& value, const Completion<void>& done) {
+    const auto write = [&row, value] { return row.property.write(value); };
+    group_.writePreference(write, [this, &row, value, done](const Result<void>& written) {
+        if (written) {
+            apply(row, value);
+        }
+        done(written);
+    });
 }
 
 void TraceSettings::reload(Row& row) {
@@ -162,31 +178,33 @@ void TraceSettings::cache(Row& row, std::string value) {
     row.reply = dictionary({{ryn::kKeyTracePropertyValue, text(row.value)}});
 }
 
-Result<void> TraceSettings::apply(Row& row, const std::string& value) {
-    if (row.property.keeping == Keeping::Preferences && !row.property.write(value)) {
-        return Refusal::storageFailed("The preferences could not be written.");
-    }
+void TraceSettings::apply(Row& row, const std::string& value) {
     cache(row, value);
     if (onChange_) {
         onChange_(row.property, row.value);
     }
-    return {};
 }
 
-Result<void> TraceSettings::applyDefaults() {
-    Result<void> result;
+void TraceSettings::applyDefaults(const Completion<void>& done) {
+    const auto result = std::make_shared<Result<void>>();
+    group_.runNext([result, done] { done(*result); });  // after those that come before it now
     for (auto& [trace, rows] : traces_) {
         for (auto& [name, row] : rows) {
             reload(row);
             if (row.value == row.property.byDefault || row.property.keeping == Keeping::ReadOnly) {
                 continue;
             }
-            if (auto applied = apply(row, row.property.byDefault); !applied) {
-                result = std::move(applied);
+            if (row.property.keeping == Keeping::Preferences) {
+                writePreference(row, row.property.byDefault, [result](const Result<void>& written) {
+                    if (!written) {
+                        *result = written;
+                    }
+                });
+            } else {
+                apply(row, row.property.byDefault);
             }
         }
     }
-    return result;
 }
 
 std::string TraceSettings::value(ryn::trace::Type trace, std::string_view property) {

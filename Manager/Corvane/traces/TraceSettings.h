@@ -36,8 +36,9 @@ public:
     void set(std::string_view trace, std::string_view property, std::string_view value, const Completion<void>& done);
     /// Removes every stored value; to be followed by `applyDefaults` when that is on disk.
     Result<void> erase() { return store_.clear(kArea); }
-    /// Puts every property that can be written at its default, also in the preferences. After a refusal the others are there.
-    Result<void> applyDefaults();
+    /// Puts every property that can be written at its default, also in the preferences, as the next jobs of the group. After a
+    /// refusal the others are there.
+    void applyDefaults(const Completion<void>& done);
 
     /// For the manager itself, of properties that exist wherever it asks for them; empty otherwise.
     std::string value(ryn::trace::Type trace, std::string_view property);
@@ -74,8 +75,9 @@ private:
     /// Stores an accepted value and makes it the one that counts.
     void store(Row& row, const std::string& value, const Completion<void>& done);
     void writePreference(Row& row);
-    /// Makes a value that the store has already the one that counts.
-    Result<void> apply(Row& row, const std::string& value);
+    void writePreference(Row& row, const std::string& value, const Completion<void>& done);
+    /// Makes a value that is stored already the one that counts.
+    void apply(Row& row, const std::string& value);
     static void cache(Row& row, std::string value);
 
     SettingsStore& store_;

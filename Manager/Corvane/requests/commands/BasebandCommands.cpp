@@ -70,8 +70,8 @@ void reset(Services& services, const AnswerCompletion& answer, ResetType type, s
     services.reset({type, escaped(subType), escaped(reason)}, answer);
 }
 
-Result<void> unblockReset(Services& services) {
-    return services.unblockResets();
+void unblockReset(Services& services, const AnswerCompletion& answer) {
+    services.unblockResets(answer);
 }
 
 void changeNVData(Services& services, const AnswerCompletion& answer, NVDataAction) {
