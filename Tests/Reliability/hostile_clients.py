@@ -275,7 +275,7 @@ def clients(run):
             assert run.is_sanitized or 1000 * max(connected.work) < longest, "the other client waits"
             assert run.is_sanitized or 1000 * max(connecting.work) < longest_of_new, "a new client waits"
         run.figure(f"longest pause between two pings for a watchdog of {watchdog.limit} s: {watchdog.longest_pause():.1f} s")
-        assert watchdog.longest_pause() < watchdog.limit, "a watchdog would have ended the manager"
+        assert run.is_sanitized or watchdog.longest_pause() < watchdog.limit, "a watchdog would have ended the manager"
         time.sleep(2)
         left = kilobytes(process, "VmRSS") - at_rest
         run.figure(f"memory left behind {left} KB; highest memory of the manager {highest} KB")

@@ -65,16 +65,20 @@ class Program:
     """A child that doesn't outlive the test; what it prints is gathered."""
 
     def __init__(self, *words, stdin=subprocess.DEVNULL, **environment):
-        self.text, self.printed = "", threading.Condition()
+        self.lines, self.printed = [], threading.Condition()
         self.child = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, words)], env=os.environ | environment, text=True,
                                       errors="surrogateescape", stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.reader = threading.Thread(target=self.read, daemon=True)
         self.reader.start()
 
+    @property
+    def text(self):
+        return "".join(self.lines)
+
     def read(self):
-        for text in self.child.stdout:
+        for line in self.child.stdout:
             with self.printed:
-                self.text += text
+                self.lines.append(line)
                 self.printed.notify_all()
         with self.printed:
             self.printed.notify_all()
