@@ -8,17 +8,20 @@
 namespace corvane::memory {
 namespace {
 
-/// Together more than serving one packet takes; each small enough for what a client that ends leaves free.
+/// Each small enough for what a client that ends leaves free.
 constexpr std::size_t kBlock = std::size_t{1} << 15U;
 std::array<void*, 32> held{};
-bool isWhole = false;
+/// So many are more than serving one packet takes. All of them can't be asked for: after a lack of memory, what lasts may lie
+/// between what is free.
+constexpr auto kEnough = std::ssize(held) / 2;
+bool isEnough = false;
 
 /// Called by operator new, which tries again when this returns.
 void releaseReserve() {
     if (std::ranges::count(held, nullptr) == std::ssize(held)) {
         throw std::bad_alloc();
     }
-    isWhole = false;
+    isEnough = false;
     for (void*& block : held) {
         std::free(block);
         block = nullptr;
@@ -32,11 +35,11 @@ void reserve() {
     for (void*& block : held) {
         block = block == nullptr ? std::malloc(kBlock) : block;
     }
-    isWhole = std::ranges::find(held, nullptr) == held.end();
+    isEnough = std::ssize(held) - std::ranges::count(held, nullptr) >= kEnough;
 }
 
 bool isShort() {
-    return !isWhole;
+    return !isEnough;
 }
 
 }  // namespace corvane::memory
