@@ -67,5 +67,9 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
         *now = {corvane::coarseSeconds, 0};
         return 0;
     }
+#ifdef SYS_clock_gettime64  // where a long has 32 bits
+    return static_cast<int>(syscall(SYS_clock_gettime64, clock, now));
+#else
     return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+#endif
 }
