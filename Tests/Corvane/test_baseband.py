@@ -120,7 +120,7 @@ def test_a_time_out_is_told_and_what_was_begun_goes_on(manager):
 
 def test_a_stop_answers_what_is_outstanding(manager):
     client = ready(manager)
-    waiting = [client.ask_reset(), *map(client.ask_mode, 16 * (3, 4))]
+    waiting = [client.ask_reset(), *map(client.ask_mode, 127 * (3, 4))]
     client.state()  # by now the manager has read them all
     manager.program.kill(signal.SIGTERM)
     answers = [str(client.answer(number))[:5] for number in waiting]

@@ -13,28 +13,11 @@ std::size_t costOf(std::span<const std::uint8_t> packet) {
     return packet.size() + kOverhead;
 }
 
-void setKernelBuffer(int socket, std::size_t bytes) {
-    const int half = static_cast<int>(bytes / 2);  // the kernel doubles it, socket(7)
-    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &half, sizeof half);
-}
-
 bool isTaken(int socket, std::span<const std::uint8_t> packet) {
-    const auto send = [&] { return ::send(socket, packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0; };
-    if (send()) {
-        return true;
-    }
-    if (errno != EMSGSIZE) {
-        return false;
-    }
-    setKernelBuffer(socket, 2 * packet.size());  // for the rare large packet, to which the kernel adds its own
-    return send();
+    return ::send(socket, packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 }  // namespace
-
-Outbox::Outbox(int socket) : socket_(socket) {
-    setKernelBuffer(socket, kMaxBytes);
-}
 
 Outbox::Sent Outbox::send(std::span<const std::uint8_t> packet) {
     if (packets_.empty() && isTaken(socket_, packet)) {

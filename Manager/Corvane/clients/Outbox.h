@@ -11,7 +11,7 @@ namespace corvane {
 /// What one client is sent: at once when its socket takes it, else when it is ready for more.
 class Outbox {
 public:
-    /// Of memory; as much again lies in the kernel, which charges it to the daemon's control group too.
+    /// Of memory, beyond what the kernel buffers.
     static constexpr std::size_t kMaxBytes = 32768;
 
     enum class Sent {
@@ -21,7 +21,7 @@ public:
     };
 
     /// @param socket outlives this.
-    explicit Outbox(int socket);
+    explicit Outbox(int socket) : socket_(socket) {}
 
     /// One packet is always held back, whatever its size: its client may be only slow.
     Sent send(std::span<const std::uint8_t> packet);
