@@ -9,7 +9,7 @@
 namespace support {
 
 TempFolder::TempFolder() {
-    std::string name = "/tmp/ryn.XXXXXX";
+    std::string name = std::filesystem::temp_directory_path() / "ryn.XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), name);
     }
