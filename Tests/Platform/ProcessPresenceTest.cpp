@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -17,28 +16,17 @@ namespace {
 
 using support::TempFolder;
 
-/// A process named by prctl(2), or by the program that it runs, that lives until it is told to end.
+/// A process named by prctl(2), or by the shell that it runs, that has stopped and lives until it is told to end.
 class NamedProcess {
 public:
-    explicit NamedProcess(const std::string& name, const std::string& program = "") {
-        int ready[2] = {-1, -1};
-        EXPECT_EQ(::pipe2(ready, O_CLOEXEC), 0);
-        pid_ = ::fork();
+    explicit NamedProcess(const std::string& name, const std::string& shell = "") : pid_(::fork()) {
         if (pid_ == 0) {
             ::prctl(PR_SET_NAME, name.c_str());
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (!program.empty()) {
-                ::execl(program.c_str(), program.c_str(), "1000", nullptr);
-            }
-            ::close(ready[0]);
-            ::close(ready[1]);
-            ::pause();
-            ::_exit(0);
+            ::execl(shell.c_str(), shell.c_str(), "-c", "kill -STOP $$", nullptr);
+            ::raise(SIGSTOP);
         }
-        ::close(ready[1]);
-        char end = 0;
-        EXPECT_EQ(::read(ready[0], &end, 1), 0);
-        ::close(ready[0]);
+        EXPECT_EQ(::waitpid(pid_, nullptr, WUNTRACED), pid_);
     }
     NamedProcess(const NamedProcess&) = delete;
     NamedProcess& operator=(const NamedProcess&) = delete;
@@ -56,7 +44,7 @@ public:
     pid_t pid() const { return pid_; }
 
 private:
-    pid_t pid_ = -1;
+    const pid_t pid_;
 };
 
 /// A name that no other test of this machine uses at the same time, at most 11 bytes.
@@ -90,9 +78,9 @@ TEST_F(ProcessPresence, FindsAProcessByItsExactNameUntilItHasEnded) {
 }
 
 TEST_F(ProcessPresence, TellsLongNamesApartByTheProgramsName) {
-    const std::string program = folder / "a-name-of-fifteen-and-more";
-    ::symlink("/bin/sleep", program.c_str());
-    const NamedProcess process("", program);
+    const std::string shell = folder / "a-name-of-fifteen-and-more";
+    std::filesystem::create_symlink("/bin/sh", shell);
+    const NamedProcess process("", shell);
     EXPECT_TRUE(vsk::isProcessRunning("a-name-of-fifteen-and-more"));
     EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifteen-and-less"));
     EXPECT_FALSE(vsk::isProcessRunning("a-name-of-fifte"));

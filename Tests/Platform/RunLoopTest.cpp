@@ -6,15 +6,16 @@
 #include <gtest/gtest.h>
 
 #include <poll.h>
-#include <unistd.h>
+#include <sys/eventfd.h>
 
-#include <condition_variable>
+#include <future>
 #include <mutex>
 #include <thread>
 
 namespace {
 
 using platform::RunLoopSource;
+using Clock = RunLoopSource::Clock;
 
 /// A thread parked for good, as the tool's main thread is.
 void park() {
@@ -28,95 +29,70 @@ public:
     Interest interest() override {
         const std::lock_guard lock(mutex_);
         ++looks_;
-        changed_.notify_all();
         return interest_;
     }
     void serve(short events) override {
         const std::lock_guard lock(mutex_);
         interest_ = {};
-        ++served_;
-        events_ = events;
-        changed_.notify_all();
+        served_.set_value(events);
     }
 
-    void want(const Interest& interest) {
-        {
-            const std::lock_guard lock(mutex_);
-            interest_ = interest;
-        }
+    std::future<short> want(const Interest& interest) {
+        std::unique_lock lock(mutex_);
+        served_ = {};
+        auto served = served_.get_future();
+        interest_ = interest;
+        lock.unlock();
         platform::wakeRunLoop();
+        return served;
     }
-    short waitForServe(int count) {
-        std::unique_lock lock(mutex_);
-        EXPECT_TRUE(changed_.wait_for(lock, support::kPatience, [&] { return served_ >= count; })) << "not served";
-        return events_;
-    }
-    /// How often it was asked, once it was.
     int looks() {
-        std::unique_lock lock(mutex_);
-        EXPECT_TRUE(changed_.wait_for(lock, support::kPatience, [this] { return looks_ > 0; })) << "not looked at";
+        const std::lock_guard lock(mutex_);
         return looks_;
     }
 
 private:
     std::mutex mutex_;
-    std::condition_variable changed_;
     Interest interest_;
+    std::promise<short> served_;
     int looks_ = 0;
-    int served_ = 0;
-    short events_ = -1;
 };
 
-struct Pipe {
-    Pipe() {
-        int ends[2] = {-1, -1};
-        EXPECT_EQ(::pipe(ends), 0);
-        read = platform::FileDescriptor(ends[0]);
-        write = platform::FileDescriptor(ends[1]);
-    }
-    platform::FileDescriptor read, write;
-};
+short waitFor(std::future<short> served) {
+    return served.wait_for(support::kPatience) == std::future_status::ready ? served.get() : short{-1};
+}
 
 TEST(RunLoop, ServesDescriptorsAndDeadlines) {
     const auto source = std::make_shared<Source>();
     platform::addToRunLoop(source);
     platform::wakeRunLoop();  // with nobody parked
     park();
-    EXPECT_GT(source->looks(), 0);
-
-    const Pipe pipe;
-    source->want({pipe.read.get(), POLLIN, {}});
-    ASSERT_EQ(::write(pipe.write.get(), "x", 1), 1);
-    EXPECT_EQ(source->waitForServe(1), POLLIN);
-
-    const auto due = RunLoopSource::Clock::now() + std::chrono::milliseconds(5);
-    source->want({-1, 0, due});
-    EXPECT_EQ(source->waitForServe(2), 0);
-    EXPECT_GE(RunLoopSource::Clock::now(), due);
-
-    source->want({pipe.write.get(), POLLOUT, RunLoopSource::Clock::now() + std::chrono::hours(1)});
-    EXPECT_EQ(source->waitForServe(3), POLLOUT);
+    const platform::FileDescriptor counter(::eventfd(0, EFD_CLOEXEC));
+    auto readable = source->want({counter.get(), POLLIN, {}});
+    ASSERT_EQ(::eventfd_write(counter.get(), 1), 0);
+    EXPECT_EQ(waitFor(std::move(readable)), POLLIN);
+    const auto due = Clock::now() + std::chrono::milliseconds(5);
+    EXPECT_EQ(waitFor(source->want({-1, 0, due})), 0);
+    EXPECT_GE(Clock::now(), due);
+    EXPECT_EQ(waitFor(source->want({counter.get(), POLLOUT, Clock::now() + std::chrono::hours(1)})), POLLOUT);
 }
 
 TEST(RunLoop, SleepsUntilWokenAndForgetsSourcesThatAreGone) {
     park();
-    const Pipe quiet;
+    const platform::FileDescriptor quiet(::eventfd(0, EFD_CLOEXEC));
     auto watching = std::make_shared<Source>();
     const auto timer = std::make_shared<Source>();
     platform::addToRunLoop(watching);
     platform::addToRunLoop(timer);
-    watching->want({quiet.read.get(), POLLIN, {}});
+    EXPECT_EQ(waitFor(watching->want({-1, 0, Clock::now()})), 0);
+    const auto never = watching->want({quiet.get(), POLLIN, {}});
     // One deadline is one wake-up: had the loop polled at any pace of its own, the quiet source would have been asked more often.
     const int before = watching->looks();
-    timer->want({-1, 0, RunLoopSource::Clock::now() + std::chrono::milliseconds(60)});
-    timer->waitForServe(1);
-    EXPECT_LE(watching->looks() - before, 4);
-
+    EXPECT_EQ(waitFor(timer->want({-1, 0, Clock::now() + std::chrono::milliseconds(60)})), 0);
+    EXPECT_LE(watching->looks() - before, 5);
     const std::weak_ptr<Source> gone = watching;
     watching.reset();
-    platform::wakeRunLoop();
-    timer->want({-1, 0, RunLoopSource::Clock::now()});
-    timer->waitForServe(2);
+    EXPECT_EQ(waitFor(timer->want({-1, 0, Clock::now()})), 0);
     EXPECT_TRUE(gone.expired());
 }
 

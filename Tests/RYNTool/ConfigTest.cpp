@@ -116,18 +116,4 @@ TEST(TraceTypeTest, NamesGoBothWays) {
     EXPECT_FALSE(trace::isSupported("no such kind"));
 }
 
-/// The numbers are stored and sent.
-TEST(DiagConfigTest, TextsGoByNumber) {
-    std::string texts;
-    for (unsigned number = 0; number < 6; ++number) {
-        texts.append(config::toString(static_cast<config::Mode>(number))).append(" | ");
-        texts.append(config::toString(static_cast<config::DuringAPSleep>(number))).append(" | ");
-        texts.append(config::toString(static_cast<config::Recovery>(number))).append("\n");
-    }
-    EXPECT_EQ(texts,
-              "Active on AP | Off | None\nActive external through dock | Full | Reset Baseband\n"
-              "Passive external through dock | Lite | Reconfigure\nPassive external through software | Unknown | Unknown\n"
-              "Passive on AP | Unknown | Unknown\nUnknown | Unknown | Unknown\n");
-}
-
 }  // namespace

@@ -3,7 +3,6 @@
 #include "support/Patience.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -65,36 +64,26 @@ void ScriptedManager::Connection::raw(const std::vector<std::uint8_t>& packet) c
 }
 
 ScriptedManager::ScriptedManager(std::string path, Responder responder)
-    : path_(std::move(path)),
-      responder_(std::move(responder)),
-      listener_(listenOn(path_)),
-      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      thread_([this] { serve(); }) {}
+    : path_(std::move(path)), responder_(std::move(responder)), listener_(listenOn(path_)), thread_([this] { serve(); }) {}
 
 ScriptedManager::~ScriptedManager() {
-    {
-        const std::lock_guard lock(mutex_);
-        stopping_ = true;
-    }
-    eventfd_write(wake_.get(), 1);
+    ::shutdown(listener_.get(), SHUT_RDWR);  // which ends the thread
     thread_.join();
     unlink(path_.c_str());
 }
 
 void ScriptedManager::serve() {
     for (;;) {
-        std::vector<pollfd> waits{{listener_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
+        std::vector<pollfd> waits{{listener_.get(), POLLIN, 0}};
         for (const Client& client : clients_) {
             waits.push_back({client.descriptor.get(), POLLIN, 0});
         }
         poll(waits.data(), waits.size(), -1);
-        eventfd_t ignored = 0;
-        eventfd_read(wake_.get(), &ignored);
-        const std::unique_lock lock(mutex_);
-        if (stopping_) {
+        if ((waits[0].revents & POLLHUP) != 0) {
             return;
         }
-        std::size_t index = 2;
+        const std::lock_guard lock(mutex_);
+        std::size_t index = 1;
         std::erase_if(clients_, [&](Client& client) {
             const bool readable = waits[index++].revents != 0;
             return readable && !receive(client);

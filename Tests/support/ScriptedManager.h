@@ -72,12 +72,10 @@ private:
     std::string path_;
     Responder responder_;
     platform::FileDescriptor listener_;
-    platform::FileDescriptor wake_;
     mutable std::mutex mutex_;
     std::condition_variable noted_;
     std::vector<std::string> packets_;
     std::vector<Client> clients_;
-    bool stopping_ = false;
     std::thread thread_;
 };
 
