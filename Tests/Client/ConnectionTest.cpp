@@ -182,6 +182,21 @@ platform::FileDescriptor bindTo(const std::string& path, int type, int backlog) 
     return descriptor;
 }
 
+/// What the manager said stands behind the error that it has left packets unread.
+TEST(Connection, MayEndUnread) {
+    const TempFolder folder;
+    const auto listener = bindTo(folder / "s", SOCK_SEQPACKET, 1);
+    TestClient client(folder / "s");
+    auto answer = std::async(std::launch::async, [&client] { return client.perform("Any"); });
+    platform::FileDescriptor peer(::accept(listener.get(), nullptr, nullptr));
+    std::array<char, 1> unread{};
+    EXPECT_EQ(::recv(peer.get(), unread.data(), unread.size(), MSG_PEEK), 1);
+    const std::array<std::uint8_t, 4> refusal{0x83, 0x02, 0x00, 0x26};
+    EXPECT_EQ(::send(peer.get(), refusal.data(), refusal.size(), 0), ssize_t{refusal.size()});
+    peer = {};
+    EXPECT_THAT(answer.get(), StartsWith("-7 "));
+}
+
 TEST(Connection, SaysWhyThereIsNone) {
     const TempFolder folder;
     support::writeFile(folder / "file", "");

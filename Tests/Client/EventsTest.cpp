@@ -38,7 +38,9 @@ TEST(Events, ComeInOrderAndOutliveTheManager) {
 
 TEST(Events, AreSwitchedOffAndOn) {
     const TempFolder folder;
-    ScriptedManager manager(folder / "s", kEcho);
+    ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const ScriptedManager::Request& request) {
+        request.command == "Drop" ? connection.drop() : connection.reply(request.id, 0, support::text(request.argument));
+    });
     TestClient client(manager.path());
     EXPECT_EQ(client.perform("First"), "0 \"null\"");
     client.manager().setEvents(false);  // as they are
@@ -48,6 +50,13 @@ TEST(Events, AreSwitchedOffAndOn) {
     EXPECT_EQ(client.perform("Last"), "0 \"null\"");
     EXPECT_THAT(manager.packets(),
                 ElementsAre("hello tester", "First null", "events on", "events off", "events on", "Last null"));
+    client.manager().setEvents(false);
+    Lines lines;
+    client.manager().perform(
+        "Drop", {}, [&lines](int, const xpc::Object&) { lines.add("lost"); }, TestClient::kLong);
+    EXPECT_THAT(lines.wait(1), ElementsAre("lost"));
+    client.manager().setEvents(true);  // the run loop has looked, and sleeps without a connection
+    EXPECT_TRUE(manager.waitForPacket("events on", 3));
 }
 
 TEST(Events, BeyondMeasureEndTheConnection) {

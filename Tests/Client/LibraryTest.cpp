@@ -35,7 +35,7 @@ TEST(Library, CarriesEveryKindOfValue) {
         {"array", ryn::Array{1, -2, true, "text", {}}}, {"bytes", std::string("\xFF\0", 2)}, {"dictionary", ryn::Dictionary{}}};
     const ryn::Reply echoed = client.perform("Echo", value);
     EXPECT_TRUE(echoed);
-    EXPECT_EQ(echoed.value.toJson(), value.toJson());
+    EXPECT_EQ(echoed.value.toJson(), "{\"array\":[1,-2,true,\"text\",null],\"bytes\":\"\xEF\xBF\xBD\\u0000\",\"dictionary\":{}}");
     EXPECT_EQ(*echoed.value["bytes"].string(), std::string("\xFF\0", 2));
     EXPECT_TRUE(echoed.value["nothing"]["below"].isNull());
     const ryn::Reply failed = client.perform("Fail", ryn::Dictionary{{"KeyErrorString", "It must."}});

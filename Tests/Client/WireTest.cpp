@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
 
 namespace {
@@ -33,6 +34,9 @@ struct Vector {
 bool roundTrip(const std::string& hex, const std::string& rendering) {
     const Buffer bytes = fromHex(hex);
     EXPECT_EQ(render(bytes), rendering) << hex;
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
+        EXPECT_FALSE(wire::decode(std::span(bytes).first(cut))) << hex << " cut at " << cut;
+    }
     Buffer encoded;
     EXPECT_TRUE(wire::encode(wire::decode(bytes).value_or(wire::Events{}), encoded)) << hex;
     EXPECT_EQ(render(encoded), rendering) << hex;

@@ -78,7 +78,7 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
     host.start("exec")
     for path, mode in (host.socket, 0o660), (host.socket.parent, 0o750), (host.socket.parent / "manager.log", 0o640):
         status = path.stat()
-        assert (stat.S_IMODE(status.st_mode), status.st_gid) == (mode, GROUP)
+        assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (mode, 0, GROUP)
     assert host.seen_by(0, 0) == SERVED
     assert host.seen_by(USER, GROUP) == SERVED
     assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED

@@ -120,9 +120,11 @@ def test_a_time_out_is_told_and_what_was_begun_goes_on(manager):
 
 def test_a_stop_answers_what_is_outstanding(manager):
     client = ready(manager)
-    waiting = [client.ask_reset(), *map(client.ask_mode, 127 * (3, 4))]
+    snapshot = client.ask("CollectTraceLogs", TraceLogsReason="why")
+    waiting = [client.ask_reset(), *map(client.ask_mode, 126 * (3, 4))]
     client.state()  # by now the manager has read them all
     manager.program.kill(signal.SIGTERM)
+    assert "KeyTraceLogsFolder" in client.answer(snapshot)
     answers = [str(client.answer(number))[:5] for number in waiting]
     assert answers[-1] == "107: " and set(answers) <= {"None", "107: "}
     manager.stop()
@@ -179,6 +181,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     holds("npa", "Dumped at", radio_on, "Nothing recorded since")
     assert power_log(client, "F3", "Enable") is client.reset() is None
     holds("f3", "boot: Resetting", "mode: 1 (low power)", "collection begins")
+    holds("npa", *[f"/cpu/modem client=boot request={level}\n" for level in ("retention", "turbo", "nominal")])
     assert client.reset("Hard") is None
     holds("f3", no=["collection begins"])  # a power cycle loses what was in memory
     assert power_log(client, "NPA", "Disable") is client.set_mode(2) is None

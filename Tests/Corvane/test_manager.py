@@ -161,8 +161,10 @@ def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(man
         ("DIAG", "Enabled", "yes", "DIAG Enabled can't be 'yes'; it takes true or false."),
         ("DIAG", "Enabled", "TRUE", "true or false"),
         *[("DIAG", "History", value, "a whole number from 1 to 2048") for value in ("0", "2049", "12x", "99999999999999999999")],
-        ("DIAG", "Mode", "5", "Active on AP, Active external through dock"),
-        ("DIAG", "Enabled_During_Sleep", "half", "Off, Full or Lite"),
+        ("DIAG", "Mode", "5", "Active on AP, Active external through dock, Passive external through dock, "
+         "Passive external through software or Passive on AP, or its number from 0 to 4."),
+        ("DIAG", "Enabled_During_Sleep", "half", "Off, Full or Lite, or its number from 0 to 2."),
+        ("DIAG", "Stall_Detection_Recovery", "3", "None, Reset Baseband or Reconfigure, or its number from 0 to 2."),
         ("DIAG", "File_Extra", "a/b", "plain name"),
         ("DIAG", "File_Extra", "..", "plain name"),
         ("DIAG", "File_Extra", 255 * "x", "There is no DMC file"),

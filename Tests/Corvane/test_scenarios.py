@@ -201,8 +201,8 @@ def test_steps_come_once_and_in_the_order_of_their_times(scripted):
      'line 1, step 1: there is no step or event "ready"; events are Off, Booting, Ready,'),
     ('{"steps": [{"at": 1, "name": "Ready", "action": "hang"}]}',
      'line 1, step 1: the name "Ready" stands for another step or for an event'),
-    ('{"steps": [{"name": "a", "after": "b", "action": "hang"},\n{"name": "b", "after": "a", "action": "hang"}]}',
-     'line 1, step 1: the step waits for itself, by way of "b"'),
+    ('{"steps": [{"name": "a",\n"after": "b", "action": "hang"},\n{"name": "b", "after": "a", "action": "hang"}]}',
+     'line 2, step 1: the step waits for itself, by way of "b"'),
     ('{"steps": [{"at": 1, "action": "crash", "reason": "\\u001b[2J"}]}', 'line 1, step 1: "reason" is "\\u001b[2J"; it takes a text'),
 ])
 def test_a_wrong_file_is_refused_with_the_place(tmp_path, text, said):

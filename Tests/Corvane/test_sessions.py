@@ -202,6 +202,16 @@ def test_each_property_of_the_trace_decides_what_is_recorded(manager):
         manager.does(f"diag enabled-on-sleep off -- diag mode 0 -- diag enabled true -- {typed} -- baseband state 0")
         file = messages(manager)
         assert {kind for kind, in (tshark(file, "gsmtap.type") if file else [])} == expected, typed
+    manager.does("trace set DIAG Stop_Reader true")
+    client = manager.client()
+
+    def is_held():
+        """Unless the machine was so busy that the snapshot was made by then."""
+        snapshot, held = client.ask("CollectTraceLogs", TraceLogsReason="why"), status(manager)
+        return client.answer(snapshot) and held == "Idle"
+
+    until(is_held, "a snapshot that stops the recording")
+    assert status(manager) == "Dumping"
 
 
 def test_dmc_files_that_cannot_be_read_are_refused(manager):

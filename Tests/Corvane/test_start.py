@@ -68,8 +68,12 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     ]:
         is_refused(status, sentence, *options, XDG_CONFIG_HOME=str(tmp_path / "config"))
     assert (tmp_path / "file").read_text() == "not a socket"
-    status, _, errors = run("sh", "-c", f"ulimit -n 10; exec {MANAGER}")
-    assert (status, errors) == (1, "Corvane: can't serve clients with at most 10 open files; allow more than 64 (ulimit -n)\n")
+    new = tmp_path / "new/settings.db"
+    for limit, refusal in [("n 10", "can't serve clients with at most 10 open files; allow more than 64 (ulimit -n)\n"),
+                           ("f 0", f"can't open the settings in {new}: ")]:
+        status, _, errors = run("sh", "-c", f'ulimit -{limit}; exec "$0" "$@"', MANAGER, *at, new.parent)
+        assert status == 1 and errors.startswith("Corvane: " + refusal)
+    assert new.parent.exists() and not new.exists()
     assert run(MANAGER, "--version")[1].startswith("Corvane ")
     assert run(MANAGER, "--help")[1].startswith("Usage: Corvane")
 

@@ -19,6 +19,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <tuple>
 
 namespace {
 
@@ -147,6 +148,16 @@ TEST_F(PreferencesStore, LiesWhereTheEnvironmentSays) {
     set("k", kCFBooleanFalse);
     EXPECT_FALSE(synchronize());
     EXPECT_EQ(get("k"), "absent") << "what was refused is forgotten";
+    const std::tuple<const char*, std::size_t, const char*> kRefused[] = {
+        {"/proc/nowhere", 1, "its folder can't be made: "},
+        {folder.path().c_str(), 1 << 20, "can't hold more than 1048576 bytes\n"}};
+    for (const auto& [place, size, sentence] : kRefused) {
+        ::setenv("XDG_CONFIG_HOME", place, 1);
+        testing::internal::CaptureStderr();
+        set("k", text(std::string(size, 'x')).get());
+        EXPECT_FALSE(synchronize());
+        EXPECT_NE(testing::internal::GetCapturedStderr().find(sentence), std::string::npos) << sentence;
+    }
 }
 
 TEST_F(PreferencesStore, FollowsSymbolicLinks) {

@@ -5,6 +5,7 @@ import pathlib
 import select
 import signal
 import socket
+import subprocess
 import time
 
 import pytest
@@ -153,10 +154,11 @@ def test_only_a_terminal_is_spared_control_characters(manager):
         "Enabled: \\xff\\xc3(\\x80\\xed\\xa0\\x80\\u001b[m\\u007f \\u009b \\u202e\\u2066\\u061c\u00e9\U0001f600\n")
 
 
-def test_a_watch_without_a_manager_sleeps(tmp_path):
+@pytest.mark.parametrize("words, shown", [(["baseband", "state", "watch"], ""), ([], ROOT)])
+def test_without_a_manager_it_sleeps(tmp_path, words, shown):
     become_pellcore()
-    tool = Program(TOOL, "baseband", "state", "watch", CORVANE_SOCKET=str(tmp_path / "nobody"))
+    tool = Program(TOOL, *words, stdin=subprocess.PIPE, CORVANE_SOCKET=str(tmp_path / "nobody"))
     time.sleep(1)
     fields = pathlib.Path(f"/proc/{tool.child.pid}/stat").read_text().split()
-    assert (int(fields[13]) + int(fields[14])) / os.sysconf("SC_CLK_TCK") < 0.1 and not tool.text
+    assert (int(fields[13]) + int(fields[14])) / os.sysconf("SC_CLK_TCK") < 0.1 and tool.text in ("", shown)
     tool.end()

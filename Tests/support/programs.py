@@ -163,8 +163,9 @@ class Client:
         result, reply = self.result(number)
         if not result:
             return reply
-        assert (result & 0xFFFFFFFF) >> 12 == REFUSALS and reply["KeyErrorCode"] == result
-        return f"{result & 0xFFF:X}: {reply['KeyErrorString']}"
+        sentence = reply["KeyErrorString"]
+        assert (result & 0xFFFFFFFF) >> 12 == REFUSALS and reply["KeyErrorCode"] == result and sentence.endswith(".")
+        return f"{result & 0xFFF:X}: {sentence}"
 
     def do(self, command, **argument):
         return self.answer(self.ask(command, **argument))

@@ -18,7 +18,7 @@ struct ClientLimits {
     std::size_t clients = 1024;
     std::size_t reserved = 16;       ///< of these, for root and the daemon's own user
     std::size_t clientsOfUser = 64;  ///< of a user that is neither root nor the daemon's own
-    std::chrono::seconds greeting{10};
+    std::chrono::milliseconds greeting{10'000};
 };
 
 /// Who is let in, and what the others are told.

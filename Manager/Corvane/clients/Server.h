@@ -73,7 +73,7 @@ private:
     Door door_;
     Dispatcher& dispatcher_;
     ClientFigures& figures_;
-    const std::chrono::seconds greeting_;
+    const std::chrono::milliseconds greeting_;
     std::unique_ptr<std::uint8_t[]> buffer_;  ///< for one packet in
     std::vector<std::uint8_t> packet_;        ///< one packet out
     std::vector<std::unique_ptr<Client>> clients_;

@@ -17,7 +17,9 @@ OTHER = "356938035643809"
 
 
 def test_mode_changes_are_told_on_the_way(rig):
-    client = rig.ready(AtModem())
+    modem = AtModem()
+    client = rig.ready(modem)
+    modem.later("AT+CFUN=4", 1.5)  # longer than the change before would wait for ModemManager to announce it
     for number, events in (0, [0]), (3, [3]), (1, [1]), (0, [0]):
         assert client.set_mode(number) is None
         client.saw(*events)
@@ -29,6 +31,8 @@ def test_mode_changes_are_told_on_the_way(rig):
                 "AccessTechnologies": ["lte"], "OperatorName": "Testnet", "RSRP": -81, "RSRQ": -10, "ModeChanges": 4,
                 "UnlockRetries": {"sim-pin": 3, "sim-puk": 3, "sim-pin2": 3, "sim-puk2": 3}, "Boots": 0, "SoftResets": 0}
     assert figures | expected == figures
+    states = re.findall("Modem state: (.*)", rig.manager.text)
+    assert "registered" in states and all(map(str.__ne__, states, states[1:]))
 
 
 def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
@@ -88,6 +92,8 @@ def test_modem_manager_and_bus_come_and_go(rig):
         client.saw("Off")
         for ask in client.mode, client.reset, lambda: client.set_mode(0), lambda: client.answer(client.ask_erase()):
             assert ask() == "103: " + ACME + why
+        if why == stopped:
+            assert client.set("BasebandIPC", "Enabled", "true") == "103: " + ACME + why
         assert client.state() == "Off"
         for step in come_back:
             step()
@@ -359,7 +365,8 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     rig.modem_manager.end()
     manager = fakes.ModemManager(rig.address)
     client = rig.ready()
-    assert {"RSRP": -101, "RSRQ": -12, "SNR": 12}.items() <= client.statistics().items()  # measured since the question
+    measured = {"RSRP": -101, "RSRQ": -12, "SNR": 12, "SignalQualityPercentage": 57, "SignalQualityRecent": True}
+    assert measured.items() <= client.statistics().items()  # since the question
     core = SERVICE + ".Error.Core."
     for name, sentence, answer in [
         (core + "Unsupported", "Unsupported: No reset", "102: The modem can't reset: No reset."),
