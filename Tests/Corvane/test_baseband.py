@@ -363,7 +363,7 @@ def test_a_self_test_is_aborted_by_what_disturbs_it(manager, disturb, refusal, w
         assert running not in client.answers
         return
     result, reply = client.result(running)
-    assert result and why in str(reply)
+    assert result and f"{why} run it again for a result.'" in str(reply)
     assert why in str(client.events[1])  # before the change that aborted it is told
     assert client.statistics()["SelfTestsAborted"] == 1
     second = begin(client) if client.state() == "Ready" else None  # another test can run

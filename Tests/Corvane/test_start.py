@@ -211,7 +211,8 @@ def test_a_database_of_a_later_version_is_left_as_it_is():
         database = manager.state / "settings.db"
         sql("PRAGMA user_version=2; CREATE TABLE more(text)")(database)
         before = database.read_bytes()
-        is_refused(1, "are of version 2, this manager knows versions up to 1", "--socket", manager.socket, "--state", manager.state)
+        is_refused(1, "are of version 2, this manager knows versions up to 1: install the newer manager or name another folder with "
+                   "--state\n", "--socket", manager.socket, "--state", manager.state)
         assert database.read_bytes() == before
         assert not (manager.state / "settings.db-wal").exists()
 

@@ -34,5 +34,6 @@ def test_metrics(tmp_path: Path) -> None:
     assert shown["corvane_baseband_boots_total",] >= 1
     assert shown["corvane_baseband_mode_changes_total",] >= 1
     assert shown["corvane_trace_bytes", "DIAG"] == 0
+    assert {"corvane_clients" + of for of in ("", "_watching", "_accepted_total", "_ended_total")} <= {name for name, *_ in shown}
     assert sum(value for (name, *_), value in shown.items() if name == "corvane_baseband_boot_state") == 1
     assert shown["corvane_info", "1.0.0"] == 1

@@ -262,7 +262,8 @@ class Manager:
 
     def snapshot(self, name):
         """What a file of the newest folder of trace logs holds."""
-        return (max(self.state.glob("Snapshots/*")) / name).read_text()
+        newest = max(self.state.glob("Snapshots/*"), key=lambda folder: int(folder.name.rpartition("-")[2]))
+        return (newest / name).read_text()
 
     def __enter__(self):
         return self
