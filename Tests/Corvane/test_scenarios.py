@@ -33,7 +33,7 @@ def test_a_crash_leaves_a_core_dump():
         dump, = manager.state.glob("Snapshots/*/CoreDump/*.core")
         status, output, errors = run("readelf", "-hln", dump)
         assert (status, errors) == (0, "") and all(text in output for text in ("CORE (Core file)", "NT_PRPSINFO", "Corvane"))
-        for content in b"watchdog: the RF task", b'"OperatingMode"', b"CORE".ljust(8 + 28, b"\0") + b"baseband\0":
+        for content in b"watchdog: the RF task", b'"OperatingMode"', b"CORE".ljust(8 + 28, b"\0") + b"baseband".ljust(16, b"\0") + b"watchdog":
             assert content in dump.read_bytes()
 
 

@@ -49,29 +49,20 @@ TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
         {std::string(100'000, '['), "not JSON", kDefaults},
     };
     const support::TempFolder folder;
-    ::setenv("SORVEX_DEVICE_FILE", (folder / "device.json").c_str(), 1);
-    for (const auto& row : cases) {
-        support::writeFile(folder / "device.json", row.json);
-        // The file is read once in a process's life, so each row has its own; asked twice, it says what is wrong once.
-        EXPECT_EXIT(
-            {
-                std::fprintf(stderr, "=%s", (summary(), summary()).c_str());
-                std::_Exit(0);
-            },
-            testing::ExitedWithCode(0), "^[^=]*" + row.printed + "[^=]*=" + row.summary + "$")
-            << row.json;
-    }
-}
-
-TEST(DeviceDescriptionDeathTest, AMissingFileIsSilentAndAnUnreadableOneIsNot) {
-    const support::TempFolder folder;
-    ::setenv("SORVEX_DEVICE_FILE", (folder / "device.json").c_str(), 1);
+    const std::string file = folder / "device.json";
+    ::setenv("SORVEX_DEVICE_FILE", file.c_str(), 1);
+    // The file is read once in a process's life, so each row has its own; asked twice, it says what is wrong once.
     const auto print = [] {
-        std::fprintf(stderr, "=%s", summary().c_str());
+        std::fprintf(stderr, "=%s", (summary(), summary()).c_str());
         std::_Exit(0);
     };
-    EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("^=") + kDefaults + "$");
-    ASSERT_EQ(::mkfifo((folder / "device.json").c_str(), 0600), 0);  // not waited for either
+    EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("^=") + kDefaults + "$") << "a file that isn't there";
+    for (const auto& row : cases) {
+        support::writeFile(file, row.json);
+        EXPECT_EXIT(print(), testing::ExitedWithCode(0), "^[^=]*" + row.printed + "[^=]*=" + row.summary + "$") << row.json;
+    }
+    std::filesystem::remove(file);
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);  // not waited for either
     EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("not a regular file.*\n=") + kDefaults + "$");
 }
 

@@ -42,14 +42,11 @@ def test_commands_change_the_baseband(client):
     client.perform(commands.collect_trace_logs("a \u00e9 reason"))
 
 
-@pytest.mark.parametrize(
-    "command, result",
-    [
-        (Command("NoSuchCommand"), 0xE020E100),
-        (Command("SetBasebandOperatingModeCommand", {"KeyBasebandOperatingMode": "x"}), 0xE020E101),
-        (commands.trace_property("DIAG", "NoSuchProperty"), 0xE020E101),
-    ],
-)
+@pytest.mark.parametrize("command, result", [
+    (Command("NoSuchCommand"), 0xE020E100),
+    (Command("SetBasebandOperatingModeCommand", {"KeyBasebandOperatingMode": "x"}), 0xE020E101),
+    (commands.trace_property("DIAG", "NoSuchProperty"), 0xE020E101),
+])
 def test_a_refusal_tells_its_reason(client, command, result):
     with pytest.raises(Refused) as refused:
         client.perform(command)
@@ -130,22 +127,16 @@ def serving(folder, connections):
         server.join()
 
 
-@pytest.mark.parametrize(
-    "answer, error",
-    [
-        (cbor2.dumps([2, 1, 0, 1.5]), MalformedReply),
-        (cbor2.dumps([2, 1, 0]) + b"\0", MalformedReply),
-        (cbor2.dumps([0, 1, "manager"]), MalformedReply),
-        (b"\xff", MalformedReply),
-        (cbor2.dumps([]), MalformedReply),
-        (b"", ConnectionLost),
-        (cbor2.dumps([9, "of no version"]), MalformedReply),
-        (cbor2.dumps([2, 0, 0, {}]), MalformedReply),
-        (cbor2.dumps([2, 0, -534716147, {"KeyErrorString": "This manager speaks version 7."}]), Refused),
-        (cbor2.dumps([2, 99, 0]), None),
-        (cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}, "extra"]), None),
-    ],
-)
+@pytest.mark.parametrize("answer, error", [
+    *[(cbor2.dumps(packet), MalformedReply) for packet in (
+        [2, 1, 0, 1.5], [0, 1, "manager"], [], [9, "of no version"], [2, 0, 0, {}])],
+    (cbor2.dumps([2, 1, 0]) + b"\0", MalformedReply),
+    (b"\xff", MalformedReply),
+    (b"", ConnectionLost),
+    (cbor2.dumps([2, 0, -534716147, {"KeyErrorString": "This manager speaks version 7."}]), Refused),
+    (cbor2.dumps([2, 99, 0]), None),
+    (cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}, "extra"]), None),
+])
 def test_a_manager_that_answers_anything(tmp_path, answer, error):
     """What a later manager may add is passed over; what the protocol forbids ends the connection, never the program."""
     with serving(tmp_path, [[answer or None, state([2, 1, 0], "Off")]]) as path, Client(path) as client:
@@ -172,18 +163,15 @@ READY = state([4, "BasebandBootStateChangeNotification"], "Ready")
 
 
 @pytest.mark.parametrize("asynchronous", [False, True])
-@pytest.mark.parametrize(
-    "connections, error",
-    [
-        ([[state([2, 1, 0], "Ready")]], None),
-        ([[state([2, 1, 0], "Booting"), READY]], None),  # both come at once
-        ([[READY, state([2, 1, 0], "Booting")]], "Ready within 0.3 seconds"),  # the event is older than the reply
-        ([[]], "Ready within 0.3 seconds"),
-        ([[None], [state([2, 1, 0], "Booting"), None], [state([2, 1, 0], "Ready")]], None),  # lost twice
-        ([[None]], "Ready within 0.3 seconds"),  # and no manager any more
-        ([[cbor2.dumps([2, 1, -534716159, {"KeyErrorString": "No."}])]], "No."),
-    ],
-)
+@pytest.mark.parametrize("connections, error", [
+    ([[state([2, 1, 0], "Ready")]], None),
+    ([[state([2, 1, 0], "Booting"), READY]], None),  # both come at once
+    ([[READY, state([2, 1, 0], "Booting")]], "Ready within 0.3 seconds"),  # the event is older than the reply
+    ([[]], "Ready within 0.3 seconds"),
+    ([[None], [state([2, 1, 0], "Booting"), None], [state([2, 1, 0], "Ready")]], None),  # lost twice
+    ([[None]], "Ready within 0.3 seconds"),  # and no manager any more
+    ([[cbor2.dumps([2, 1, -534716159, {"KeyErrorString": "No."}])]], "No."),
+])
 def test_waiting_for_a_state(tmp_path, connections, error, asynchronous):
     async def wait_side_by_side(path, timeout):
         client = AsyncClient(path)
@@ -199,12 +187,8 @@ def test_waiting_for_a_state(tmp_path, connections, error, asynchronous):
             with Client(path) as client:
                 client.wait_for_state("Ready", timeout)
 
-    with serving(tmp_path, connections) as path:
-        if error is None:
-            wait(path, 30)
-        else:
-            with pytest.raises(CorvaneError, match=error):
-                wait(path, 0.3)
+    with serving(tmp_path, connections) as path, pytest.raises(CorvaneError, match=error) if error else contextlib.nullcontext():
+        wait(path, 0.3 if error else 30)
 
 
 def test_waiting_for_a_manager_that_is_yet_to_start(tmp_path):
