@@ -245,9 +245,12 @@ def test_statistics_count_what_happened(manager):
     expected = {"SoftResets": 3, "HardResets": 2, "Boots": 6, "LastHardResetReason": "third", "ModeChanges": 3, "Shutdowns": 1}
     figures = client.statistics()
     assert figures | expected == figures and "Operating mode 4 (reset)" in str(figures)
+    for length in 64, 65:
+        assert client.do("ResetBaseband", BasebandResetType="Soft reset", BasebandResetSubType=length * "s", BasebandResetReason="") is None
+    assert client.statistics(1)["Resets"] == {"UserTriggered": 4, 64 * "s": 1, "other": 1}
     manager.restart(signal.SIGTERM)
     figures = ready(manager).statistics()
-    assert (figures["SoftResets"], figures["Boots"]) == (3, 7)
+    assert (figures["SoftResets"], figures["Boots"]) == (5, 9)
 
 
 def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
