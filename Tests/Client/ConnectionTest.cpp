@@ -190,7 +190,9 @@ TEST(Connection, MayEndUnread) {
     auto answer = std::async(std::launch::async, [&client] { return client.perform("Any"); });
     platform::FileDescriptor peer(::accept(listener.get(), nullptr, nullptr));
     std::array<char, 1> unread{};
-    EXPECT_EQ(::recv(peer.get(), unread.data(), unread.size(), MSG_PEEK), 1);
+    for (const int flags : {0, static_cast<int>(MSG_PEEK)}) {  // hello is read, the request is seen to be there
+        EXPECT_EQ(::recv(peer.get(), unread.data(), unread.size(), flags), 1);
+    }
     const std::array<std::uint8_t, 4> refusal{0x83, 0x02, 0x00, 0x26};
     EXPECT_EQ(::send(peer.get(), refusal.data(), refusal.size(), 0), ssize_t{refusal.size()});
     peer = {};
