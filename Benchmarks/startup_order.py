@@ -15,8 +15,9 @@ from world import World, run
 # valgrind shows the C library one processor; others run a sibling of the same function. Newest first.
 SIBLINGS = ("evex", "avx512", "avx2", "avx", "sse2")
 KIND = re.compile(rf"_({'|'.join(SIBLINGS)})(?=_|$)")
-# valgrind hides the vDSO, so the C library does not look into it.
-HIDDEN = ("_dl_new_object", "_dl_setup_hash", "_dl_add_to_namespace_list", "_dl_lookup_symbol_x", "do_lookup_x", "check_match")
+# valgrind hides the vDSO, so the C library does not look into it, and what comes before main has no size.
+HIDDEN = ("frame_dummy", "_dl_new_object", "_dl_setup_hash", "_dl_add_to_namespace_list", "_dl_lookup_symbol_x", "do_lookup_x", "check_match",
+          "__strcmp_avx2")
 ACCESS = re.compile(r"(?:I | [LSM]) ([0-9a-f]+),")
 
 
@@ -24,10 +25,10 @@ class Symbols:
     """A program's symbols by address. Static programs are where their symbols say."""
 
     def __init__(self, program):
-        rows = (line.split() for line in run(["nm", "-S", program]).splitlines())
+        rows = [line.split() for line in run(["nm", "-S", program]).splitlines()]
         self._rows = sorted((int(row[0], 16), int(row[1], 16), row[3]) for row in rows if len(row) == 4)
         self._starts = [row[0] for row in self._rows]
-        self._names = {row[2] for row in self._rows}
+        self._names = {row[-1] for row in rows}
 
     def at(self, address):
         row = bisect.bisect_right(self._starts, address) - 1
@@ -63,9 +64,9 @@ def main():
     parser.add_argument("--build", required=True)
     with World(parser.parse_args().build) as world:
         symbols = Symbols(world.program("ryntool"))
-        names = touched(world, [*world.tool, "coredump", "status"], symbols)
+        names = [*touched(world, [*world.tool, "coredump", "status"], symbols), *HIDDEN]
     of_one_kind = [name for name in names if KIND.search(name)]
-    ordered = ["_start", *(name for name in names if name not in of_one_kind), *HIDDEN, *symbols.resolvers()]
+    ordered = ["_start", *(name for name in names if name not in of_one_kind), *symbols.resolvers()]
     print("\n".join(filter(symbols.has, dict.fromkeys([*ordered, *siblings(of_one_kind)]))))
 
 
