@@ -21,7 +21,7 @@ constexpr std::string_view kRun = "/run/";
 constexpr std::string_view kManagers = "/run/corvane";
 
 bool isFileName(std::string_view name) {
-    return !name.empty() && name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+    return !name.empty() && name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
 std::string lowered(std::string_view name) {
