@@ -37,8 +37,8 @@ private:
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
 
     int waker_ = -1;  ///< an eventfd, opened by the parked thread before its first look
-    std::atomic<bool> awake_ =
-        true;  ///< there will be a look without anyone's asking: none was taken yet, or the waker was written to
+    /// The parked thread is going to look by itself: it hasn't yet, or the waker was written to.
+    std::atomic<bool> awake_ = true;
 
     std::mutex parked_;  ///< held by the parked thread, which alone uses what follows; a second one waits for it for good
     std::vector<std::weak_ptr<RunLoopSource>> watched_;
@@ -147,7 +147,7 @@ void wakeRunLoop() {
 }  // namespace platform
 
 void CFRunLoopRun() {
-    // A run that is over by then has no use for the loop, and this thread takes neither memory nor a descriptor from it.
+    // Most runs are over before the first look. Until then this thread asks for no memory, which the worker would wait for.
     ::poll(nullptr, 0, platform::kFirstLook.count());
     platform::theRunLoop().run();
 }

@@ -18,7 +18,7 @@ function(ryn_fast_start target)
   # 2 %: the C library doesn't ask the kernel where the program lies. A source of the program itself, so that the library's own
   # function isn't even looked at.
   target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/Platform/ProgramOrigin.cpp)
-  # 5 %: lld lays the pages out better, and it can put what such a run passes through side by side, the C library's part too: 29 page
+  # 5 %: lld lays the pages out better, and it can put what such a run passes through side by side, the C library's part too: 28 page
   # faults instead of 39. Benchmarks/startup_order.py writes the order anew; what is missing or gone in it costs a page, nothing else.
   include(CheckLinkerFlag)
   check_linker_flag(CXX -fuse-ld=lld RYN_HAS_LLD)

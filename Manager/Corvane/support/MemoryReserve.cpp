@@ -11,8 +11,7 @@ namespace {
 /// Each small enough for what a client that ends leaves free.
 constexpr std::size_t kBlock = std::size_t{1} << 15U;
 std::array<void*, 32> held{};
-/// So many are more than serving one packet takes. All of them can't be asked for: after a lack of memory, what lasts may lie
-/// between what is free.
+/// More than serving one packet takes. Not all of them: once memory was lacking, lasting blocks may divide what is free.
 constexpr auto kEnough = std::ssize(held) / 2;
 bool isEnough = false;
 

@@ -4,9 +4,9 @@
 /// the daemon gets the time to end what takes too much.
 namespace corvane::memory {
 
-/// Sets the reserve aside, again when it was taken. Fails silently: isShort() tells.
+/// Sets aside what is missing of the reserve, as far as there is memory for it.
 void reserve();
-/// Whether the reserve was taken.
+/// Whether less than half of the reserve is there.
 bool isShort();
 
 }  // namespace corvane::memory

@@ -52,17 +52,15 @@ public:
         lines_.push_front(line(journal_.get(), time));
         size_ += lines_.front().size();
         if (size_ >= kLargestText) {
-            cut("a snapshot takes no more than 4 MB of them");
-            return false;
+            leaveOutOlder("a snapshot takes no more than 4 MB of them");
         }
-        return true;
+        return whyIncomplete_ == nullptr;
     }
 
-    /// @param why older lines aren't read.
-    void cut(const char* why) { whyCut_ = why; }
+    void leaveOutOlder(const char* why) { whyIncomplete_ = why; }
 
     void handOver() const {
-        std::string all = whyCut_ == nullptr ? "" : fmt::format("Older lines are left out: {}\n", whyCut_);
+        std::string all = whyIncomplete_ == nullptr ? "" : fmt::format("Older lines are left out: {}\n", whyIncomplete_);
         all.reserve(all.size() + size_);
         for (const std::string& each : lines_) {
             all += each;
@@ -78,7 +76,7 @@ private:
     Time since_;
     std::deque<std::string> lines_;
     std::size_t size_ = 0;
-    const char* whyCut_ = nullptr;  ///< none: every line is there
+    const char* whyIncomplete_ = nullptr;  ///< none: every line is there
 };
 
 SystemJournal::SystemJournal(Loop& loop) : loop_(loop) {}
@@ -103,7 +101,7 @@ void SystemJournal::goOn(std::list<Reading>::iterator reading) {
         }
     });
     if (!hadMemory) {
-        reading->cut("there was no memory for them");
+        reading->leaveOutOlder("there was no memory for them");
         finish(reading);
     } else if (mayBeMore) {
         reading->timer.set(std::chrono::milliseconds::zero(), [this, reading] { goOn(reading); });
@@ -120,7 +118,7 @@ void SystemJournal::finish(std::list<Reading>::iterator reading) {
 
 void SystemJournal::stop() {
     while (!readings_.empty()) {
-        readings_.front().cut("the manager ended before it had read them");
+        readings_.front().leaveOutOlder("the manager ended before it had read them");
         finish(readings_.begin());
     }
 }
