@@ -63,8 +63,9 @@ void Services::start(std::unique_ptr<Baseband> baseband, OnEvent onEvent) {
 
 void Services::stop() {
     group_.finish();
-    journal_.stop();
     baseband_->stop();
+    journal_.stop();
+    group_.finish();  // the trace logs that waited for one of these
 }
 
 Result<void> Services::allowReset() {
