@@ -18,11 +18,10 @@ std::error_code lastError() {
 std::error_code writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written > 0) {
-            bytes.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
+        if (written <= 0) {
             return written == 0 ? std::make_error_code(std::errc::io_error) : lastError();
         }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
     }
     return {};
 }
@@ -79,10 +78,10 @@ FileContent readFile(const std::string& path, std::size_t limit) {
         if (got == 0) {
             return content;
         }
-        if (got < 0 && errno != EINTR) {
+        if (got < 0) {
             return {{}, lastError().message()};
         }
-        content.bytes.append(block, got > 0 ? static_cast<std::size_t>(got) : 0);
+        content.bytes.append(block, static_cast<std::size_t>(got));
         if (content.bytes.size() > limit) {
             return {{}, "larger than " + std::to_string(limit) + " bytes"};
         }

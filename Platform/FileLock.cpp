@@ -15,7 +15,7 @@ FileLock::FileLock(const std::string& path, std::chrono::milliseconds patience)
     constexpr std::chrono::microseconds kPause{200};
     const auto end = std::chrono::steady_clock::now() + patience;
     while (!file_ || ::flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
-        const bool isTaken = file_ && (errno == EWOULDBLOCK || errno == EINTR);
+        const bool isTaken = file_ && errno == EWOULDBLOCK;
         if (!isTaken || std::chrono::steady_clock::now() >= end) {
             problem_ = isTaken ? "another process holds " + path : path + ": " + std::generic_category().message(errno);
             return;

@@ -65,7 +65,6 @@ Link::Outcome Link::send(Bytes packet) {
         case 0:
             return Outcome::Sent;
         case EAGAIN:
-        case ENOBUFS:
             return Outcome::Busy;
         default:
             return isNew ? Outcome::Lost : Outcome::LostBefore;

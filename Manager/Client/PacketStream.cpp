@@ -22,9 +22,6 @@ template <typename Operation, typename Byte>
 bool transferWhole(Operation operation, int stream, Byte* bytes, std::size_t count) {
     while (count > 0) {
         const ssize_t done = operation(stream, bytes, count);
-        if (done < 0 && errno == EINTR) {
-            continue;
-        }
         if (done <= 0) {
             return false;
         }
@@ -44,7 +41,7 @@ void carryToStream(int packets, int stream) {
     const auto frame = std::make_unique<Frame>();
     for (;;) {
         const ssize_t received = ::recv(packets, frame->data() + kLengthBytes, wire::kMaxPacketSize, 0);
-        if (received < 0 && (errno == EINTR || errno == ECONNRESET)) {
+        if (received < 0 && errno == ECONNRESET) {
             continue;  // behind a reset, which is told once, stands what the peer said before (unix(7))
         }
         if (received <= 0) {

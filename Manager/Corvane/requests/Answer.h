@@ -14,7 +14,6 @@ struct Answer {
     std::optional<Refusal> refusal = {};  ///< absent: carried out
     xpc::Object reply = {};               ///< a dictionary or none; with a refusal, what its error dictionary holds besides
 
-    Answer() = default;
     Answer(xpc::Object carriedOut) : reply(std::move(carriedOut)) {}
     Answer(Refusal why, xpc::Object details = {}) : refusal(std::move(why)), reply(std::move(details)) {}
     Answer(const Result<xpc::Object>& result) {

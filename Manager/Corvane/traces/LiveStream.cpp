@@ -38,7 +38,7 @@ void LiveStream::accept() {
 void LiveStream::serve(Reader& reader) {
     std::array<char, 512> ignored{};
     const ssize_t count = ::recv(reader.socket.get(), ignored.data(), ignored.size(), 0);
-    if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR)) {
+    if (count == 0 || (count < 0 && errno != EAGAIN)) {
         pollfd state{reader.socket.get(), 0, 0};
         reader.ended = count < 0 || (::poll(&state, 1, 0) == 1 && (state.revents & (POLLHUP | POLLERR)) != 0);
         reader.silent = !reader.ended;
@@ -63,7 +63,7 @@ void LiveStream::send(TraceTime time, std::string_view packet) {
 
 void LiveStream::write(Reader& reader) {
     const ssize_t count = ::send(reader.socket.get(), reader.waiting.data(), reader.waiting.size(), MSG_NOSIGNAL);
-    if (count < 0 && errno != EAGAIN && errno != EINTR) {
+    if (count < 0 && errno != EAGAIN) {
         reader.ended = true;
         tidy();
         return;

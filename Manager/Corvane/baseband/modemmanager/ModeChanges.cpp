@@ -193,7 +193,6 @@ void ModeChanges::expire(const Change* change) {
 
 void ModeChanges::stop() {
     announcement_.cancel();
-    ++number_;
     for (Change& change : std::exchange(changes_, {})) {
         if (change.completion) {
             change.completion(Refusal::aborted("The manager stopped before the mode was changed."));

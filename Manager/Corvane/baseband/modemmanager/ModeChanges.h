@@ -56,7 +56,6 @@ private:
     /// Why the change under way can't go on; nullopt when its modem is there.
     std::optional<Refusal> refuse() const;
     void awaitMode();
-    void checkMode();
     void expire(const Change* change);
     void end(Result<void> result);
 

@@ -87,7 +87,6 @@ void ModemFollower::ponged(const BusReply& reply) {
         silent_ = !answered;
         log_(answered ? "ModemManager answers again."
                       : "ModemManager doesn't answer; what is shown of the modem may be out of date.");
-        update();
     }
     ping_.set(kPingPause, [this] { ping(); });
 }

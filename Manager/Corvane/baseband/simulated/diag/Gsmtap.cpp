@@ -39,9 +39,9 @@ public:
         bytes_ += text;
         return *this;
     }
-    /// A field of `size` bytes, filled up with zeros and ended by one.
+    /// A field of `size` bytes, more than there are in `text`, filled up with zeros.
     Writer& field(std::string_view text, std::size_t size) {
-        bytes_.append(text.substr(0, size - 1)).append(size - std::min(text.size(), size - 1), '\0');
+        bytes_.append(text).append(size - text.size(), '\0');
         return *this;
     }
     std::string bytes_;

@@ -180,7 +180,7 @@ void Signalling::followSignal() {
     } else if (!heard_ && signal_.isFound()) {
         heard_ = true;
         log("RRC", "in service again");
-        if (online_ && simPresent_ && served_ && subscriber_.temporaryId != 0) {
+        if (online_ && served_ && subscriber_.temporaryId != 0) {
             registered_ = true;
             updateTrackingArea();
         } else if (online_) {

@@ -22,7 +22,6 @@ public:
 
     /// Begins to count the time. Steps at 0 are carried out before this returns.
     void start();
-    void stop() { timer_.cancel(); }
     /// An event of those in scenarioEvents(), or a step's name, for the steps that come after it.
     void happened(std::string_view event);
 
