@@ -1,28 +1,9 @@
 #include "Client/Failure.h"
 #include "Client/TestClient.h"
-#include "support/ScriptedManager.h"
-#include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <array>
-#include <csignal>
-#include <functional>
-#include <future>
+#include "support/Test.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-using support::ScriptedManager;
-using support::TempFolder;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
 using Connection = ScriptedManager::Connection;
 using Request = ScriptedManager::Request;
 
@@ -67,6 +48,7 @@ struct Answering {
     std::string sentence;  ///< within it
     int connections;       ///< made when a next command has been answered
     std::chrono::milliseconds patience = TestClient::kLong;
+    bool isFirst = false;  ///< of the client's commands, and events are off
 };
 
 /// One packet of any bytes, whatever was asked.
@@ -111,6 +93,15 @@ const Answering kAnswerings[] = {
     {"to an id before the first", sends({0x83, 0x02, 0x00, 0x00}), kMalformed, "", 2},
     {"to an id behind the last", sends({0x83, 0x02, 0x17, 0x00}), kMalformed, "", 2},
     {"by a request of its own", sends({0x84, 0x01, 0x01, 0x60, 0xF6}), kMalformed, "", 2},
+    {"at first by its end", [](Connection& connection, const Request&) { connection.drop(); }, kLost, "are you in group corvane?",
+     2, TestClient::kLong, true},
+    {"at first by an event", sends({0x82, 0x04, 0x60}), kMalformed, "", 2, TestClient::kLong, true},
+    {"at first by a refusal of the connection",
+     [](Connection& connection, const Request&) {
+         connection.reply(0, -7, support::dictionary({{"KeyErrorString", support::text("Too many connections.")}}));
+         connection.drop();
+     },
+     "-7 ", "Too many connections.", 2, TestClient::kLong, true},
 };
 
 /// Answers "Odd" oddly, and everything else with success; "After", on the same connection, behind a late answer to "Odd".
@@ -134,8 +125,10 @@ TEST(Connection, EndsEachCommandInOneWay) {
             const TempFolder folder;
             ScriptedManager manager(folder / "s", respondTo(row));
             TestClient client(manager.path());
-            client.manager().setEvents(true);
-            EXPECT_EQ(client.perform("Before"), "0 \"Before\"");
+            if (!row.isFirst) {
+                client.manager().setEvents(true);
+                EXPECT_EQ(client.perform("Before"), "0 \"Before\"");
+            }
             const std::string answer = perform(client, "Odd", {}, row.patience);
             EXPECT_THAT(answer, StartsWith(row.expected));
             EXPECT_THAT(answer, HasSubstr(row.sentence));
@@ -147,45 +140,10 @@ TEST(Connection, EndsEachCommandInOneWay) {
     }
 }
 
-TEST(Connection, MayEndWithItsFirstCommand) {
-    const struct {
-        Responder responder;
-        std::string expected;
-        const char* sentence;
-    } kCases[] = {
-        {[](Connection& connection, const Request&) { connection.drop(); }, kLost, "are you in group corvane?"},
-        {sends({0x82, 0x04, 0x60}), kMalformed, ""},  // an event, while events are off
-        {[](Connection& connection, const Request&) {
-             connection.reply(0, -7, support::dictionary({{"KeyErrorString", support::text("Too many connections.")}}));
-             connection.drop();
-         },
-         "-7 ", "Too many connections."},
-    };
-    for (const auto& row : kCases) {
-        const TempFolder folder;
-        const ScriptedManager manager(folder / "s", row.responder);
-        TestClient client(manager.path());
-        EXPECT_THAT(client.perform("Any"), AllOf(StartsWith(row.expected), HasSubstr(row.sentence)));
-    }
-}
-
-/// A socket that is bound to `path`, and listens when `backlog` is not negative.
-platform::FileDescriptor bindTo(const std::string& path, int type, int backlog) {
-    platform::FileDescriptor descriptor(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    EXPECT_EQ(::bind(descriptor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    if (backlog >= 0) {
-        EXPECT_EQ(::listen(descriptor.get(), backlog), 0);
-    }
-    return descriptor;
-}
-
 /// What the manager said stands behind the error that it has left packets unread.
 TEST(Connection, MayEndUnread) {
     const TempFolder folder;
-    const auto listener = bindTo(folder / "s", SOCK_SEQPACKET, 1);
+    const auto listener = support::bindTo(folder / "s", SOCK_SEQPACKET, 1);
     TestClient client(folder / "s");
     auto answer = std::async(std::launch::async, [&client] { return client.perform("Any"); });
     platform::FileDescriptor peer(::accept(listener.get(), nullptr, nullptr));
@@ -202,9 +160,9 @@ TEST(Connection, MayEndUnread) {
 TEST(Connection, SaysWhyThereIsNone) {
     const TempFolder folder;
     support::writeFile(folder / "file", "");
-    const auto stale = bindTo(folder / "stale", SOCK_SEQPACKET, -1);
-    const auto stream = bindTo(folder / "stream", SOCK_STREAM, 1);
-    const auto full = bindTo(folder / "full", SOCK_SEQPACKET, 0);
+    const auto stale = support::bindTo(folder / "stale", SOCK_SEQPACKET, -1);
+    const auto stream = support::bindTo(folder / "stream", SOCK_STREAM, 1);
+    const auto full = support::bindTo(folder / "full", SOCK_SEQPACKET, 0);
     std::vector<std::shared_ptr<ryn::client::Socket>> waiting;
     while (const auto socket = ryn::client::Socket::connect(folder / "full").socket) {
         waiting.push_back(socket);
@@ -254,7 +212,7 @@ TEST(Connection, FailsInSentences) {
 
 TEST(Connection, IsNotHungByAManagerThatReadsNothing) {
     const TempFolder folder;
-    const auto deaf = bindTo(folder / "deaf", SOCK_SEQPACKET, 4);
+    const auto deaf = support::bindTo(folder / "deaf", SOCK_SEQPACKET, 4);
     for (const auto& [wayName, perform] : kWays) {
         SCOPED_TRACE(wayName);
         TestClient client(folder / "deaf");
@@ -263,10 +221,6 @@ TEST(Connection, IsNotHungByAManagerThatReadsNothing) {
         }
     }
 }
-
-const Responder kEcho = [](Connection& connection, const Request& request) {
-    connection.reply(request.id, 0, support::text(request.argument));
-};
 
 TEST(Connection, IsMadeAgainByTheNextCommand) {
     for (const auto& [wayName, perform] : kWays) {

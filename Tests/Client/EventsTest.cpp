@@ -1,19 +1,7 @@
 #include "Client/TestClient.h"
-#include "support/ScriptedManager.h"
-#include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
+#include "support/Test.h"
 
 namespace {
-
-using namespace std::chrono_literals;
-using support::ScriptedManager;
-using support::TempFolder;
-using testing::ElementsAre;
-
-const ScriptedManager::Responder kEcho = [](ScriptedManager::Connection& connection, const ScriptedManager::Request& request) {
-    connection.reply(request.id, 0, support::text(request.argument));
-};
 
 TEST(Events, ComeInOrderAndOutliveTheManager) {
     const TempFolder folder;
@@ -55,6 +43,7 @@ TEST(Events, AreSwitchedOffAndOn) {
     client.manager().perform(
         "Drop", {}, [&lines](int, const xpc::Object&) { lines.add("lost"); }, TestClient::kLong);
     EXPECT_THAT(lines.wait(1), ElementsAre("lost"));
+    EXPECT_FALSE(client.manager().interest().deadline);
     client.manager().setEvents(true);  // the run loop has looked, and sleeps without a connection
     EXPECT_TRUE(manager.waitForPacket("events on", 3));
 }

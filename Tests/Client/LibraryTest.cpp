@@ -1,24 +1,12 @@
 #include "Client/TestClient.h"
 #include "ryn/Client.h"
-#include "support/ScriptedManager.h"
-#include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 #include <spawn.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <csignal>
-#include <cstdlib>
 
 namespace {
 
-using namespace std::chrono_literals;
-using support::ScriptedManager;
 using testing::Each;
-using testing::HasSubstr;
 using testing::SizeIs;
 
 ryn::Client::Options at(const ScriptedManager& manager) {

@@ -1,15 +1,7 @@
 #include "Client/Failure.h"
 #include "Client/TestClient.h"
 #include "platform/ryn/client.h"
-#include "support/ScriptedManager.h"
-#include "support/TempFolder.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <limits>
-#include <optional>
+#include "support/Test.h"
 
 namespace {
 

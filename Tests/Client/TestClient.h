@@ -3,14 +3,9 @@
 #include "Client/Manager.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/dispatch/Queue.h"
-#include "support/Patience.h"
+#include "support/ScriptedManager.h"
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-#include <string>
-#include <thread>
-#include <vector>
+using support::ScriptedManager;
 
 /// What a handler or completion leaves for the test's thread to wait for, line by line.
 class Lines {
@@ -31,6 +26,10 @@ private:
     std::mutex mutex_;
     std::condition_variable added_;
     std::vector<std::string> lines_;
+};
+
+inline const ScriptedManager::Responder kEcho = [](auto& connection, const auto& request) {
+    connection.reply(request.id, 0, support::text(request.argument));
 };
 
 /// A client as the tool is one: a queue, a manager, and a thread that is parked in the run loop.
@@ -54,7 +53,7 @@ public:
         return std::to_string(result) + " " + to_string(reply);
     }
 
-    static constexpr std::chrono::milliseconds kLong{support::kPatience};
+    static inline const std::chrono::milliseconds kLong{support::kPatience};
 
 private:
     const dispatch::Queue queue_{"test.queue"};

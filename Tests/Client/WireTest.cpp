@@ -1,10 +1,6 @@
 #include "Client/Render.h"
 #include "support/ScriptedManager.h"
-
-#include <gtest/gtest.h>
-
-#include <span>
-#include <string>
+#include "support/Test.h"
 
 namespace {
 

@@ -1,16 +1,11 @@
 #include "Corvane/support/Log.h"
 
 #include "Platform/FileDescriptor.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <ctime>
-#include <string>
 
 namespace corvane {
 namespace {

@@ -1,12 +1,7 @@
 #include "Corvane/clients/Outbox.h"
 
 #include "Platform/FileDescriptor.h"
-
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-
-#include <array>
-#include <vector>
+#include "support/Test.h"
 
 namespace corvane {
 namespace {

@@ -1,18 +1,9 @@
 #include "Corvane/loop/Loop.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/traces/TraceLogs.h"
-#include "support/TempFolder.h"
+#include "support/Test.h"
 
-#include <gmock/gmock.h>
-
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <string>
 
 namespace {
 

@@ -33,10 +33,6 @@ def wake(client):
     return client.do("GetBasebandWakeReason")
 
 
-def time(client):
-    return client.do("GetBasebandTime")["KeyBasebandTimeAsString"]
-
-
 def power_log(client, name, action):
     return client.do("LogCollection", LogCollectionAction=action, TracePropertyName=name)
 
@@ -120,21 +116,14 @@ def test_a_time_out_is_told_and_what_was_begun_goes_on(manager):
 
 def test_a_stop_answers_what_is_outstanding(manager):
     client = ready(manager)
-    snapshot = client.ask("CollectTraceLogs", TraceLogsReason="why")
-    waiting = [client.ask_reset(), *map(client.ask_mode, 126 * (3, 4))]
+    snapshots = [client.ask("CollectTraceLogs", TraceLogsReason="why") for _ in range(60)]
+    waiting = [client.ask_reset(), *map(client.ask_mode, 90 * (3, 4))]
     client.state()  # by now the manager has read them all
     manager.program.kill(signal.SIGTERM)
-    assert "KeyTraceLogsFolder" in client.answer(snapshot)
+    assert all("KeyTraceLogsFolder" in client.answer(number) for number in snapshots)
     answers = [str(client.answer(number))[:5] for number in waiting]
     assert answers[-1] == "107: " and set(answers) <= {"None", "107: "}
     manager.stop()
-
-
-def test_the_clock_runs_by_itself(manager):
-    client = ready(manager)
-    first = time(client)
-    assert re.fullmatch(r"20..-..-..T..:..:..\....Z", first)
-    until(lambda: time(client) > first, "a later time")
 
 
 def test_the_last_wake_follows_notifications_and_survives(manager):
@@ -147,7 +136,8 @@ def test_the_last_wake_follows_notifications_and_survives(manager):
         assert notify(client, message) is None
         woken = wake(client)
         assert (woken["KeyBasebandWakeChannel"], woken.get("KeyBasebandWakeReason")) == (channel, reason), message
-        assert channel == 0 or woken["KeyBasebandWakeCount"] == count
+        assert channel == 0 or woken["KeyBasebandWakeCount"] == count and woken["KeyBasebandWakeTime"].startswith("20")
+        assert ("KeyBasebandWakeSleptMilliseconds" in woken) == (message == 0x21)  # the first since it slept
     assert client.reset() is None
     after = wake(client)
     assert after["KeyBasebandWakeChannel"] == after["KeyBasebandWakeCount"] == 7
@@ -333,6 +323,7 @@ def test_a_self_test_says_what_is_outside_its_limits(manager, limit, value, erro
     client = ready(manager)
     _, result, (code, reply) = told(client, begin(client, **{limit + "List": 32 * [value]}))
     assert code == 0 and error in str(reply)  # the command has done what it was asked for
+    assert reply["KeyBasebandDiagnosticsErrorCode"] == (1 if limit.startswith("PowerRatio") else 2)
     assert (result["ForwardPowerStatus"] == "Passed", result["PowerRatioStatus"] == "Passed") == (
         limit.startswith("PowerRatio"), limit.startswith("ForwardPower"))
     assert client.statistics()["SelfTestsFailed"] == 1

@@ -192,16 +192,6 @@ def test_settings_of_unsupported_traces_are_refused(tmp_path):
         assert client.get("DIAG", "Enabled") == client.get("RYN", "Enabled") == "false"
 
 
-def test_settings_of_the_managers_own_trace_govern_its_log(manager):
-    log = manager.state / "Scratch/Corvane.log"
-    client = manager.client()
-    assert "ready" in log.read_text()
-    assert client.set("RYN", "Enabled", "false") is client.set("DIAG", "History", "17") is None
-    assert "DIAG History" not in log.read_text()
-    assert client.set("RYN", "KeepScratchLogs", "false") is None
-    assert not log.exists() or log.read_text() == ""
-
-
 def add(client, name, value):
     return client.do("AddTraceFilter", TraceFilterName=name, TraceFilterValue=value)
 
@@ -232,17 +222,10 @@ def test_trace_logs_are_kept_up_to_the_limit(manager):
     assert sorted(folder.name for folder in kept.iterdir()) == sorted(names[2:])
 
 
-def test_trace_logs_are_refused_on_a_fuller_disk_than_the_filter_allows(manager):
-    client = manager.client()
-    assert add(client, "FreeSpacePercentage", 100) is None
-    assert re.match("10A: .*the free-space filter asks for 100 %", client.collect())
-    assert not list(manager.state.glob("Snapshots/*"))
-    assert client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage") is None
-    assert client.collect().exists()
-
-
 def test_trace_logs_take_the_scratch_log_along_unless_it_is_kept(manager):
     client, log = manager.client(), manager.state / "Scratch/Corvane.log"
+    assert client.set("RYN", "Enabled", "false") is client.set("DIAG", "History", "17") is client.set("RYN", "Enabled", "true") is None
+    assert "ready" in log.read_text() and "DIAG History" not in log.read_text()
     client.collect()
     assert not log.exists()
     assert client.set("RYN", "KeepScratchLogs", "true") is None
@@ -263,7 +246,11 @@ def test_filters_outlive_the_manager(manager):
     manager.restart()
     client = manager.client()
     assert filters() == {"FreeSpacePercentage": 33}
-    assert add(client, "FreeSpacePercentage", None) is add(client, "MaxLogLimit", None) is None
+    assert add(client, "FreeSpacePercentage", 100) is add(client, "MaxLogLimit", None) is None
+    assert re.match("10A: .*the free-space filter asks for 100 %", client.collect())
+    assert not list(manager.state.glob("Snapshots/*"))
+    assert client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage") is None and client.collect().exists()
+    assert add(client, "FreeSpacePercentage", None) is None
     assert filters() == by_default
 
 
@@ -318,25 +305,28 @@ def test_hello(served, hello, spoken):
         assert peer.is_closed()
 
 
-@pytest.mark.parametrize("greeted, packet", [
-    (False, [1, 1, "x", None]),
-    (False, [3, True]),
-    (False, [0, 2, "another version"]),
-    (True, [0, 1, "a second hello"]),
-    (True, b""),
-    (True, bytes.fromhex("ff1337")),
-    (True, bytes.fromhex("840101784047")),  # truncated
-    (True, bytes.fromhex("8203f500")),  # bytes behind the item
-    (True, 40 * b"\x81"),  # nested deeply
-    (True, bytes((1 << 17) + 1)),
-    (True, [2, 1, 0]),  # a manager's
-], ids=lambda value: value.hex()[:12] if isinstance(value, bytes) else None)
-def test_a_hostile_client_loses_its_connection_and_no_other_does(served, greeted, packet):
+@pytest.mark.parametrize("name, packet, why", [
+    (None, [1, 1, "x", None], "did not begin with hello"),
+    (None, [3, True], "did not begin with hello"),
+    (None, [0, 2, "another version"], "speaks version 2 of the protocol"),
+    ("again", [0, 1, "a second hello"], "sent a packet that is not a client's"),
+    ("empty", b"", None),  # which is taken for the end
+    ("bytes", bytes.fromhex("ff1337"), "sent a malformed packet"),
+    ("truncated", bytes.fromhex("840101784047"), "sent a malformed packet"),
+    ("more", bytes.fromhex("8203f500"), "sent a malformed packet"),
+    ("nested", 40 * b"\x81", "sent a malformed packet"),
+    ("large", bytes((1 << 17) + 1), "sent a packet of 131073 bytes"),
+    ("manager", [2, 1, 0], "sent a packet that is not a client's"),
+])
+def test_a_hostile_client_loses_its_connection_and_no_other_does(served, name, packet, why):
     manager, other = served
-    peer = manager.client(name="peer" if greeted else None, events=False)
+    peer = manager.client(name=name, events=False)
     peer.send(packet)
     assert peer.is_closed()
     assert other.is_served()
+    if why:
+        shown = name or ("another version" if packet[0] == 0 else "")
+        manager.says(f"ended the connection of '{shown}' (process {os.getpid()}, user {os.geteuid()}): it {why}\n")
 
 
 @pytest.fixture(scope="module")
@@ -394,19 +384,6 @@ def test_a_watcher_that_never_reads_is_ended(manager):
         assert changes < 5000 and changer.set_mode(changes % 2) is None
         changes += 1
     manager.says("it does not read what it is sent")
-
-
-def test_a_client_that_goes_away_takes_its_requests_with_it(manager):
-    watcher, leaving = manager.client(), manager.client(events=False)
-    until(lambda: watcher.state() == "Ready", "the boot")
-    watcher.events = []
-    leaving.ask_reset()
-    while "Resetting" not in watcher.events:
-        watcher.receive()
-    leaving.socket.close()
-    while "Ready" not in watcher.events:
-        watcher.receive()
-    assert watcher.is_served()
 
 
 def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():

@@ -3,6 +3,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 
 import pytest
 
@@ -129,7 +130,8 @@ def test_a_baseband_that_never_boots_says_so(scripted):
     assert client.set_mode(0) == "103: The baseband has failed to boot; a soft or hard reset tries again."
     assert client.do("GetBasebandTime").startswith("103: ")
     for kind in "Soft", "Hard":
-        assert client.reset(kind).startswith("108: ")
+        reset, waiting = client.ask_reset(kind), client.ask_mode(0)
+        assert client.answer(reset).startswith("108: ") and client.answer(waiting).startswith("103: The baseband has failed")
         client.saw("Booting", 1, failed)
     statistics = client.statistics()
     assert (statistics["Boots"], statistics["FailedBoots"], statistics["Shutdowns"]) == (0, 3, 0)
@@ -165,14 +167,52 @@ def test_steps_come_once_and_in_the_order_of_their_times(scripted):
     manager, client = scripted({"name": "c", "after": "b", "action": "insert-sim"},
                                {"name": "b", "at": 0, "action": "remove-sim"},
                                {"at": 0, "action": "crash"},
-                               {"after": "mode 0", "delay": 0.02, "action": "jump-time", "seconds": -1},
+                               {"after": "mode 0", "delay": 0.02, "action": "jump-time", "seconds": 315360000},
                                {"after": "mode 0", "delay": 0.01, "action": "fail-self-test", "port": "A", "times": 2})
     assert [client.set_mode(mode) for mode in (0, 1, 0)] == 3 * [None]
     manager.says("step 4: jump-time")
+    assert client.do("GetBasebandTime")["KeyBasebandTimeAsString"] > "2035"
     lines = [line for line in manager.stop().splitlines() if "Scenario" in line]
     assert lines == [f"Corvane: Scenario, step {line}" for line in (
         "2 (b): remove-sim", "3: crash, without effect: the baseband is off or doesn't run", "1 (c): insert-sim",
         "5: fail-self-test", "4: jump-time")]
+
+
+@pytest.mark.parametrize("then, modes, registration", [
+    ("find-registration", [0], "home"), ("lose-registration", [0], "denied"), ("remove-sim", [0], "idle"), ("find-registration", [0, 3], "idle"),
+])
+def test_service_comes_back_with_the_signal_where_there_is_any(scripted, then, modes, registration):
+    manager, client = scripted({"name": "lost", "after": f"mode {modes[-1]}", "action": "fade-signal", "dBm": -125},
+                               {"name": "then", "after": "lost", "action": then},
+                               {"after": "then", "action": "fade-signal", "dBm": -120})
+    assert [client.set_mode(mode) for mode in modes] == [None] * len(modes)
+    manager.says("step 3: fade-signal")
+    assert client.statistics()["Registration"] == registration
+
+
+def test_a_measurement_a_second_is_recorded(scripted):
+    manager, client = scripted({"after": "mode 0", "action": "fade-signal", "dBm": -110})
+    assert client.set_mode(0) is client.set("TEMS", "Mode", "HW") is None
+    file = manager.state / "Scratch/TEMS.scratch/00000001.csv"
+    until(lambda: file.exists() and file.read_text().count("\n") >= 4, "three measurements")
+    header, *lines = file.read_text().splitlines()
+    assert header == "UTC time,technology,operator,cell,RSRP dBm,RSRQ dB,SNR dB"
+    for line in lines:
+        power, quality, noise = map(int, re.fullmatch(r"[0-9TZ:.-]+Z,LTE,001 01,\d+,(-\d+),(-\d+),(\d+)", line).groups())
+        deviation = power + 110
+        assert (quality, noise) == (-12 + int(deviation / 4), 5 + deviation)
+
+
+def test_a_phone_moves_between_the_cells_of_its_network(scripted):
+    manager, client = scripted()
+    assert client.set("DIAG", "Enabled", "true") is None
+    for mode in 12 * (0, 3):
+        assert client.set_mode(mode) is None
+    client.collect()
+    shown = str(tshark(next(manager.state.glob("Snapshots/*/DIAG/*.pcapng")), "_ws.col.Info", chosen="gsmtap_log"))
+    assert set(re.findall(r"cell (\d+ on frequency \d+, band \d+): ", shown)) == {
+        "10601473 on frequency 1300, band 3", "10601474 on frequency 1300, band 3", "10604801 on frequency 6300, band 20",
+        "10605059 on frequency 2850, band 7"}
 
 
 @pytest.mark.parametrize("text, said", [

@@ -107,7 +107,7 @@ def test_the_options_say_what_is_logged(option, line):
     for options in [option], []:
         with Manager(*options) as manager:
             assert manager.client(events=False).do("GetTEMSProperty")
-            assert (line in manager.stop()) == bool(options)
+            assert line in manager.stop() if options else manager.stop() == "Corvane: backend: simulated\nCorvane: ready\nCorvane: stopped\n"
 
 
 def sql(statements):
@@ -209,6 +209,7 @@ def test_what_the_first_version_stored_is_read():
 def test_a_database_of_a_later_version_is_left_as_it_is():
     with Manager() as manager:
         manager.stop()
+        manager.state = manager.state.rename(manager.folder / "100% #1?")
         database = manager.state / "settings.db"
         sql("PRAGMA user_version=2; CREATE TABLE more(text)")(database)
         before = database.read_bytes()

@@ -7,6 +7,7 @@ import signal
 import socket
 import subprocess
 import tempfile
+import time
 
 import pytest
 
@@ -83,6 +84,23 @@ def test_roots_manager_has_its_folders_in_the_systems():
     root = pathlib.Path(f"/proc/{manager.child.pid}/root")
     assert (root / "run/corvane/manager.sock").is_socket() and (root / "var/lib/corvane/settings.db").exists()
     assert manager.end() == 0
+
+
+def test_a_client_that_sends_no_hello_is_ended_in_its_time():
+    with Manager() as manager:
+        begun = []
+        for pause in 0, 2:
+            time.sleep(pause)
+            begun.append((time.monotonic(), manager.client(name=None, events=False)))
+        polite = manager.client(events=False)
+        for begin, silent in begun:
+            assert silent.is_closed() and time.monotonic() - begin >= 10
+        manager.says("user 0): it sent no hello in time" if os.geteuid() == 0 else "it sent no hello in time", 2)
+        assert polite.is_served()
+        # A time counts from the request, however long nobody has asked anything.
+        time.sleep(1)
+        begin = time.monotonic()
+        assert polite.reset() is None and time.monotonic() - begin > 0.2
 
 
 def test_without_descriptors_clients_wait_until_there_are():

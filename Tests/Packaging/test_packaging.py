@@ -141,16 +141,11 @@ def test_each_group_offers_what_stands_in_it(tmp_path, table, shell):
     assert [line.strip() for line in offered.splitlines()] == [expected for _, expected in cases]
 
 
-@pytest.fixture(scope="module")
-def prefix(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("root")
-    status, output, errors = run(os.environ["CMAKE"], "--install", BUILD, "--prefix", "/opt/ryn", DESTDIR=str(folder))
+def test_everything_is_installed_below_the_prefix(tmp_path):
+    status, output, errors = run(os.environ["CMAKE"], "--install", BUILD, "--prefix", "/opt/ryn", DESTDIR=str(tmp_path))
     assert status == 0, output + errors
-    assert [path.name for path in folder.iterdir()] == ["opt"]
-    return folder / "opt/ryn"
-
-
-def test_everything_is_installed_below_the_prefix(prefix):
+    assert [path.name for path in tmp_path.iterdir()] == ["opt"]
+    prefix = tmp_path / "opt/ryn"
     units, scopes = ["corvane.service", "corvane.socket", "pellcore.service"], ["system", "user"]
     names = [str(path.relative_to(prefix)) for path in prefix.rglob("*") if not path.is_dir()]
     files = [pathlib.Path(re.sub(r"\.\d+\.\d+\.\d+$|(?<=-config-)(release|debug)|(?<=^lib/)[^/]+-linux-[^/]+/|"

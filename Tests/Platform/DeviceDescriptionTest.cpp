@@ -1,18 +1,14 @@
-#include "Platform/vsk/DeviceDescription.h"
+#include "config/Capabilities.h"
+#include "config/RYNProperties.h"
 
 #include "platform/vsk/SorvexUtil.h"
-#include "support/TempFolder.h"
-
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-
-#include <cstdio>
-#include <cstdlib>
+#include "support/Test.h"
 
 namespace {
 
-/// "build radio/vendor/product/personality", and '+' when tracing is allowed.
+namespace fs = std::filesystem;
+
+/// "build radio/vendor/product/personality", '+' when tracing is allowed, and the defaults that follow from it.
 std::string summary() {
     std::string out = SorvexUtilIsInternalBuild()  ? "internal"
                       : SorvexUtilIsCarrierBuild() ? "carrier"
@@ -20,10 +16,13 @@ std::string summary() {
                                                    : "customer";
     out += ' ' + std::to_string(SorvexRadiosGetRadio()) + '/' + std::to_string(SorvexRadiosGetRadioVendor()) + '/' +
            std::to_string(SorvexRadiosGetProduct()) + '/' + std::to_string(SorvexCapabilitiesRadioCoreDumpGetPersonality());
-    return out + (SorvexUtilTraceAllowed() ? "+" : "");
+    const auto capabilities = Capabilities::create();
+    return out + (SorvexUtilTraceAllowed() ? "+" : "") + (RYNProperties::traceRYNEnabled() ? " log" : "") +
+           (RYNProperties::hostServer() ? " server" : "") + (capabilities->isRadio7To9() ? " 7-9" : "") +
+           (capabilities->isRadio9() ? " 9" : "");
 }
 
-const char kDefaults[] = "internal 9/1/1/1\\+";
+const char kDefaults[] = "internal 9/1/1/1\\+ log server 7-9 9";
 
 TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
     const struct {
@@ -32,9 +31,11 @@ TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
         std::string summary;
     } cases[] = {
         {R"({"build": "carrier", "traceAllowed": false, "radio": 7, "radioVendor": 2, "product": 3, "coreDumpPersonality": 0})",
-         "", "carrier 7/2/3/0"},
-        {R"({"build": "vendor"})", "", "vendor 9/1/1/1\\+"},
-        {R"({"build": "customer", "radio": 4294967295, "more": [1.5]})", "", "customer 4294967295/1/1/1\\+"},
+         "", "carrier 7/2/3/0 7-9"},
+        {R"({"build": "vendor"})", "", "vendor 9/1/1/1\\+ log server 7-9 9"},
+        {R"({"build": "customer", "radio": 4294967295, "more": [1.5]})", "", "customer 4294967295/1/1/1\\+ log server"},
+        {R"({"product": 2, "radio": 6})", "", "internal 6/1/2/1\\+ log"},
+        {R"({"product": 0, "radio": 10})", "", "internal 10/1/0/1\\+ log server"},
         {"{}", "", kDefaults},
         {R"({"build": "Internal", "radio": 7})", R"(json: "build" must be "internal", "carrier", "vendor" or "customer")",
          kDefaults},
@@ -51,6 +52,9 @@ TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
     const support::TempFolder folder;
     const std::string file = folder / "device.json";
     ::setenv("SORVEX_DEVICE_FILE", file.c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    fs::create_directory(folder / "corvane");
+    support::writeFile(folder / "corvane/com.quorvel.Corvane.json", R"({"CurrentUser": {"CurrentHost": {"HostServer": false}}})");
     // The file is read once in a process's life, so each row has its own; asked twice, it says what is wrong once.
     const auto print = [] {
         std::fprintf(stderr, "=%s", (summary(), summary()).c_str());
@@ -61,7 +65,7 @@ TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
         support::writeFile(file, row.json);
         EXPECT_EXIT(print(), testing::ExitedWithCode(0), "^[^=]*" + row.printed + "[^=]*=" + row.summary + "$") << row.json;
     }
-    std::filesystem::remove(file);
+    fs::remove(file);
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);  // not waited for either
     EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("not a regular file.*\n=") + kDefaults + "$");
 }

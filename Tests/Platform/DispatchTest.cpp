@@ -1,18 +1,5 @@
 #include "platform/dispatch/dispatch.h"
-#include "support/Patience.h"
-
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
-#include <future>
-#include <memory>
-#include <set>
-#include <thread>
-#include <vector>
+#include "support/Test.h"
 
 namespace {
 

@@ -4,22 +4,9 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/FileLock.h"
 #include "platform/CoreFoundation/Owned.h"
-#include "support/TempFolder.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <csignal>
-#include <cstdlib>
-#include <functional>
-#include <tuple>
 
 namespace {
 
@@ -56,13 +43,11 @@ std::string get(const std::string& key, CFStringRef host = kCFPreferencesCurrent
     if (!value) {
         return "absent";
     }
-    switch (value->kind) {
-        case CFObject::Kind::String:
-            return "string " + std::string(CFStringGetCStringPtr(static_cast<CFStringRef>(value.get()), kCFStringEncodingUTF8));
-        case CFObject::Kind::Bool:
-            return CFBooleanGetValue(static_cast<CFBooleanRef>(value.get())) != 0 ? "true" : "false";
-        case CFObject::Kind::Number:
-            break;
+    if (value->kind == CFObject::Kind::String) {
+        return "string " + std::string(CFStringGetCStringPtr(static_cast<CFStringRef>(value.get()), kCFStringEncodingUTF8));
+    }
+    if (value->kind == CFObject::Kind::Bool) {
+        return CFBooleanGetValue(static_cast<CFBooleanRef>(value.get())) != 0 ? "true" : "false";
     }
     std::int64_t held = 0;
     EXPECT_TRUE(CFNumberGetValue(static_cast<CFNumberRef>(value.get()), kCFNumberSInt64Type, &held));

@@ -1,20 +1,10 @@
 #include "Platform/vsk/ProcessPresence.h"
 #include "platform/vsk/SorvexUtil.h"
-#include "support/TempFolder.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 #include <sys/prctl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
 
 namespace {
-
-using support::TempFolder;
 
 /// A process named by prctl(2), or by the shell that it runs, that has stopped and lives until it is told to end.
 class NamedProcess {

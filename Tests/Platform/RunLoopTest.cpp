@@ -1,27 +1,14 @@
 #include "Platform/FileDescriptor.h"
 #include "Platform/RunLoop.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
-#include "support/Patience.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <poll.h>
 #include <sys/eventfd.h>
-
-#include <future>
-#include <mutex>
-#include <thread>
 
 namespace {
 
 using platform::RunLoopSource;
 using Clock = RunLoopSource::Clock;
-
-/// A thread parked for good, as the tool's main thread is.
-void park() {
-    static std::once_flag parked;
-    std::call_once(parked, [] { std::thread(CFRunLoopRun).detach(); });
-}
 
 /// Asks for what the test sets, and tells what it was served.
 class Source : public RunLoopSource {
@@ -62,33 +49,26 @@ short waitFor(std::future<short> served) {
     return served.wait_for(support::kPatience) == std::future_status::ready ? served.get() : short{-1};
 }
 
-TEST(RunLoop, ServesDescriptorsAndDeadlines) {
-    const auto source = std::make_shared<Source>();
-    platform::addToRunLoop(source);
-    platform::wakeRunLoop();  // with nobody parked
-    park();
-    const platform::FileDescriptor counter(::eventfd(0, EFD_CLOEXEC));
-    auto readable = source->want({counter.get(), POLLIN, {}});
-    ASSERT_EQ(::eventfd_write(counter.get(), 1), 0);
-    EXPECT_EQ(waitFor(std::move(readable)), POLLIN);
-    const auto due = Clock::now() + std::chrono::milliseconds(5);
-    EXPECT_EQ(waitFor(source->want({-1, 0, due})), 0);
-    EXPECT_GE(Clock::now(), due);
-    EXPECT_EQ(waitFor(source->want({counter.get(), POLLOUT, Clock::now() + std::chrono::hours(1)})), POLLOUT);
-}
-
-TEST(RunLoop, SleepsUntilWokenAndForgetsSourcesThatAreGone) {
-    park();
-    const platform::FileDescriptor quiet(::eventfd(0, EFD_CLOEXEC));
+TEST(RunLoop, ServesSleepsAndForgetsSourcesThatAreGone) {
     auto watching = std::make_shared<Source>();
     const auto timer = std::make_shared<Source>();
     platform::addToRunLoop(watching);
     platform::addToRunLoop(timer);
-    EXPECT_EQ(waitFor(watching->want({-1, 0, Clock::now()})), 0);
+    platform::wakeRunLoop();             // with nobody parked
+    std::thread(CFRunLoopRun).detach();  // parked for good, as the tool's main thread is
+    const platform::FileDescriptor counter(::eventfd(0, EFD_CLOEXEC));
+    auto readable = timer->want({counter.get(), POLLIN, {}});
+    ASSERT_EQ(::eventfd_write(counter.get(), 1), 0);
+    EXPECT_EQ(waitFor(std::move(readable)), POLLIN);
+    const auto due = Clock::now() + 5ms;
+    EXPECT_EQ(waitFor(timer->want({-1, 0, due})), 0);
+    EXPECT_GE(Clock::now(), due);
+    EXPECT_EQ(waitFor(timer->want({counter.get(), POLLOUT, Clock::now() + 1h})), POLLOUT);
+    const platform::FileDescriptor quiet(::eventfd(0, EFD_CLOEXEC));
     const auto never = watching->want({quiet.get(), POLLIN, {}});
     // One deadline is one wake-up: had the loop polled at any pace of its own, the quiet source would have been asked more often.
     const int before = watching->looks();
-    EXPECT_EQ(waitFor(timer->want({-1, 0, Clock::now() + std::chrono::milliseconds(60)})), 0);
+    EXPECT_EQ(waitFor(timer->want({-1, 0, Clock::now() + 60ms})), 0);
     EXPECT_LE(watching->looks() - before, 5);
     const std::weak_ptr<Source> gone = watching;
     watching.reset();

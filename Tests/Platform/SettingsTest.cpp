@@ -1,12 +1,5 @@
-#include "config/Capabilities.h"
 #include "config/RYNProperties.h"
-#include "support/TempFolder.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <string>
+#include "support/Test.h"
 
 namespace {
 
@@ -20,7 +13,7 @@ static_assert(RYNProperties::kStackshotOnShutdownTimeout.builtIn == 0);
 struct Settings : testing::Test {
     Settings() {
         ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);
-        ::setenv("SORVEX_DEVICE_FILE", (temp / "device.json").c_str(), 1);
+        ::setenv("SORVEX_DEVICE_FILE", "/nonexistent", 1);
     }
 
     /// Puts `values`, the members of a JSON object, into the manager's domain.
@@ -30,8 +23,6 @@ struct Settings : testing::Test {
     }
     support::TempFolder temp;
 };
-
-using SettingsDeathTest = Settings;
 
 TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
     const struct {
@@ -56,32 +47,6 @@ TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
         EXPECT_EQ(RYNProperties::traceRYNEnabled(), row.enabled) << row.stored;
         EXPECT_EQ(RYNProperties::traceRYNHistory(), row.history) << row.stored;
         EXPECT_EQ(RYNProperties::storedBlockBasebandResets(), row.blocked) << row.stored;
-    }
-}
-
-TEST_F(SettingsDeathTest, DefaultsFollowTheDeviceAndNotTheStore) {
-    store(R"("HostServer": false)");
-    const struct {
-        const char* device;
-        bool hostServer, traceEnabled, from7To9, is9;
-    } cases[] = {
-        {R"({})", true, true, true, true},
-        {R"({"product": 2, "radio": 6})", false, true, false, false},
-        {R"({"product": 3, "radio": 7, "traceAllowed": false})", false, false, true, false},
-        {R"({"product": 4, "radio": 10})", true, true, false, false},
-        {R"({"product": 0, "radio": 0})", true, true, false, false},
-    };
-    for (const auto& row : cases) {
-        support::writeFile(temp / "device.json", row.device);
-        // The device is described once in a process's life.
-        EXPECT_EXIT(
-            std::_Exit(RYNProperties::hostServer() == row.hostServer && RYNProperties::traceRYNEnabled() == row.traceEnabled &&
-                               Capabilities::create()->isRadio7To9() == row.from7To9 &&
-                               Capabilities::create()->isRadio9() == row.is9
-                           ? 0
-                           : 1),
-            testing::ExitedWithCode(0), "")
-            << row.device;
     }
 }
 

@@ -1,12 +1,7 @@
 #include "Platform/Utf8.h"
 #include "platform/vsk/SorvexUtil.h"
 #include "platform/xpc/Values.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-#include <vector>
+#include "support/Test.h"
 
 namespace {
 

@@ -99,7 +99,7 @@ def state(packet, name):
 
 @contextlib.contextmanager
 def serving(folder, connections):
-    """A manager whose packets answer the first question on each connection; None: its end.
+    """A manager whose packets answer the first question on each connection, unread; None: its end.
 
     @return its socket"""
     over = threading.Event()
@@ -108,8 +108,8 @@ def serving(folder, connections):
         with listener:
             for packets in connections:
                 with listener.accept()[0] as peer, contextlib.suppress(BrokenPipeError):
-                    while cbor2.loads(peer.recv(1000))[0] != 1:
-                        pass
+                    while cbor2.loads(peer.recv(1000, socket.MSG_PEEK))[0] != 1:
+                        peer.recv(1000)
                     for packet in itertools.takewhile(lambda packet: packet is not None, packets):
                         peer.send(packet)
                     if None not in packets:
@@ -137,9 +137,12 @@ def serving(folder, connections):
     (cbor2.dumps([2, 99, 0]), None),
     (cbor2.dumps([2, 1, 0, {"KeyBasebandBootState": "Off"}, "extra"]), None),
 ])
-def test_a_manager_that_answers_anything(tmp_path, answer, error):
+@pytest.mark.parametrize("bridge", [None, [BRIDGE]])
+def test_a_manager_that_answers_anything(tmp_path, monkeypatch, answer, error, bridge):
     """What a later manager may add is passed over; what the protocol forbids ends the connection, never the program."""
-    with serving(tmp_path, [[answer or None, state([2, 1, 0], "Off")]]) as path, Client(path) as client:
+    packets = [answer or None, None if error is Refused else state([2, 1, 0], "Off")]
+    monkeypatch.setenv("CORVANE_SOCKET", str(tmp_path / "sock"))
+    with serving(tmp_path, [packets]), Client(bridge=bridge) as client:
         if error is None:
             assert client.perform(commands.boot_state(), timeout=5) == "Off"
         else:

@@ -1,11 +1,8 @@
 #include "config/DiagConfig.h"
 #include "config/TraceType.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 #include <iostream>
-#include <string>
 
 // The device is the test's: these stand in for the platform's utility library, and note what was asked.
 

@@ -1,12 +1,7 @@
 #include "shell/CommandBase.h"
 #include "shell/CommandShell.h"
 #include "shell/Output.h"
-#include "support/TempFolder.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
+#include "support/Test.h"
 
 namespace {
 

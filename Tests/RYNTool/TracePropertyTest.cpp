@@ -1,11 +1,7 @@
 #include "commands/TraceProperty.h"
 #include "platform/dispatch/dispatch.h"
 #include "support/ScriptedManager.h"
-#include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
-
-#include <cstdlib>
+#include "support/Test.h"
 
 namespace {
 

@@ -2,15 +2,8 @@
 /// commands were answered.
 
 #include "Client/TestClient.h"
-#include "support/ScriptedManager.h"
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
-#include <future>
-#include <memory>
 #include <random>
-#include <thread>
 
 namespace {
 

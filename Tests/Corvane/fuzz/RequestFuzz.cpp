@@ -67,14 +67,6 @@ extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-i
     return "detect_leaks=0";
 }
 
-/// Waiting for the disk is most of what a change of a setting takes, and not what is looked at here.
-extern "C" int fdatasync(int) {
-    return 0;
-}
-extern "C" int fsync(int) {
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Fuzzed fuzzed;
     fuzzed.converse({data, size});

@@ -84,6 +84,7 @@ class ModemManager(dbus.service.Object):
 class Modem(dbus.service.Object):
     failures = {}  # method: the name and the sentence of its error
     asked = []
+    technology = measuring = "Lte"  # of what is measured from the next request on, and now
 
     def __init__(self, manager, index):
         self.manager, self.index, self.path = manager, index, f"{ROOT}/Modem/{index}"
@@ -121,7 +122,9 @@ class Modem(dbus.service.Object):
     def Setup(self, rate):
         self.asked.append(f"Setup({rate})")
         measured = {"rsrp": -101.0, "rsrq": -11.5, "snr": 12.4} if rate else {}
-        self.PropertiesChanged(SIGNAL, {"Rate": rate, "Lte": dbus.Dictionary(measured, "sv")}, [])
+        before, self.measuring = self.measuring, self.technology
+        self.PropertiesChanged(SIGNAL, {"Rate": rate, before: dbus.Dictionary({}, "sv"),
+                                        self.technology: dbus.Dictionary(measured, "sv")}, [])
 
     @dbus.service.signal(PROPERTIES, "sa{sv}as")
     def PropertiesChanged(self, interface, changed, forgotten):

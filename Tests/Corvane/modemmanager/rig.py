@@ -122,8 +122,7 @@ class Rig:
 
     def tool(self, *words):
         """What one run of the real tool prints. The cellular service has to run."""
-        return subprocess.run([programs.TOOL, *words], env=os.environ | self.environment(), text=True,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT).stdout
+        return "".join(programs.run(programs.TOOL, *words, **self.environment())[1:])
 
     def rates(self):
         """The seconds between measurements of each modem's signal."""

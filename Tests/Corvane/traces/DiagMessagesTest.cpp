@@ -2,16 +2,7 @@
 #include "Corvane/baseband/simulated/diag/NasMessages.h"
 #include "Corvane/baseband/simulated/diag/RrcMessages.h"
 #include "Corvane/traces/Recorder.h"
-#include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
-
-#include <array>
-#include <cstdio>
-#include <map>
-#include <memory>
-#include <set>
-#include <sstream>
+#include "support/Test.h"
 
 namespace corvane::simulated {
 namespace {
@@ -46,13 +37,9 @@ std::string tshark(const std::filesystem::path& file, const std::set<std::string
     for (const std::string& field : fields) {
         command += " -e " + field;
     }
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string shown;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t length = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-        shown.append(buffer.data(), length);
-    }
-    return shown;
+    const std::string shown = file.string() + ".txt";
+    EXPECT_EQ(std::system((command + " > " + shown).c_str()), 0);
+    return support::readFile(shown);
 }
 
 /// Wireshark's decoder is the judge of every message that the baseband can send, and of what it carries.
@@ -112,6 +99,10 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
         {uplink(nas::trackingAreaUpdateComplete()), "Tracking area update complete", "gsmtap.type", "18"},
         {uplink(nas::serviceRequest(5, 0x1234), true), "Service request", "nas_eps.seq_no_short", "5"},
         {gsmtap::logLine(time, gsmtap::Level::Notice, "BOOT", "boot: Ready"), "boot: Ready", "gsmtap_log.subsys", "BOOT"},
+        {gsmtap::logLine(time, gsmtap::Level::Debug, "SYS", "debug"), "debug", "gsmtap_log.level", "1"},
+        {gsmtap::logLine(time, gsmtap::Level::Info, "SYS", "info"), "info", "gsmtap_log.level", "3"},
+        {gsmtap::logLine(time, gsmtap::Level::Notice, "SYS", "notice"), "notice", "gsmtap_log.level", "5"},
+        {gsmtap::logLine(time, gsmtap::Level::Error, "SYS", "error"), "error", "gsmtap_log.level", "7"},
     };
     const support::TempFolder folder;
     std::set<std::string> fields{"_ws.col.Info", "_ws.malformed", "_ws.expert.message"};
@@ -122,6 +113,12 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
             fields.insert(row.field);
         }
     }
+    std::uint32_t sum = 0;
+    for (const Row& row : rows) {
+        sum = std::accumulate(row.packet.begin(), row.packet.end(), sum,
+                              [](std::uint32_t before, char byte) { return 31 * before + static_cast<unsigned char>(byte); });
+    }
+    EXPECT_EQ(sum, 804908660U) << "other bytes than those that were looked at in Wireshark, field by field: look again";
     std::istringstream lines(tshark(folder.path() / "DIAG/00000001.pcapng", fields));
     for (const Row& row : rows) {
         std::map<std::string, std::string> shown;

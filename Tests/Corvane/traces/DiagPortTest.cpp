@@ -1,6 +1,5 @@
 #include "Corvane/baseband/simulated/diag/DiagPort.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 namespace corvane::simulated {
 namespace {

@@ -1,14 +1,7 @@
 #include "Corvane/traces/Recorder.h"
 
 #include "Corvane/baseband/simulated/CoreDump.h"
-#include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
-#include <sys/resource.h>
-
-#include <csignal>
-#include <cstring>
-#include <set>
+#include "support/Test.h"
 
 namespace corvane {
 namespace {
@@ -95,13 +88,14 @@ TEST_F(RecorderTest, KeepsTheNewestWithinItsLimits) {
     };
     EXPECT_LE(total(), kMegabyte);
     EXPECT_GT(total(), kMegabyte * 8 / 10);
+    EXPECT_GE(segments().size(), 14U);
     EXPECT_THAT(content(segments().size() - 1), testing::HasSubstr("1970-01-12T19:19:59.000Z xxx"));
     recorder.setLimits({kMegabyte, 3});
     EXPECT_EQ(segments().size(), 3U);
     for (int count = 0; count < 20'000; ++count) {
         recorder.append(at(20'000 + count), record());
+        ASSERT_TRUE(count % 100 != 0 || segments().size() == 3);
     }
-    EXPECT_EQ(segments().size(), 3U);
     EXPECT_LE(total(), kMegabyte);
 }
 
