@@ -1,101 +1,67 @@
 #include "Platform/Utf8.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstring>
-#include <span>
+#include <iterator>
 
 namespace platform {
 namespace {
 
-// RFC 3629, section 4, as an automaton. Each state expects a byte of one range; what may begin a character depends on its range.
-enum State : std::uint8_t { kWhole, kBroken, kOneMore, kTwoMore, kThreeMore, kAfterE0, kAfterED, kAfterF0, kAfterF4 };
+using Byte = unsigned char;
 
-struct Step {
-    State from;
-    unsigned char first, last;
-    State to;
+/// RFC 3629, section 4: the bytes that may begin a character, its length, and the range of its second byte. All bytes behind that
+/// one are 80 to BF.
+struct Lead {
+    Byte first, last;
+    std::size_t length;
+    Byte lowest = 0x80, highest = 0xBF;
 };
-constexpr Step kSteps[] = {
-    {kWhole, 0x00, 0x7F, kWhole},     {kWhole, 0xC2, 0xDF, kOneMore},   {kWhole, 0xE0, 0xE0, kAfterE0},
-    {kWhole, 0xE1, 0xEC, kTwoMore},   {kWhole, 0xED, 0xED, kAfterED},   {kWhole, 0xEE, 0xEF, kTwoMore},
-    {kWhole, 0xF0, 0xF0, kAfterF0},   {kWhole, 0xF1, 0xF3, kThreeMore}, {kWhole, 0xF4, 0xF4, kAfterF4},
-    {kOneMore, 0x80, 0xBF, kWhole},   {kTwoMore, 0x80, 0xBF, kOneMore}, {kThreeMore, 0x80, 0xBF, kTwoMore},
-    {kAfterE0, 0xA0, 0xBF, kOneMore}, {kAfterED, 0x80, 0x9F, kOneMore}, {kAfterF0, 0x90, 0xBF, kTwoMore},
-    {kAfterF4, 0x80, 0x8F, kTwoMore},
+constexpr Lead kLeads[] = {
+    {0x00, 0x7F, 1},       {0xC2, 0xDF, 2}, {0xE0, 0xE0, 3, 0xA0},
+    {0xE1, 0xEC, 3},       {0xEE, 0xEF, 3}, {0xED, 0xED, 3, 0x80, 0x9F},
+    {0xF0, 0xF0, 4, 0x90}, {0xF1, 0xF3, 4}, {0xF4, 0xF4, 4, 0x80, 0x8F},
 };
 
-/// For each byte, the state that follows each state. A state stands as its place in these words, so that a step is one shift.
-constexpr std::uint64_t kStateBits = 6;
-using Follow = std::array<std::uint64_t, 256>;
-
-constexpr Follow followersOf(std::span<const Step> steps) {
-    Follow follow{};
-    for (auto& states : follow) {
-        for (unsigned state = kWhole; state <= kAfterF4; ++state) {
-            states |= std::uint64_t{kBroken} * kStateBits << state * kStateBits;
-        }
-    }
-    for (const Step& step : steps) {
-        for (unsigned byte = step.first; byte <= step.last; ++byte) {
-            follow[byte] ^= std::uint64_t{kBroken * kStateBits ^ step.to * kStateBits} << step.from * kStateBits;
-        }
-    }
-    return follow;
-}
-constexpr Follow kFollow = followersOf(kSteps);
-
-/// @param place of the state before
-constexpr std::uint64_t placeAfter(std::uint64_t place, char byte) {
-    return kFollow[static_cast<unsigned char>(byte)] >> (place & 63U);
-}
-
-constexpr std::size_t kWord = sizeof(std::uint64_t);
-
-/// Eight bytes at a time, the last ones of a longer text twice.
 bool isAscii(std::string_view text) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    const auto wordAt = [text](std::size_t position) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + position, kWord);
-        return word;
-    };
-    if (text.size() < kWord) {
-        return std::none_of(text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) > 0x7F; });
+    Byte seen = 0;
+    for (const char byte : text) {  // all of it: the compiler takes many bytes at a time
+        seen |= static_cast<Byte>(byte);
     }
-    std::uint64_t seen = wordAt(text.size() - kWord);
-    for (std::size_t position = 0; position + kWord < text.size(); position += kWord) {
-        seen |= wordAt(position);
-    }
-    return (seen & kHighBits) == 0;
+    return seen < 0x80;
 }
 
 }  // namespace
 
 Utf8Piece firstUtf8Piece(std::string_view text) {
-    std::uint64_t place = kWhole;
-    for (std::size_t length = 0; length < text.size(); ++length) {
-        place = placeAfter(place, text[length]) & 63U;
-        if (place == kWhole) {
-            return {length + 1, true};
-        }
-        if (place == kBroken * kStateBits) {
-            return {std::max<std::size_t>(length, 1), false};
-        }
+    const auto first = static_cast<Byte>(text.front());
+    const auto* const lead =
+        std::ranges::find_if(kLeads, [first](const Lead& row) { return row.first <= first && first <= row.last; });
+    if (lead == std::end(kLeads)) {
+        return {1, {}};
     }
-    return {text.size(), false};
+    char32_t character = lead->length == 1 ? first : first & (0x7FU >> lead->length);
+    for (std::size_t length = 1; length < lead->length; ++length) {
+        const auto byte = length < text.size() ? static_cast<Byte>(text[length]) : Byte{0};
+        const bool isSecond = length == 1;
+        if (byte < (isSecond ? lead->lowest : 0x80) || byte > (isSecond ? lead->highest : 0xBF)) {
+            return {length, {}};
+        }
+        character = character << 6U | (byte & 0x3FU);
+    }
+    return {lead->length, character};
 }
 
 bool isUtf8(std::string_view text) {
     if (isAscii(text)) {  // nearly all text here
         return true;
     }
-    std::uint64_t place = kWhole;
-    for (const char byte : text) {
-        place = placeAfter(place, byte);
+    while (!text.empty()) {
+        const auto [length, character] = firstUtf8Piece(text);
+        if (!character) {
+            return false;
+        }
+        text.remove_prefix(length);
     }
-    return (place & 63U) == kWhole;
+    return true;
 }
 
 }  // namespace platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
 namespace platform {
@@ -8,8 +9,8 @@ namespace platform {
 /// What stands at the start of a text: one well-formed UTF-8 character (RFC 3629), or the bytes that one replacement character
 /// stands for (Unicode, section 3.9: the longest piece that could have begun a character, at least one byte).
 struct Utf8Piece {
-    std::size_t length;  ///< in bytes, 1 to 4
-    bool valid;
+    std::size_t length;                 ///< in bytes, 1 to 4
+    std::optional<char32_t> character;  ///< absent: not well-formed
 };
 
 /// @param text not empty
