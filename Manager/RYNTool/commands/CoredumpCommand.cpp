@@ -1,5 +1,4 @@
-#include "commands/Groups.h"
-#include "platform/ryn/constants.h"
+#include "commands/TraceGroup.h"
 
 namespace {
 
@@ -12,16 +11,7 @@ constexpr TraceStatus::Line kStatusLines[] = {{"Enabled", "Enabled: ", "", 0}};
 constexpr TraceStatus kStatus = {"status of baseband coredump", "baseband coredump", output::Stream::Output, 1, kStatusLines};
 
 /// "coredump": whether core dumps of the baseband are collected.
-class CoredumpCommand : public RYNCommandBase {
-public:
-    using RYNCommandBase::RYNCommandBase;
-
-private:
-    void registerCommands() override {
-        registerProperties<ryn::kTraceCoreDump>(kProperties);
-        registerStatus<ryn::kTraceCoreDump>(kStatus);
-    }
-};
+using CoredumpCommand = TraceGroup<ryn::kTraceCoreDump, kProperties, kStatus>;
 
 }  // namespace
 

@@ -1,6 +1,5 @@
-#include "commands/Groups.h"
+#include "commands/TraceGroup.h"
 #include "config/DiagConfig.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
@@ -33,16 +32,7 @@ constexpr TraceStatus::Line kStatusLines[] = {
 constexpr TraceStatus kStatus = {"status of diag trace", "DIAG trace", Stream::Error, 1, kStatusLines};
 
 /// "diag": settings of the DIAG trace, the log of the baseband's diagnostic messages.
-class DIAGCommand : public RYNCommandBase {
-public:
-    using RYNCommandBase::RYNCommandBase;
-
-private:
-    void registerCommands() override {
-        registerProperties<ryn::kTraceDiag>(kProperties);
-        registerStatus<ryn::kTraceDiag>(kStatus);
-    }
-};
+using DIAGCommand = TraceGroup<ryn::kTraceDiag, kProperties, kStatus>;
 
 }  // namespace
 

@@ -1,5 +1,4 @@
-#include "commands/Groups.h"
-#include "platform/ryn/constants.h"
+#include "commands/TraceGroup.h"
 
 namespace {
 
@@ -16,16 +15,7 @@ constexpr TraceStatus::Line kStatusLines[] = {{"Enabled", "Enabled: ", "", 0}, {
 constexpr TraceStatus kStatus = {"status of kernelpci trace", "kernelpci trace", Stream::Output, 2, kStatusLines};
 
 /// "kernelpci": settings of the kernel PCI trace.
-class KernelPCICommand : public RYNCommandBase {
-public:
-    using RYNCommandBase::RYNCommandBase;
-
-private:
-    void registerCommands() override {
-        registerProperties<ryn::kTraceKernelPCI>(kProperties);
-        registerStatus<ryn::kTraceKernelPCI>(kStatus);
-    }
-};
+using KernelPCICommand = TraceGroup<ryn::kTraceKernelPCI, kProperties, kStatus>;
 
 }  // namespace
 

@@ -57,12 +57,6 @@ protected:
             });
         }
     }
-    /// The leaf "status" of `trace`. @param status lives as long as the program.
-    template <const char* const& trace>
-    void registerStatus(const TraceStatus& status) {
-        registerCommand("status", status.helpText,
-                        [this, &status](const Group&, const Words&) { return showTraceStatus(manager_, trace, status); });
-    }
     /// Prints the help page. @return false
     bool failWithHelp();
     /// Asks for a reset that a user wants. @param type of ryn::kBasebandResetType
