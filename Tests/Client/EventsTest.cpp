@@ -49,10 +49,7 @@ TEST(Events, AreSwitchedOffAndOn) {
 }
 
 TEST(Events, BeyondMeasureEndTheConnection) {
-    const xpc::Object empties = xpc::Object::adopt(xpc_array_create(nullptr, 0));
-    for (int entry = 0; entry < 500; ++entry) {
-        xpc_array_append_value(empties.get(), xpc::dictionary().get());
-    }
+    const xpc::Object empties = xpc::array(std::vector<xpc::Object>(500, xpc::dictionary()));
     const struct {
         const char* what;
         xpc::Object payload;

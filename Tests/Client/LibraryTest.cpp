@@ -9,16 +9,12 @@ namespace {
 using testing::Each;
 using testing::SizeIs;
 
-ryn::Client::Options at(const ScriptedManager& manager) {
-    return {.name = "library", .socket = manager.path()};
-}
-
 TEST(Library, CarriesEveryKindOfValue) {
     const support::TempFolder folder;
     const ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const auto& request) {
         connection.reply(request.id, request.command == "Fail" ? -7 : 0, request.value);
     });
-    ryn::Client client(at(manager));
+    ryn::Client client({.name = "library", .socket = manager.path()});
     const ryn::Value value = ryn::Dictionary{
         {"array", ryn::Array{1, -2, true, "text", {}}}, {"bytes", std::string("\xFF\0", 2)}, {"dictionary", ryn::Dictionary{}}};
     const ryn::Reply echoed = client.perform("Echo", value);
@@ -69,7 +65,7 @@ TEST(Library, WaitsForAState) {
                 connection.event("BasebandBootStateChangeNotification");
             }
         });
-        ryn::Client client(at(manager));
+        ryn::Client client({.name = "library", .socket = manager.path()});
         const ryn::Reply reply = client.waitForState(ryn::BootState::Ready, row.patience);
         EXPECT_EQ(reply.result, row.result);
         EXPECT_THAT(reply.sentence, HasSubstr(row.sentence));

@@ -200,18 +200,14 @@ xpc::Object nested(unsigned depth) {
 }
 
 xpc::Object list(unsigned count) {
-    const std::vector<xpc_object_t> items(count, xpc_null_create());
-    auto value = xpc::Object::adopt(xpc_array_create(items.data(), items.size()));
-    xpc_release(items.front());
-    return value;
+    return xpc::array(std::vector<xpc::Object>(count, xpc::null()));
 }
 
 /// An array of 100 times the same array, and so on: 100^16 values in a few kilobytes.
 xpc::Object sharedWithin() {
-    auto value = xpc::Object::adopt(xpc_array_create(nullptr, 0));
+    auto value = list(0);
     for (int level = 0; level < 16; ++level) {
-        const std::vector<xpc_object_t> copies(100, value.get());
-        value = xpc::Object::adopt(xpc_array_create(copies.data(), copies.size()));
+        value = xpc::array(std::vector<xpc::Object>(100, value));
     }
     return value;
 }

@@ -54,10 +54,6 @@ class Host:
         except (BrokenPipeError, ConnectionResetError):
             return TURNED_AWAY
 
-    def wait_until_all_have_gone(self):
-        client = Client(self.socket)
-        until(lambda: client.statistics(2)["Connected"] == 1, "the clients' end")
-
 
 @pytest.fixture
 def host():
@@ -85,7 +81,8 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
     assert host.seen_by(USER, OTHER_GROUP, GROUP, *range(5000, 5100)) == SERVED
     assert host.seen_by(USER, OTHER_GROUP) == NOT_REACHABLE
     assert host.seen_by(USER, GROUP, connections=64) == SERVED
-    host.wait_until_all_have_gone()
+    client = Client(host.socket)
+    until(lambda: client.statistics(2)["Connected"] == 1, "the clients' end")
     assert host.seen_by(USER, GROUP, connections=65) == TURNED_AWAY
     assert host.seen_by(0, 0, connections=100) == SERVED
     # Whoever gets past the file's mode is still refused.

@@ -30,13 +30,13 @@ def test_systemd_is_told_of_start_life_and_end(tmp_path, number):
 def test_the_journal_gets_levels_and_may_go_away(tmp_path):
     reader, writer = os.pipe()
     stream = os.fstat(writer)
-    manager = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", MANAGER, "--socket", tmp_path / "s", "--state", tmp_path / "state"],
+    manager = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", MANAGER, "--socket", tmp_path / "s", "--state", tmp_path / "state", "--verbose"],
                                stderr=writer, env=os.environ | {"JOURNAL_STREAM": f"{stream.st_dev}:{stream.st_ino}"})
     os.close(writer)
     said = ""
     while "ready\n" not in said:
         said += os.read(reader, 1000).decode()
-    assert "<5>backend: simulated\n<5>ready\n" in said
+    assert said == f"<7>listening on {tmp_path}/s\n<5>backend: simulated\n<5>ready\n"
     os.close(reader)
     client = Client(tmp_path / "s")
     for value in "17", "18":

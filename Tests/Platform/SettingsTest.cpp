@@ -10,21 +10,10 @@ static_assert(RYNProperties::kRFSFlushInterval.builtIn == 7200 && RYNProperties:
 static_assert(RYNProperties::kBootBaseband.builtIn && RYNProperties::kCoreDumpOnSoftResetTimeout.builtIn == 0);
 static_assert(RYNProperties::kStackshotOnShutdownTimeout.builtIn == 0);
 
-struct Settings : testing::Test {
-    Settings() {
-        ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);
-        ::setenv("SORVEX_DEVICE_FILE", "/nonexistent", 1);
-    }
-
-    /// Puts `values`, the members of a JSON object, into the manager's domain.
-    void store(const std::string& values) const {
-        fs::create_directory(temp / "corvane");
-        support::writeFile(temp / "corvane/com.quorvel.Corvane.json", R"({"CurrentUser": {"CurrentHost": {)" + values + "}}}");
-    }
-    support::TempFolder temp;
-};
-
-TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
+TEST(Settings, StoredPropertiesFallBackToTheirDefaults) {
+    const TempFolder temp;
+    ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);
+    ::setenv("SORVEX_DEVICE_FILE", "/nonexistent", 1);
     const struct {
         const char* stored;
         std::uint32_t history;
@@ -42,8 +31,10 @@ TEST_F(Settings, StoredPropertiesFallBackToTheirDefaults) {
     };
     EXPECT_TRUE(RYNProperties::traceRYNEnabled());
     EXPECT_TRUE(fs::is_empty(temp.path())) << "reading a default makes nothing";
+    fs::create_directory(temp / "corvane");
     for (const auto& row : cases) {
-        store(row.stored);
+        support::writeFile(temp / "corvane/com.quorvel.Corvane.json",
+                           R"({"CurrentUser": {"CurrentHost": {)" + std::string(row.stored) + "}}}");
         EXPECT_EQ(RYNProperties::traceRYNEnabled(), row.enabled) << row.stored;
         EXPECT_EQ(RYNProperties::traceRYNHistory(), row.history) << row.stored;
         EXPECT_EQ(RYNProperties::storedBlockBasebandResets(), row.blocked) << row.stored;

@@ -1,5 +1,5 @@
 #include "commands/TraceProperty.h"
-#include "platform/dispatch/dispatch.h"
+#include "platform/dispatch/Queue.h"
 #include "support/ScriptedManager.h"
 #include "support/Test.h"
 
@@ -10,16 +10,14 @@ TEST(TracePropertyTest, SendsATimeoutAndNothingWithoutAName) {
     const support::ScriptedManager manager(folder / "manager.sock",
                                            [](auto& connection, const auto& request) { connection.reply(request.id, 0); });
     setenv("CORVANE_SOCKET", manager.path().c_str(), 1);
-    auto* const queue = dispatch_queue_create("test.queue", nullptr);
-    const auto client = ryn::client::CreateManager("test", queue);
+    const dispatch::Queue queue("test.queue");
+    const auto client = ryn::client::CreateManager("test", queue.get());
     std::string value;
     EXPECT_EQ(getTraceProperty(client, "DIAG", "Mode", value, 7), 0);
     EXPECT_EQ(setTraceProperty(client, "DIAG", "Mode", "1", 7), 0);
     EXPECT_EQ(getTraceProperty(client, "DIAG", "", value, 0), static_cast<int>(0xE020E002));
     EXPECT_EQ(setTraceProperty(nullptr, "DIAG", "Mode", "1", 0), static_cast<int>(0xE020E002));
-    EXPECT_THAT(manager.packets(), testing::ElementsAre("hello test", testing::HasSubstr("\"KeyTimeout\":7"),
-                                                        testing::HasSubstr("\"KeyTimeout\":7")));
-    dispatch_release(queue);
+    EXPECT_THAT(manager.packets(), ElementsAre("hello test", HasSubstr("\"KeyTimeout\":7"), HasSubstr("\"KeyTimeout\":7")));
 }
 
 }  // namespace

@@ -23,13 +23,10 @@ class Setting:
         self.possible.add(str(self.value))
         return str(self.value)
 
-    def acknowledge(self):
-        self.possible = {str(self.value)}
-
     def write_as_client(self, client, progress):
         with contextlib.suppress(OSError, EOFError):
             while client.set("DIAG", self.name, self.next()) is None:
-                self.acknowledge()
+                self.possible = {str(self.value)}
                 progress.release()
         progress.release(100)
 
@@ -41,7 +38,7 @@ class Setting:
             tool.type(f"trace set DIAG {self.name} {value}")
             tool.says(f"{self.name} = {value}")
             if " failed\n" not in tool.text:
-                self.acknowledge()
+                self.possible = {str(self.value)}
                 progress.release()
         progress.release(100)
         tool.type("quit")

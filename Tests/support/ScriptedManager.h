@@ -165,7 +165,6 @@ private:
     std::thread thread_;
 };
 
-using xpc::boolean;
 using xpc::dictionary;
 using xpc::number;
 using xpc::text;

@@ -81,8 +81,7 @@ DroppedPages findDroppedPages(const std::filesystem::path& log) {
     while (read(file, frame)) {
         const int salts = saltsOf(frame, header);
         if (headerIsWhole && salts == 0) {
-            isWhole = false;  // the end: what follows is left over from an earlier use of the file
-            continue;
+            continue;  // left over from an earlier use of the file, which ends here
         }
         sum.add(Bytes(frame).first(8));
         sum.add(Bytes(frame).subspan(kFrameHeaderSize));

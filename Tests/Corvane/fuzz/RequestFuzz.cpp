@@ -25,8 +25,7 @@ corvane::Result<corvane::ListeningSocket> noStream() {
 }
 
 /// The whole manager but its sockets.
-class Fuzzed {
-public:
+struct Fuzzed {
     Fuzzed() {
         setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
         corvane::log::setLevel(corvane::log::Level::Error);

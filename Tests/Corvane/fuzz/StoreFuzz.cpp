@@ -13,8 +13,7 @@ namespace fs = std::filesystem;
 using corvane::SettingsStore;
 
 /// A sound database, with its log as a killed manager leaves it, that each input damages.
-class Sound {
-public:
+struct Sound {
     Sound() {
         corvane::log::setLevel(corvane::log::Level{0});
         auto store = std::move(*SettingsStore::open(folder_.path()));

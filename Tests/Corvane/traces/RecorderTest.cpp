@@ -10,8 +10,7 @@ namespace fs = std::filesystem;
 
 constexpr std::uint64_t kMegabyte = 1048576;
 
-class RecorderTest : public testing::Test {
-protected:
+struct RecorderTest : testing::Test {
     std::string record(std::size_t size = 200) { return std::string(size, 'x'); }
     TraceTime at(int seconds) { return TraceTime(std::chrono::seconds(1'000'000 + seconds)); }
     std::vector<fs::path> segments() const {
