@@ -80,7 +80,7 @@ def test_a_lost_connection_is_made_again(client, corvane):
         client.perform(commands.baseband_time())
     corvane.restart()
     client.wait_for_state("Ready")
-    client.perform(commands.set_operating_mode(1))
+    client.perform(commands.set_operating_mode(0))
     assert client.next_event(timeout=5).name.startswith("Baseband")
 
 
