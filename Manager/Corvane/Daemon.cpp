@@ -51,7 +51,7 @@ Result<std::size_t> raiseDescriptorLimit(std::size_t clients) {
         return Refusal::limitReached(fmt::format("can't serve clients with at most {} open files; allow more than {} (ulimit -n)",
                                                  limit.rlim_cur, kOtherDescriptors));
     }
-    return std::min<std::size_t>(clients, limit.rlim_cur - kOtherDescriptors);
+    return static_cast<std::size_t>(std::min<rlim_t>(clients, limit.rlim_cur - kOtherDescriptors));
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 namespace ryn::wire {
 namespace {
 
-constexpr std::size_t kUsualEntries = 4;  // of a dictionary
+constexpr std::uint64_t kUsualEntries = 4;  // of a dictionary
 constexpr std::uint64_t kLargestInteger = std::numeric_limits<std::int64_t>::max();
 
 /// Reads CBOR items from the front of a packet. Once an item is not what was to be read, ok() stays false and nothing is left;
@@ -124,8 +124,9 @@ private:
         if (!valid_) {
             return {};
         }
-        const std::string_view content(reinterpret_cast<const char*>(rest_.data()), head.argument);
-        rest_ = rest_.subspan(head.argument);
+        const auto length = static_cast<std::size_t>(head.argument);
+        const std::string_view content(reinterpret_cast<const char*>(rest_.data()), length);
+        rest_ = rest_.subspan(length);
         require(!isText || platform::isUtf8(content));
         return content;
     }
@@ -144,7 +145,7 @@ private:
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {
         require(depth <= kMaxNesting && count <= valuesLeft_);
         std::vector<xpc::Entry> entries;
-        entries.reserve(std::min<std::size_t>(count, kUsualEntries));
+        entries.reserve(static_cast<std::size_t>(std::min(count, kUsualEntries)));
         for (; count > 0 && valid_; --count) {
             const Head head = nextHead();
             const std::string_view key = string(head);

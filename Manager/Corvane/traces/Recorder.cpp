@@ -66,7 +66,7 @@ void Recorder::findSegments() {
 
 void Recorder::cutTornTail(Segment& segment) const {
     const platform::FileDescriptor file(::open(segment.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    std::string piece(std::min(segment.size, kLargestPiece), '\0');
+    std::string piece(static_cast<std::size_t>(std::min(segment.size, kLargestPiece)), '\0');
     std::uint64_t whole = 0;
     while (whole < segment.size) {
         const ssize_t count = ::pread(file.get(), piece.data(), piece.size(), static_cast<off_t>(whole));
