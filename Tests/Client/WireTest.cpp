@@ -87,7 +87,7 @@ const std::string kRefusedValues[] = {"",
                                       // something behind the item
                                       "0000",
                                       // not UTF-8
-                                      "61ff", "62c080", "63eda080", "64f4908080",
+                                      "61ff", "62ff61", "62c080", "63eda080", "64f4908080",
                                       // keys that are not text
                                       "a201020304", "a1416101", "a162610001", "a161ff01",
                                       // a key twice

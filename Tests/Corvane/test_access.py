@@ -84,6 +84,7 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
     client = Client(host.socket)
     until(lambda: client.statistics(2)["Connected"] == 1, "the clients' end")
     assert host.seen_by(USER, GROUP, connections=65) == TURNED_AWAY
+    host.manager.says(f"User {USER} has 64 connections to this manager, the most that one user may have.\n")
     assert host.seen_by(0, 0, connections=100) == SERVED
     # Whoever gets past the file's mode is still refused.
     host.socket.chmod(0o666)

@@ -55,6 +55,8 @@ def test_what_cannot_be_served_is_refused_in_a_sentence(manager):
         ("LogCollection", {"LogCollectionAction": "Enable", "TracePropertyName": "X"}, "it takes NPA or F3."),
         ("SimulatePowerNotification", {"PowerNotificationMessage": -1}, "it takes 0 to 4294967295"),
         ("SetTEMSProperty", {"TEMSMode": "SW"}, "it takes OFF or HW"),
+        *[("SetTEMSProperty", {"TEMSMode": value}, f"KeyTEMSMode is {kind}; it takes a string.") for value, kind in
+          (([], "an array"), (True, "a boolean"), (1, "an integer"), ({}, "a dictionary"))],
         ("GetStatistics", {"ReportingModuleType": 3}, "it takes 0 to 2"),
         ("ReportingStatistics", {"ReportingModuleType": 1, "ReportingData": {}}, "module 1 itself"),
         ("CollectTraceLogs", {"x": 1}, "KeyTraceLogsReason is missing"),
@@ -398,7 +400,7 @@ def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
             too_many = manager.client(name=None, events=False)
             assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
             assert peers[0].is_served()
-            manager.says("This manager has 1024 clients, the most that it serves")
+            manager.says("This manager has 1024 clients, the most that it serves; try again when one has gone.\n")
             assert peers[0].statistics(2)["RefusedOverLimit"] == 1
             peers.pop().socket.close()
             assert peers[0].is_served()  # the place is free as soon as the manager has seen the end

@@ -158,9 +158,10 @@ def test_what_the_baseband_and_the_network_say_is_recorded(manager):
     file = messages(manager)
     assert is_sound(file)
     assert in_order("\n".join(map(" ".join, tshark(file, "gsmtap_log.subsys", "_ws.col.Info"))), "BOOT soft reset: [ryntool] lab",
-                    "BOOT images are verified", "RF front end calibrated", "BOOT ready after ", "MODE operating mode 0 (online)",
-                    "MasterInformationBlock", "SystemInformationBlockType1", "RRCConnectionRequest",
-                    "Attach request", "Authentication response", "Attach accept", "Attach complete", "RRCConnectionRelease",
+                    "BOOT subsystems stop\n", "BOOT images are verified, subsystems start\n",
+                    "RF front end calibrated for bands 3, 7 and 20\n", "BOOT ready after ", "MODE operating mode 0 (online)",
+                    "MasterInformationBlock", "SystemInformationBlockType1", "RRCConnectionRequest", "Attach request",
+                    "Authentication response", "Attach accept", "Attach complete", "RRCConnectionRelease",
                     "operating mode 3 (offline)", "Detach request", "Detach accept", "RRCConnectionRelease")
     assert not recorded(manager, "DIAG", "pcapng").exists()  # moved into the snapshot
     manager.does("diag enabled false")
@@ -207,7 +208,7 @@ def test_dmc_files_that_cannot_be_read_are_refused(manager):
         ("absent", None, "There is no DMC file 'absent'; there are Default, Tput, Sleep, None, broken"),
         ("broken", "{", "broken.json can't be used: it must be an object like"),
         ("other", '{"groups": [], "more": 1}', "it must be an object like"),
-        ("typo", '{"groups": ["NAS", "RCC"]}', 'there is no group "RCC"; there are NAS, RRC, Broadcast'),
+        ("typo", '{"groups": ["NAS", "RCC"]}', '"RCC"; there are NAS, RRC, Broadcast, Paging, Log, Measurements, Throughput.'),
         ("number", '{"groups": [1]}', "there is no group 1;"),
     ]:
         if content:

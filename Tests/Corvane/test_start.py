@@ -36,33 +36,33 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     replay = ["--backend", "replay", "--recording"]
     at, kept = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
     for status, sentence, *options in [
-        (2, "there is no option '--bogus'", "--bogus"),
-        (2, "--socket takes a value", "--socket"),
-        (2, "not empty", "--socket="),
-        (2, "--verbose takes no value", "--verbose=1"),
-        (2, "there are simulated, modemmanager and replay", "--backend", "real"),
-        (2, "--backend replay takes a --recording", "--backend", "replay"),
+        (2, "there is no option '--bogus'; Corvane --help shows those that there are\n", "--bogus"),
+        (2, "--socket takes a value; Corvane --help shows which\n", "--socket"),
+        (2, "--socket takes a value that is not empty\n", "--socket="),
+        (2, "--verbose takes no value\n", "--verbose=1"),
+        (2, "there are simulated, modemmanager and replay\n", "--backend", "real"),
+        (2, "--backend replay takes a --recording, which it replays, maybe --at-once\n", "--backend", "replay"),
         (2, "--backend replay takes a --recording", "--recording", "x"),
         (2, "--backend replay takes a --recording", "--at-once"),
-        (2, "--modem goes with --backend modemmanager", "--modem", "0"),
-        (2, "none.json can't be read: it doesn't exist", "--scenario", tmp_path / "none.json"),
-        (2, "--scenario goes with --backend simulated", "--scenario", tmp_path / "sound.json", "--backend", "modemmanager"),
-        (2, "RESULT that is not 0", "--fault", "Info=0"),
+        (2, "--modem goes with --backend modemmanager\n", "--modem", "0"),
+        (2, "none.json can't be read: it doesn't exist\n", "--scenario", tmp_path / "none.json"),
+        (2, "--scenario goes with --backend simulated, the default\n", "--scenario", tmp_path / "sound.json", "--backend", "modemmanager"),
+        (2, "malformed is, with a RESULT that is not 0\n", "--fault", "Info=0"),
         (2, "is no fault rule", "--fault", "Info=0x1FFFFFFFF"),
-        (1, "none.jsonl: there is none", *replay, tmp_path / "none.jsonl"),
-        (1, "/file is empty", *replay, tmp_path / "file"),
-        (1, "begins no recording of version 1", *replay, tmp_path / "later.jsonl"),
-        (1, "line 2 of the recording", *replay, tmp_path / "other.jsonl"),
-        (1, "is no object of JSON with a packet's values", *replay, tmp_path / "deep.jsonl"),
+        (1, "none.jsonl: there is none\n", *replay, tmp_path / "none.jsonl"),
+        (1, "/file is empty\n", *replay, tmp_path / "file"),
+        (1, "begins no recording of version 1\n", *replay, tmp_path / "later.jsonl"),
+        (1, "is neither a request, a reply nor an event\n", *replay, tmp_path / "other.jsonl"),
+        (1, "is no object of JSON with a packet's values\n", *replay, tmp_path / "deep.jsonl"),
         (1, 'has no time "ms" from 0 to', *replay, tmp_path / "never.jsonl"),
-        (1, "too long: at most 107", *kept, "/tmp/" + 120 * "x"),
-        (1, "exists and is not a socket", *kept, tmp_path / "file"),
-        (1, "m.sock.lock: Not a directory", *kept, tmp_path / "file/m.sock"),
-        (1, "can't make the folder", *kept, "/proc/nowhere/m.sock"),
-        (1, "can't make the state folder /proc/nowhere", *at, "/proc/nowhere"),
+        (1, "too long: at most 107 bytes are possible; name another one with --socket\n", *kept, "/tmp/" + 120 * "x"),
+        (1, "exists and is not a socket; name another one with --socket\n", *kept, tmp_path / "file"),
+        (1, "m.sock.lock: Not a directory; name another socket with --socket\n", *kept, tmp_path / "file/m.sock"),
+        (1, "directory; name another socket with --socket\n", *kept, "/proc/nowhere/m.sock"),
+        (1, "directory; name another one with --state\n", *at, "/proc/nowhere"),
         (1, "can't make the state folder", *at, tmp_path / "file"),
         (1, "can't open the settings in /proc/self/settings.db", *at, "/proc/self"),
-        (1, "fifo/settings.db is not a regular file; remove it", *at, tmp_path / "fifo"),
+        (1, "fifo/settings.db is not a regular file; remove it or name another folder with --state\n", *at, tmp_path / "fifo"),
         (1, "log/settings.db-wal is not a regular file; remove it", *at, tmp_path / "log"),
         (1, "link/settings.db is not a regular file; remove it", *at, tmp_path / "link"),
     ]:
@@ -82,8 +82,9 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
 def test_a_second_manager_is_refused_and_the_first_goes_on():
     with Manager() as manager:
         other = manager.folder / "other"
-        is_refused(1, "another manager listens on", "--socket", manager.socket, "--state", other)
-        is_refused(1, "another manager uses them", "--socket", other, "--state", manager.state)
+        is_refused(1, f"another manager listens on {manager.socket} already; stop it or name another socket with --socket\n",
+                   "--socket", manager.socket, "--state", other)
+        is_refused(1, "another manager uses them; name another folder with --state\n", "--socket", other, "--state", manager.state)
         assert manager.client().is_served()
         # What was killed leaves its socket, which the next one replaces; what was stopped leaves none, and another's file alone.
         manager.stop(signal.SIGKILL)

@@ -1,4 +1,3 @@
-#include "Platform/Utf8.h"
 #include "platform/vsk/SorvexUtil.h"
 #include "platform/xpc/Values.h"
 #include "support/Test.h"
@@ -7,17 +6,10 @@ namespace {
 
 using xpc::Object;
 
+using xpc::array;
 using xpc::dictionary;
 using xpc::number;
 using xpc::text;
-
-Object array(const std::vector<Object>& values) {
-    auto result = Object::adopt(xpc_array_create(nullptr, 0));
-    for (const auto& value : values) {
-        xpc_array_append_value(result.get(), value.get());
-    }
-    return result;
-}
 
 TEST(Json, RendersEveryKind) {
     const auto null = Object::adopt(xpc_null_create());
@@ -67,17 +59,6 @@ TEST(Json, EscapesAsRfc8259AndReplacesWhatIsNotUtf8) {
     };
     for (const auto& [bytes, json] : cases) {
         EXPECT_EQ(xpc::to_string(text(bytes)), '"' + json + '"');
-    }
-}
-
-TEST(Utf8, IsJudgedAcrossWordBoundaries) {
-    const auto within = [](std::string_view bytes, std::size_t ascii) {
-        return std::string(ascii, 'a').append(bytes).append(ascii, 'a');
-    };
-    for (std::size_t ascii = 0; ascii < 17; ++ascii) {
-        EXPECT_TRUE(platform::isUtf8(within("\xE6\xB0\xB4", ascii))) << ascii;
-        EXPECT_FALSE(platform::isUtf8(within("\xE6\xB0", ascii))) << ascii;
-        EXPECT_FALSE(platform::isUtf8(within("\xBF", ascii))) << ascii;
     }
 }
 

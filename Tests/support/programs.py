@@ -4,7 +4,6 @@ import ctypes
 import os
 import pathlib
 import re
-import selectors
 import signal
 import socket
 import struct
@@ -288,8 +287,6 @@ class ScriptedManager:
         self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         self.listener.bind(self.path)
         self.listener.listen(64)
-        self.selector = selectors.DefaultSelector()
-        self.selector.register(self.listener, selectors.EVENT_READ)
         self.lock, self.clients = threading.Lock(), {}  # each with whether its events are on
         self.begin(answers)
         threading.Thread(target=self.serve, daemon=True).start()
@@ -299,20 +296,17 @@ class ScriptedManager:
         self.answers, self.requests, self.packets = list(answers), [], []
 
     def serve(self):
-        while True:
-            for key, _ in self.selector.select():
-                if key.fileobj is self.listener:
-                    self.selector.register(self.listener.accept()[0], selectors.EVENT_READ)
-                    continue
-                try:
-                    packet = cbor2.loads(key.fileobj.recv(1 << 17))
-                    with self.lock:
-                        self.take(key.fileobj, packet)
-                except (OSError, EOFError):  # the client has gone
-                    with self.lock:
-                        self.clients.pop(key.fileobj, None)
-                        self.selector.unregister(key.fileobj)
-                        key.fileobj.close()
+        with contextlib.suppress(OSError):  # it is closed
+            while True:
+                threading.Thread(target=self.converse, args=[self.listener.accept()[0]], daemon=True).start()
+
+    def converse(self, client):
+        with client, contextlib.suppress(OSError):
+            while data := client.recv(1 << 17):
+                with self.lock:
+                    self.take(client, cbor2.loads(data))
+        with self.lock:
+            self.clients.pop(client, None)
 
     def take(self, client, packet):
         kind = packet[0]
@@ -345,5 +339,5 @@ class ScriptedManager:
         until(lambda: self.packets.count(packet) >= count, f"{count} x {packet!r} in {self.packets}")
 
     def close(self):
-        self.listener.close()
+        self.listener.shutdown(socket.SHUT_RDWR)  # wakes the thread
         os.unlink(self.path)

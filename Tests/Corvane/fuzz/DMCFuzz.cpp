@@ -1,6 +1,6 @@
 #include "Corvane/support/Text.h"
 #include "Corvane/traces/DMCFiles.h"
-#include "support/TempFolder.h"
+#include "support/Standard.h"
 
 #include <cstdint>
 #include <cstdlib>

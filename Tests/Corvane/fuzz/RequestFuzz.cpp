@@ -5,7 +5,7 @@
 #include "Corvane/requests/Services.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
-#include "support/TempFolder.h"
+#include "support/Standard.h"
 
 #include <cstdlib>
 

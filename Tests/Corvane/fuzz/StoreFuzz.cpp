@@ -1,6 +1,6 @@
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Log.h"
-#include "support/TempFolder.h"
+#include "support/Standard.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,10 +1,10 @@
-"""A modem that speaks the AT commands of 3GPP TS 27.007 on an abstract Unix socket, from a thread of its own.
+"""A modem that speaks the AT commands of 3GPP TS 27.007 on an abstract Unix socket, each connection from a thread of its own.
 
 What one command changes another shows: power, SIM lock, registration, clock.
 """
+import contextlib
 import itertools
 import os
-import selectors
 import socket
 import threading
 import time
@@ -36,31 +36,14 @@ class AtModem:
         threading.Thread(target=self.serve, daemon=True).start()
 
     def serve(self):
-        waits = selectors.DefaultSelector()
-        waits.register(self.listener, selectors.EVENT_READ, None)
         while True:
-            for key, _ in waits.select():
-                if key.data is None:
-                    connection = self.listener.accept()[0]
-                    waits.register(connection, selectors.EVENT_READ, bytearray())
-                elif not self.receive(key.fileobj, key.data):
-                    waits.unregister(key.fileobj)
-                    key.fileobj.close()
+            threading.Thread(target=self.converse, args=[self.listener.accept()[0]], daemon=True).start()
 
-    def receive(self, connection, buffer):
-        """False at the end of the connection."""
-        try:
-            received = connection.recv(4096)
-            buffer += received
-            while b"\r" in buffer:
-                command, _, rest = buffer.partition(b"\r")
-                buffer[:] = rest
-                command = command.decode(errors="replace").lstrip("\n")
-                self.heard.append(command)
-                connection.sendall(self.answer(command).encode())
-            return bool(received)
-        except OSError:
-            return False
+    def converse(self, connection):
+        with connection, contextlib.suppress(OSError):
+            for line in connection.makefile(newline="\r", errors="replace"):
+                self.heard.append(line.strip("\r\n"))
+                connection.sendall(self.answer(self.heard[-1]).encode())
 
     def answer(self, command):
         if command in self.instead:

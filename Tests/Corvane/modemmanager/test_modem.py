@@ -92,14 +92,15 @@ def test_modem_manager_and_bus_come_and_go(rig):
     modem = AtModem()
     client = rig.ready(modem)
     stopped = 'ModemManager isn\'t running; "systemctl start ModemManager" starts it.'
-    for leave, why, come_back in [
-        (rig.unplug, "ModemManager knows none.", []),
-        (lambda: rig.modem_manager.end(signal.SIGKILL), stopped, [rig.start_modem_manager]),
-        (lambda: rig.modem_manager.end(), stopped, [rig.start_modem_manager]),
-        (rig.stop_bus, "the system bus can't be reached; it is tried again every few seconds.",
-         [rig.start_bus, rig.start_modem_manager]),
+    for leave, why, come_back, said in [
+        (rig.unplug, "ModemManager knows none.", [], "The modem has gone.\n"),
+        (lambda: rig.modem_manager.end(signal.SIGKILL), stopped, [rig.start_modem_manager], "ModemManager has left the bus.\n"),
+        (lambda: rig.modem_manager.end(), stopped, [rig.start_modem_manager], "ModemManager has left the bus.\n"),
+        (rig.stop_bus, "the system bus can't be reached; it is tried again every few seconds.", [rig.start_bus, rig.start_modem_manager],
+         "The system bus can't be reached (the bus closed the connection); it is tried again.\n"),
     ]:
         leave()
+        rig.manager.says(said)
         client.saw("Off")
         for ask in client.mode, client.reset, lambda: client.set_mode(0), lambda: client.answer(client.ask_erase()):
             assert ask() == "103: " + ACME + why
@@ -110,6 +111,7 @@ def test_modem_manager_and_bus_come_and_go(rig):
             step()
         rig.plug(modem)
         client.saw("Ready")
+    rig.manager.says(" is running.\n", 4)
 
 
 def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
