@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <string>
 
 namespace corvane {
 

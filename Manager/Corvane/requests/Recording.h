@@ -4,7 +4,6 @@
 #include "Corvane/requests/Audit.h"
 #include "Corvane/support/Result.h"
 
-#include <cstdint>
 #include <string>
 
 /// What clients ask, what they are answered and what happens, each with its time in a line of JSON:

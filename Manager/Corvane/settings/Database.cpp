@@ -6,8 +6,6 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <utility>
-
 namespace corvane {
 
 namespace fs = std::filesystem;

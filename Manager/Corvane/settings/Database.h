@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
+#include <utility>
 
 struct sqlite3;
 struct sqlite3_stmt;

@@ -4,7 +4,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdlib>
 #include <utility>
 
 namespace corvane {

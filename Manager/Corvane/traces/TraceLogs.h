@@ -9,7 +9,6 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace corvane {

@@ -1,7 +1,6 @@
 #include "Corvane/traces/TraceRecorders.h"
 
 #include "Corvane/support/Values.h"
-#include "config/DiagConfig.h"
 
 namespace corvane {
 

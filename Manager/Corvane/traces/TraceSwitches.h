@@ -4,7 +4,6 @@
 #include "Corvane/traces/TraceRecorders.h"
 #include "Corvane/traces/TraceSettings.h"
 
-#include <string>
 #include <string_view>
 
 namespace corvane {

@@ -10,7 +10,6 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <utility>

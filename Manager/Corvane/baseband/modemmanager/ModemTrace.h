@@ -3,7 +3,6 @@
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/baseband/modemmanager/ModemFollower.h"
 
-#include <functional>
 #include <string>
 
 namespace corvane::modemmanager {

@@ -7,7 +7,6 @@
 #include <array>
 #include <deque>
 #include <string>
-#include <vector>
 
 namespace corvane::simulated {
 

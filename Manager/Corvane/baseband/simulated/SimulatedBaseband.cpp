@@ -5,7 +5,6 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
 #include <string>
 #include <utility>
 

@@ -4,8 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <utility>
-
 namespace corvane::simulated {
 namespace {
 

@@ -2,9 +2,7 @@
 
 #include "Corvane/baseband/Baseband.h"
 
-#include <cstdint>
 #include <deque>
-#include <functional>
 
 namespace corvane::simulated {
 

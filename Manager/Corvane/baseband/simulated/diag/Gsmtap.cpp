@@ -1,7 +1,6 @@
 #include "Corvane/baseband/simulated/diag/Gsmtap.h"
 
 #include <algorithm>
-#include <array>
 
 namespace corvane::simulated::gsmtap {
 namespace {
