@@ -2,24 +2,19 @@
 
 #include "Client/wire/Packet.h"
 #include "Corvane/requests/Recording.h"
+#include "Corvane/support/Json.h"
 #include "Corvane/support/Values.h"
 #include "Platform/File.h"
-#include "Platform/Json.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <iterator>
 #include <optional>
 #include <sstream>
 #include <utility>
-#include <vector>
 
 namespace corvane {
 namespace {
 
-using Json = nlohmann::json;
 using std::chrono::milliseconds;
 
 constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
@@ -27,28 +22,6 @@ constexpr std::int64_t kLongestRecording = std::int64_t{1} << 40U;  // in millis
 
 /// The line's own object around a packet's values.
 constexpr int kDeepestLine = 1 + static_cast<int>(ryn::wire::kMaxNesting);
-
-xpc::Object toObject(const Json& json) {
-    if (json.is_object()) {
-        std::vector<xpc::Entry> entries;
-        for (const auto& [key, value] : json.items()) {
-            entries.emplace_back(key, toObject(value));
-        }
-        return xpc::dictionaryOf(std::move(entries));
-    }
-    if (json.is_array()) {
-        std::vector<xpc::Object> values;
-        std::ranges::transform(json, std::back_inserter(values), toObject);
-        return xpc::array(values);
-    }
-    if (json.is_string()) {
-        return text(json.get_ref<const std::string&>());
-    }
-    if (json.is_number_integer()) {
-        return number(json.get<std::int64_t>());
-    }
-    return json.is_boolean() ? boolean(json.get<bool>()) : xpc::null();
-}
 
 xpc::Object at(const xpc::Object& entry, const char* key) {
     return xpc::Object::share(xpc_dictionary_get_value(entry.get(), key));
@@ -114,12 +87,12 @@ Result<RecordedRequests> readRecording(const std::string& file) {
     std::istringstream lines(content.bytes);
     std::size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
-        const Json json = platform::parseJson(line, kDeepestLine);
-        if (json.is_discarded() && lines.eof()) {
+        const xpc::Object entry = parseJson(line, kDeepestLine);
+        if (!entry && lines.eof()) {
             break;
         }
         ++number;
-        const auto wrong = json.is_object() ? reader.take(toObject(json), number) : "is no object of JSON with a packet's values";
+        const auto wrong = entry.isDictionary() ? reader.take(entry, number) : "is no object of JSON with a packet's values";
         if (wrong) {
             return Refusal::invalidArgument(fmt::format("line {} of the recording {} {}", number, file, *wrong));
         }

@@ -3,7 +3,7 @@
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
 #include "Corvane/baseband/modemmanager/ModemSignal.h"
 #include "Corvane/baseband/modemmanager/NamedProperties.h"
-#include "Corvane/support/ReadableJson.h"
+#include "Corvane/support/Json.h"
 #include "Corvane/support/Values.h"
 
 #include <ModemManager.h>

@@ -1,7 +1,5 @@
 #include "Corvane/baseband/simulated/BasebandStatistics.h"
 
-#include "Corvane/support/Values.h"
-
 #include <algorithm>
 #include <iterator>
 #include <string>
@@ -35,26 +33,28 @@ void BasebandStatistics::countSelfTest(RFSelfTest::Outcome outcome) {
 void BasebandStatistics::countReset(const ResetRequest& request, const std::string& time) {
     const auto type = static_cast<std::size_t>(request.type);
     const std::string last = kLastResets[type];
-    record_.setLazily({{kResets[type], record_.number(kResets[type]) + 1},
-                       {last + "Reason", request.reason},
-                       {last + "SubType", request.subType},
-                       {last + "Time", time}});
+    increment(kResets[type]);
+    record_.setLazily(dictionary({{(last + "Reason").c_str(), text(request.reason)},
+                                  {(last + "SubType").c_str(), text(request.subType)},
+                                  {(last + "Time").c_str(), text(time)}}));
 }
 
 void BasebandStatistics::countCrash(const std::string& reason, const std::string& time) {
-    record_.setLazily({{kCrashes, record_.number(kCrashes) + 1}, {"LastCrashReason", reason}, {"LastCrashTime", time}});
+    increment(kCrashes);
+    record_.setLazily(dictionary({{"LastCrashReason", text(reason)}, {"LastCrashTime", text(time)}}));
 }
 
 void BasebandStatistics::countBoot(std::chrono::milliseconds duration) {
-    record_.setLazily({{kBoots, record_.number(kBoots) + 1}, {kLastBoot, std::int64_t{duration.count()}}});
+    increment(kBoots);
+    record_.setLazily(dictionary({{kLastBoot, number(duration.count())}}));
 }
 
 void BasebandStatistics::increment(const char* key) {
-    record_.setLazily({{key, record_.number(key) + 1}});
+    record_.setLazily(dictionary({{key, number(record_.number(key) + 1)}}));
 }
 
 xpc::Object BasebandStatistics::toDictionary() const {
-    auto made = record_.toDictionary();
+    auto made = record_.values();
     const auto fill = [&made](const char* key) {
         if (!numberAt(made, key)) {
             xpc::set(made, key, number(0));

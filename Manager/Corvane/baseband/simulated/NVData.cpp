@@ -20,12 +20,12 @@ std::uint64_t NVData::calibrationSeed() const {
     return serialNumber << 16 ^ static_cast<std::uint64_t>(record_.number(kCalibrationRun));
 }
 
-StoredRecord::Values NVData::factoryValues(std::int64_t serialNumber, std::int64_t calibrationRun) {
-    return {{kSerialNumber, serialNumber},
-            {kCalibrationRun, calibrationRun},
-            {kPersistentLowPower, std::int64_t{0}},
-            {keyOf(PowerLog::NPA), std::int64_t{0}},
-            {keyOf(PowerLog::F3), std::int64_t{0}}};
+xpc::Object NVData::factoryValues(std::int64_t serialNumber, std::int64_t calibrationRun) {
+    return dictionary({{kSerialNumber, number(serialNumber)},
+                       {kCalibrationRun, number(calibrationRun)},
+                       {kPersistentLowPower, number(0)},
+                       {keyOf(PowerLog::NPA), number(0)},
+                       {keyOf(PowerLog::F3), number(0)}});
 }
 
 }  // namespace corvane::simulated

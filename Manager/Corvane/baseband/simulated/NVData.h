@@ -16,18 +16,18 @@ public:
 
     /// Whether the baseband boots into persistent low power (6) in place of low power (1).
     bool persistentLowPower() const { return record_.number(kPersistentLowPower) != 0; }
-    Result<void> setPersistentLowPower(bool on) { return record_.set({{kPersistentLowPower, std::int64_t{on}}}); }
+    Result<void> setPersistentLowPower(bool on) { return record_.set(dictionary({{kPersistentLowPower, number(on ? 1 : 0)}})); }
 
     bool powerLogEnabled(PowerLog log) const { return record_.number(keyOf(log)) != 0; }
-    Result<void> setPowerLogEnabled(PowerLog log, bool on) { return record_.set({{keyOf(log), std::int64_t{on}}}); }
+    Result<void> setPowerLogEnabled(PowerLog log, bool on) { return record_.set(dictionary({{keyOf(log), number(on ? 1 : 0)}})); }
 
     /// @param time when the remote filesystem was last written out.
-    Result<void> recordSync(const std::string& time) { return record_.set({{kLastSync, time}}); }
+    Result<void> recordSync(const std::string& time) { return record_.set(dictionary({{kLastSync, text(time)}})); }
 
     /// What the deviations of this unit's RF front end follow from, until it is calibrated anew.
     std::uint64_t calibrationSeed() const;
 
-    xpc::Object toDictionary() const { return record_.toDictionary(); }
+    xpc::Object toDictionary() const { return record_.values(); }
 
 private:
     static constexpr const char* kSerialNumber = "SerialNumber";
@@ -36,7 +36,7 @@ private:
     static constexpr const char* kLastSync = "LastFileSystemSync";
 
     static const char* keyOf(PowerLog log) { return log == PowerLog::NPA ? "PowerLogNPA" : "PowerLogF3"; }
-    static StoredRecord::Values factoryValues(std::int64_t serialNumber, std::int64_t calibrationRun);
+    static xpc::Object factoryValues(std::int64_t serialNumber, std::int64_t calibrationRun);
 
     StoredRecord record_;
 };

@@ -1,6 +1,6 @@
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 
-#include "Corvane/support/ReadableJson.h"
+#include "Corvane/support/Json.h"
 #include "Corvane/support/Values.h"
 
 #include <fmt/format.h>

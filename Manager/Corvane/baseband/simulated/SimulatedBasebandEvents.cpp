@@ -1,7 +1,7 @@
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 
 #include "Corvane/baseband/simulated/CoreDump.h"
-#include "Corvane/support/ReadableJson.h"
+#include "Corvane/support/Json.h"
 
 #include <fmt/format.h>
 

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "Corvane/settings/SettingsStore.h"
-#include "platform/xpc/Object.h"
+#include "Corvane/support/Values.h"
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace corvane::simulated {
 
@@ -16,31 +14,26 @@ namespace corvane::simulated {
 /// The settings hold the only copy, so that a transaction that fails takes back what was set in it.
 class StoredRecord {
 public:
-    using Value = std::variant<std::int64_t, std::string>;
-    using Values = std::map<std::string, Value>;
-
     /// In the settings.
     static constexpr std::string_view kArea = "baseband";
 
     StoredRecord(SettingsStore& store, std::string name) : store_(store), name_(std::move(name)) {}
 
-    /// Empty when nothing is stored, or nothing that can be read.
-    Values values() const;
+    /// A dictionary; empty when nothing is stored, or nothing that can be read.
+    xpc::Object values() const;
     /// 0 when there is no such number.
-    std::int64_t number(const std::string& key) const;
-    /// Empty when there is no such text.
-    std::string text(const std::string& key) const;
+    std::int64_t number(const char* key) const { return numberAt(values(), key).value_or(0); }
 
-    /// Sets what `changes` names. On disk before it returns; after a refusal nothing has changed.
-    Result<void> set(Values changes);
+    /// Sets what the dictionary `changes` names. On disk before it returns; after a refusal nothing has changed.
+    Result<void> set(const xpc::Object& changes) { return replace(changed(changes)); }
     /// Puts `values` in place of everything; otherwise like set.
-    Result<void> replace(const Values& values);
+    Result<void> replace(const xpc::Object& values) { return store_.store(kArea, name_, xpc::to_string(values)); }
     /// Sets what may be lost in a power cut: on disk with the next change of anything.
-    void setLazily(Values changes);
-
-    xpc::Object toDictionary() const;
+    void setLazily(const xpc::Object& changes) { store_.storeLazily(kArea, name_, xpc::to_string(changed(changes))); }
 
 private:
+    xpc::Object changed(const xpc::Object& changes) const;
+
     SettingsStore& store_;
     std::string name_;
 };

@@ -73,9 +73,11 @@ Result<void> WakeReasons::recordWake(std::int64_t channel, const char* reason) {
         slept = std::chrono::duration_cast<std::chrono::milliseconds>(asleep).count();
     }
     const std::int64_t wakes = record_.number(kWakes) + (channel == 0 ? 0 : 1);
-    const StoredRecord::Values wake{
-        {kChannel, channel}, {kReason, std::string(reason)}, {kTime, clock_.text()}, {kWakes, wakes}, {kSlept, slept}};
-    auto stored = record_.set(wake);
+    auto stored = record_.set(dictionary({{kChannel, number(channel)},
+                                          {kReason, text(reason)},
+                                          {kTime, text(clock_.text())},
+                                          {kWakes, number(wakes)},
+                                          {kSlept, number(slept)}}));
     if (stored) {
         asleepSince_.reset();
     }
@@ -83,8 +85,10 @@ Result<void> WakeReasons::recordWake(std::int64_t channel, const char* reason) {
 }
 
 WakeReason WakeReasons::last() const {
-    WakeReason last{record_.number(kChannel), record_.text(kReason), record_.text(kTime), record_.number(kWakes)};
-    if (const std::int64_t slept = record_.number(kSlept); slept != kUnknownSleep) {
+    const xpc::Object wake = record_.values();
+    WakeReason last{numberAt(wake, kChannel).value_or(0), textAt(wake, kReason).value_or(""), textAt(wake, kTime).value_or(""),
+                    numberAt(wake, kWakes).value_or(0)};
+    if (const auto slept = numberAt(wake, kSlept).value_or(0); slept != kUnknownSleep) {
         last.sleptMilliseconds = slept;
     }
     return last;

@@ -38,7 +38,7 @@ public:
 
     WakeReason last() const;
     /// What is stored of it.
-    xpc::Object toDictionary() const { return record_.toDictionary(); }
+    xpc::Object toDictionary() const { return record_.values(); }
 
 private:
     Result<void> recordWake(std::int64_t channel, const char* reason);
