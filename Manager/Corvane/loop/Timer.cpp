@@ -11,25 +11,20 @@ namespace {
 /// Of an absolute point of the monotonic clock, in microseconds; 0 would mean the library's default of 250 ms.
 constexpr std::uint64_t kAccuracy = 1000;
 
-std::uint64_t monotonicNow() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    const auto sinceBoot = std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
-    return static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(sinceBoot).count());
-}
-
 }  // namespace
 
 // sd-event's relative timers count from its last iteration, which may be long ago when a request is served.
 void Timer::set(std::chrono::milliseconds delay, std::function<void()> then) {
-    const auto wait = std::max(std::chrono::microseconds(delay), std::chrono::microseconds::zero());
-    const std::uint64_t deadline = monotonicNow() + static_cast<std::uint64_t>(wait.count());
+    // Both are of CLOCK_MONOTONIC.
+    const auto due = std::chrono::steady_clock::now() + std::max(delay, std::chrono::milliseconds::zero());
+    const auto deadline = std::chrono::ceil<std::chrono::microseconds>(due.time_since_epoch()).count();
     const auto expired = [](sd_event_source*, std::uint64_t, void* timer) {
         static_cast<Timer*>(timer)->expire();
         return 0;
     };
     sd_event_source* source = nullptr;
-    if (sd_event_add_time(&loop_.event(), &source, CLOCK_MONOTONIC, deadline, kAccuracy, expired, this) < 0) {
+    if (sd_event_add_time(&loop_.event(), &source, CLOCK_MONOTONIC, static_cast<std::uint64_t>(deadline), kAccuracy, expired,
+                          this) < 0) {
         throw std::bad_alloc();  // nothing else can be lacking: the loop has opened its timer's descriptor
     }
     source_.reset(source);

@@ -9,19 +9,17 @@ namespace corvane {
 
 namespace {
 
-std::string format(const timespec& time, const char* format) {
+std::string format(std::time_t time, const char* pattern) {
     tm parts{};
-    gmtime_r(&time.tv_sec, &parts);
+    gmtime_r(&time, &parts);
     std::array<char, 64> text{};
-    return {text.data(), std::strftime(text.data(), text.size(), format, &parts)};
+    return {text.data(), std::strftime(text.data(), text.size(), pattern, &parts)};
 }
 
 }  // namespace
 
 std::string utcTime(const char* pattern) {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return format(now, pattern);
+    return format(std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()), pattern);
 }
 
 std::string utcTimeStamp() {
@@ -31,7 +29,7 @@ std::string utcTimeStamp() {
 std::string utcTimeStamp(std::chrono::system_clock::time_point time) {
     const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time);
     const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-    return fmt::format("{}.{:03}Z", format({std::chrono::system_clock::to_time_t(seconds), 0}, "%Y-%m-%dT%H:%M:%S"),
+    return fmt::format("{}.{:03}Z", format(std::chrono::system_clock::to_time_t(seconds), "%Y-%m-%dT%H:%M:%S"),
                        (milliseconds - seconds).count());
 }
 

@@ -3,71 +3,54 @@
 #include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 
-#include <array>
+#include <fmt/format.h>
+
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace corvane::modemmanager {
 namespace {
 
 xpc::Object readValue(sd_bus_message* message);
 
-xpc::Object emptyArray() {
-    return xpc::Object::adopt(xpc_array_create(nullptr, 0));
+/// Whatever sd_bus_message_read_basic(3) writes.
+union Basic {
+    std::uint8_t byte;
+    int boolean;
+    std::int16_t int16;
+    std::uint16_t uint16;
+    std::int32_t int32;
+    std::uint32_t uint32;
+    std::int64_t int64;
+    std::uint64_t uint64;
+    double real;
+    const char* text;
+};
+
+xpc::Object fromUnsigned(std::uint64_t value) {
+    const bool fits = value <= std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+    return fits ? number(static_cast<std::int64_t>(value)) : text(std::to_string(value));
 }
 
-/// sd_bus_message_read_basic(3) writes the type that its letter says.
-template <typename Number>
-xpc::Object readInteger(sd_bus_message* message, char type) {
-    Number value{};
-    if (sd_bus_message_read_basic(message, type, &value) <= 0) {
-        return {};
-    }
-    if constexpr (std::is_same_v<Number, std::uint64_t>) {
-        if (value > std::uint64_t{std::numeric_limits<std::int64_t>::max()}) {
-            return text(std::to_string(value));
-        }
-    }
-    return number(static_cast<std::int64_t>(value));
-}
-
-xpc::Object readBoolean(sd_bus_message* message) {
-    int value = 0;
-    return sd_bus_message_read_basic(message, SD_BUS_TYPE_BOOLEAN, &value) > 0 ? boolean(value != 0) : xpc::Object();
-}
-
-xpc::Object readDouble(sd_bus_message* message) {
-    double value = 0;
-    if (sd_bus_message_read_basic(message, SD_BUS_TYPE_DOUBLE, &value) <= 0) {
-        return {};
-    }
-    if (std::trunc(value) == value && std::abs(value) < 1e15) {
-        return number(static_cast<std::int64_t>(value));
-    }
-    std::array<char, 32> digits{};
-    std::snprintf(digits.data(), digits.size(), "%g", value);
-    return text(digits.data());
-}
-
-xpc::Object readText(sd_bus_message* message, char type) {
-    const char* value = nullptr;
-    return sd_bus_message_read_basic(message, type, &value) > 0 ? text(escaped(value)) : xpc::Object();
+xpc::Object fromReal(double value) {
+    const bool isWhole = std::trunc(value) == value && std::abs(value) < 1e15;
+    return isWhole ? number(static_cast<std::int64_t>(value)) : text(fmt::format("{:.6g}", value));
 }
 
 /// All that stands up to the end of the container that is entered.
 xpc::Object readRest(sd_bus_message* message) {
-    xpc::Object values = emptyArray();
+    std::vector<xpc::Object> values;
     while (sd_bus_message_at_end(message, 0) == 0) {
-        const xpc::Object value = readValue(message);
-        if (!value) {
+        values.push_back(readValue(message));
+        if (!values.back()) {
             return {};
         }
-        xpc_array_append_value(values.get(), value.get());
     }
-    return values;
+    return xpc::array(std::move(values));
 }
 
 std::string keyText(const xpc::Object& key) {
@@ -104,32 +87,36 @@ xpc::Object readValue(sd_bus_message* message) {
     if (sd_bus_message_peek_type(message, &type, &contents) <= 0) {
         return {};
     }
+    if (contents != nullptr) {
+        return readContainer(message, type, contents);
+    }
+    Basic value{};
+    if (sd_bus_message_read_basic(message, type, &value) <= 0) {
+        return {};
+    }
     switch (type) {
         case SD_BUS_TYPE_BYTE:
-            return readInteger<std::uint8_t>(message, type);
+            return number(value.byte);
         case SD_BUS_TYPE_BOOLEAN:
-            return readBoolean(message);
+            return boolean(value.boolean != 0);
         case SD_BUS_TYPE_INT16:
-            return readInteger<std::int16_t>(message, type);
+            return number(value.int16);
         case SD_BUS_TYPE_UINT16:
-            return readInteger<std::uint16_t>(message, type);
-        case SD_BUS_TYPE_INT32:
-        case SD_BUS_TYPE_UNIX_FD:
-            return readInteger<std::int32_t>(message, type);
+            return number(value.uint16);
         case SD_BUS_TYPE_UINT32:
-            return readInteger<std::uint32_t>(message, type);
+            return number(value.uint32);
         case SD_BUS_TYPE_INT64:
-            return readInteger<std::int64_t>(message, type);
+            return number(value.int64);
         case SD_BUS_TYPE_UINT64:
-            return readInteger<std::uint64_t>(message, type);
+            return fromUnsigned(value.uint64);
         case SD_BUS_TYPE_DOUBLE:
-            return readDouble(message);
+            return fromReal(value.real);
         case SD_BUS_TYPE_STRING:
         case SD_BUS_TYPE_OBJECT_PATH:
         case SD_BUS_TYPE_SIGNATURE:
-            return readText(message, type);
-        default:
-            return readContainer(message, type, contents);
+            return text(escaped(value.text));
+        default:  // a file descriptor is a number of 32 bits too
+            return number(value.int32);
     }
 }
 
