@@ -77,57 +77,39 @@ Result<void> Daemon::prepareLoop() {
     // A reader of the log that goes away, or a file that may not grow, is no reason to end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    const auto clients = raiseDescriptorLimit(limits_.clients);
-    if (!clients) {
-        return clients.refusal();
+    if (auto raised = raiseDescriptorLimit(limits_.clients).into(limits_.clients); !raised) {
+        return raised;
     }
-    limits_.clients = *clients;
-    auto made = Loop::make();
-    if (!made) {
-        return made.refusal();
+    if (auto made = Loop::make().into(loop_); !made) {
+        return made;
     }
-    loop_ = std::move(*made);
     return loop_->exitOn({SIGTERM, SIGINT});
 }
 
 Result<void> Daemon::listen() {
-    auto handed = ListeningSocket::takeOver();
-    if (!handed) {
-        return handed.refusal();
-    }
-    listener_ = std::move(*handed);
-    if (listener_) {
-        return {};
+    if (auto handed = ListeningSocket::takeOver().into(listener_); !handed || listener_) {
+        return handed;
     }
     const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
-    auto opened = ListeningSocket::open(path, policy_.group(), SOCK_SEQPACKET);
-    if (!opened) {
-        return opened.refusal();
+    auto opened = ListeningSocket::open(path, policy_.group(), SOCK_SEQPACKET).into(listener_);
+    if (opened) {
+        log::debug("listening on " + path);
     }
-    listener_ = std::move(*opened);
-    log::debug("listening on " + path);
-    return {};
+    return opened;
 }
 
 Result<void> Daemon::openSettings() {
     if (options_.stateFolder.empty()) {
         options_.stateFolder = defaultStateFolder();
     }
-    auto opened = SettingsStore::open(options_.stateFolder);
-    if (!opened) {
-        return opened.refusal();
-    }
-    store_ = std::move(*opened);
-    return {};
+    return SettingsStore::open(options_.stateFolder).into(store_);
 }
 
 Result<void> Daemon::openRecordings() {
     if (!options_.recording.empty()) {
-        auto read = readRecording(options_.recording);
-        if (!read) {
-            return read.refusal();
+        if (auto read = readRecording(options_.recording).into(recorded_); !read) {
+            return read;
         }
-        recorded_ = std::move(*read);
     }
     return options_.recordFile.empty() ? Result<void>() : recording::begin(options_.recordFile);
 }

@@ -47,8 +47,7 @@ Result<Session::Progress> Session::receive(std::span<const std::uint8_t> packet)
         return greet(*decoded);
     }
     if (const auto* asked = std::get_if<wire::Request>(&*decoded)) {
-        const auto served = request(*asked, packet.size());
-        return served ? Result(Progress::Served) : Result<Progress>(served.refusal());
+        return request(*asked, packet.size());
     }
     if (const auto* events = std::get_if<wire::Events>(&*decoded)) {
         wantsEvents_ = events->on;
@@ -98,7 +97,7 @@ xpc::Object Session::describeManager() const {
                        {ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}});
 }
 
-Result<void> Session::request(const wire::Request& request, std::size_t packetSize) {
+Result<Session::Progress> Session::request(const wire::Request& request, std::size_t packetSize) {
     if (std::ranges::find(outstanding_, request.id, &Outstanding::id) != outstanding_.end()) {
         return Refusal::invalidArgument("used the id of a request that waits for its answer");
     }
@@ -107,7 +106,7 @@ Result<void> Session::request(const wire::Request& request, std::size_t packetSi
         answer(request.id,
                Refusal::limitReached(fmt::format("Too many requests wait for their answers: at most {}, of {} bytes in all, may.",
                                                  kMaxOutstanding, kMaxOutstandingBytes)));
-        return {};
+        return Progress::Served;
     }
     requestSize_ = packetSize;
     if (requestlog::isOn()) {
@@ -122,10 +121,10 @@ Result<void> Session::request(const wire::Request& request, std::size_t packetSi
         })) {
         answer(request.id, *answered);
     }
-    return {};
+    return Progress::Served;
 }
 
-Result<void> Session::fail(const Fault& fault, std::uint64_t id) {
+Result<Session::Progress> Session::fail(const Fault& fault, std::uint64_t id) {
     switch (fault.kind) {
         case Fault::Kind::Result:
             answerResult(id, fault.result, fault.withoutDictionary ? "" : "This failure was asked for with --fault.");
@@ -139,7 +138,7 @@ Result<void> Session::fail(const Fault& fault, std::uint64_t id) {
             sender_(kGarbage);
             break;
     }
-    return {};
+    return Progress::Served;
 }
 
 void Session::makeOutstanding(std::uint64_t id, std::function<void()> abandon) {

@@ -62,8 +62,8 @@ private:
     Result<void> checkVersion(const ryn::wire::Hello& hello);
     /// Who the manager is, for a client that asks with its hello.
     xpc::Object describeManager() const;
-    Result<void> request(const ryn::wire::Request& request, std::size_t packetSize);
-    Result<void> fail(const Fault& fault, std::uint64_t id);
+    Result<Progress> request(const ryn::wire::Request& request, std::size_t packetSize);
+    Result<Progress> fail(const Fault& fault, std::uint64_t id);
 
     class LateAnswer;
     /// A completion that answers request `id` when it runs, unless the client has gone by then.

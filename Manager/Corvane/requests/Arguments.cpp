@@ -39,13 +39,15 @@ Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type
     return value;
 }
 
+Refusal missing(const char* key, xpc_type_t type) {
+    return Refusal::invalidArgument(fmt::format("{} is missing; it takes {}.", key, nameOf(type)));
+}
+
 /// As `find`, but an absent value is refused.
 Result<xpc_object_t> require(const xpc::Object& argument, const char* key, xpc_type_t type) {
-    auto found = find(argument, key, type);
-    if (found && *found == nullptr) {
-        return Refusal::invalidArgument(fmt::format("{} is missing; it takes {}.", key, nameOf(type)));
-    }
-    return found;
+    return find(argument, key, type).then([=](xpc_object_t found) {
+        return found == nullptr ? missing(key, type) : Result(found);
+    });
 }
 
 Result<std::string_view> textOf(const char* key, xpc_object_t value) {
@@ -71,16 +73,13 @@ Refusal unknownChoice(const char* key, std::string_view name, const std::string&
 }
 
 Result<std::string_view> Text::read(const xpc::Object& argument) const {
-    const auto found = require(argument, key, XPC_TYPE_STRING);
-    return found ? textOf(key, *found) : found.refusal();
+    return require(argument, key, XPC_TYPE_STRING).then([this](xpc_object_t found) { return textOf(key, found); });
 }
 
 Result<std::string_view> OptionalText::read(const xpc::Object& argument) const {
-    const auto found = find(argument, key, XPC_TYPE_STRING);
-    if (!found) {
-        return found.refusal();
-    }
-    return *found == nullptr ? Result<std::string_view>(fallback) : textOf(key, *found);
+    return find(argument, key, XPC_TYPE_STRING).then([this](xpc_object_t found) {
+        return found == nullptr ? Result<std::string_view>(fallback) : textOf(key, found);
+    });
 }
 
 Result<std::optional<std::int64_t>> OptionalNumber::read(const xpc::Object& argument) const {
@@ -99,32 +98,25 @@ Result<std::optional<std::int64_t>> OptionalNumber::read(const xpc::Object& argu
 }
 
 Result<std::int64_t> Number::read(const xpc::Object& argument) const {
-    if (const auto found = require(argument, key, XPC_TYPE_INT64); !found) {
-        return found.refusal();
-    }
-    const auto number = OptionalNumber{key, lowest, highest}.read(argument);
-    return number ? Result<std::int64_t>(**number) : number.refusal();
+    return OptionalNumber::read(argument).then(
+        [this](const auto& number) { return number ? Result(*number) : missing(key, XPC_TYPE_INT64); });
 }
 
 Result<std::optional<std::int64_t>> NumberOrNull::read(const xpc::Object& argument) const {
     if (xpc_get_type(valueAt(argument, key)) == XPC_TYPE_NULL) {
         return Value();
     }
-    const auto number = Number{key}.read(argument);
-    return number ? Result<Value>(*number) : number.refusal();
+    return Number{key}.read(argument).then([](std::int64_t number) { return Value(number); });
 }
 
 Result<bool> OptionalFlag::read(const xpc::Object& argument) const {
-    const auto found = find(argument, key, XPC_TYPE_BOOL);
-    if (!found) {
-        return found.refusal();
-    }
-    return *found == nullptr ? fallback : xpc_bool_get_value(*found);
+    return find(argument, key, XPC_TYPE_BOOL).then([this](xpc_object_t found) {
+        return found == nullptr ? fallback : xpc_bool_get_value(found);
+    });
 }
 
 Result<xpc::Object> Dictionary::read(const xpc::Object& argument) const {
-    const auto found = require(argument, key, XPC_TYPE_DICTIONARY);
-    return found ? Result(xpc::Object::share(*found)) : found.refusal();
+    return require(argument, key, XPC_TYPE_DICTIONARY).then(xpc::Object::share);
 }
 
 Result<xpc::Object> Anything::read(const xpc::Object& argument) const {

@@ -47,12 +47,9 @@ struct OptionalNumber {
     Result<Value> read(const xpc::Object& argument) const;
 };
 
-struct Number {
+struct Number : OptionalNumber {
     using Value = std::int64_t;
     static constexpr bool kMandatory = true;
-    const char* key;
-    std::int64_t lowest = std::numeric_limits<std::int64_t>::min();
-    std::int64_t highest = std::numeric_limits<std::int64_t>::max();
 
     Result<Value> read(const xpc::Object& argument) const;
 };

@@ -80,18 +80,15 @@ Result<RFSelfTestOptions> readSelfTestOptions(const xpc::Object& options) {
     }
     RFSelfTestOptions read;
     for (const Target& target : kTargets) {
-        const auto power = Number{target.key, kLowestTxPower, kHighestTxPower}.read(options);
-        if (!power) {
-            return power.refusal();
+        const Number power{target.key, kLowestTxPower, kHighestTxPower};
+        if (const auto done = power.read(options).into(read.*target.power); !done) {
+            return done.refusal();
         }
-        read.*target.power = *power;
     }
     for (const LimitLists& lists : kLimitLists) {
-        const auto limits = readLimits(options, lists);
-        if (!limits) {
-            return limits.refusal();
+        if (const auto done = readLimits(options, lists).into(read.*lists.limits); !done) {
+            return done.refusal();
         }
-        read.*lists.limits = *limits;
     }
     return read;
 }

@@ -197,7 +197,7 @@ void Services::syncCollection(const std::shared_ptr<TraceLogs::Written>& written
             return;
         }
         diagTrace_.endSnapshot();
-        completion(synced ? Result(**synced) : synced.refusal());
+        completion(synced.then([](const auto& folder) { return *folder; }));
     });
 }
 

@@ -121,15 +121,13 @@ Result<ListeningSocket> ListeningSocket::open(const std::string& path, std::opti
     if (auto made = makeFolder(fs::path(path).parent_path(), group); !made) {
         return made.refusal();
     }
-    auto lock = lockBeside(path);
-    if (!lock) {
-        return lock.refusal();
+    ListeningSocket listening;
+    if (const auto locked = lockBeside(path).into(listening.lock_); !locked) {
+        return locked.refusal();
     }
     if (auto cleared = clear(path, type); !cleared) {
         return cleared.refusal();
     }
-    ListeningSocket listening;
-    listening.lock_ = std::move(*lock);
     listening.socket_ = FileDescriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!bindWithMode(listening.socket_.get(), path)) {
         return because("can't listen on " + path);

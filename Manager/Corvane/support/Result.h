@@ -9,6 +9,25 @@
 
 namespace corvane {
 
+template <typename T>
+class Result;
+
+/// Success without a value, or a refusal.
+template <>
+class [[nodiscard]] Result<void> {
+public:
+    Result() = default;
+    Result(Refusal refusal) : refusal_(std::move(refusal)) {}
+
+    explicit operator bool() const { return !refusal_; }
+
+    /// Only of a failure.
+    const Refusal& refusal() const { return *refusal_; }
+
+private:
+    std::optional<Refusal> refusal_;
+};
+
 /// A value, or the refusal that says why there is none: the one way to fail inside the daemon.
 template <typename T>
 class [[nodiscard]] Result {
@@ -27,24 +46,23 @@ public:
     /// Only of a failure.
     const Refusal& refusal() const { return std::get<1>(content_); }
 
+    /// What `next` makes of the value, another value or a result; a refusal stays one.
+    template <typename Next>
+    auto then(Next next) const -> decltype(corvane::Result(next(**this))) {
+        return *this ? corvane::Result(next(**this)) : refusal();
+    }
+    /// Moves the value to `place`, which stays as it is when there is none.
+    template <typename Place>
+    Result<void> into(Place& place) {
+        if (!*this) {
+            return refusal();
+        }
+        place = std::move(**this);
+        return {};
+    }
+
 private:
     std::variant<T, Refusal> content_;
-};
-
-/// Success without a value, or a refusal.
-template <>
-class [[nodiscard]] Result<void> {
-public:
-    Result() = default;
-    Result(Refusal refusal) : refusal_(std::move(refusal)) {}
-
-    explicit operator bool() const { return !refusal_; }
-
-    /// Only of a failure.
-    const Refusal& refusal() const { return *refusal_; }
-
-private:
-    std::optional<Refusal> refusal_;
 };
 
 /// Runs exactly once, on the event loop's thread, possibly before the command that it was given to returns.

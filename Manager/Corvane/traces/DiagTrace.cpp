@@ -30,8 +30,8 @@ Result<void> DiagTrace::check(const TraceProperty& property, std::string_view va
     if (property.trace != Type::DIAG || property.form != TraceProperty::Form::FileName) {
         return {};
     }
-    const auto groups = dmcFiles_.read(value);
-    return groups ? Result<void>() : groups.refusal();
+    DiagGroups selected;
+    return dmcFiles_.read(value).into(selected);
 }
 
 void DiagTrace::start(Baseband& baseband) {

@@ -128,8 +128,7 @@ Result<TraceLogs::Written> TraceLogs::write(const std::vector<SnapshotFile>& fil
 /// Of what isn't synced the last comes first: a power cut leaves a whole folder or none, and the scratch log where none is left.
 Result<std::optional<fs::path>> TraceLogs::sync(Written& written) {
     if (written.unsynced.empty()) {
-        auto published = publish(written);
-        return published ? Result<std::optional<fs::path>>(*published) : published.refusal();
+        return publish(written).then([](const fs::path& folder) { return std::optional(folder); });
     }
     if (!syncPath(written.unsynced.back())) {
         return failed(partialOf(written.folder), std::strerror(errno));

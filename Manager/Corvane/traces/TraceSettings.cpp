@@ -80,12 +80,10 @@ Result<TraceSettings::Row*> TraceSettings::find(std::string_view trace, std::str
 }
 
 Result<xpc::Object> TraceSettings::reply(std::string_view trace, std::string_view property) {
-    const auto row = find(trace, property);
-    if (!row) {
-        return row.refusal();
-    }
-    reload(**row);
-    return (*row)->reply;
+    return find(trace, property).then([](Row* row) {
+        reload(*row);
+        return row->reply;
+    });
 }
 
 Result<std::string> TraceSettings::accept(const Row& row, std::string_view value) {
