@@ -65,15 +65,18 @@ using OnRecord = std::function<void(const TraceRecord& record)>;
 class BasebandListener {
 public:
     virtual ~BasebandListener() = default;
-    virtual void bootStateChanged(const BootStatus& status) = 0;
-    virtual void operatingModeChanged(OperatingMode mode) = 0;
-    virtual void selfTestProgressed(const RFSelfTestEvent& event) = 0;
+    virtual void bootStateChanged(const BootStatus& /*status*/) {}
+    virtual void operatingModeChanged(OperatingMode /*mode*/) {}
+    virtual void selfTestProgressed(const RFSelfTestEvent& /*event*/) {}
     virtual void traceRecorded(const TraceRecord&) {}
     /// The application processor goes to sleep or wakes.
     virtual void sleepChanged(bool /*asleep*/) {}
     /// One sentence for the manager's own log.
-    virtual void basebandLog(std::string_view sentence) = 0;
+    virtual void basebandLog(std::string_view /*sentence*/) {}
 };
+
+/// Who listens to a baseband before its start and after its stop.
+inline BasebandListener nobody;
 
 /// The baseband as the manager sees it: simulated, or a real modem.
 ///

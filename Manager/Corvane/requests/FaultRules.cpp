@@ -5,12 +5,15 @@
 #include <fmt/format.h>
 
 #include <limits>
+#include <utility>
 
 namespace corvane {
 
 namespace {
 
 constexpr std::string_view kWithoutDictionary = ":nodict";
+constexpr std::pair<std::string_view, Fault::Kind> kKinds[] = {
+    {"drop", Fault::Kind::Drop}, {"hang", Fault::Kind::Hang}, {"malformed", Fault::Kind::Malformed}};
 
 /// A result, signed or as the 32 bits that it is made of.
 std::optional<std::int32_t> parseResult(std::string_view word) {
@@ -24,14 +27,10 @@ std::optional<std::int32_t> parseResult(std::string_view word) {
 }
 
 std::optional<Fault> parseFault(std::string_view word) {
-    if (word == "drop") {
-        return Fault{Fault::Kind::Drop};
-    }
-    if (word == "hang") {
-        return Fault{Fault::Kind::Hang};
-    }
-    if (word == "malformed") {
-        return Fault{Fault::Kind::Malformed};
+    for (const auto& [name, kind] : kKinds) {
+        if (word == name) {
+            return Fault{kind};
+        }
     }
     const bool withoutDictionary = word.ends_with(kWithoutDictionary);
     if (withoutDictionary) {

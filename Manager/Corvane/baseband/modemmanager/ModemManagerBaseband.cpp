@@ -25,16 +25,12 @@ constexpr std::chrono::seconds kTimeLimit = 25s;
 ModemManagerBaseband::ModemManagerBaseband(Loop& loop, SettingsStore& store, std::string modem)
     : wish_(store),
       follower_(
-          loop, std::move(modem), [this] { modemChanged(); }, [this](const std::string& sentence) { log(sentence); }),
+          loop, std::move(modem), [this] { modemChanged(); }, log_),
       reset_(loop, follower_, [this] { announce(); }),
-      modeChanges_(loop, follower_, wish_, [this](const std::string& sentence) { log(sentence); }),
+      modeChanges_(loop, follower_, wish_, log_),
       signal_(loop, follower_),
-      measurements_(
-          loop, follower_, signal_, [this](const TraceRecord& line) { record(line); },
-          [this](const std::string& sentence) { log(sentence); }),
-      messageLog_(
-          loop, follower_, [this](const TraceRecord& line) { record(line); },
-          [this](const std::string& sentence) { log(sentence); }) {}
+      measurements_(loop, follower_, signal_, record_, log_),
+      messageLog_(loop, follower_, record_, log_) {}
 
 void ModemManagerBaseband::start(BasebandListener& listener) {
     listener_ = &listener;
@@ -46,7 +42,7 @@ void ModemManagerBaseband::start(BasebandListener& listener) {
 }
 
 void ModemManagerBaseband::stop() {
-    listener_ = nullptr;
+    listener_ = &nobody;
     modeChanges_.stop();
     stopTraces();
     reset_.stop();
@@ -123,7 +119,7 @@ void ModemManagerBaseband::reset(const ResetRequest& request, Completion<void> c
     } else if (auto refusal = refuseReset()) {
         completion(std::move(*refusal));
     } else {
-        log("Soft reset of the modem (" + request.subType + "): " + request.reason);
+        log_("Soft reset of the modem (" + request.subType + "): " + request.reason);
         reset_.reset([this, done = std::move(completion)](Result<void> result) {
             softResets_ += result ? 1 : 0;
             done(std::move(result));
@@ -135,7 +131,7 @@ void ModemManagerBaseband::eraseNVData(Completion<void> completion) {
     if (auto refusal = refuseReset()) {
         completion(std::move(*refusal));
     } else {
-        log("Factory reset of the modem.");
+        log_("Factory reset of the modem.");
         reset_.eraseData(std::move(completion));
     }
 }
@@ -212,13 +208,13 @@ void ModemManagerBaseband::countBoots() {
 }
 
 void ModemManagerBaseband::announce() {
-    if (listener_ == nullptr) {
+    if (listener_ == &nobody) {
         return;
     }
     const Modem* modem = follower_.modem();
     const auto state = modem == nullptr ? std::string_view() : modemmanager::stateName(modem->number("State"));
     if (std::exchange(loggedState_, state) != state && modem != nullptr) {
-        log("Modem state: " + std::string(state));
+        log_("Modem state: " + std::string(state));
     }
     announceBootState();
     announceMode();
@@ -233,7 +229,7 @@ void ModemManagerBaseband::announceBootState() {
     if (isReady && std::exchange(booting_, false)) {
         ++boots_;
     }
-    log("Boot state: " + describe(status));
+    log_("Boot state: " + describe(status));
     listener_->bootStateChanged(status);
     if (isReady) {
         modeChanges_.restore();
@@ -244,23 +240,11 @@ void ModemManagerBaseband::announceMode() {
     const Modem* modem = follower_.modem();
     const auto mode = modem == nullptr ? std::nullopt : operatingModeOf(*modem);
     if (mode != std::exchange(announcedMode_, mode) && mode) {
-        log(fmt::format("Operating mode: {}", static_cast<int>(*mode)));
+        log_(fmt::format("Operating mode: {}", static_cast<int>(*mode)));
         if (mode == OperatingMode::Online && !modeChanges_.underWay()) {
             wish_.set(follower_.identity(), mode);  // somebody else has asked ModemManager for it
         }
         listener_->operatingModeChanged(*mode);
-    }
-}
-
-void ModemManagerBaseband::record(const TraceRecord& record) {
-    if (listener_ != nullptr) {
-        listener_->traceRecorded(record);
-    }
-}
-
-void ModemManagerBaseband::log(const std::string& sentence) {
-    if (listener_ != nullptr) {
-        listener_->basebandLog(sentence);
     }
 }
 

@@ -50,10 +50,10 @@ private:
     void announceBootState();
     void announceMode();
     xpc::Object statistics() const;
-    void record(const TraceRecord& record);
-    void log(const std::string& sentence);
 
-    BasebandListener* listener_ = nullptr;
+    BasebandListener* listener_ = &nobody;
+    const modemmanager::Log log_ = [this](const std::string& sentence) { listener_->basebandLog(sentence); };
+    const OnRecord record_ = [this](const TraceRecord& record) { listener_->traceRecorded(record); };
     modemmanager::ModeWish wish_;
     modemmanager::ModemFollower follower_;
     modemmanager::ModemReset reset_;

@@ -17,21 +17,11 @@ constexpr const char* kFirmwareVersion = "Simulated-1.0.0";
 /// Of a reset's reason and sub type: what is kept and told of a text that a client may have made as long as a packet.
 constexpr std::size_t kLongestReason = 256;
 
-/// Before the start and after the stop.
-class Nobody final : public BasebandListener {
-    void bootStateChanged(const BootStatus&) override {}
-    void operatingModeChanged(OperatingMode) override {}
-    void selfTestProgressed(const RFSelfTestEvent&) override {}
-    void basebandLog(std::string_view) override {}
-};
-Nobody nobody;
-
 }  // namespace
 
 SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario,
                                      const simulated::Durations& durations)
-    : listener_(&nobody),
-      seed_(scenario ? std::optional(scenario->seed) : std::nullopt),
+    : seed_(scenario ? std::optional(scenario->seed) : std::nullopt),
       longestSilence_(scenario ? scenario->silence : Baseband::longestSilence()),
       nvData_(store),
       statistics_(store),

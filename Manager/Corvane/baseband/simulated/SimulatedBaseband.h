@@ -77,7 +77,7 @@ private:
     std::uint64_t seed() const { return seed_.value_or(nvData_.calibrationSeed()); }
     void tellScenario(std::string_view event);
 
-    BasebandListener* listener_;
+    BasebandListener* listener_ = &nobody;
     const std::optional<std::uint64_t> seed_;  ///< a scenario's
     const std::chrono::milliseconds longestSilence_;
 

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 namespace corvane::simulated {
 
 void ScenarioPlayer::start() {
@@ -28,17 +26,14 @@ void ScenarioPlayer::happened(std::string_view event) {
 }
 
 void ScenarioPlayer::add(std::size_t step, Clock::time_point from) {
-    const Due due{from + scenario_.steps[step].delay, step};
-    due_.insert(std::upper_bound(due_.begin(), due_.end(), due), due);
+    due_.emplace(from + scenario_.steps[step].delay, step);
     begun_[step] = true;
 }
 
 void ScenarioPlayer::carryOutDue() {
     const Clock::time_point now = Clock::now();
-    while (!due_.empty() && due_.front().time <= now) {
-        const std::size_t step = due_.front().step;
-        due_.erase(due_.begin());
-        carryOut(step);
+    while (!due_.empty() && due_.begin()->first <= now) {
+        carryOut(due_.extract(due_.begin()).value().second);
     }
     arm();
 }
@@ -59,7 +54,7 @@ void ScenarioPlayer::arm() {
         timer_.cancel();
         return;
     }
-    timer_.set(std::chrono::ceil<std::chrono::milliseconds>(due_.front().time - Clock::now()), [this] { carryOutDue(); });
+    timer_.set(std::chrono::ceil<std::chrono::milliseconds>(due_.begin()->first - Clock::now()), [this] { carryOutDue(); });
 }
 
 }  // namespace corvane::simulated

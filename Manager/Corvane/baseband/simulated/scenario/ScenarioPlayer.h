@@ -4,9 +4,10 @@
 #include "Corvane/loop/Timer.h"
 
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace corvane::simulated {
@@ -28,14 +29,6 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    struct Due {
-        Clock::time_point time;
-        std::size_t step;
-        friend bool operator<(const Due& left, const Due& right) {
-            return std::tie(left.time, left.step) < std::tie(right.time, right.step);
-        }
-    };
-
     void add(std::size_t step, Clock::time_point from);
     void carryOutDue();
     void carryOut(std::size_t index);
@@ -45,8 +38,8 @@ private:
     const ScenarioStage stage_;
     Log log_;
     Timer timer_;
-    std::vector<bool> begun_;  ///< by step: whether what it waits for has happened
-    std::vector<Due> due_;     ///< sorted
+    std::vector<bool> begun_;                                  ///< by step: whether what it waits for has happened
+    std::set<std::pair<Clock::time_point, std::size_t>> due_;  ///< steps, by their times
 };
 
 }  // namespace corvane::simulated
