@@ -1,8 +1,8 @@
 #include "Corvane/baseband/modemmanager/ModemReport.h"
 
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
+#include "Corvane/baseband/modemmanager/ModemNames.h"
 #include "Corvane/baseband/modemmanager/ModemSignal.h"
-#include "Corvane/baseband/modemmanager/NamedProperties.h"
 #include "Corvane/support/Json.h"
 #include "Corvane/support/Values.h"
 
