@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -7,26 +8,30 @@
 
 namespace corvane::simulated {
 
-/// Writes fields of bits, the most significant bit first, as ASN.1's unaligned packed encoding rules (UPER, X.691) do.
+/// Writes fields of bits, the most significant bit first, as network protocols and ASN.1's unaligned packed encoding rules (UPER,
+/// X.691) do.
 class BitWriter {
 public:
+    /// The lowest `count` bits of `value`.
     BitWriter& bits(unsigned count, std::uint64_t value) {
         while (count > 0) {
-            --count;
-            if (used_ % 8 == 0) {
+            if (room_ == 0) {
                 bytes_ += '\0';
+                room_ = 8;
             }
-            const auto bit = static_cast<unsigned>(value >> count & 1);
-            bytes_.back() = static_cast<char>(static_cast<unsigned char>(bytes_.back()) | bit << (7 - used_ % 8));
-            ++used_;
+            const unsigned taken = std::min(count, room_);
+            count -= taken;
+            room_ -= taken;
+            const auto piece = static_cast<unsigned>(value >> count) & ((1U << taken) - 1);
+            bytes_.back() = static_cast<char>(static_cast<unsigned char>(bytes_.back()) | piece << room_);
         }
         return *this;
     }
     /// An octet string without a size constraint, shorter than 128 bytes.
-    BitWriter& octets(std::string_view octets) {
-        bits(8, octets.size());
-        for (const char octet : octets) {
-            bits(8, static_cast<unsigned char>(octet));
+    BitWriter& octets(std::string_view octets) { return bits(8, octets.size()).text(octets); }
+    BitWriter& text(std::string_view text) {
+        for (const char byte : text) {
+            bits(8, static_cast<unsigned char>(byte));
         }
         return *this;
     }
@@ -35,7 +40,7 @@ public:
 
 private:
     std::string bytes_;
-    std::size_t used_ = 0;
+    unsigned room_ = 0;  ///< bits of the last byte that aren't written yet
 };
 
 }  // namespace corvane::simulated
