@@ -25,10 +25,10 @@ struct BuiltIn {
 };
 constexpr BuiltIn kBuiltIns[] = {
     {diag::config::kDefaultPrimaryDMCFile,
-     {DiagGroup::NAS, DiagGroup::RRC, DiagGroup::Broadcast, DiagGroup::Paging, DiagGroup::Log, DiagGroup::Measurements}},
-    {diag::config::kThroughputDMCFile, {DiagGroup::Measurements, DiagGroup::Throughput}},
-    {diag::config::kDefaultSleepDMCFile, {DiagGroup::NAS, DiagGroup::Paging}},
-    {diag::config::kNoneDMCFile, {}},
+     DiagGroup::NAS | DiagGroup::RRC | DiagGroup::Broadcast | DiagGroup::Paging | DiagGroup::Log | DiagGroup::Measurements},
+    {diag::config::kThroughputDMCFile, DiagGroup::Measurements | DiagGroup::Throughput},
+    {diag::config::kDefaultSleepDMCFile, DiagGroup::NAS | DiagGroup::Paging},
+    {diag::config::kNoneDMCFile, 0},
 };
 
 }  // namespace
@@ -58,7 +58,7 @@ Result<DiagGroups> DMCFiles::parse(const fs::path& path) const {
     if (!json.is_object() || json.size() != 1 || !json.contains(kGroups) || !json.at(kGroups).is_array()) {
         return refuse(R"(it must be an object like {"groups": ["NAS", "RRC"]})");
     }
-    DiagGroups groups;
+    DiagGroups groups = 0;
     for (const auto& entry : json.at(kGroups)) {
         const auto* name = entry.get_ptr<const std::string*>();
         const auto* known = name == nullptr ? kDiagGroupNames.end() : std::ranges::find(kDiagGroupNames, *name);
@@ -66,7 +66,7 @@ Result<DiagGroups> DMCFiles::parse(const fs::path& path) const {
             return refuse("there is no group " + entry.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) +
                           "; there are " + listed(kDiagGroupNames, ", "));
         }
-        groups.add(static_cast<DiagGroup>(known - kDiagGroupNames.begin()));
+        groups |= 1U << (known - kDiagGroupNames.begin());
     }
     return groups;
 }

@@ -30,7 +30,7 @@ Result<void> DiagTrace::check(const TraceProperty& property, std::string_view va
     if (property.trace != Type::DIAG || property.form != TraceProperty::Form::FileName) {
         return {};
     }
-    DiagGroups selected;
+    DiagGroups selected = 0;
     return dmcFiles_.read(value).into(selected);
 }
 
@@ -84,7 +84,7 @@ DiagSettings DiagTrace::basebandSettings() const {
         return settings;
     }
     for (const char* file : kFiles) {
-        settings.awake = settings.awake | groups(file);
+        settings.awake |= groups(file);
     }
     const std::string duringSleep = value(diag::kEnabledDuringSleepKey);
     if (duringSleep == diag::toString(diag::DuringAPSleep::Full)) {
@@ -175,7 +175,7 @@ void DiagTrace::endSnapshot() {
 }
 
 void DiagTrace::showStatus() {
-    const bool isSilent = snapshots_ > 0 ? applied_.hold : asleep_ && (applied_.holdUntilAwake || applied_.asleep.empty());
+    const bool isSilent = snapshots_ > 0 ? applied_.hold : asleep_ && (applied_.holdUntilAwake || applied_.asleep == 0);
     const bool isWritable = !around_.recorders.isFailing(Type::DIAG);
     const bool isTaken =
         (target_ == Target::Disk && isWritable) || (target_ == Target::Stream && stream_ && stream_->hasReaders());

@@ -10,7 +10,7 @@ using gsmtap::RrcChannel;
 
 constexpr std::chrono::milliseconds kStepLasts{4};
 
-DiagGroup groupOf(RrcChannel channel) {
+DiagGroup::Bit groupOf(RrcChannel channel) {
     switch (channel) {
         case RrcChannel::BroadcastBch:
         case RrcChannel::BroadcastSharedChannel:

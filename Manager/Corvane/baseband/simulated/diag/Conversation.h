@@ -46,7 +46,7 @@ public:
 
 private:
     struct Step {
-        DiagGroup group;
+        DiagGroup::Bit group;
         std::function<std::string(const gsmtap::Radio& radio)> packet;
     };
 

@@ -15,8 +15,8 @@ public:
     void setAsleep(bool asleep);
 
     /// Whether a message of any group, or of `group`, goes anywhere: ask before composing one.
-    bool isOn() const { return !chosen().empty(); }
-    bool wants(DiagGroup group) const { return chosen().contains(group); }
+    bool isOn() const { return chosen() != 0; }
+    bool wants(DiagGroup::Bit group) const { return (chosen() & group) != 0; }
     /// Of a group that is wanted.
     void send(std::chrono::system_clock::time_point time, std::string packet);
     /// Lets everything out that the buffer holds.
