@@ -1,6 +1,5 @@
 #include "Corvane/baseband/Backends.h"
 
-#include "Corvane/baseband/NoBaseband.h"
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 
@@ -9,6 +8,15 @@
 
 namespace corvane {
 namespace {
+
+/// For a manager whose answers come from elsewhere: nothing happens in it.
+class NoBaseband final : public Baseband {
+public:
+    void start(BasebandListener&) override {}
+    void stop() override {}
+    void getBootState(Completion<BootStatus> completion) override { completion(cannot("tell its state")); }
+    void getOperatingMode(Completion<OperatingMode> completion) override { completion(cannot("tell its operating mode")); }
+};
 
 using BasebandPtr = std::unique_ptr<Baseband>;
 

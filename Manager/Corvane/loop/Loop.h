@@ -18,6 +18,12 @@ namespace corvane {
 
 class Watch;
 
+struct EventSourceDeleter {
+    void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
+};
+/// What sd-event waits for, until this is destroyed.
+using EventSource = std::unique_ptr<sd_event_source, EventSourceDeleter>;
+
 /// The daemon's event loop. Everything in the daemon happens on its one thread.
 ///
 /// Timers, signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own

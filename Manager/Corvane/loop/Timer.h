@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Corvane/loop/EventSource.h"
 #include "Corvane/loop/Loop.h"
 
 #include <chrono>
