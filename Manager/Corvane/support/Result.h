@@ -69,4 +69,12 @@ private:
 template <typename T>
 using Completion = std::function<void(Result<T>)>;
 
+/// Runs all that wait, in their order, with a result or a refusal. What they do may wait anew.
+template <typename Completions, typename Outcome>
+void completeAll(Completions& waiting, const Outcome& result) {
+    for (const auto& completion : std::exchange(waiting, {})) {
+        completion(result);
+    }
+}
+
 }  // namespace corvane

@@ -21,17 +21,13 @@ void FileSystemSync::begin(bool waitForCompletion, Completion<void> completion) 
 void FileSystemSync::interrupt(const std::string& why) {
     end_.cancel();
     underWay_ = false;
-    for (const Completion<void>& completion : std::exchange(waiting_, {})) {
-        completion(Refusal::aborted(fmt::format("The sync of the remote filesystem was interrupted {}; send it again.", why)));
-    }
+    completeAll(waiting_,
+                Refusal::aborted(fmt::format("The sync of the remote filesystem was interrupted {}; send it again.", why)));
 }
 
 void FileSystemSync::complete() {
     underWay_ = false;
-    const Result<void> outcome = nvData_.recordSync(clock_.text());
-    for (const Completion<void>& completion : std::exchange(waiting_, {})) {
-        completion(outcome);
-    }
+    completeAll(waiting_, nvData_.recordSync(clock_.text()));
 }
 
 }  // namespace corvane::simulated

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace corvane::simulated {
@@ -21,11 +19,8 @@ void StateMachine::stop() {
     step_.cancel();
     patience_.cancel();
     giveUpModeChange(Refusal::aborted(kStopping));
-    std::vector<Completion<void>> open = std::exchange(transition_, {});
-    std::ranges::move(std::exchange(waiting_, {}), std::back_inserter(open));
-    for (const Completion<void>& completion : open) {
-        completion(Refusal::aborted(kStopping));
-    }
+    completeAll(transition_, Refusal::aborted(kStopping));
+    completeAll(waiting_, Refusal::aborted(kStopping));
 }
 
 void StateMachine::setOperatingMode(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
@@ -69,9 +64,9 @@ void StateMachine::whenReady(Completion<void> completion) {
 void StateMachine::losePatience() {
     if (!patience_.isSet()) {
         patience_.set(durations_.patience, [this] {
-            completeTransition(Refusal::timedOut(kHangs));
+            completeAll(transition_, Refusal::timedOut(kHangs));
             giveUpModeChange(Refusal::timedOut(kHangs));
-            refuseWaiting(Refusal::timedOut(kHangs));
+            completeAll(waiting_, Refusal::timedOut(kHangs));
         });
     }
 }
@@ -82,12 +77,6 @@ Result<void> StateMachine::checkAnswering() const {
 
 Refusal StateMachine::offRefusal() const {
     return Refusal::wrongState(bootFailure_.empty() ? kOffSentence : bootFailure_);
-}
-
-void StateMachine::refuseWaiting(const Refusal& refusal) {
-    for (const Completion<void>& waiting : std::exchange(waiting_, {})) {
-        waiting(refusal);
-    }
 }
 
 bool StateMachine::canRunWaiting() const {
@@ -161,7 +150,7 @@ void StateMachine::giveUpModeChange(const Refusal& refusal) {
 void StateMachine::beginReset(const ResetRequest& request, Completion<void> completion) {
     if (std::exchange(hanging_, false)) {
         patience_.cancel();
-        completeTransition(Refusal::basebandFailed("The baseband hung and had to be reset hard."));
+        completeAll(transition_, Refusal::basebandFailed("The baseband hung and had to be reset hard."));
     }
     giveUpModeChange(Refusal::aborted("A reset came before the baseband had reached its new operating mode."));
     transition_.push_back(std::move(completion));
@@ -199,22 +188,22 @@ void StateMachine::becomeReady() {
     lastBootDuration_ = std::chrono::duration_cast<std::chrono::milliseconds>(took);
     resetUnderWay_ = false;
     enter(BootState::Ready);
-    completeTransition();
+    completeAll(transition_, Result<void>());
     runWaiting();
 }
 
 void StateMachine::becomeOff() {
     enter(BootState::Off);
-    completeTransition();
-    refuseWaiting(offRefusal());
+    completeAll(transition_, Result<void>());
+    completeAll(waiting_, offRefusal());
 }
 
 void StateMachine::failToBoot() {
     resetUnderWay_ = false;
     bootFailure_ = kBootFailure;
     enter(BootState::Off);
-    completeTransition(Refusal::basebandFailed(bootFailure_));
-    refuseWaiting(offRefusal());
+    completeAll(transition_, Refusal::basebandFailed(bootFailure_));
+    completeAll(waiting_, offRefusal());
 }
 
 bool StateMachine::crash(const std::string& reason) {
@@ -250,12 +239,6 @@ void StateMachine::enter(BootState state) {
 void StateMachine::enter(OperatingMode mode) {
     mode_ = mode;
     listener_.operatingModeChanged(mode);
-}
-
-void StateMachine::completeTransition(const Result<void>& result) {
-    for (const Completion<void>& completion : std::exchange(transition_, {})) {
-        completion(result);
-    }
 }
 
 }  // namespace corvane::simulated

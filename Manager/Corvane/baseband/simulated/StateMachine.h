@@ -91,13 +91,11 @@ private:
     void failToBoot();
     /// In a while, with what a baseband that hangs has been asked for.
     void losePatience();
-    void refuseWaiting(const Refusal& refusal);
     Refusal offRefusal() const;
     bool canFail() const { return bootState_ != BootState::Off && !isShuttingDown() && !hanging_; }
 
     void enter(BootState state);
     void enter(OperatingMode mode);
-    void completeTransition(const Result<void>& result = {});
 
     Loop& loop_;
     const Durations durations_;
