@@ -3,7 +3,6 @@
 #include "Corvane/requests/MetricsFile.h"
 #include "Corvane/requests/Recording.h"
 #include "Corvane/requests/Replay.h"
-#include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/commands/Commands.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/LogFile.h"
@@ -62,7 +61,7 @@ Result<void> Daemon::run() {
         log::setLevel(log::Level::Debug);
     }
     if (options_.traceRequests) {
-        requestlog::switchOn();
+        recording::showInLog();
     }
     for (const auto step : {&Daemon::prepareLoop, &Daemon::openRecordings, &Daemon::listen, &Daemon::openSettings}) {
         if (auto done = (this->*step)(); !done) {

@@ -1,7 +1,6 @@
 #include "Corvane/clients/Server.h"
 
 #include "Corvane/requests/Recording.h"
-#include "Corvane/requests/RequestLog.h"
 #include "Corvane/requests/Statistics.h"
 #include "Corvane/support/MemoryReserve.h"
 
@@ -97,7 +96,7 @@ void Server::serve(Client& client) {
     if (client.ended || memory::isShort()) {
         return;
     }
-    const log::RateLimited::Scope limited(requestlog::isOn() ? nullptr : &client.user.log);
+    const log::RateLimited::Scope limited(recording::isShownInLog() ? nullptr : &client.user.log);
     withinMemory(client, [&] {
         if (client.outbox.isEmpty()) {
             receive(client);

@@ -3,7 +3,6 @@
 #include "Corvane/requests/Dispatcher.h"
 #include "Corvane/requests/Recording.h"
 #include "Corvane/requests/Replies.h"
-#include "Corvane/requests/RequestLog.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
@@ -109,9 +108,6 @@ Result<Session::Progress> Session::request(const wire::Request& request, std::si
         return Progress::Served;
     }
     requestSize_ = packetSize;
-    if (requestlog::isOn()) {
-        requestlog::request(client_.name, request);
-    }
     recording::request(client_, request);
     if (const Fault* fault = dispatcher_.faults().find(request.command); fault != nullptr) {
         return fail(*fault, request.id);
@@ -217,9 +213,6 @@ void Session::answerResult(std::uint64_t id, std::int32_t result, const std::str
 }
 
 void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& object) {
-    if (requestlog::isOn()) {
-        requestlog::reply(client_.name, id, result, object);
-    }
     if (const wire::Reply reply{id, result, object}; wire::encode(reply, outputBuffer())) {
         recording::reply(client_, reply);
         sender_(outputBuffer());

@@ -6,7 +6,8 @@
 
 #include <string>
 
-/// What clients ask, what they are answered and what happens, each with its time in a line of JSON:
+/// What clients ask, what they are answered and what happens: shown in the log, and recorded, each with its time in a line of
+/// JSON:
 ///
 ///     {"recording":1,"version":"1.0.0","time":"2026-11-21T12:34:56.789Z"}
 ///     {"ms":512,"client":1,"name":"ryntool","id":1,"request":"GetBasebandOperatingModeCommand","argument":null}
@@ -21,7 +22,11 @@ constexpr int kVersion = 1;
 /// @param file is replaced. A refusal is a clause.
 Result<void> begin(const std::string& file);
 
-// Nothing happens while there is no recording.
+/// From now on the log shows requests and replies.
+void showInLog();
+bool isShownInLog();
+
+// Nothing happens while there is no recording, and the log doesn't show them.
 void request(const Requester& client, const ryn::wire::Request& request);
 void reply(const Requester& client, const ryn::wire::Reply& reply);
 void event(const ryn::wire::Event& event);
