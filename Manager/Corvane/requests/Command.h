@@ -41,13 +41,13 @@ struct Command {
                     return refused;
                 }
                 if constexpr (std::is_invocable_v<Handler, Services&, Later, typename Arguments::Value...>) {
-                    handler(services, later, *value...);
+                    std::invoke(handler, services, later, *value...);
                     return std::nullopt;
                 } else if constexpr (std::is_invocable_v<Handler, Services&, AnswerCompletion, typename Arguments::Value...>) {
-                    handler(services, later({}), *value...);
+                    std::invoke(handler, services, later({}), *value...);
                     return std::nullopt;
                 } else {
-                    return Answer(handler(services, *value...));
+                    return Answer(std::invoke(handler, services, *value...));
                 }
             };
             return std::apply(call, values);

@@ -59,23 +59,6 @@ std::string immutableName(const fs::path& file) {
     return uri + "?immutable=1";
 }
 
-Statement prepared(sqlite3* database, const char* sql) {
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
-    return Statement(statement);
-}
-
-/// Calls `take` with the columns of each row. A query that can't be prepared or fails returns its code.
-template <typename Take>
-int forEachRow(sqlite3* database, const char* query, Take take) {
-    const Statement statement = prepared(database, query);
-    int code = statement ? SQLITE_ROW : sqlite3_extended_errcode(database);
-    while (code == SQLITE_ROW && (code = sqlite3_step(statement.get())) == SQLITE_ROW) {
-        take(statement.get());
-    }
-    return code == SQLITE_DONE ? SQLITE_OK : code;
-}
-
 std::string textOf(sqlite3_stmt* row, int column) {
     const auto* bytes = static_cast<const char*>(sqlite3_column_blob(row, column));
     return bytes == nullptr ? std::string() : std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
@@ -161,21 +144,30 @@ bool Database::isLaterVersion() {
     return true;
 }
 
+template <typename Take>
+int Database::forEachRow(const char* query, Take take) const {
+    const Statement statement = prepare(query);
+    int code = statement ? SQLITE_ROW : sqlite3_extended_errcode(handle_.get());
+    while (code == SQLITE_ROW && (code = sqlite3_step(statement.get())) == SQLITE_ROW) {
+        take(statement.get());
+    }
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
 int Database::checkPages() const {
     std::string finding;
-    const int code = forEachRow(handle_.get(), "PRAGMA integrity_check(1)", [&](sqlite3_stmt* row) { finding = textOf(row, 0); });
+    const int code = forEachRow("PRAGMA integrity_check(1)", [&](sqlite3_stmt* row) { finding = textOf(row, 0); });
     return code == SQLITE_OK && finding != "ok" ? SQLITE_CORRUPT : code;
 }
 
 int Database::readSchema() {
     schema_.clear();
     // The names in the schema must agree with its text.
-    const int code =
-        forEachRow(handle_.get(), "SELECT sql, type || name || tbl_name FROM sqlite_schema", [this](sqlite3_stmt* row) {
-            schema_ += textOf(row, 0) + (textOf(row, 1) == "tablesettingsetting" ? "" : textOf(row, 1));
-        });
+    const int code = forEachRow("SELECT sql, type || name || tbl_name FROM sqlite_schema", [this](sqlite3_stmt* row) {
+        schema_ += textOf(row, 0) + (textOf(row, 1) == "tablesettingsetting" ? "" : textOf(row, 1));
+    });
     const auto takeVersion = [this](sqlite3_stmt* row) { version_ = sqlite3_column_int(row, 0); };
-    return code == SQLITE_OK ? forEachRow(handle_.get(), "PRAGMA user_version", takeVersion) : code;
+    return code == SQLITE_OK ? forEachRow("PRAGMA user_version", takeVersion) : code;
 }
 
 int Database::setUp() {
@@ -188,12 +180,14 @@ int Database::setUp() {
 }
 
 int Database::readTexts() {
-    return forEachRow(handle_.get(), "SELECT area, name, value FROM setting",
+    return forEachRow("SELECT area, name, value FROM setting",
                       [this](sqlite3_stmt* row) { texts_[textOf(row, 0)][textOf(row, 1)] = textOf(row, 2); });
 }
 
 Statement Database::prepare(const char* sql) const {
-    return prepared(handle_.get(), sql);
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v3(handle_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    return Statement(statement);
 }
 
 bool Database::execute(const char* sql) const {

@@ -58,6 +58,9 @@ private:
     int setUp();
     int readTexts();
     bool isLaterVersion();
+    /// Calls `take` with the columns of each row. A query that can't be prepared or fails returns its code.
+    template <typename Take>
+    int forEachRow(const char* query, Take take) const;
 
     std::unique_ptr<sqlite3, SQLiteDeleter> handle_;
     Condition condition_ = Condition::Sound;

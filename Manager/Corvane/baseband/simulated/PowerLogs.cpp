@@ -1,6 +1,7 @@
 #include "Corvane/baseband/simulated/PowerLogs.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <iterator>
 
@@ -107,11 +108,7 @@ void PowerLogs::record(PowerLog log, const std::string& entry) {
 }
 
 std::string PowerLogs::recorded(PowerLog log) const {
-    std::string all;
-    for (const std::string& entry : entries_[static_cast<std::size_t>(log)]) {
-        all += entry;
-    }
-    return all;
+    return fmt::format("{}", fmt::join(entries_[static_cast<std::size_t>(log)], ""));
 }
 
 SnapshotFile PowerLogs::file(PowerLog log) const {

@@ -70,10 +70,6 @@ void reset(Services& services, const AnswerCompletion& answer, ResetType type, s
     services.reset({type, escaped(subType), escaped(reason)}, answer);
 }
 
-void unblockReset(Services& services, const AnswerCompletion& answer) {
-    services.unblockResets(answer);
-}
-
 void changeNVData(Services& services, const AnswerCompletion& answer, NVDataAction) {
     services.erase(answer);
 }
@@ -138,7 +134,7 @@ void addBasebandCommands(Dispatcher& dispatcher) {
         {ryn::kCommandResetBaseband, Effect::Changes, reset, Choice{ryn::kKeyBasebandResetType, kResetTypes},
          OptionalText{ryn::kKeyBasebandResetSubType, ryn::kBasebandResetSubTypeUserTriggered},
          OptionalText{ryn::kKeyBasebandResetReason}},
-        {ryn::kCommandUnblockBasebandReset, Effect::Changes, unblockReset},
+        {ryn::kCommandUnblockBasebandReset, Effect::Changes, &Services::unblockResets},
         {ryn::kCommandBasebandNVData, Effect::Changes, changeNVData, Choice{ryn::kKeyBasebandNVDataAction, kNVDataActions}},
         {ryn::kCommandBasebandSyncFS, Effect::Changes, syncFileSystem, OptionalFlag{ryn::kKeyFSSyncWaitForCompletion, true}},
         {ryn::kCommandBasebandDiagnostics, Effect::Changes, diagnose,
