@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <utility>
 

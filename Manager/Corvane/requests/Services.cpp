@@ -3,7 +3,6 @@
 #include "Corvane/requests/Replies.h"
 #include "Corvane/support/Journal.h"
 #include "Corvane/support/Json.h"
-#include "Corvane/support/Log.h"
 #include "Corvane/support/UtcTime.h"
 #include "Corvane/support/Values.h"
 #include "config/DiagConfig.h"

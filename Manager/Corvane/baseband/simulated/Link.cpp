@@ -1,6 +1,5 @@
 #include "Corvane/baseband/simulated/Link.h"
 
-#include <array>
 #include <cstdio>
 #include <string>
 

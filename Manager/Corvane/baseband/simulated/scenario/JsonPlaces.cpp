@@ -4,36 +4,12 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
+#include <algorithm>
+#include <sstream>
 
 namespace corvane::simulated {
 
 using nlohmann::json;
-
-/// The text's characters, counting lines as they are read.
-class JsonPlaces::Characters {
-public:
-    using iterator_category = std::input_iterator_tag;
-    using value_type = char;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const char*;
-    using reference = const char&;
-
-    Characters(const char* position, std::size_t& line) : position_(position), line_(&line) {}
-
-    reference operator*() const { return *position_; }
-    Characters& operator++() {
-        *line_ += *position_ == '\n' ? 1 : 0;
-        ++position_;
-        return *this;
-    }
-    bool operator==(const Characters& other) const { return position_ == other.position_; }
-    bool operator!=(const Characters& other) const { return position_ != other.position_; }
-
-private:
-    const char* position_;
-    std::size_t* line_;
-};
 
 namespace {
 
@@ -52,14 +28,23 @@ std::string reason(const json::exception& error) {
 }  // namespace
 
 Result<json> JsonPlaces::parse(std::string_view text) {
-    const auto callback = [this](int depth, json::parse_event_t event, const json& parsed) {
+    std::istringstream stream{std::string(text)};
+    std::size_t counted = 0;  // bytes whose lines are counted
+    const auto countLines = [&] {
+        const auto end = static_cast<std::size_t>(std::streamoff(stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in)));
+        line_ += static_cast<std::size_t>(std::ranges::count(text.substr(counted, end - counted), '\n'));
+        counted = end;
+    };
+    const auto callback = [&](int depth, json::parse_event_t event, const json& parsed) {
+        countLines();
         hear(depth, event, parsed);
         return true;
     };
     try {
-        json read = json::parse(Characters(text.data(), line_), Characters(text.data() + text.size(), line_), callback);
+        json read = json::parse(stream, callback);
         return problem_.empty() ? Result(std::move(read)) : Refusal::invalidArgument(problem_);
     } catch (const json::exception& error) {
+        countLines();
         return Refusal::invalidArgument(fmt::format("line {}: this is no JSON: {}", line_, reason(error)));
     }
 }

@@ -28,8 +28,6 @@ public:
 private:
     static constexpr std::size_t kNoItem = static_cast<std::size_t>(-1);
 
-    class Characters;
-
     void hear(int depth, nlohmann::json::parse_event_t event, const nlohmann::json& parsed);
 
     std::size_t line_ = 1;
