@@ -145,7 +145,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
             return replay.answer(request, client, later);
         });
     }
-    services.start(options_.backend->make(*loop_, *store_, options_.ofBackend), events);
+    services.start(options_.backend->make(*loop_, *store_, options_), events);
 
     std::optional<MetricsFile> metrics;
     if (!options_.metricsFile.empty()) {

@@ -6,6 +6,7 @@
 #include <getopt.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -39,8 +40,9 @@ The baseband manager: serves ryntool and other clients on a Unix-domain socket.
 )";
 
 Result<void> setBackend(Options& options, const std::string& name) {
-    options.backend = findBackend(name);
-    if (options.backend != nullptr) {
+    const auto found = std::ranges::find(backends(), name, &Backend::name);
+    if (found != backends().end()) {
+        options.backend = &*found;
         return {};
     }
     return Refusal::invalidArgument(
@@ -48,12 +50,8 @@ Result<void> setBackend(Options& options, const std::string& name) {
 }
 
 Result<void> setScenario(Options& options, const std::string& path) {
-    auto scenario = simulated::readScenario(path);
-    if (!scenario) {
-        return Refusal::invalidArgument("--scenario: " + scenario.refusal().sentence);
-    }
-    options.ofBackend.scenario = std::move(*scenario);
-    return {};
+    const auto read = simulated::readScenario(path).into(options.scenario);
+    return read ? read : Refusal::invalidArgument("--scenario: " + read.refusal().sentence);
 }
 
 template <auto field>
@@ -77,11 +75,7 @@ constexpr Row kRows[] = {
     {"socket", required_argument, setText<&Options::socketPath>},
     {"state", required_argument, setText<&Options::stateFolder>},
     {"backend", required_argument, setBackend},
-    {"modem", required_argument,
-     [](Options& options, const std::string& modem) -> Result<void> {
-         options.ofBackend.modem = modem;
-         return {};
-     }},
+    {"modem", required_argument, setText<&Options::modem>},
     {"scenario", required_argument, setScenario},
     {"record", required_argument, setText<&Options::recordFile>},
     {"recording", required_argument, setText<&Options::recording>},
@@ -140,13 +134,14 @@ Result<Options> Options::parse(int count, char* const* words) {
         return Refusal::invalidArgument(
             fmt::format("there is no option '{}'; Corvane --help shows those that there are", words[optind]));
     }
-    if (!options.ofBackend.modem.empty() && options.backend != findBackend("modemmanager")) {
+    const std::string_view backend = options.backend->name;
+    if (!options.modem.empty() && backend != "modemmanager") {
         return Refusal::invalidArgument("--modem goes with --backend modemmanager");
     }
-    if (options.ofBackend.scenario && options.backend != findBackend("simulated")) {
+    if (options.scenario && backend != "simulated") {
         return Refusal::invalidArgument("--scenario goes with --backend simulated, the default");
     }
-    const bool replays = options.backend == findBackend(kReplayBackend);
+    const bool replays = backend == kReplayBackend;
     if (replays == options.recording.empty() || (options.replayAtOnce && !replays)) {
         return Refusal::invalidArgument("--backend replay takes a --recording, which it replays, maybe --at-once");
     }

@@ -9,11 +9,10 @@
 namespace corvane {
 
 /// What the command line says. Empty texts stand for what was not said.
-struct Options {
+struct Options : BackendOptions {
     std::string socketPath;
     std::string stateFolder;
     const Backend* backend = &backends().front();
-    BackendOptions ofBackend;
     FaultRules faults;
     std::string metricsFile;
     std::string recordFile;  ///< to be written

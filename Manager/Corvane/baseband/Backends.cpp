@@ -3,9 +3,6 @@
 #include "Corvane/baseband/modemmanager/ModemManagerBaseband.h"
 #include "Corvane/baseband/simulated/SimulatedBaseband.h"
 
-#include <algorithm>
-#include <iterator>
-
 namespace corvane {
 namespace {
 
@@ -36,11 +33,6 @@ constexpr Backend kBackends[] = {
 
 std::span<const Backend> backends() {
     return kBackends;
-}
-
-const Backend* findBackend(const std::string& name) {
-    const auto found = std::ranges::find(kBackends, name, &Backend::name);
-    return found == std::end(kBackends) ? nullptr : &*found;
 }
 
 }  // namespace corvane

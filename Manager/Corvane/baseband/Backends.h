@@ -30,7 +30,5 @@ inline constexpr const char* kReplayBackend = "replay";
 
 /// The default first.
 std::span<const Backend> backends();
-/// nullptr when there is none of that name.
-const Backend* findBackend(const std::string& name);
 
 }  // namespace corvane
