@@ -246,12 +246,7 @@ xpc::Object SimulatedBaseband::state() const {
 
 xpc::Object SimulatedBaseband::statistics() const {
     xpc::Object all = statistics_.toDictionary();
-    const xpc::Object service = diag_.service();
-    for (const char* key : {"SIM", "Registration", "RSRP"}) {
-        if (const auto value = xpc_dictionary_get_value(service.get(), key); value != nullptr) {
-            xpc_dictionary_set_value(all.get(), key, value);
-        }
-    }
+    setAll(all, diag_.service());
     return all;
 }
 

@@ -11,10 +11,7 @@ xpc::Object StoredRecord::values() const {
 
 xpc::Object StoredRecord::changed(const xpc::Object& changes) const {
     xpc::Object all = values();
-    xpc_dictionary_apply(changes.get(), [&all](const char* key, xpc_object_t value) {
-        xpc_dictionary_set_value(all.get(), key, value);
-        return true;
-    });
+    setAll(all, changes);
     return all;
 }
 
