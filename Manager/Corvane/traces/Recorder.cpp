@@ -4,13 +4,12 @@
 #include "Platform/File.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -27,12 +26,6 @@ constexpr std::uint64_t kSegmentsAtLeast = 16;
 constexpr std::uint64_t kSmallestSegment = kLargestWrite;
 /// A file is read in pieces of this size at the start. No record is larger.
 constexpr std::uint64_t kLargestPiece = 16777216;
-
-std::string nameOf(unsigned long number, const char* extension) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%08lu", number);
-    return std::string(text.data()) + extension;
-}
 
 }  // namespace
 
@@ -117,7 +110,7 @@ bool Recorder::open() {
         return true;
     }
     platform::makeFolders(folder_, S_IRWXU | S_IRGRP | S_IXGRP);
-    const fs::path path = folder_ / nameOf(lastNumber_ + 1, format_.extension);
+    const fs::path path = folder_ / fmt::format("{:08}{}", lastNumber_ + 1, format_.extension);
     file_ = platform::FileDescriptor(
         ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR | S_IRGRP));
     if (!file_) {

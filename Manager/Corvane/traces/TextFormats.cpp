@@ -1,19 +1,20 @@
 #include "Corvane/support/UtcTime.h"
 #include "Corvane/traces/SegmentFormat.h"
 
+#include <fmt/format.h>
+
 namespace corvane {
 
 namespace {
 
 /// A record may come from a modem: a line feed or another control character in it must not look like a line of ours.
 void appendEscaped(std::string& out, std::string_view record) {
-    constexpr const char* kDigits = "0123456789abcdef";
     for (const char character : record) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte >= 0x20 && byte != 0x7F) {
             out += character;
         } else {
-            out.append("\\x").append(1, kDigits[byte >> 4]).append(1, kDigits[byte & 15]);
+            out += fmt::format("\\x{:02x}", byte);
         }
     }
 }
@@ -21,7 +22,7 @@ void appendEscaped(std::string& out, std::string_view record) {
 void appendLine(std::string& out, TraceTime time, std::string_view record, std::uint64_t lost) {
     const std::string stamp = utcTimeStamp(time);
     if (lost != 0) {
-        out.append(stamp).append(" ").append(std::to_string(lost)).append(" lines are lost\n");
+        out += fmt::format("{} {} lines are lost\n", stamp, lost);
     }
     out.append(stamp).append(" ");
     appendEscaped(out, record);

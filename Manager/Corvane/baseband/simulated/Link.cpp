@@ -1,6 +1,7 @@
 #include "Corvane/baseband/simulated/Link.h"
 
-#include <cstdio>
+#include <fmt/format.h>
+
 #include <string>
 
 namespace corvane::simulated {
@@ -40,10 +41,9 @@ void Link::transfer(Ring ring, std::size_t size) {
     }
     const auto index = static_cast<std::size_t>(ring);
     const std::uint32_t descriptor = transfers_[index]++ % kRingSize;
-    std::array<char, 96> line{};
-    std::snprintf(line.data(), line.size(), "%s ring %zu descriptor %u at 0x%x: %zu bytes", kRings[index].direction, index,
-                  descriptor, kRings[index].base + descriptor * kDescriptorSize, size);
-    onRecord_({Type::KernelPCI, std::chrono::system_clock::now(), line.data()});
+    onRecord_({Type::KernelPCI, std::chrono::system_clock::now(),
+               fmt::format("{} ring {} descriptor {} at 0x{:x}: {} bytes", kRings[index].direction, index, descriptor,
+                           kRings[index].base + descriptor * kDescriptorSize, size)});
 }
 
 }  // namespace corvane::simulated
