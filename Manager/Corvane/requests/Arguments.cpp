@@ -2,35 +2,26 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace corvane {
 
 namespace {
 
 const char* nameOf(xpc_type_t type) {
-    struct Name {
-        xpc_type_t type;
-        const char* name;
-    };
-    const Name names[] = {
+    const std::pair<xpc_type_t, const char*> names[] = {
         {XPC_TYPE_DICTIONARY, "a dictionary"}, {XPC_TYPE_ARRAY, "an array"}, {XPC_TYPE_STRING, "a string"},
         {XPC_TYPE_INT64, "an integer"},        {XPC_TYPE_BOOL, "a boolean"}, {XPC_TYPE_NULL, "null"},
     };
-    for (const Name& candidate : names) {
-        if (candidate.type == type) {
-            return candidate.name;
-        }
-    }
-    return "nothing";
-}
-
-/// Borrowed; nullptr when it is absent.
-xpc_object_t valueAt(const xpc::Object& argument, const char* key) {
-    return argument.isDictionary() ? xpc_dictionary_get_value(argument.get(), key) : nullptr;
+    const auto* const found = std::ranges::find(names, type, &std::pair<xpc_type_t, const char*>::first);
+    return found == std::end(names) ? "nothing" : found->second;
 }
 
 /// Borrowed; nullptr when it is absent. A value of another type is refused.
 Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type_t type) {
-    xpc_object_t value = valueAt(argument, key);
+    xpc_object_t value = xpc_dictionary_get_value(argument.get(), key);
     if (value != nullptr && xpc_get_type(value) != type) {
         return Refusal::invalidArgument(fmt::format("{} is {}; it takes {}.", key, nameOf(xpc_get_type(value)), nameOf(type)));
     }
@@ -101,7 +92,7 @@ Result<std::int64_t> Number::read(const xpc::Object& argument) const {
 }
 
 Result<std::optional<std::int64_t>> NumberOrNull::read(const xpc::Object& argument) const {
-    if (xpc_get_type(valueAt(argument, key)) == XPC_TYPE_NULL) {
+    if (xpc_get_type(xpc_dictionary_get_value(argument.get(), key)) == XPC_TYPE_NULL) {
         return Value();
     }
     return Number{key}.read(argument).then([](std::int64_t number) { return Value(number); });
@@ -118,7 +109,7 @@ Result<xpc::Object> Dictionary::read(const xpc::Object& argument) const {
 }
 
 Result<xpc::Object> Anything::read(const xpc::Object& argument) const {
-    return xpc::Object::share(valueAt(argument, key));
+    return xpc::Object::share(xpc_dictionary_get_value(argument.get(), key));
 }
 
 }  // namespace corvane
