@@ -33,7 +33,6 @@ Services::Services(SettingsStore& store, const std::filesystem::path& stateFolde
       traceSettings_(store, group_),
       traceFilters_(store, group_),
       erasure_(store, group_, traceSettings_, traceFilters_),
-      bootFigures_(store),
       scratchLog_(stateFolder / "Scratch"),
       traceRecorders_(loop, stateFolder / "Scratch"),
       traceLogs_(stateFolder / "Snapshots", traceFilters_, scratchLog_, traceRecorders_),

@@ -53,7 +53,7 @@ public:
 
     TraceSettings& traceSettings() { return traceSettings_; }
     TraceFilters& traceFilters() { return traceFilters_; }
-    BootFigures& bootFigures() { return bootFigures_; }
+    SettingsStore& store() { return store_; }
     CommandFigures& commandFigures() { return commandFigures_; }
     ClientFigures& clientFigures() { return clientFigures_; }
     xpc::Object traceBytes() const { return traceRecorders_.bytes(); }
@@ -85,7 +85,6 @@ private:
     TraceSettings traceSettings_;
     TraceFilters traceFilters_;
     Erasure erasure_;
-    BootFigures bootFigures_;
     CommandFigures commandFigures_;
     ClientFigures clientFigures_;
     ScratchLog scratchLog_;

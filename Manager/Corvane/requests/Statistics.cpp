@@ -51,25 +51,24 @@ xpc::Object CommandFigures::toDictionary() const {
         {{"Served", counts(served)}, {"Resets", counts(resets)}, {"Refused", count(refused)}, {"Unknown", count(unknown)}});
 }
 
-BootFigures::BootFigures(SettingsStore& store) : store_(store) {}
-
-Result<void> BootFigures::report(std::optional<std::int64_t> lastRecoveryTime, std::optional<std::int64_t> lastHardResetTime) {
+Result<void> storeBootFigures(SettingsStore& store, std::optional<std::int64_t> lastRecoveryTime,
+                              std::optional<std::int64_t> lastHardResetTime) {
     const std::pair<const char*, std::optional<std::int64_t>> figures[] = {
         {ryn::kKeyBootModuleLastRecoveryTime, lastRecoveryTime},
         {ryn::kKeyBootModuleLastHardResetTime, lastHardResetTime},
     };
-    SettingsStore::Transaction both(store_);
+    SettingsStore::Transaction both(store);
     for (const auto& [key, figure] : figures) {
-        if (auto stored = figure ? store_.store(kStatistics, key, std::to_string(*figure)) : Result<void>(); !stored) {
+        if (auto stored = figure ? store.store(kStatistics, key, std::to_string(*figure)) : Result<void>(); !stored) {
             return stored;
         }
     }
     return both.commit();
 }
 
-void BootFigures::addTo(const xpc::Object& figures) const {
+void addBootFigures(const SettingsStore& store, const xpc::Object& figures) {
     for (const char* key : {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime}) {
-        if (const auto stored = store_.get(kStatistics, key)) {
+        if (const auto stored = store.get(kStatistics, key)) {
             xpc::set(figures, key, number(std::strtoll(stored->c_str(), nullptr, 10)));
         }
     }

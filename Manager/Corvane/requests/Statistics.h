@@ -36,18 +36,12 @@ struct CommandFigures {
     xpc::Object toDictionary() const;
 };
 
-/// The boot module's figures that clients report. They are kept over restarts.
-class BootFigures {
-public:
-    explicit BootFigures(SettingsStore& store);
+// The boot module's figures that clients report. They are kept over restarts.
 
-    /// In seconds, from 0; absent ones stay as they are.
-    Result<void> report(std::optional<std::int64_t> lastRecoveryTime, std::optional<std::int64_t> lastHardResetTime);
-    /// Adds the reported ones to `figures`.
-    void addTo(const xpc::Object& figures) const;
-
-private:
-    SettingsStore& store_;
-};
+/// In seconds, from 0; absent ones stay as they are.
+Result<void> storeBootFigures(SettingsStore& store, std::optional<std::int64_t> lastRecoveryTime,
+                              std::optional<std::int64_t> lastHardResetTime);
+/// Adds the reported ones to `figures`.
+void addBootFigures(const SettingsStore& store, const xpc::Object& figures);
 
 }  // namespace corvane

@@ -31,22 +31,7 @@ constexpr BuiltIn kBuiltIns[] = {
     {diag::config::kNoneDMCFile, 0},
 };
 
-}  // namespace
-
-Result<DiagGroups> DMCFiles::read(std::string_view name) const {
-    for (const BuiltIn& builtIn : kBuiltIns) {
-        if (builtIn.name == name) {
-            return builtIn.groups;
-        }
-    }
-    const fs::path path = folder_ / (std::string(name) + kExtension);
-    std::error_code unknown;
-    return fs::is_regular_file(path, unknown)
-               ? parse(path)
-               : Refusal::invalidArgument("There is no DMC file '" + std::string(name) + "'; there are " + names() + ".");
-}
-
-Result<DiagGroups> DMCFiles::parse(const fs::path& path) const {
+Result<DiagGroups> parse(const fs::path& path) {
     const auto refuse = [&](const std::string& why) {
         return Refusal::invalidArgument("The DMC file " + path.string() + " can't be used: " + why + ".");
     };
@@ -71,11 +56,11 @@ Result<DiagGroups> DMCFiles::parse(const fs::path& path) const {
     return groups;
 }
 
-std::string DMCFiles::names() const {
+std::string namesIn(const fs::path& folder) {
     std::string names = listed(kBuiltIns, ", ", &BuiltIn::name);
     std::set<std::string> files;
     std::error_code error;
-    for (fs::directory_iterator entry(folder_, error), end; !error && entry != end; entry.increment(error)) {
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
         if (entry->path().extension() == kExtension) {
             files.insert(entry->path().stem());
         }
@@ -84,6 +69,21 @@ std::string DMCFiles::names() const {
         names.append(", ").append(file);
     }
     return names;
+}
+
+}  // namespace
+
+Result<DiagGroups> readDMCFile(const fs::path& folder, std::string_view name) {
+    for (const BuiltIn& builtIn : kBuiltIns) {
+        if (builtIn.name == name) {
+            return builtIn.groups;
+        }
+    }
+    const fs::path path = folder / (std::string(name) + kExtension);
+    std::error_code unknown;
+    return fs::is_regular_file(path, unknown)
+               ? parse(path)
+               : Refusal::invalidArgument("There is no DMC file '" + std::string(name) + "'; there are " + namesIn(folder) + ".");
 }
 
 }  // namespace corvane

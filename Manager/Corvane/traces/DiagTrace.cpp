@@ -20,7 +20,7 @@ constexpr const char* kFiles[] = {diag::kPrimaryDMCFileKey, diag::kSecondaryDMCF
 }  // namespace
 
 DiagTrace::DiagTrace(Surroundings surroundings, const fs::path& stateFolder)
-    : around_(std::move(surroundings)), dmcFiles_(stateFolder / "DMC"), stallTimer_(around_.loop) {
+    : around_(std::move(surroundings)), dmcFolder_(stateFolder / "DMC"), stallTimer_(around_.loop) {
     around_.recorders.setOnFailing([this] { showStatus(); });
 }
 
@@ -31,7 +31,7 @@ Result<void> DiagTrace::check(const TraceProperty& property, std::string_view va
         return {};
     }
     DiagGroups selected = 0;
-    return dmcFiles_.read(value).into(selected);
+    return readDMCFile(dmcFolder_, value).into(selected);
 }
 
 void DiagTrace::start(Baseband& baseband) {
@@ -71,7 +71,7 @@ DiagTrace::Target DiagTrace::target() const {
 
 /// A file that has gone or was damaged since it was set selects nothing.
 DiagGroups DiagTrace::groups(const char* property) const {
-    const auto groups = dmcFiles_.read(value(property));
+    const auto groups = readDMCFile(dmcFolder_, value(property));
     if (!groups) {
         log::warning(groups.refusal().sentence);
     }

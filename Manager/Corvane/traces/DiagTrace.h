@@ -65,7 +65,7 @@ private:
     void recover();
 
     Surroundings around_;
-    DMCFiles dmcFiles_;
+    const std::filesystem::path dmcFolder_;
     Baseband* baseband_ = nullptr;
     Timer stallTimer_;
     std::shared_ptr<LiveStream> stream_;  ///< while the trace is streamed

@@ -8,9 +8,8 @@
 /// A file selects groups that there are, or is refused in one printable line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const support::TempFolder folder;
-    static const corvane::DMCFiles files(folder.path());
     support::writeFile(folder / "mine.json", std::string(reinterpret_cast<const char*>(data), size));
-    const auto groups = files.read("mine");
+    const auto groups = corvane::readDMCFile(folder.path(), "mine");
     if (!groups && !corvane::isPrintable(groups.refusal().sentence)) {
         std::abort();
     }

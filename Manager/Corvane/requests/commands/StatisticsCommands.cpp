@@ -27,7 +27,7 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
     }
     services.baseband().getStatistics([&services, figures, answer](const Result<xpc::Object>& boot) {
         if (boot) {
-            services.bootFigures().addTo(*boot);
+            addBootFigures(services.store(), *boot);
             xpc::set(figures, "Boot", *boot);
         }
         answer(boot ? Answer(figures) : Answer(boot.refusal()));
@@ -48,7 +48,7 @@ void reportStatistics(Services& services, const AnswerCompletion& answer, std::i
         return;
     }
     services.write([&services, recovery = *recovery, hardReset = *hardReset, answer] {
-        answer(services.bootFigures().report(recovery, hardReset));
+        answer(storeBootFigures(services.store(), recovery, hardReset));
     });
 }
 
