@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace corvane {
@@ -15,6 +17,9 @@ using simulated::BasebandStatistics;
 constexpr const char* kFirmwareVersion = "Simulated-1.0.0";
 /// Of a reset's reason and sub type: what is kept and told of a text that a client may have made as long as a packet.
 constexpr std::size_t kLongestReason = 256;
+
+/// The modes in which the RF self-test may transmit.
+constexpr OperatingMode kWithRadio[] = {OperatingMode::Online, OperatingMode::LowPower, OperatingMode::FactoryTest};
 
 }  // namespace
 
@@ -165,9 +170,9 @@ void SimulatedBaseband::beginSelfTest(const RFSelfTestOptions& options, Completi
         return;
     }
     const OperatingMode mode = stateMachine_.operatingMode();
-    if (!simulated::isRadioUsable(mode)) {
+    if (std::ranges::find(kWithRadio, mode) == std::end(kWithRadio)) {
         completion(Refusal::wrongState(fmt::format("The RF self-test can't transmit in operating mode {}; it runs in modes {}.",
-                                                   describe(mode), simulated::modesWithRadio())));
+                                                   describe(mode), enumerate(kWithRadio))));
         return;
     }
     powerLogs_.selfTest("begins", true);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <iterator>
 #include <utility>
 
 namespace corvane::simulated {
@@ -12,6 +13,13 @@ constexpr const char* kSubTypeOperatingMode = "OperatingMode";
 constexpr const char* kOffSentence = "The baseband is off or shutting down; a soft or hard reset boots it again.";
 constexpr const char* kBootFailure = "The baseband has failed to boot; a soft or hard reset tries again.";
 constexpr const char* kHangs = "The baseband hangs and doesn't answer; a hard reset ends that.";
+
+/// What a mode does to the flag in the non-volatile data that keeps the baseband in low power over boots, at the index of the
+/// mode.
+enum class Persistence { Keep, Set, Clear };
+constexpr Persistence kPersistence[] = {Persistence::Clear, Persistence::Clear, Persistence::Clear, Persistence::Keep,
+                                        Persistence::Keep,  Persistence::Keep,  Persistence::Set,   Persistence::Clear};
+static_assert(std::size(kPersistence) == static_cast<std::size_t>(OperatingMode::ModeOnlyLowPower) + 1);
 
 }  // namespace
 
@@ -100,11 +108,13 @@ void StateMachine::runWaiting() {
 }
 
 void StateMachine::changeMode(OperatingMode mode, const PendingAnswerPtr& answer) {
-    if (const Result<void> allowed = checkModeChange(mode_, mode); !allowed) {
-        answer->answer(allowed);
+    if (mode == OperatingMode::Reset && mode_ != OperatingMode::Offline) {
+        answer->answer(
+            Refusal::wrongState(fmt::format("Operating mode {} is accepted from mode {} only; the baseband is in mode {}.",
+                                            describe(mode), describe(OperatingMode::Offline), describe(mode_))));
         return;
     }
-    const Persistence persistence = persistenceOf(mode);
+    const Persistence persistence = kPersistence[static_cast<std::size_t>(mode)];
     const bool persistent = persistence == Persistence::Set;
     if (persistence != Persistence::Keep && persistent != nvData_.persistentLowPower()) {
         if (const auto stored = nvData_.setPersistentLowPower(persistent); !stored) {

@@ -3,7 +3,6 @@
 #include "Corvane/baseband/PendingAnswer.h"
 #include "Corvane/baseband/simulated/Durations.h"
 #include "Corvane/baseband/simulated/NVData.h"
-#include "Corvane/baseband/simulated/OperatingModes.h"
 
 #include <deque>
 #include <limits>
