@@ -39,6 +39,17 @@ Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy,
     resumeListening();
 }
 
+Server::Client::Client(platform::FileDescriptor connected, const PeerPolicy::Peer& from, User& of, Server& server)
+    : socket(std::move(connected)),
+      peer(from),
+      user(of),
+      outbox(socket.get()),
+      session(std::make_shared<Session>(
+          server.dispatcher_, Requester{peer.user, peer.process, {}, server.figures_.accepted},
+          [this, &server](std::span<const std::uint8_t> packet) { server.send(*this, packet); },
+          [this, &server] { server.endUnanswered(*this); })),
+      watch(server.loop_, socket.get(), Watch::Order::Fair, [this, &server] { server.serve(*this); }) {}
+
 void Server::accept() {
     while (!loop_.isLate()) {
         platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
@@ -61,13 +72,8 @@ void Server::accept() {
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
-    auto owned = std::make_unique<Client>(std::move(socket), peer, users_[peer.user], loop_);
+    auto owned = std::make_unique<Client>(std::move(socket), peer, users_[peer.user], *this);
     Client& client = *owned;
-    client.ready = [this, &client] { serve(client); };
-    client.session = std::make_shared<Session>(
-        dispatcher_, Requester{peer.user, peer.process, {}, figures_.accepted},
-        [this, &client](std::span<const std::uint8_t> packet) { send(client, packet); },
-        [this, &client] { endUnanswered(client); });
     client.index = clients_.size();
     for (auto* removals : {&ended_, &removed_}) {
         removals->reserve(clients_.size() + 1);

@@ -1,10 +1,11 @@
 #pragma once
 
-#include "Corvane/clients/Client.h"
 #include "Corvane/clients/Door.h"
+#include "Corvane/clients/Outbox.h"
+#include "Corvane/clients/Session.h"
 #include "Corvane/loop/Timer.h"
 #include "Corvane/loop/Watch.h"
-#include "Corvane/support/Result.h"
+#include "Corvane/support/Log.h"
 #include "Platform/FileDescriptor.h"
 
 #include <chrono>
@@ -35,6 +36,26 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+
+    /// What a user's clients have in common.
+    struct User {
+        std::size_t clients = 0;
+        log::RateLimited log{60};  ///< lines a minute for what they cause
+    };
+    /// One client that is connected.
+    struct Client {
+        Client(platform::FileDescriptor connected, const PeerPolicy::Peer& from, User& of, Server& server);
+
+        platform::FileDescriptor socket;
+        PeerPolicy::Peer peer;
+        User& user;
+        Outbox outbox;
+        std::shared_ptr<Session> session;
+        Watch watch;
+        Clock::time_point connectedAt = Clock::now();
+        std::size_t index = 0;  ///< among the server's clients
+        bool ended = false;     ///< it stays until the turn is over
+    };
 
     void accept();
     void add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer);
