@@ -45,7 +45,7 @@ MeasurementTrace::MeasurementTrace(Loop& loop, ModemFollower& follower, ModemSig
 std::string MeasurementTrace::source() const {
     const Modem* modem = follower_.modem();
     // Before it is unlocked it doesn't show all that it can.
-    const bool isKnown = modem != nullptr && (stateOf(*modem) > MM_MODEM_STATE_LOCKED || modem->has(kSignalInterface));
+    const bool isKnown = modem != nullptr && (modem->state() > MM_MODEM_STATE_LOCKED || modem->has(kSignalInterface));
     return isKnown ? modem->path : "";
 }
 

@@ -113,7 +113,7 @@ void ModeChanges::begin() {
     if (change.mode == OperatingMode::Online) {
         call(
             "Enable", kEnableLimit, [this] { awaitMode(); }, "b", 1);
-    } else if (isActive(*follower_.modem())) {
+    } else if (follower_.modem()->isActive()) {
         call(
             "Enable", kEnableLimit, [this] { setPowerState(); }, "b", 0);
     } else {

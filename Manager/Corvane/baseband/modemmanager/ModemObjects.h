@@ -32,6 +32,11 @@ struct Modem {
     /// Of the interface Modem; "" or 0 when there is no such property, or it is of another type.
     std::string text(std::string_view name) const;
     std::int64_t number(std::string_view name) const;
+    MMModemState state() const { return static_cast<MMModemState>(number("State")); }
+    bool isFailed() const { return state() == MM_MODEM_STATE_FAILED; }
+    bool isBooted() const { return state() >= MM_MODEM_STATE_LOCKED; }
+    /// Enabled, or on the way up or down: its power can't be changed before it is disabled.
+    bool isActive() const { return state() > MM_MODEM_STATE_DISABLED; }
 
     /// "Acme Modem 1, IMEI 123456789012347", without an IMEI its device.
     std::string description() const;

@@ -31,7 +31,7 @@ void ModemReset::begin(std::string action, Completion<void> ended) {
     ended_ = std::move(ended);
     path_ = follower_.modem()->path;
     modem_ = follower_.identity();
-    mayInitialize_ = stateOf(*follower_.modem()) > MM_MODEM_STATE_LOCKED;
+    mayInitialize_ = follower_.modem()->state() > MM_MODEM_STATE_LOCKED;
     phase_ = Phase::Asked;
     ++number_;
     limit_.set(kWholeLimit, [this] { end(late()); });
@@ -94,7 +94,7 @@ void ModemReset::modemChanged() {
     }
     const Modem* modem = follower_.modem();
     const bool restarted =
-        modem != nullptr && phase_ == Phase::Accepted && mayInitialize_ && !isBooted(*modem) && !isFailed(*modem);
+        modem != nullptr && phase_ == Phase::Accepted && mayInitialize_ && !modem->isBooted() && !modem->isFailed();
     if (modem == nullptr || modem->path != path_ || restarted) {
         phase_ = Phase::Left;
         leave_.cancel();
@@ -102,9 +102,9 @@ void ModemReset::modemChanged() {
     if (phase_ != Phase::Left || modem == nullptr || follower_.identity() != modem_) {
         return;
     }
-    if (isFailed(*modem)) {
+    if (modem->isFailed()) {
         end(Refusal::basebandFailed("The modem has restarted and came back as " + describe(bootStatusOf(*modem)) + "."));
-    } else if (isBooted(*modem)) {
+    } else if (modem->isBooted()) {
         end({});
     }
 }

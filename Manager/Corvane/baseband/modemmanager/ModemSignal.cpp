@@ -1,7 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModemSignal.h"
 
 #include "Corvane/baseband/modemmanager/BusRefusal.h"
-#include "Corvane/baseband/modemmanager/ModemStates.h"
 
 #include <utility>
 
@@ -32,7 +31,7 @@ SignalFigures signalOf(const Modem& modem) {
 
 void ModemSignal::measure(std::function<void()> then) {
     const Modem* modem = follower_.modem();
-    if (modem == nullptr || !modem->has(kSignalInterface) || !isActive(*modem)) {
+    if (modem == nullptr || !modem->has(kSignalInterface) || !modem->isActive()) {
         then();
         return;
     }

@@ -4,16 +4,8 @@
 
 namespace corvane::modemmanager {
 
-MMModemState stateOf(const Modem& modem) {
-    return static_cast<MMModemState>(modem.number("State"));
-}
-
-MMModemPowerState powerStateOf(const Modem& modem) {
-    return static_cast<MMModemPowerState>(modem.number("PowerState"));
-}
-
 BootStatus bootStatusOf(const Modem& modem) {
-    switch (stateOf(modem)) {
+    switch (modem.state()) {
         case MM_MODEM_STATE_FAILED:
             return {BootState::Off, std::string(failedReasonName(modem.number("StateFailedReason"))), obstacleOf(modem) + "."};
         case MM_MODEM_STATE_UNKNOWN:
@@ -26,11 +18,11 @@ BootStatus bootStatusOf(const Modem& modem) {
 
 /// A modem that is being enabled isn't online yet, and one that is being disabled still is.
 std::optional<OperatingMode> operatingModeOf(const Modem& modem) {
-    const MMModemState state = stateOf(modem);
+    const MMModemState state = modem.state();
     if (state == MM_MODEM_STATE_DISABLING || state >= MM_MODEM_STATE_ENABLED) {
         return OperatingMode::Online;
     }
-    switch (powerStateOf(modem)) {
+    switch (modem.number("PowerState")) {
         case MM_MODEM_POWER_STATE_OFF:
             return OperatingMode::Offline;
         case MM_MODEM_POWER_STATE_LOW:
@@ -41,7 +33,7 @@ std::optional<OperatingMode> operatingModeOf(const Modem& modem) {
 }
 
 std::string obstacleOf(const Modem& modem) {
-    switch (stateOf(modem)) {
+    switch (modem.state()) {
         case MM_MODEM_STATE_FAILED:
             return "ModemManager found it unusable: " + std::string(failedReasonName(modem.number("StateFailedReason")));
         case MM_MODEM_STATE_LOCKED: {
