@@ -34,7 +34,7 @@ void Door::turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Pe
     auto& limited = refusal.code == ResultCode::NotAllowed ? notAllowed_ : overLimit_;
     limited.write(log::Level::Warning,
                   fmt::format("refused a connection of process {}, user {}: {}", peer.process, peer.user, refusal.sentence));
-    if (ryn::wire::encode(ryn::wire::Reply{ryn::wire::kConnectionId, refusal.result(), errorReply(refusal, {})}, packet_)) {
+    if (ryn::wire::encode(ryn::wire::Reply{ryn::wire::kConnectionId, refusal.result(), errorReply(refusal)}, packet_)) {
         send(socket.get(), packet_.data(), packet_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
     dropUnread(socket);

@@ -78,10 +78,11 @@ Result<void> Session::checkVersion(const wire::Hello& hello) {
         return {};
     }
     const std::string asked = std::to_string(hello.version) + (hello.highestVersion ? fmt::format(" to {}", highest) : "");
-    const auto refusal = Refusal::versionNotSpoken(fmt::format(
+    auto refusal = Refusal::versionNotSpoken(fmt::format(
         "This manager speaks version {} of the protocol and the client version {}; use a client of this manager's release.",
         wire::kProtocolVersion, asked));
-    send(wire::kConnectionId, refusal.result(), errorReply(refusal, dictionary({{ryn::kKeyProtocolVersions, spokenVersions()}})));
+    refusal.details = dictionary({{ryn::kKeyProtocolVersions, spokenVersions()}});
+    send(wire::kConnectionId, refusal.result(), errorReply(refusal));
     return Refusal::versionNotSpoken("speaks version " + asked + " of the protocol");
 }
 
@@ -196,20 +197,20 @@ AnswerCompletion Session::answerLater(std::uint64_t id, std::function<void()> ab
 }
 
 void Session::answer(std::uint64_t id, const Answer& answered) {
-    if (!answered.refusal) {
-        send(id, 0, answered.reply);
+    if (answered) {
+        send(id, 0, *answered);
         return;
     }
     dispatcher_.countRefusal();
     // The tool shows a person only that a command failed: why stands here.
-    log::info("Refused " + client_.name + ": " + answered.refusal->sentence);
-    send(id, answered.refusal->result(), errorReply(*answered.refusal, answered.reply));
+    log::info("Refused " + client_.name + ": " + answered.refusal().sentence);
+    send(id, answered.refusal().result(), errorReply(answered.refusal()));
 }
 
 void Session::answerResult(std::uint64_t id, std::int32_t result, const std::string& sentence) {
     dispatcher_.countRefusal();
     const Refusal refusal{static_cast<ResultCode>(result), sentence};
-    send(id, result, sentence.empty() ? xpc::Object() : errorReply(refusal, {}));
+    send(id, result, sentence.empty() ? xpc::Object() : errorReply(refusal));
 }
 
 void Session::send(std::uint64_t id, std::int32_t result, const xpc::Object& object) {

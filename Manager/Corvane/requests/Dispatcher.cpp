@@ -49,7 +49,7 @@ std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, co
 std::optional<Answer> Dispatcher::change(const Command& command, const xpc::Object& argument, const Requester& requester,
                                          const Later& later) {
     const auto record = [requester, name = command.name](const Answer& answer) {
-        audit(requester, name, answer.refusal ? answer.refusal->result() : 0);
+        audit(requester, name, answer ? 0 : answer.refusal().result());
     };
     // The client may have gone by the time of the answer.
     const auto recordedLater = [&record, &later](std::function<void()> abandon) -> AnswerCompletion {

@@ -80,7 +80,7 @@ void Replay::perform(const RecordedRequest::Step& step, const AnswerCompletion& 
         answer(step.object);
     } else {
         const auto code = static_cast<ResultCode>(static_cast<std::uint32_t>(step.result));
-        answer({Refusal{code, textAt(step.object, ryn::kKeyErrorString).value_or("")}, step.object});
+        answer(Refusal{code, textAt(step.object, ryn::kKeyErrorString).value_or(""), step.object});
     }
 }
 

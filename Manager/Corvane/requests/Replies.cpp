@@ -98,9 +98,9 @@ xpc::Object toReply(const RFSelfTestEvent& event) {
     return reply;
 }
 
-xpc::Object errorReply(const Refusal& refusal, const xpc::Object& details) {
+xpc::Object errorReply(const Refusal& refusal) {
     xpc::Object reply = dictionary({});
-    setAll(reply, details);
+    setAll(reply, refusal.details);
     set(reply, ryn::kKeyErrorCode, number(refusal.result()));
     set(reply, ryn::kKeyErrorString, text(escaped(refusal.sentence)));
     return reply;

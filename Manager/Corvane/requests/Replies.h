@@ -17,7 +17,7 @@ xpc::Object toReply(const WakeReason& wake);
 /// {KeyBasebandDiagnosticsType: string, KeyBasebandDiagnosticsStatusData: dictionary}; and the status, the result and the error
 /// of a test that has ended.
 xpc::Object toReply(const RFSelfTestEvent& event);
-/// {KeyErrorCode: int64, KeyErrorString: string} and what `details`, a dictionary or nothing, holds besides.
-xpc::Object errorReply(const Refusal& refusal, const xpc::Object& details);
+/// {KeyErrorCode: int64, KeyErrorString: string} and its details.
+xpc::Object errorReply(const Refusal& refusal);
 
 }  // namespace corvane

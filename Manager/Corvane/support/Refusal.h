@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/xpc/Object.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -30,7 +32,8 @@ enum class ResultCode : std::uint32_t {
 /// and a fault is injected on purpose with --fault.
 struct Refusal {
     ResultCode code;
-    std::string sentence;  ///< a full sentence for the user, capital to full stop: what was wrong and what would be accepted
+    std::string sentence;      ///< a full sentence for the user, capital to full stop: what was wrong and what would be accepted
+    xpc::Object details = {};  ///< a dictionary of what the client is told besides, or none
 
     static Refusal invalidArgument(std::string sentence) { return {ResultCode::InvalidArgument, std::move(sentence)}; }
     static Refusal notSupported(std::string sentence) { return {ResultCode::NotSupported, std::move(sentence)}; }

@@ -33,7 +33,7 @@ constexpr Named<DiagnosticsAction> kDiagnosticsActions[] = {
 template <auto question>
 void ask(Services& services, AnswerCompletion answer) {
     (services.baseband().*question)(
-        [answer = std::move(answer)](const auto& value) { answer(value ? Answer(toReply(*value)) : Answer(value.refusal())); });
+        [answer = std::move(answer)](const auto& told) { answer(told.then([](const auto& value) { return toReply(value); })); });
 }
 
 void getInfo(Services& services, const AnswerCompletion& answer) {
@@ -93,7 +93,7 @@ void runSelfTest(Services& services, const AnswerCompletion& answer, std::string
         if (!ended) {
             answer(ended.refusal());
         } else if (ended->status == RFSelfTestEvent::Status::Aborted) {
-            answer({Refusal::aborted(ended->error), toReply(*ended)});
+            answer(Refusal{ResultCode::Aborted, ended->error, toReply(*ended)});
         } else {
             answer(toReply(*ended));
         }

@@ -26,11 +26,11 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
         return;
     }
     services.baseband().getStatistics([&services, figures, answer](const Result<xpc::Object>& boot) {
-        if (boot) {
-            addBootFigures(services.store(), *boot);
-            xpc::set(figures, "Boot", *boot);
-        }
-        answer(boot ? Answer(figures) : Answer(boot.refusal()));
+        answer(boot.then([&](const xpc::Object& statistics) {
+            addBootFigures(services.store(), statistics);
+            xpc::set(figures, "Boot", statistics);
+            return figures;
+        }));
     });
 }
 

@@ -10,9 +10,10 @@ namespace corvane {
 namespace {
 
 void collectTraceLogs(Services& services, const AnswerCompletion& answer, std::string_view reason) {
-    services.collectTraceLogs(escaped(reason), [answer](const Result<std::filesystem::path>& folder) {
-        answer(folder ? Answer(dictionary({{ryn::request::kKeyTraceLogsFolder, text(folder->string())}}))
-                      : Answer(folder.refusal()));
+    services.collectTraceLogs(escaped(reason), [answer](const Result<std::filesystem::path>& written) {
+        answer(written.then([](const auto& folder) {
+            return dictionary({{ryn::request::kKeyTraceLogsFolder, text(folder.string())}});
+        }));
     });
 }
 
