@@ -1,6 +1,5 @@
 #include "Corvane/support/MemoryReserve.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <new>
@@ -10,20 +9,18 @@ namespace {
 
 /// Each small enough for what a client that ends leaves free.
 constexpr std::size_t kBlock = std::size_t{1} << 15U;
-std::array<void*, 32> held{};
+std::array<void*, 32> blocks{};
+std::size_t held = 0;  ///< of them, from the first
 /// More than serving one packet takes. Not all of them: once memory was lacking, lasting blocks may divide what is free.
-constexpr auto kEnough = std::ssize(held) / 2;
-bool isEnough = false;
+constexpr std::size_t kEnough = blocks.size() / 2;
 
 /// Called by operator new, which tries again when this returns.
 void releaseReserve() {
-    if (std::ranges::count(held, nullptr) == std::ssize(held)) {
+    if (held == 0) {
         throw std::bad_alloc();
     }
-    isEnough = false;
-    for (void*& block : held) {
-        std::free(block);
-        block = nullptr;
+    while (held > 0) {
+        std::free(blocks[--held]);
     }
 }
 
@@ -31,14 +28,13 @@ void releaseReserve() {
 
 void reserve() {
     std::set_new_handler(releaseReserve);
-    for (void*& block : held) {
-        block = block == nullptr ? std::malloc(kBlock) : block;
+    while (held < blocks.size() && (blocks[held] = std::malloc(kBlock)) != nullptr) {
+        ++held;
     }
-    isEnough = std::ssize(held) - std::ranges::count(held, nullptr) >= kEnough;
 }
 
 bool isShort() {
-    return !isEnough;
+    return held < kEnough;
 }
 
 }  // namespace corvane::memory
