@@ -15,18 +15,20 @@ public:
     void getOperatingMode(Completion<OperatingMode> completion) override { completion(cannot("tell its operating mode")); }
 };
 
-using BasebandPtr = std::unique_ptr<Baseband>;
+/// Makes a backend that has an option of its own.
+template <typename Made, auto option>
+std::unique_ptr<Baseband> make(Loop& loop, SettingsStore& store, const BackendOptions& options) {
+    return std::make_unique<Made>(loop, store, options.*option);
+}
+
+std::unique_ptr<Baseband> makeNone(Loop&, SettingsStore&, const BackendOptions&) {
+    return std::make_unique<NoBaseband>();
+}
 
 constexpr Backend kBackends[] = {
-    {"simulated",
-     [](Loop& loop, SettingsStore& store, const BackendOptions& options) -> BasebandPtr {
-         return std::make_unique<SimulatedBaseband>(loop, store, options.scenario);
-     }},
-    {"modemmanager",
-     [](Loop& loop, SettingsStore& store, const BackendOptions& options) -> BasebandPtr {
-         return std::make_unique<ModemManagerBaseband>(loop, store, options.modem);
-     }},
-    {kReplayBackend, [](Loop&, SettingsStore&, const BackendOptions&) -> BasebandPtr { return std::make_unique<NoBaseband>(); }},
+    {"simulated", make<SimulatedBaseband, &BackendOptions::scenario>},
+    {"modemmanager", make<ModemManagerBaseband, &BackendOptions::modem>},
+    {kReplayBackend, makeNone},
 };
 
 }  // namespace

@@ -28,8 +28,6 @@ public:
     /// @param listener a listening socket; the rest outlives the server.
     Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
            ClientLimits limits);
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
 
     /// To every client that has events on.
     void broadcast(const char* event, const xpc::Object& payload);

@@ -17,8 +17,6 @@ public:
     /// @param socket the manager's
     MetricsFile(Loop& loop, Services& services, std::string socket, std::filesystem::path file);
     ~MetricsFile();
-    MetricsFile(const MetricsFile&) = delete;
-    MetricsFile& operator=(const MetricsFile&) = delete;
 
 private:
     /// Asks the baseband, which may take its time.

@@ -28,8 +28,6 @@ public:
     /// @param store and @param loop outlive this. @param stateFolder where the logs go.
     Services(SettingsStore& store, const std::filesystem::path& stateFolder, Loop& loop, DiagTrace::StreamAccess streamAccess);
     ~Services() override;
-    Services(const Services&) = delete;
-    Services& operator=(const Services&) = delete;
 
     /// @param onEvent hears what every client that watches is to be told.
     void start(std::unique_ptr<Baseband> baseband, OnEvent onEvent);

@@ -52,7 +52,7 @@ void TraceRecorders::flush() {
     for (const auto& [trace, recorder] : recorders_) {
         const bool wasFailing = recorder->isFailing();
         recorder->flush();
-        if (recorder->isFailing() != wasFailing && onFailing_) {
+        if (recorder->isFailing() != wasFailing) {
             onFailing_();
         }
     }

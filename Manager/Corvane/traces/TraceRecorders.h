@@ -20,7 +20,7 @@ public:
     /// @param loop outlives this.
     TraceRecorders(Loop& loop, const std::filesystem::path& scratch);
 
-    /// Called when a trace can't be written any more, and when it can again.
+    /// Called when a trace can't be written any more, and when it can again. Set before anything is recorded.
     void setOnFailing(std::function<void()> onFailing) { onFailing_ = std::move(onFailing); }
 
     void record(const TraceRecord& record);

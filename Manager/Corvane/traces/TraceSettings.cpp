@@ -105,10 +105,6 @@ void TraceSettings::set(std::string_view trace, std::string_view property, std::
         return;
     }
     Row& row = **found;
-    if (!prepare_) {
-        store(row, *accepted, done);
-        return;
-    }
     prepare_(row.property, *accepted, [this, &row, text = *accepted, done](const Result<void>& prepared) {
         if (prepared) {
             store(row, text, done);
@@ -124,7 +120,7 @@ void TraceSettings::store(Row& row, const std::string& value, const Completion<v
             group_.store(kArea, storedName(row.property), value, [this, &row, value, done](const Result<void>& stored) {
                 if (stored) {
                     apply(row, value);
-                } else if (onChange_) {
+                } else {
                     onChange_(row.property, row.value);
                 }
                 done(stored);
@@ -178,9 +174,7 @@ void TraceSettings::cache(Row& row, std::string value) {
 
 void TraceSettings::apply(Row& row, const std::string& value) {
     cache(row, value);
-    if (onChange_) {
-        onChange_(row.property, row.value);
-    }
+    onChange_(row.property, row.value);
 }
 
 void TraceSettings::applyDefaults(const Completion<void>& done) {

@@ -27,6 +27,7 @@ public:
     /// Does or refuses what a value of the right form asks for, before it is stored. When it can't be stored `OnChange` is called
     /// with the old one.
     using Prepare = std::function<void(const TraceProperty& property, std::string_view value, Completion<void> done)>;
+    /// Both are set before anything else happens.
     void setPrepare(Prepare prepare) { prepare_ = std::move(prepare); }
     void setOnChange(OnChange onChange) { onChange_ = std::move(onChange); }
 

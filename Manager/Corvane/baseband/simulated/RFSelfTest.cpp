@@ -14,7 +14,7 @@ void RFSelfTest::run(const RFSelfTestOptions& options, std::uint64_t calibration
         running_->isBroken[port] = failing_[port] > 0;
         failing_[port] -= running_->isBroken[port] ? 1 : 0;
     }
-    listener_.selfTestProgressed(event(Status::Running));
+    onEvent_(event(Status::Running));
     awaitStep();
 }
 
@@ -25,7 +25,7 @@ void RFSelfTest::abort(const std::string& why) {
     step_.cancel();
     RFSelfTestEvent aborted = event(Status::Aborted);
     aborted.error = fmt::format("The RF self-test was aborted {}; run it again for a result.", why);
-    end(Outcome::Aborted, aborted);
+    end(aborted);
 }
 
 void RFSelfTest::awaitStep() {
@@ -47,7 +47,7 @@ void RFSelfTest::takeStep() {
         complete();
         return;
     }
-    listener_.selfTestProgressed(event(Status::Running));
+    onEvent_(event(Status::Running));
     awaitStep();
 }
 
@@ -55,16 +55,16 @@ void RFSelfTest::complete() {
     RFSelfTestEvent completed = event(Status::Complete);
     completed.error = judge(running_->options, running_->result);
     completed.result = running_->result;
-    end(completed.result->passed() ? Outcome::Passed : Outcome::Failed, completed);
+    end(completed);
 }
 
 RFSelfTestEvent RFSelfTest::event(Status status) const {
     return {status, static_cast<std::int64_t>(100 * running_->stepsDone / kSteps)};
 }
 
-void RFSelfTest::end(Outcome outcome, const RFSelfTestEvent& event) {
+void RFSelfTest::end(const RFSelfTestEvent& event) {
     const auto ended = std::exchange(running_, nullptr);
-    listener_.selfTestEnded(outcome, event);
+    onEvent_(event);
     ended->completion(event);
 }
 

@@ -16,16 +16,11 @@ namespace corvane::simulated {
 class RFSelfTest {
 public:
     enum class Outcome { Passed, Failed, Aborted };
-    class Listener {
-    public:
-        virtual ~Listener() = default;
-        virtual void selfTestProgressed(const RFSelfTestEvent& event) = 0;
-        /// Once a test, before its command is answered.
-        virtual void selfTestEnded(Outcome outcome, const RFSelfTestEvent& event) = 0;
-    };
+    /// The last event of a test comes before its command is answered.
+    using OnEvent = std::function<void(const RFSelfTestEvent& event)>;
 
-    RFSelfTest(Loop& loop, std::chrono::milliseconds duration, Listener& listener)
-        : stepDuration_(duration / kSteps), listener_(listener), step_(loop) {}
+    RFSelfTest(Loop& loop, std::chrono::milliseconds duration, OnEvent onEvent)
+        : stepDuration_(duration / kSteps), onEvent_(std::move(onEvent)), step_(loop) {}
 
     bool isRunning() const { return running_ != nullptr; }
     /// Not while it is running. Completes with the last event.
@@ -52,10 +47,10 @@ private:
     void complete();
     /// Tells how far the test is.
     RFSelfTestEvent event(RFSelfTestEvent::Status status) const;
-    void end(Outcome outcome, const RFSelfTestEvent& event);
+    void end(const RFSelfTestEvent& event);
 
     const std::chrono::milliseconds stepDuration_;
-    Listener& listener_;
+    OnEvent onEvent_;
     Timer step_;
     std::array<unsigned, 2> failing_{};  ///< tests of each port that are to fail
     std::unique_ptr<Run> running_;

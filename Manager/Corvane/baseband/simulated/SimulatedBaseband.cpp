@@ -34,7 +34,7 @@ SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const std
       link_([this](const TraceRecord& exchange) { record(exchange); }),
       stalledTraces_(loop),
       diag_(loop, seed(), [this](const TraceRecord& message) { record(message); }),
-      selfTest_(loop, durations.selfTest, *this),
+      selfTest_(loop, durations.selfTest, [this](const RFSelfTestEvent& event) { selfTestProgressed(event); }),
       fileSystemSync_(loop, durations.fileSystemSync, nvData_, clock_),
       stateMachine_(loop, durations, nvData_, *this) {
     if (scenario) {

@@ -26,7 +26,7 @@ namespace corvane {
 ///
 /// It boots when it is started; what a real one remembers is in the storage. A command that needs it Ready waits while it boots
 /// or resets. A reset and a change of mode end a running self-test. What goes wrong with it a scenario says.
-class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener, simulated::RFSelfTest::Listener {
+class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener {
 public:
     /// @param loop and @param storage outlive it.
     SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario = {},
@@ -62,8 +62,7 @@ private:
     void hung() override;
     void bootStateChanged(BootState state) override;
     void operatingModeChanged(OperatingMode mode) override;
-    void selfTestProgressed(const RFSelfTestEvent& event) override;
-    void selfTestEnded(simulated::RFSelfTest::Outcome outcome, const RFSelfTestEvent& event) override;
+    void selfTestProgressed(const RFSelfTestEvent& event);
 
     BootStatus bootStatus() const;
     /// What was under way ends. @param why "by ..."

@@ -108,16 +108,16 @@ void SimulatedBaseband::operatingModeChanged(OperatingMode mode) {
 }
 
 void SimulatedBaseband::selfTestProgressed(const RFSelfTestEvent& event) {
-    listener_->selfTestProgressed(event);
-}
-
-void SimulatedBaseband::selfTestEnded(RFSelfTest::Outcome outcome, const RFSelfTestEvent& event) {
     constexpr const char* kEnds[] = {"passed", "failed", "aborted"};
-    static_assert(std::size(kEnds) == static_cast<std::size_t>(RFSelfTest::Outcome::Aborted) + 1);
-    powerLogs_.selfTest(kEnds[static_cast<std::size_t>(outcome)], false);
-    diag_.selfTest(kEnds[static_cast<std::size_t>(outcome)]);
-    statistics_.countSelfTest(outcome);
-    selfTestProgressed(event);
+    using Outcome = RFSelfTest::Outcome;
+    static_assert(std::size(kEnds) == static_cast<std::size_t>(Outcome::Aborted) + 1);
+    if (event.status != RFSelfTestEvent::Status::Running) {
+        const auto outcome = !event.result ? Outcome::Aborted : event.result->passed() ? Outcome::Passed : Outcome::Failed;
+        powerLogs_.selfTest(kEnds[static_cast<std::size_t>(outcome)], false);
+        diag_.selfTest(kEnds[static_cast<std::size_t>(outcome)]);
+        statistics_.countSelfTest(outcome);
+    }
+    listener_->selfTestProgressed(event);
 }
 
 }  // namespace corvane

@@ -5,13 +5,8 @@
 namespace corvane::simulated {
 
 void ScenarioPlayer::start() {
-    const Clock::time_point now = Clock::now();
     begun_.assign(scenario_.steps.size(), false);
-    for (std::size_t index = 0; index < scenario_.steps.size(); ++index) {
-        if (scenario_.steps[index].after.empty()) {
-            add(index, now);
-        }
-    }
+    happened("");  // what the steps wait for that wait for nothing
     carryOutDue();
 }
 
