@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <string>
 
 namespace corvane {
@@ -103,21 +102,14 @@ void Server::serve(Client& client) {
         return;
     }
     const log::RateLimited::Scope limited(recording::isShownInLog() ? nullptr : &client.user.log);
-    withinMemory(client, [&] {
+    const bool isServed = loop_.withinMemory([&] {
         if (client.outbox.isEmpty()) {
             receive(client);
         } else {
             take(client, client.outbox.flush());
         }
     });
-}
-
-/// The client that there is no memory for ends.
-template <typename Serve>
-void Server::withinMemory(Client& client, const Serve& serve) {
-    try {
-        serve();
-    } catch (const std::bad_alloc&) {
+    if (!isServed) {
         lose(client);
     }
 }
@@ -233,7 +225,9 @@ void Server::tell(const char* event, const xpc::Object& payload) {
     }
     for (const auto& client : clients_) {
         if (client->session->wantsEvents() && !client->ended) {
-            withinMemory(*client, [&] { send(*client, packet_); });
+            if (!loop_.withinMemory([&] { send(*client, packet_); })) {
+                lose(*client);
+            }
             ++figures_.eventsSent;
         }
     }

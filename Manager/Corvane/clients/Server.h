@@ -61,8 +61,6 @@ private:
     void resumeListening();
 
     void serve(Client& client);
-    template <typename Serve>
-    void withinMemory(Client& client, const Serve& serve);
     void receive(Client& client);
     Result<Session::Progress> receivePacket(Client& client, std::span<const std::uint8_t> packet);
     void tell(const char* event, const xpc::Object& payload);

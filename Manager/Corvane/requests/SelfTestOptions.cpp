@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace corvane {
 namespace {
 
@@ -12,11 +14,7 @@ namespace {
 constexpr std::int64_t kLowestTxPower = -500;
 constexpr std::int64_t kHighestTxPower = 330;
 
-struct Target {
-    const char* key;
-    std::int64_t RFSelfTestOptions::*power;
-};
-constexpr Target kTargets[] = {
+constexpr std::pair<const char*, std::int64_t RFSelfTestOptions::*> kTargets[] = {
     {ryn::kKeyRFSelfTestTargetTxPower3G4G, &RFSelfTestOptions::targetTxPower3G4G},
     {ryn::kKeyRFSelfTestTargetTxPower2G, &RFSelfTestOptions::targetTxPower2G},
 };
@@ -79,9 +77,9 @@ Result<RFSelfTestOptions> readSelfTestOptions(const xpc::Object& options) {
                         ryn::kKeyBasebandDiagnosticsOptions));
     }
     RFSelfTestOptions read;
-    for (const Target& target : kTargets) {
-        const Number power{target.key, kLowestTxPower, kHighestTxPower};
-        if (const auto done = power.read(options).into(read.*target.power); !done) {
+    for (const auto& [key, target] : kTargets) {
+        const Number power{key, kLowestTxPower, kHighestTxPower};
+        if (const auto done = power.read(options).into(read.*target); !done) {
             return done.refusal();
         }
     }

@@ -48,26 +48,6 @@ State& state() {
     return instance;
 }
 
-}  // namespace
-
-void setLevel(Level highest) {
-    state().highest = highest;
-}
-
-bool isOn(Level level) {
-    return level <= state().highest;
-}
-
-Copy::Copy(Write to) : write(std::move(to)) {
-    state().copies.push_back(this);
-}
-
-Copy::~Copy() {
-    std::erase(state().copies, this);
-}
-
-namespace {
-
 bool isCopied(Level level) {
     return !state().copies.empty() && level <= Level::Info;
 }
@@ -120,6 +100,22 @@ bool sendToJournal(std::string_view line, std::span<const std::string> fields) {
 }
 
 }  // namespace
+
+void setLevel(Level highest) {
+    state().highest = highest;
+}
+
+bool isOn(Level level) {
+    return level <= state().highest;
+}
+
+Copy::Copy(Write to) : write(std::move(to)) {
+    state().copies.push_back(this);
+}
+
+Copy::~Copy() {
+    std::erase(state().copies, this);
+}
 
 void write(Level level, std::string_view line) {
     if (state().limit != nullptr) {

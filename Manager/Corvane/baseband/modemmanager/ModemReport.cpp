@@ -44,12 +44,9 @@ constexpr Figure kFigures[] = {
 };
 constexpr std::pair<const char*, const char*> kMeasurements[] = {{"RSRP", "rsrp"}, {"RSRQ", "rsrq"}, {"SNR", "snr"}};
 
-bool isKnown(const xpc::Object& value) {
-    return value && !(value.is(XPC_TYPE_STRING) && xpc_string_get_length(value.get()) == 0);
-}
-
 void setKnown(const xpc::Object& dictionary, const char* key, const xpc::Object& value) {
-    if (isKnown(value)) {
+    const bool isEmpty = value.is(XPC_TYPE_STRING) && xpc_string_get_length(value.get()) == 0;
+    if (value && !isEmpty) {
         xpc::set(dictionary, key, value);
     }
 }

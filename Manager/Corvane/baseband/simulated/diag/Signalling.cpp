@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace corvane::simulated {
@@ -283,9 +284,7 @@ void Signalling::selectCell() {
 
 std::string Signalling::randomBytes(std::size_t count) {
     std::string bytes(count, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(random_());
-    }
+    std::ranges::generate(bytes, [this] { return static_cast<char>(random_()); });
     return bytes;
 }
 
