@@ -17,8 +17,8 @@ Result<void> Door::admit(const PeerPolicy::Peer& peer, std::size_t clients, std:
         return Refusal::notAllowed(fmt::format("User {} may not use this manager; add the user to group {} and log in again.",
                                                peer.user, PeerPolicy::kGroupName));
     }
-    const std::size_t places = peer.trusted ? limits_.clients : limits_.clients - std::min(limits_.reserved, limits_.clients);
-    const bool userIsOverLimit = !peer.trusted && clientsOfUser >= limits_.clientsOfUser;
+    const std::size_t places = peer.trusted ? clients_ : clients_ - std::min(kReserved, clients_);
+    const bool userIsOverLimit = !peer.trusted && clientsOfUser >= kClientsOfUser;
     if (clients < places && !userIsOverLimit) {
         return {};
     }
@@ -26,7 +26,7 @@ Result<void> Door::admit(const PeerPolicy::Peer& peer, std::size_t clients, std:
     return Refusal::limitReached(
         userIsOverLimit
             ? fmt::format("User {} has {} connections to this manager, the most that one user may have.", peer.user,
-                          limits_.clientsOfUser)
+                          kClientsOfUser)
             : fmt::format("This manager has {} clients, the most that it serves; try again when one has gone.", places));
 }
 

@@ -5,7 +5,6 @@
 #include "Corvane/support/Result.h"
 #include "Platform/FileDescriptor.h"
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -14,18 +13,12 @@ namespace corvane {
 
 struct ClientFigures;
 
-struct ClientLimits {
-    std::size_t clients = 1024;
-    std::size_t reserved = 16;       ///< of these, for root and the daemon's own user
-    std::size_t clientsOfUser = 64;  ///< of a user that is neither root nor the daemon's own
-    std::chrono::milliseconds greeting{10'000};
-};
-
 /// Who is let in, and what the others are told.
 class Door {
 public:
-    /// @param figures outlives this
-    Door(PeerPolicy policy, ClientLimits limits, ClientFigures& figures) : policy_(policy), limits_(limits), figures_(figures) {}
+    /// @param clients how many there may be. @param figures outlives this
+    Door(PeerPolicy policy, std::size_t clients, ClientFigures& figures)
+        : policy_(policy), clients_(clients), figures_(figures) {}
 
     PeerPolicy::Peer judge(int socket) const { return policy_.judge(socket); }
     /// @param clients there are now, and @param clientsOfUser of these of the peer's user
@@ -37,8 +30,11 @@ public:
     static void dropUnread(const platform::FileDescriptor& socket);
 
 private:
+    static constexpr std::size_t kReserved = 16;       ///< of the places, for root and the daemon's own user
+    static constexpr std::size_t kClientsOfUser = 64;  ///< of a user that is neither root nor the daemon's own
+
     PeerPolicy policy_;
-    ClientLimits limits_;
+    std::size_t clients_;
     ClientFigures& figures_;
     std::vector<std::uint8_t> packet_;  ///< one packet out
     log::RateLimited notAllowed_;

@@ -9,7 +9,7 @@ namespace corvane::simulated {
 void FileSystemSync::begin(bool waitForCompletion, Completion<void> completion) {
     if (!underWay_) {
         underWay_ = true;
-        end_.set(duration_, [this] { complete(); });
+        end_.set(kDuration, [this] { complete(); });
     }
     if (waitForCompletion) {
         waiting_.push_back(std::move(completion));

@@ -12,8 +12,7 @@ namespace corvane::simulated {
 /// Writes the baseband's remote filesystem out; who asks while that is under way shares its end.
 class FileSystemSync {
 public:
-    FileSystemSync(Loop& loop, std::chrono::milliseconds duration, NVData& nvData, const BasebandClock& clock)
-        : duration_(duration), nvData_(nvData), clock_(clock), end_(loop) {}
+    FileSystemSync(Loop& loop, NVData& nvData, const BasebandClock& clock) : nvData_(nvData), clock_(clock), end_(loop) {}
 
     /// Completes when it has ended, or at once unless `waitForCompletion`.
     void begin(bool waitForCompletion, Completion<void> completion);
@@ -21,9 +20,10 @@ public:
     void interrupt(const std::string& why);
 
 private:
+    static constexpr std::chrono::milliseconds kDuration{40};
+
     void complete();
 
-    const std::chrono::milliseconds duration_;
     NVData& nvData_;
     const BasebandClock& clock_;
     Timer end_;

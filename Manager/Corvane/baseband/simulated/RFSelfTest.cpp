@@ -29,7 +29,7 @@ void RFSelfTest::abort(const std::string& why) {
 }
 
 void RFSelfTest::awaitStep() {
-    step_.set(stepDuration_, [this] { takeStep(); });
+    step_.set(kStep, [this] { takeStep(); });
 }
 
 /// Half the channels of one port: A first.

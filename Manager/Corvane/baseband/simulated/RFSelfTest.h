@@ -19,8 +19,7 @@ public:
     /// The last event of a test comes before its command is answered.
     using OnEvent = std::function<void(const RFSelfTestEvent& event)>;
 
-    RFSelfTest(Loop& loop, std::chrono::milliseconds duration, OnEvent onEvent)
-        : stepDuration_(duration / kSteps), onEvent_(std::move(onEvent)), step_(loop) {}
+    RFSelfTest(Loop& loop, OnEvent onEvent) : onEvent_(std::move(onEvent)), step_(loop) {}
 
     bool isRunning() const { return running_ != nullptr; }
     /// Not while it is running. Completes with the last event.
@@ -32,6 +31,7 @@ public:
 
 private:
     static constexpr std::size_t kSteps = 4;
+    static constexpr std::chrono::milliseconds kStep{500};
 
     struct Run {
         RFSelfTestOptions options;
@@ -49,7 +49,6 @@ private:
     RFSelfTestEvent event(RFSelfTestEvent::Status status) const;
     void end(const RFSelfTestEvent& event);
 
-    const std::chrono::milliseconds stepDuration_;
     OnEvent onEvent_;
     Timer step_;
     std::array<unsigned, 2> failing_{};  ///< tests of each port that are to fail

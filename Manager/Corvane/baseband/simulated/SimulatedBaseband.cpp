@@ -23,8 +23,7 @@ constexpr OperatingMode kWithRadio[] = {OperatingMode::Online, OperatingMode::Lo
 
 }  // namespace
 
-SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario,
-                                     const simulated::Durations& durations)
+SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario)
     : seed_(scenario ? std::optional(scenario->seed) : std::nullopt),
       longestSilence_(scenario ? scenario->silence : Baseband::longestSilence()),
       nvData_(store),
@@ -34,9 +33,9 @@ SimulatedBaseband::SimulatedBaseband(Loop& loop, SettingsStore& store, const std
       link_([this](const TraceRecord& exchange) { record(exchange); }),
       stalledTraces_(loop),
       diag_(loop, seed(), [this](const TraceRecord& message) { record(message); }),
-      selfTest_(loop, durations.selfTest, [this](const RFSelfTestEvent& event) { selfTestProgressed(event); }),
-      fileSystemSync_(loop, durations.fileSystemSync, nvData_, clock_),
-      stateMachine_(loop, durations, nvData_, *this) {
+      selfTest_(loop, [this](const RFSelfTestEvent& event) { selfTestProgressed(event); }),
+      fileSystemSync_(loop, nvData_, clock_),
+      stateMachine_(loop, nvData_, *this) {
     if (scenario) {
         const simulated::ScenarioStage stage{stateMachine_, clock_, diag_, selfTest_, stalledTraces_};
         scenario_ = std::make_unique<simulated::ScenarioPlayer>(

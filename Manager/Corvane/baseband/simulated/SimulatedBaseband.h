@@ -29,8 +29,7 @@ namespace corvane {
 class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener {
 public:
     /// @param loop and @param storage outlive it.
-    SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario = {},
-                      const simulated::Durations& durations = {});
+    SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario);
 
     void start(BasebandListener& listener) override;
     void stop() override;

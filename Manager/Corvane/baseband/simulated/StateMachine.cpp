@@ -8,6 +8,12 @@
 namespace corvane::simulated {
 namespace {
 
+constexpr std::chrono::milliseconds kSoftReset{80};
+constexpr std::chrono::milliseconds kHardReset{160};  // a power cycle
+constexpr std::chrono::milliseconds kBoot{140};
+constexpr std::chrono::milliseconds kShutdown{100};
+constexpr std::chrono::milliseconds kPatience{5000};  // with a command to a baseband that hangs
+
 constexpr const char* kStopping = "The manager is stopping; send the command again once it runs.";
 constexpr const char* kSubTypeOperatingMode = "OperatingMode";
 constexpr const char* kOffSentence = "The baseband is off or shutting down; a soft or hard reset boots it again.";
@@ -71,7 +77,7 @@ void StateMachine::whenReady(Completion<void> completion) {
 
 void StateMachine::losePatience() {
     if (!patience_.isSet()) {
-        patience_.set(durations_.patience, [this] {
+        patience_.set(kPatience, [this] {
             completeAll(transition_, Refusal::timedOut(kHangs));
             giveUpModeChange(Refusal::timedOut(kHangs));
             completeAll(waiting_, Refusal::timedOut(kHangs));
@@ -171,13 +177,13 @@ void StateMachine::beginReset(const ResetRequest& request, Completion<void> comp
         return;
     }
     enter(BootState::Resetting);
-    step_.set(request.type == ResetType::Hard ? durations_.hardReset : durations_.softReset, [this] { boot(); });
+    step_.set(request.type == ResetType::Hard ? kHardReset : kSoftReset, [this] { boot(); });
 }
 
 void StateMachine::beginShutdown(Completion<void> completion) {
     transition_.push_back(std::move(completion));
     enter(OperatingMode::ShuttingDown);
-    step_.set(durations_.shutdown, [this] { becomeOff(); });
+    step_.set(kShutdown, [this] { becomeOff(); });
 }
 
 void StateMachine::boot() {
@@ -185,7 +191,7 @@ void StateMachine::boot() {
     bootFailure_.clear();
     enter(BootState::Booting);
     enter(nvData_.persistentLowPower() ? OperatingMode::PersistentLowPower : OperatingMode::LowPower);
-    step_.set(durations_.boot, [this] { becomeReady(); });
+    step_.set(kBoot, [this] { becomeReady(); });
 }
 
 void StateMachine::becomeReady() {
@@ -223,7 +229,7 @@ bool StateMachine::crash(const std::string& reason) {
     listener_.crashed(reason);
     enter(BootState::Resetting);
     giveUpModeChange(Refusal::basebandFailed("The baseband has crashed before it had reached its new operating mode."));
-    step_.set(durations_.softReset, [this] { boot(); });
+    step_.set(kSoftReset, [this] { boot(); });
     return true;
 }
 

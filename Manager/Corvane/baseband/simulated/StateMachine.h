@@ -10,17 +10,6 @@
 
 namespace corvane::simulated {
 
-/// How long what takes time takes; tests shorten them.
-struct Durations {
-    std::chrono::milliseconds softReset{80};
-    std::chrono::milliseconds hardReset{160};  ///< a power cycle
-    std::chrono::milliseconds boot{140};
-    std::chrono::milliseconds shutdown{100};
-    std::chrono::milliseconds fileSystemSync{40};
-    std::chrono::milliseconds selfTest{2000};
-    std::chrono::milliseconds patience{5000};  ///< with a command to a baseband that hangs
-};
-
 /// Boot state and operating mode, and the time that their changes take.
 ///
 ///     start            Booting, mode 1 (or 6, persistent)          Ready
@@ -45,14 +34,8 @@ public:
         virtual void operatingModeChanged(OperatingMode mode) = 0;
     };
 
-    StateMachine(Loop& loop, const Durations& durations, NVData& nvData, Listener& listener)
-        : loop_(loop),
-          durations_(durations),
-          nvData_(nvData),
-          listener_(listener),
-          step_(loop),
-          patience_(loop),
-          modeChange_(loop) {}
+    StateMachine(Loop& loop, NVData& nvData, Listener& listener)
+        : loop_(loop), nvData_(nvData), listener_(listener), step_(loop), patience_(loop), modeChange_(loop) {}
 
     void start() { boot(); }
     /// Answers everything that waits with Aborted.
@@ -107,7 +90,6 @@ private:
     void enter(OperatingMode mode);
 
     Loop& loop_;
-    const Durations durations_;
     NVData& nvData_;
     Listener& listener_;
 
