@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <iterator>
-#include <vector>
 
 namespace corvane {
 namespace {
@@ -21,12 +20,9 @@ Result<OperatingMode> operatingMode(std::int64_t number) {
     if (number >= 0 && number < std::ssize(kNames)) {
         return static_cast<OperatingMode>(number);
     }
-    std::vector<OperatingMode> all;
-    all.reserve(std::size(kNames));
-    for (int mode = 0; mode < std::ssize(kNames); ++mode) {
-        all.push_back(static_cast<OperatingMode>(mode));
-    }
-    return Refusal::invalidArgument(fmt::format("There is no operating mode {}; the modes are {}.", number, enumerate(all)));
+    const auto describeName = [](const char* const& name) { return describe(static_cast<OperatingMode>(&name - kNames)); };
+    return Refusal::invalidArgument(
+        fmt::format("There is no operating mode {}; the modes are {}.", number, listed(kNames, " and ", describeName)));
 }
 
 std::string describe(OperatingMode mode) {

@@ -163,17 +163,13 @@ void Server::send(Client& client, std::span<const std::uint8_t> packet) {
 }
 
 void Server::take(Client& client, Outbox::Sent sent) {
-    switch (sent) {
-        case Outbox::Sent::Ok:
-            // Nothing more is read while answers wait for the client to read them.
-            client.watch.setInterest(client.outbox.isEmpty() ? Watch::Interest::Read : Watch::Interest::Write);
-            break;
-        case Outbox::Sent::Full:
-            end(client, "does not read what it is sent");
-            break;
-        case Outbox::Sent::Lost:
-            lose(client);
-            break;
+    if (sent == Outbox::Sent::Full) {
+        end(client, "does not read what it is sent");
+    } else if (sent == Outbox::Sent::Lost) {
+        lose(client);
+    } else {
+        // Nothing more is read while answers wait for the client to read them.
+        client.watch.setInterest(client.outbox.isEmpty() ? Watch::Interest::Read : Watch::Interest::Write);
     }
 }
 

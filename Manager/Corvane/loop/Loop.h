@@ -18,11 +18,16 @@ namespace corvane {
 
 class Watch;
 
-struct EventSourceDeleter {
-    void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
+/// Gives an object of libsystemd back.
+template <auto release>
+struct Release {
+    template <typename Object>
+    void operator()(Object* object) const {
+        release(object);
+    }
 };
 /// What sd-event waits for, until this is destroyed.
-using EventSource = std::unique_ptr<sd_event_source, EventSourceDeleter>;
+using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_disable_unref>>;
 
 /// The daemon's event loop. Everything in the daemon happens on its one thread.
 ///
@@ -80,10 +85,6 @@ public:
 private:
     friend Watch;
 
-    struct Release {
-        void operator()(sd_event* event) const { sd_event_unref(event); }
-    };
-
     using Clock = std::chrono::steady_clock;
 
     Loop() = default;
@@ -97,7 +98,7 @@ private:
     void runDeferred();
     void runInLull(bool isLull);
 
-    std::unique_ptr<sd_event, Release> event_;
+    std::unique_ptr<sd_event, Release<sd_event_unref>> event_;
     platform::FileDescriptor descriptors_;  ///< the epoll set
     std::vector<Watch*> ready_;             ///< those that are to be served in this turn
     Clock::time_point turnBegan_;

@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <compare>
 #include <utility>
 #include <vector>
 
@@ -71,7 +71,7 @@ private:
     struct Key {
         std::string area;
         std::string name;
-        bool operator<(const Key& other) const { return std::tie(area, name) < std::tie(other.area, other.name); }
+        auto operator<=>(const Key&) const = default;
     };
     /// A text that a transaction has changed, as it was before; absent when there was none.
     struct Before {

@@ -2,6 +2,8 @@
 
 #include "Corvane/support/Values.h"
 
+#include <utility>
+
 namespace corvane {
 
 namespace fs = std::filesystem;
@@ -10,11 +12,7 @@ namespace {
 
 using ryn::trace::Type;
 
-struct Kind {
-    Type trace;
-    const SegmentFormat& format;
-};
-const Kind kKinds[] = {
+const std::pair<Type, const SegmentFormat&> kKinds[] = {
     {Type::DIAG, kPcapng},       {Type::BasebandIPC, kTextLines}, {Type::KernelPCI, kTextLines},
     {Type::TEMS, kMeasurements}, {Type::CoreDump, kCoreDumps},
 };
@@ -25,9 +23,9 @@ constexpr Recorder::Limits kLimits{16 * kMegabyte};
 }  // namespace
 
 TraceRecorders::TraceRecorders(Loop& loop, const fs::path& scratch) : loop_(loop) {
-    for (const Kind& kind : kKinds) {
-        const fs::path folder = scratch / (ryn::trace::typeAsString(kind.trace) + ".scratch");
-        recorders_.emplace(kind.trace, std::make_unique<Recorder>(folder, kind.format, kLimits));
+    for (const auto& [trace, format] : kKinds) {
+        const fs::path folder = scratch / (ryn::trace::typeAsString(trace) + ".scratch");
+        recorders_.emplace(trace, std::make_unique<Recorder>(folder, format, kLimits));
     }
 }
 

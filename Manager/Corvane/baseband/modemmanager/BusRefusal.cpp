@@ -10,14 +10,12 @@
 #include <cctype>
 #include <iterator>
 #include <string>
+#include <utility>
 
 namespace corvane::modemmanager {
 namespace {
 
-struct Meaning {
-    std::string_view error;
-    ResultCode code;
-};
+using Meaning = std::pair<std::string_view, ResultCode>;
 
 constexpr std::string_view kNoAnswerOnPort = MM_SERIAL_ERROR_DBUS_PREFIX ".ResponseTimeout";
 constexpr Meaning kMeanings[] = {
@@ -53,8 +51,8 @@ ResultCode codeOf(const BusError& error) {
     if (sentenceOf(error).starts_with(kPolkitFailed)) {
         return ResultCode::NotPermitted;
     }
-    const auto* const meaning = std::ranges::find(kMeanings, error.name, &Meaning::error);
-    return meaning == std::end(kMeanings) ? ResultCode::BasebandFailed : meaning->code;
+    const auto* const meaning = std::ranges::find(kMeanings, error.name, &Meaning::first);
+    return meaning == std::end(kMeanings) ? ResultCode::BasebandFailed : meaning->second;
 }
 
 std::string polkitAction(std::string_view interface) {

@@ -87,13 +87,6 @@ public:
     }
 
 private:
-    template <auto release>
-    struct Release {
-        template <typename Object>
-        void operator()(Object* object) const {
-            release(object);
-        }
-    };
     using Connection = std::unique_ptr<sd_bus, Release<sd_bus_close_unref>>;
     using Message = std::unique_ptr<sd_bus_message, Release<sd_bus_message_unref>>;
     using Slot = std::unique_ptr<sd_bus_slot, Release<sd_bus_slot_unref>>;

@@ -42,9 +42,7 @@ ryn::trace::Type traceOf(const Values& values) {
     return trace;
 }
 
-ScenarioKey times() {
-    return {"times", Form::Whole, 1, 1000, {}, 1.0, false};
-}
+const ScenarioKey kTimes{"times", Form::Whole, 1, 1000, {}, 1.0, false};
 
 bool setSimPresent(const Stage& stage, bool present) {
     stage.diag.setSimPresent(present);
@@ -76,7 +74,7 @@ const std::vector<ScenarioAction>& table() {
          {{"reason", Form::Text, 0, 0, {}, "assertion failed", false}},
          [](const Stage& stage, const Values& values) { return stage.stateMachine.crash(textOf(values, "reason")); }},
         {"fail-boot",
-         {times()},
+         {kTimes},
          [](const Stage& stage, const Values& values) {
              stage.stateMachine.failBoots(static_cast<unsigned>(wholeOf(values, "times")));
              return true;
@@ -105,7 +103,7 @@ const std::vector<ScenarioAction>& table() {
              return true;
          }},
         {"jump-time", {{"seconds", Form::Number, -1e9, 1e9}}, jumpTime},
-        {"fail-self-test", {{"port", Form::Choice, 0, 0, {"A", "B"}}, times()}, failSelfTest},
+        {"fail-self-test", {{"port", Form::Choice, 0, 0, {"A", "B"}}, kTimes}, failSelfTest},
         {"stall-trace",
          {{"trace", Form::Choice, 0, 0, {"DIAG", "BasebandIPC", "KernelPCI", "TEMS"}}, {"seconds", Form::Number, 0.001, kDay}},
          [](const Stage& stage, const Values& values) {
