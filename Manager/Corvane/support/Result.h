@@ -38,13 +38,13 @@ public:
     explicit operator bool() const { return content_.index() == 0; }
 
     /// Only of a success.
-    T& operator*() { return std::get<0>(content_); }
-    const T& operator*() const { return std::get<0>(content_); }
-    T* operator->() { return &std::get<0>(content_); }
-    const T* operator->() const { return &std::get<0>(content_); }
+    T& operator*() { return *std::get_if<0>(&content_); }
+    const T& operator*() const { return *std::get_if<0>(&content_); }
+    T* operator->() { return std::get_if<0>(&content_); }
+    const T* operator->() const { return std::get_if<0>(&content_); }
 
     /// Only of a failure.
-    const Refusal& refusal() const { return std::get<1>(content_); }
+    const Refusal& refusal() const { return *std::get_if<1>(&content_); }
 
     /// What `next` makes of the value, another value or a result; a refusal stays one.
     template <typename Next>
