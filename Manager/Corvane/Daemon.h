@@ -33,7 +33,7 @@ private:
     void serve(platform::FileDescriptor socket);
 
     Options options_;
-    std::size_t mostClients_ = 1024;
+    ClientLimits limits_;
     PeerPolicy policy_;
     std::unique_ptr<Loop> loop_;
     ListeningSocket listener_;

@@ -19,24 +19,16 @@ const char* nameOf(xpc_type_t type) {
     return found == std::end(names) ? "nothing" : found->second;
 }
 
-/// Borrowed; nullptr when it is absent. A value of another type is refused.
-Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type_t type) {
+/// Borrowed. A value of another type is refused, and so is one that is absent unless it is optional: nullptr then.
+Result<xpc_object_t> find(const xpc::Object& argument, const char* key, xpc_type_t type, bool isOptional) {
     xpc_object_t value = xpc_dictionary_get_value(argument.get(), key);
+    if (value == nullptr && !isOptional) {
+        return Refusal::invalidArgument(fmt::format("{} is missing; it takes {}.", key, nameOf(type)));
+    }
     if (value != nullptr && xpc_get_type(value) != type) {
         return Refusal::invalidArgument(fmt::format("{} is {}; it takes {}.", key, nameOf(xpc_get_type(value)), nameOf(type)));
     }
     return value;
-}
-
-Refusal missing(const char* key, xpc_type_t type) {
-    return Refusal::invalidArgument(fmt::format("{} is missing; it takes {}.", key, nameOf(type)));
-}
-
-/// As `find`, but an absent value is refused.
-Result<xpc_object_t> require(const xpc::Object& argument, const char* key, xpc_type_t type) {
-    return find(argument, key, type).then([=](xpc_object_t found) {
-        return found == nullptr ? missing(key, type) : Result(found);
-    });
 }
 
 Result<std::string_view> textOf(const char* key, xpc_object_t value) {
@@ -45,6 +37,15 @@ Result<std::string_view> textOf(const char* key, xpc_object_t value) {
         return Refusal::invalidArgument(fmt::format("{} has {} bytes; it takes up to {}.", key, text.size(), kLongestText));
     }
     return text;
+}
+
+Result<std::int64_t> numberOf(const OptionalNumber& accepted, xpc_object_t value) {
+    const std::int64_t number = xpc_int64_get_value(value);
+    if (number < accepted.lowest || number > accepted.highest) {
+        return Refusal::invalidArgument(
+            fmt::format("{} can't be {}; it takes {} to {}.", accepted.key, number, accepted.lowest, accepted.highest));
+    }
+    return number;
 }
 
 }  // namespace
@@ -62,33 +63,24 @@ Refusal unknownChoice(const char* key, std::string_view name, const std::string&
 }
 
 Result<std::string_view> Text::read(const xpc::Object& argument) const {
-    return require(argument, key, XPC_TYPE_STRING).then([this](xpc_object_t found) { return textOf(key, found); });
+    return find(argument, key, XPC_TYPE_STRING, false).then([this](xpc_object_t found) { return textOf(key, found); });
 }
 
 Result<std::string_view> OptionalText::read(const xpc::Object& argument) const {
-    return find(argument, key, XPC_TYPE_STRING).then([this](xpc_object_t found) {
+    return find(argument, key, XPC_TYPE_STRING, true).then([this](xpc_object_t found) {
         return found == nullptr ? Result<std::string_view>(fallback) : textOf(key, found);
     });
 }
 
 Result<std::optional<std::int64_t>> OptionalNumber::read(const xpc::Object& argument) const {
-    const auto found = find(argument, key, XPC_TYPE_INT64);
-    if (!found) {
-        return found.refusal();
-    }
-    if (*found == nullptr) {
-        return Value();
-    }
-    const std::int64_t number = xpc_int64_get_value(*found);
-    if (number < lowest || number > highest) {
-        return Refusal::invalidArgument(fmt::format("{} can't be {}; it takes {} to {}.", key, number, lowest, highest));
-    }
-    return Value(number);
+    return find(argument, key, XPC_TYPE_INT64, true).then([this](xpc_object_t found) {
+        return found == nullptr ? Result(Value())
+                                : numberOf(*this, found).then([](std::int64_t number) { return Value(number); });
+    });
 }
 
 Result<std::int64_t> Number::read(const xpc::Object& argument) const {
-    return OptionalNumber::read(argument).then(
-        [this](const auto& number) { return number ? Result(*number) : missing(key, XPC_TYPE_INT64); });
+    return find(argument, key, XPC_TYPE_INT64, false).then([this](xpc_object_t found) { return numberOf(*this, found); });
 }
 
 Result<std::optional<std::int64_t>> NumberOrNull::read(const xpc::Object& argument) const {
@@ -99,13 +91,13 @@ Result<std::optional<std::int64_t>> NumberOrNull::read(const xpc::Object& argume
 }
 
 Result<bool> OptionalFlag::read(const xpc::Object& argument) const {
-    return find(argument, key, XPC_TYPE_BOOL).then([this](xpc_object_t found) {
+    return find(argument, key, XPC_TYPE_BOOL, true).then([this](xpc_object_t found) {
         return found == nullptr ? fallback : xpc_bool_get_value(found);
     });
 }
 
 Result<xpc::Object> Dictionary::read(const xpc::Object& argument) const {
-    return require(argument, key, XPC_TYPE_DICTIONARY).then(xpc::Object::share);
+    return find(argument, key, XPC_TYPE_DICTIONARY, false).then(xpc::Object::share);
 }
 
 Result<xpc::Object> Anything::read(const xpc::Object& argument) const {
