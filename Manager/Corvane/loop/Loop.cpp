@@ -151,6 +151,12 @@ void Loop::runInLull(bool isLull) {
 }
 
 void Loop::shareTurn() {
+    now_ = Clock::now();
+    if (ready_.size() == 1) {  // it needs no order
+        serveInTurn(ready_, 1, turnBegan_);
+        ready_.clear();
+        return;
+    }
     for (Watch* watch : ready_) {
         if (!watch->due_) {
             const auto patience = std::min<Clock::duration>(kPatience * watch->cost_.value_or(Clock::duration()), kMostPatience);
@@ -169,26 +175,22 @@ void Loop::shareTurn() {
 /// @param atLeast so many: the processor may have gone to another process for the whole turn. Those that it leaves are as ready
 /// in the next turn.
 void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end) {
-    if (watches.empty()) {
-        return;
-    }
     std::ranges::sort(watches, {}, &Watch::due_);
     std::size_t served = 0;
-    Clock::time_point begin = Clock::now();
     for (Watch* watch : watches) {
         watch->due_.reset();
-        if (begin - turnBegan_ >= kCarefulAfter && turnsCostly(*watch)) {
-            begin = Clock::now();
+        if (now_ - turnBegan_ >= kCarefulAfter && turnsCostly(*watch)) {
+            now_ = Clock::now();
             continue;
         }
         withinMemory(watch->ready_);
-        const auto spent = Clock::now() - begin;
-        begin += spent;
+        const auto spent = Clock::now() - now_;
+        now_ += spent;
         // What took long because the machine was busy with others says nothing about the client, and a single time says little.
         if (spent < kLittle || !wasPreempted()) {
             watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(Clock::duration()) + spent) / 8);
         }
-        if (++served >= atLeast && begin >= end) {
+        if (++served >= atLeast && now_ >= end) {
             return;
         }
     }

@@ -3,13 +3,13 @@
 #include "Corvane/settings/Database.h"
 #include "Corvane/support/Result.h"
 
+#include <compare>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <compare>
 #include <utility>
 #include <vector>
 
