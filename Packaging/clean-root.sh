@@ -50,11 +50,13 @@ make_root() {
 inside() {
     local status=0
     # shellcheck disable=SC2016
-    unshare --mount --pid --ipc --uts --fork --kill-child chroot "$root" /bin/sh -c '
-        mount -t proc proc /proc && mount -t tmpfs tmpfs /run && mount -t tmpfs tmpfs /dev/shm &&
+    # No chroot: what runs in one can't have namespaces of its own.
+    unshare --mount --pid --ipc --uts --fork --kill-child /bin/sh -c '
+        mount --bind "$0" "$0" && cd "$0" && pivot_root . mnt && cd / && mount -t proc proc /proc && umount -l /mnt &&
+        mount -t tmpfs tmpfs /run && mount -t tmpfs tmpfs /dev/shm &&
         mkdir -p /dev/pts && mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts &&
         exec env -i DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"
-    ' sh "$@" || status=$?
+    ' "$root" "$@" || status=$?
     cp -ln "$root"/var/cache/apt/archives/*.deb "$downloads/" 2>/dev/null || true
     return $status
 }

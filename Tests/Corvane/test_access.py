@@ -77,8 +77,6 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
         assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (mode, 0, GROUP)
     assert host.seen_by(0, 0) == SERVED
     assert host.seen_by(USER, GROUP) == SERVED
-    assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED
-    assert host.seen_by(USER, OTHER_GROUP, GROUP, *range(5000, 5100)) == SERVED
     assert host.seen_by(USER, OTHER_GROUP) == NOT_REACHABLE
     assert host.seen_by(USER, GROUP, connections=64) == SERVED
     client = Client(host.socket)
@@ -97,6 +95,14 @@ def test_root_the_own_user_and_members_of_the_group_may_connect(host):
     for user in USER, MANAGERS_USER:
         assert host.seen_by(user, GROUP, command="UnblockBasebandReset") == SERVED
         host.manager.says(f"COMMAND=UnblockBasebandResetCommand RESULT=0 CLIENT_UID={user}")
+
+
+def test_members_whose_group_is_one_of_several_may_connect(host):
+    host.start("exec")
+    if len({pathlib.Path(program).read_bytes()[18:20] for program in (MANAGER, "/proc/self/exe")}) > 1:  # the ELF header's machine
+        pytest.skip("what remains needs a real kernel: an emulator doesn't tell which groups a peer is in")
+    assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED
+    assert host.seen_by(USER, OTHER_GROUP, GROUP, *range(5000, 5100)) == SERVED
 
 
 def test_places_are_kept_for_root(host):
