@@ -301,12 +301,13 @@ class ScriptedManager:
                 threading.Thread(target=self.converse, args=[self.listener.accept()[0]], daemon=True).start()
 
     def converse(self, client):
-        with client, contextlib.suppress(OSError):
-            while data := client.recv(1 << 17):
-                with self.lock:
-                    self.take(client, cbor2.loads(data))
-        with self.lock:
-            self.clients.pop(client, None)
+        with client:  # until nobody finds it any more
+            with contextlib.suppress(OSError):
+                while data := client.recv(1 << 17):
+                    with self.lock:
+                        self.take(client, cbor2.loads(data))
+            with self.lock:
+                self.clients.pop(client, None)
 
     def take(self, client, packet):
         kind = packet[0]
