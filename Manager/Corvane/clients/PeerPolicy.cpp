@@ -13,13 +13,8 @@ namespace corvane {
 namespace {
 
 std::optional<gid_t> findGroup(const char* name) {
-    std::vector<char> buffer(4096);
-    group entry{};
-    group* found = nullptr;
-    while (getgrnam_r(name, &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
-        buffer.resize(2 * buffer.size());
-    }
-    return found == nullptr ? std::nullopt : std::optional(entry.gr_gid);
+    const group* const found = getgrnam(name);  // asked once, at the start
+    return found == nullptr ? std::nullopt : std::optional(found->gr_gid);
 }
 
 }  // namespace
