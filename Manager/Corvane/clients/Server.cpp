@@ -50,7 +50,7 @@ Server::Client::Client(platform::FileDescriptor connected, const PeerPolicy::Pee
       watch(server.loop_, socket.get(), Watch::Order::Fair, [this, &server] { server.serve(*this); }) {}
 
 void Server::accept() {
-    while (!loop_.isLate()) {
+    do {
         platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (!socket) {
             if (errno != EAGAIN && errno != ECONNABORTED) {
@@ -67,7 +67,7 @@ void Server::accept() {
         } else {
             add(std::move(socket), peer);
         }
-    }
+    } while (!loop_.isLate());
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {
@@ -82,9 +82,9 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     ++figures_.accepted;
     ++figures_.connected;
     ++ungreeted_;
-    // What a client has to ask mostly comes with its connection.
-    loop_.serveSoon(client.watch);
-    loop_.defer([this] { awaitGreetings(); });
+    // What a client has to ask mostly comes with its connection, and is answered before anything else is done for others.
+    loop_.serveNow(client.watch);
+    awaitGreetings();
 }
 
 void Server::pauseListening() {

@@ -131,10 +131,6 @@ bool Loop::serve(bool wait) {
     return eventIsDue;
 }
 
-void Loop::deferToLull(std::function<void()> task) {
-    deferredToLull_.push_back(std::move(task));
-}
-
 void Loop::runInLull(bool isLull) {
     if (deferredToLull_.empty()) {
         turnsWithoutLull_ = 0;
@@ -150,13 +146,19 @@ void Loop::runInLull(bool isLull) {
     withinMemory(task);
 }
 
-void Loop::shareTurn() {
+void Loop::serveNow(Watch& watch) {
+    Watch* alone = &watch;
     now_ = Clock::now();
+    serveInTurn({&alone, 1}, 1, turnBegan_);
+}
+
+void Loop::shareTurn() {
     if (ready_.size() == 1) {  // it needs no order
-        serveInTurn(ready_, 1, turnBegan_);
+        serveNow(*ready_.front());
         ready_.clear();
         return;
     }
+    now_ = Clock::now();
     for (Watch* watch : ready_) {
         if (!watch->due_) {
             const auto patience = std::min<Clock::duration>(kPatience * watch->cost_.value_or(Clock::duration()), kMostPatience);

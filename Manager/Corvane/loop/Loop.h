@@ -50,8 +50,8 @@ public:
     /// Waits until something has happened, and serves it. @return false when the loop has ended.
     bool turn();
 
-    /// Serves the watch in this turn, as if its descriptor were ready.
-    void serveSoon(Watch& watch) { ready_.push_back(&watch); }
+    /// Serves the watch, as if its descriptor were ready.
+    void serveNow(Watch& watch);
     /// Runs `task`, which is given up where it finds no memory left. So the loop runs all that it calls, and sd-event's and
     /// sd-bus's callbacks must run what they call: their code knows of no exceptions. @return whether it was not given up.
     template <typename Task>
@@ -74,7 +74,7 @@ public:
     void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
     /// Runs `task` once, at the end of a turn in which few were ready and all were served, or after a few turns without such a
     /// lull. For what keeps the loop from serving, such as a wait for the disk: at most one such task runs in a turn.
-    void deferToLull(std::function<void()> task);
+    void deferToLull(std::function<void()> task) { deferredToLull_.push_back(std::move(task)); }
 
     /// Makes the loop compute its deadline again. Timers call it themselves; so must whoever gives sd-event something else to
     /// wait for, such as a call on a bus.

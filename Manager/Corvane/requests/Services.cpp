@@ -227,10 +227,6 @@ void Services::traceRecorded(const TraceRecord& record) {
     }
 }
 
-void Services::sleepChanged(bool asleep) {
-    diagTrace_.sleepChanged(asleep);
-}
-
 void Services::resetStalledBaseband() {
     if (const auto allowed = allowReset(); !allowed) {
         log::warning(allowed.refusal().sentence);
@@ -242,10 +238,6 @@ void Services::resetStalledBaseband() {
         }
     };
     reset({ResetType::Soft, "StallRecovery", "the DIAG trace has stalled"}, done);
-}
-
-void Services::basebandLog(std::string_view sentence) {
-    log::info(sentence);
 }
 
 }  // namespace corvane

@@ -61,8 +61,8 @@ public:
     void operatingModeChanged(OperatingMode mode) override;
     void selfTestProgressed(const RFSelfTestEvent& event) override;
     void traceRecorded(const TraceRecord& record) override;
-    void sleepChanged(bool asleep) override;
-    void basebandLog(std::string_view sentence) override;
+    void sleepChanged(bool asleep) override { diagTrace_.sleepChanged(asleep); }
+    void basebandLog(std::string_view sentence) override { log::info(sentence); }
 
 private:
     void prepareSetting(const TraceProperty& property, std::string_view value, Completion<void> done);

@@ -91,10 +91,6 @@ void ModemFollower::ponged(const BusReply& reply) {
     ping_.set(kPingPause, [this] { ping(); });
 }
 
-void ModemFollower::busConnected() {
-    load();
-}
-
 void ModemFollower::busLost(const std::string& why) {
     if (!complained_) {
         complained_ = true;

@@ -67,7 +67,7 @@ private:
     static constexpr const char* kService = "org.freedesktop.ModemManager1";
     static constexpr const char* kRoot = "/org/freedesktop/ModemManager1";
 
-    void busConnected() override;
+    void busConnected() override { load(); }
     void busLost(const std::string& why) override;
     void busSignal(const BusSignal& signal) override;
     void busEnding() override { onEnding_(); }

@@ -55,10 +55,6 @@ void ModemManagerBaseband::stopTraces() {
     signal_.stop();
 }
 
-void ModemManagerBaseband::getBootState(Completion<BootStatus> completion) {
-    completion(bootStatus());
-}
-
 void ModemManagerBaseband::getOperatingMode(Completion<OperatingMode> completion) {
     const Modem* modem = follower_.modem();
     if (modem == nullptr) {

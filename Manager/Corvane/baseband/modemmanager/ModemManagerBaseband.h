@@ -27,7 +27,7 @@ public:
     void start(BasebandListener& listener) override;
     void stop() override;
 
-    void getBootState(Completion<BootStatus> completion) override;
+    void getBootState(Completion<BootStatus> completion) override { completion(bootStatus()); }
     void getOperatingMode(Completion<OperatingMode> completion) override;
     void getVersion(Completion<BasebandVersion> completion) override;
     void getTime(Completion<BasebandTime> completion) override;

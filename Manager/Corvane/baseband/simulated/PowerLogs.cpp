@@ -92,10 +92,6 @@ void PowerLogs::selfTest(const char* what, bool transmitting) {
     record(PowerLog::F3, std::string("self-test: ") + what);
 }
 
-void PowerLogs::forget() {
-    entries_ = {};
-}
-
 void PowerLogs::record(PowerLog log, const std::string& entry) {
     if (!nvData_.powerLogEnabled(log)) {
         return;

@@ -27,7 +27,7 @@ public:
     void powerNotification(const char* what);
     void selfTest(const char* what, bool transmitting);
     /// The memory has lost its power.
-    void forget();
+    void forget() { entries_ = {}; }
 
     /// What a person reads of a log: the last dump, then what has been recorded since.
     SnapshotFile file(PowerLog log) const;

@@ -15,7 +15,7 @@ void RFSelfTest::run(const RFSelfTestOptions& options, std::uint64_t calibration
         failing_[port] -= running_->isBroken[port] ? 1 : 0;
     }
     onEvent_(event(Status::Running));
-    awaitStep();
+    step_.set(kStep, [this] { takeStep(); });
 }
 
 void RFSelfTest::abort(const std::string& why) {
@@ -26,10 +26,6 @@ void RFSelfTest::abort(const std::string& why) {
     RFSelfTestEvent aborted = event(Status::Aborted);
     aborted.error = fmt::format("The RF self-test was aborted {}; run it again for a result.", why);
     end(aborted);
-}
-
-void RFSelfTest::awaitStep() {
-    step_.set(kStep, [this] { takeStep(); });
 }
 
 /// Half the channels of one port: A first.
@@ -48,7 +44,7 @@ void RFSelfTest::takeStep() {
         return;
     }
     onEvent_(event(Status::Running));
-    awaitStep();
+    step_.set(kStep, [this] { takeStep(); });
 }
 
 void RFSelfTest::complete() {

@@ -42,7 +42,6 @@ private:
         std::array<bool, 2> isBroken = {};  ///< by port
     };
 
-    void awaitStep();
     void takeStep();
     void complete();
     /// Tells how far the test is.
