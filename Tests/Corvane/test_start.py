@@ -106,6 +106,7 @@ def test_a_second_manager_is_refused_and_the_first_goes_on():
 
 @pytest.mark.parametrize("option, line", [
     ("--verbose", "listening on "),
+    ("--record=/dev/full", "Corvane: the recording ends here: No space left on device\n"),
     ("--trace-requests", 'rig #1 > GetTEMSPropertyCommand null\nCorvane: rig #1 < 0 {"KeyTEMSMode":"OFF"}\n'),
 ])
 def test_the_options_say_what_is_logged(option, line):

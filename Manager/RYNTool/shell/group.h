@@ -18,10 +18,7 @@ public:
         }
     }
     group(group&& other) noexcept : group_(std::exchange(other.group_, nullptr)) {}
-    group& operator=(group other) noexcept {
-        std::swap(group_, other.group_);
-        return *this;
-    }
+    group& operator=(const group&) = delete;
     ~group() {
         if (group_ != nullptr) {
             dispatch_release(group_);
