@@ -21,14 +21,15 @@ std::unique_ptr<Baseband> make(Loop& loop, SettingsStore& store, const BackendOp
     return std::make_unique<Made>(loop, store, options.*option);
 }
 
-std::unique_ptr<Baseband> makeNone(Loop&, SettingsStore&, const BackendOptions&) {
-    return std::make_unique<NoBaseband>();
+template <typename Made>
+std::unique_ptr<Baseband> make(Loop&, SettingsStore&, const BackendOptions&) {
+    return std::make_unique<Made>();
 }
 
 constexpr Backend kBackends[] = {
     {"simulated", make<SimulatedBaseband, &BackendOptions::scenario>},
     {"modemmanager", make<ModemManagerBaseband, &BackendOptions::modem>},
-    {kReplayBackend, makeNone},
+    {kReplayBackend, make<NoBaseband>},
 };
 
 }  // namespace

@@ -3,13 +3,13 @@
 #include "Corvane/settings/Database.h"
 #include "Corvane/support/Result.h"
 
-#include <compare>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -71,7 +71,7 @@ private:
     struct Key {
         std::string area;
         std::string name;
-        auto operator<=>(const Key&) const = default;
+        bool operator<(const Key& other) const { return std::tie(area, name) < std::tie(other.area, other.name); }
     };
     /// A text that a transaction has changed, as it was before; absent when there was none.
     struct Before {

@@ -29,7 +29,7 @@ void getStatistics(Services& services, const AnswerCompletion& answer, std::opti
         answer(boot.then([&](const xpc::Object& statistics) {
             addBootFigures(services.store(), statistics);
             xpc::set(figures, "Boot", statistics);
-            return figures;
+            return xpc::Object(figures);
         }));
     });
 }
