@@ -7,14 +7,6 @@ namespace {
 
 namespace client = ryn::client;
 
-void setVariable(const char* name, const std::optional<std::string>& value) {
-    if (value) {
-        ::setenv(name, value->c_str(), 1);
-    } else {
-        ::unsetenv(name);
-    }
-}
-
 TEST(Timeout, FollowsTheArgumentAndTheCommand) {
     const auto timeout = [](const xpc::Object& value) { return support::dictionary({{"KeyTimeout", value}}); };
     const struct {
@@ -58,8 +50,8 @@ TEST(SocketPath, FollowsTheEnvironment) {
         {std::nullopt, std::nullopt, system},
     };
     for (const auto& row : kCases) {
-        setVariable("CORVANE_SOCKET", row.chosen);
-        setVariable("XDG_RUNTIME_DIR", row.runtimeFolder);
+        row.chosen ? ::setenv("CORVANE_SOCKET", row.chosen->c_str(), 1) : ::unsetenv("CORVANE_SOCKET");
+        row.runtimeFolder ? ::setenv("XDG_RUNTIME_DIR", row.runtimeFolder->c_str(), 1) : ::unsetenv("XDG_RUNTIME_DIR");
         EXPECT_EQ(client::SocketPath().current(), row.path);
     }
 }

@@ -2,9 +2,6 @@
 #include "Corvane/traces/DMCFiles.h"
 #include "support/Standard.h"
 
-#include <cstdint>
-#include <cstdlib>
-
 /// A file selects groups that there are, or is refused in one printable line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const support::TempFolder folder;

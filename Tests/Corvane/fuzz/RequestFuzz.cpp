@@ -7,8 +7,6 @@
 #include "Corvane/support/Log.h"
 #include "support/Standard.h"
 
-#include <cstdlib>
-
 namespace {
 
 using corvane::Session;
@@ -33,7 +31,8 @@ struct Fuzzed {
         services_.emplace(*store_, folder_.path(), *loop_, corvane::DiagTrace::StreamAccess{noStream, [](int) { return false; }});
         dispatcher_.emplace(*services_, corvane::FaultRules());
         corvane::addAllCommands(*dispatcher_);
-        services_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *store_), [](const char*, const xpc::Object&) {});
+        services_->start(std::make_unique<corvane::SimulatedBaseband>(*loop_, *store_, std::nullopt),
+                         [](const char*, const xpc::Object&) {});
     }
 
     /// @param input packets, each behind its length in two bytes.

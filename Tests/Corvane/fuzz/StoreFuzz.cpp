@@ -2,11 +2,6 @@
 #include "Corvane/support/Log.h"
 #include "support/Standard.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-
 namespace {
 
 namespace fs = std::filesystem;
