@@ -1,6 +1,8 @@
 #include "Platform/Utf8.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <iterator>
 
 namespace platform {
@@ -11,9 +13,7 @@ using Byte = unsigned char;
 /// RFC 3629, section 4: the bytes that may begin a character, its length, and the range of its second byte. All bytes behind that
 /// one are 80 to BF.
 struct Lead {
-    Byte first, last;
-    std::size_t length;
-    Byte lowest = 0x80, highest = 0xBF;
+    Byte first, last, length, lowest = 0x80, highest = 0xBF;
 };
 constexpr Lead kLeads[] = {
     {0x00, 0x7F, 1},       {0xC2, 0xDF, 2}, {0xE0, 0xE0, 3, 0xA0},
@@ -21,12 +21,24 @@ constexpr Lead kLeads[] = {
     {0xF0, 0xF0, 4, 0x90}, {0xF1, 0xF3, 4}, {0xF4, 0xF4, 4, 0x80, 0x8F},
 };
 
+/// Nearly all text here. Eight bytes at a time, the last ones of a longer text twice: a loop over the bytes would cost a piped
+/// command 250 instructions of 8,200 more.
 bool isAscii(std::string_view text) {
-    Byte seen = 0;
-    for (const char byte : text) {  // all of it: the compiler takes many bytes at a time
-        seen |= static_cast<Byte>(byte);
+    std::uint64_t seen = 0;
+    constexpr std::size_t kWord = sizeof seen;
+    const auto look = [&](std::size_t position) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + position, kWord);
+        seen |= word;
+    };
+    if (text.size() < kWord) {
+        return std::ranges::all_of(text, [](char byte) { return static_cast<Byte>(byte) <= 0x7F; });
     }
-    return seen < 0x80;
+    for (std::size_t position = 0; position + kWord < text.size(); position += kWord) {
+        look(position);
+    }
+    look(text.size() - kWord);
+    return (seen & 0x8080808080808080) == 0;
 }
 
 }  // namespace
@@ -51,7 +63,7 @@ Utf8Piece firstUtf8Piece(std::string_view text) {
 }
 
 bool isUtf8(std::string_view text) {
-    if (isAscii(text)) {  // nearly all text here
+    if (isAscii(text)) {
         return true;
     }
     while (!text.empty()) {
