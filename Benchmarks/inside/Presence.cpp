@@ -3,7 +3,7 @@
 
 #include "Platform/vsk/ProcessPresence.h"
 #include "platform/vsk/SorvexUtil.h"
-#include "support/TempFolder.h"
+#include "support/Standard.h"
 
 #include <benchmark/benchmark.h>
 #include <sys/prctl.h>

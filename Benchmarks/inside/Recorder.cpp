@@ -2,7 +2,7 @@
 // little and of much that was recorded.
 
 #include "Corvane/traces/TraceLogs.h"
-#include "support/TempFolder.h"
+#include "support/Standard.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

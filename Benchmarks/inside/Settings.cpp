@@ -1,7 +1,7 @@
 // A durable setting against the same bytes written and synced, and a store with many settings against an empty one.
 
 #include "Corvane/settings/SettingsStore.h"
-#include "support/TempFolder.h"
+#include "support/Standard.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
