@@ -65,7 +65,7 @@ TEST(PcapngTest, CountsThePacketsThatAreLost) {
     const std::uint64_t count = 9;
     std::memcpy(option.count, &count, sizeof count);
     const std::string dropped(reinterpret_cast<const char*>(&option), sizeof option);
-    for (const std::uint64_t lost : {0, 9}) {
+    for (const std::uint64_t lost : {0U, 9U}) {
         std::string packet;
         kPcapng.append(packet, {}, "packet", lost);
         EXPECT_EQ(packet.find(dropped) != std::string::npos, lost == 9);
