@@ -59,10 +59,11 @@ class Rig:
     def start_journal(self):
         """For whatever is started from now on: a journal of its own. @return False where none can be had"""
         may_mount = subprocess.run(["unshare", "--mount", "mount", "-t", "tmpfs", "none", "/mnt"], capture_output=True).returncode == 0
-        if not may_mount or not os.path.exists(JOURNALD) or not pathlib.Path("/etc/machine-id").read_text().strip():
+        is_complete = all(map(os.path.exists, [JOURNALD, "/sys/fs/cgroup"])) and pathlib.Path("/etc/machine-id").read_text().strip()
+        if not may_mount or not is_complete:
             return False
-        journal = self.start("unshare", "--mount", "sh", "-ec", "for folder in /run/systemd /run/log /var/log; do "
-                             f"mount -t tmpfs none $folder; done; mkdir -p /run/systemd/journal; exec {JOURNALD}")
+        journal = self.start("unshare", "--mount", "sh", "-ec", "for folder in /run /var/log; do mount -t tmpfs none $folder; done; "
+                             f"mkdir -p /run/systemd/journal /run/log; exec {JOURNALD}")
         self.inside = ["nsenter", f"--mount=/proc/{journal.child.pid}/ns/mnt"]
         ready = self.inside + ["test", "-S", "/run/systemd/journal/stdout"]
         until(lambda: subprocess.run(ready).returncode == 0, "the journal")
