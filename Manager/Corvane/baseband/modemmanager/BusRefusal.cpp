@@ -72,7 +72,7 @@ std::string userName() {
 
 }  // namespace
 
-Refusal refusalFor(const BusError& error, std::string_view interface, std::string_view action, const Modem* modem) {
+Refusal refusalFor(const BusError& error, std::string_view interface, std::string_view action, const ModemFollower* follower) {
     const std::string doing(action);
     switch (error.cause) {
         case BusError::Cause::TimedOut:
@@ -82,6 +82,10 @@ Refusal refusalFor(const BusError& error, std::string_view interface, std::strin
         case BusError::Cause::Answered:
             break;
     }
+    const Modem* const modem = follower == nullptr ? nullptr : follower->modem();
+    if (follower != nullptr && modem == nullptr && foundNoModem(error)) {
+        return follower->absence();
+    }
     const ResultCode code = codeOf(error);
     if (code == ResultCode::NotPermitted) {
         return Refusal::notPermitted("The modem may not " + doing + ": polkit doesn't allow the user " + userName() +
@@ -89,6 +93,10 @@ Refusal refusalFor(const BusError& error, std::string_view interface, std::strin
     }
     const std::string obstacle = modem == nullptr ? "" : obstacleOf(*modem);
     return {code, "The modem can't " + doing + ": " + sentenceOf(error) + (obstacle.empty() ? "" : "; " + obstacle) + "."};
+}
+
+bool foundNoModem(const BusError& error) {
+    return error.cause == BusError::Cause::Answered && error.name == SD_BUS_ERROR_UNKNOWN_METHOD;
 }
 
 bool connectionBroke(const BusError& error) {

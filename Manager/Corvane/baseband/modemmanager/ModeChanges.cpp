@@ -136,7 +136,7 @@ void ModeChanges::call(const char* member, std::chrono::seconds limit, std::func
         if (reply.error->cause == BusError::Cause::Answered) {
             wish_.set(follower_.identity(), change.wishBefore);
         }
-        end(refusalFor(*reply.error, kModemInterface, actionOf(change.mode), follower_.modem()));
+        end(refusalFor(*reply.error, kModemInterface, actionOf(change.mode), &follower_));
     };
     follower_.call(kModemInterface, member, limit, replied, signature, argument);
 }

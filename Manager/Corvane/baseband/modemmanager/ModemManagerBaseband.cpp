@@ -87,7 +87,7 @@ void ModemManagerBaseband::getTime(Completion<BasebandTime> completion) {
     }
     const auto replied = [this, done = std::move(completion)](const BusReply& reply) {
         if (reply.error) {
-            done(refusalFor(*reply.error, kTimeInterface, "tell the time", follower_.modem()));
+            done(refusalFor(*reply.error, kTimeInterface, "tell the time", &follower_));
             return;
         }
         const xpc::Object time = reply.argument(0);

@@ -145,9 +145,9 @@ xpc::Object modemStatistics(const Modem& modem) {
 }
 
 void askPlace(ModemFollower& follower, Completion<xpc::Object> completion) {
-    const auto answered = [done = std::move(completion)](const BusReply& reply) {
+    const auto answered = [&follower, done = std::move(completion)](const BusReply& reply) {
         if (reply.error) {
-            done(refusalFor(*reply.error, MM_DBUS_INTERFACE_MODEM_LOCATION, "tell where it is", nullptr));
+            done(refusalFor(*reply.error, MM_DBUS_INTERFACE_MODEM_LOCATION, "tell where it is", &follower));
             return;
         }
         const std::string source = std::to_string(MM_MODEM_LOCATION_SOURCE_3GPP_LAC_CI);

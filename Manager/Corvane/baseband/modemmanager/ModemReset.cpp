@@ -66,7 +66,8 @@ void ModemReset::eraseData(Completion<void> ended) {
 }
 
 void ModemReset::replied(const BusReply& reply) {
-    if (!underWay() || phase_ == Phase::Left) {
+    const bool wasAsked = !reply.error || !foundNoModem(*reply.error);
+    if (!underWay() || (phase_ == Phase::Left && wasAsked)) {
         return;
     }
     if (!reply.error) {
@@ -74,7 +75,7 @@ void ModemReset::replied(const BusReply& reply) {
         onChange_();
         return;
     }
-    const Refusal refusal = refusalFor(*reply.error, kModemInterface, action_, follower_.modem());
+    const Refusal refusal = refusalFor(*reply.error, kModemInterface, action_, &follower_);
     if (!connectionBroke(*reply.error)) {
         end(refusal);
         return;

@@ -83,7 +83,7 @@ void ModemSignal::setRate(Completion<void> done) {
     const auto answered = [this, path = path_, before, wanted, done = std::move(done)](const BusReply& reply) {
         if (reply.error) {
             seconds_ = path == path_ && seconds_ == wanted ? before : seconds_;
-            done(refusalFor(*reply.error, kSignalInterface, "have its signal measured", follower_.modem()));
+            done(refusalFor(*reply.error, kSignalInterface, "have its signal measured", &follower_));
             return;
         }
         done({});
