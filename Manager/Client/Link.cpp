@@ -65,6 +65,7 @@ Link::Outcome Link::send(Bytes packet) {
         case 0:
             return Outcome::Sent;
         case EAGAIN:
+        case ENOBUFS:  // the kernel lacks memory just now
             return Outcome::Busy;
         default:
             return isNew ? Outcome::Lost : Outcome::LostBefore;

@@ -3,6 +3,9 @@
 
 namespace {
 
+/// Set while the kernel is to lack memory for a packet.
+bool lacksBuffers = false;
+
 TEST(Events, ComeInOrderAndOutliveTheManager) {
     const TempFolder folder;
     TestClient client(folder / "s");
@@ -79,6 +82,16 @@ TEST(Events, BeyondMeasureEndTheConnection) {
     }
 }
 
+TEST(Link, KeepsItsConnectionWhileTheKernelLacksMemory) {
+    const TempFolder folder;
+    const ScriptedManager manager(folder / "s", kEcho);
+    ryn::client::Link link("tester", ryn::client::SocketPath(folder / "s"), ryn::client::Greeting::Unanswered, [] {});
+    for (const auto outcome : {ryn::client::Link::Outcome::Busy, ryn::client::Link::Outcome::Sent}) {
+        lacksBuffers = outcome == ryn::client::Link::Outcome::Busy;
+        EXPECT_EQ(link.send({}), outcome);
+    }
+}
+
 TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
     using ryn::client::Link;
     const TempFolder folder;
@@ -109,3 +122,8 @@ TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
 }
 
 }  // namespace
+
+extern "C" ssize_t send(int socket, const void* bytes, std::size_t size, int flags) {
+    errno = ENOBUFS;
+    return lacksBuffers ? -1 : ::sendto(socket, bytes, size, flags, nullptr, 0);
+}
