@@ -76,7 +76,7 @@ Result<void> Daemon::prepareLoop() {
     // A reader of the log that goes away, or a file that may not grow, is no reason to end.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    if (auto raised = raiseDescriptorLimit(limits_.clients).into(limits_.clients); !raised) {
+    if (auto raised = raiseDescriptorLimit(mostClients_).into(mostClients_); !raised) {
         return raised;
     }
     if (auto made = Loop::make().into(loop_); !made) {
@@ -137,7 +137,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
                        [this](int reader) { return policy_.judge(reader).allowed; }});
     Dispatcher dispatcher(services, options_.faults);
     addAllCommands(dispatcher);
-    Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), limits_);
+    Server server(*loop_, std::move(socket), policy_, dispatcher, services.clientFigures(), mostClients_);
     const auto events = [&server](const char* event, const xpc::Object& payload) { server.broadcast(event, payload); };
     Replay replay(*loop_, std::move(recorded_), options_.replayAtOnce ? Replay::Pace::AtOnce : Replay::Pace::Recorded, events);
     if (!options_.recording.empty()) {

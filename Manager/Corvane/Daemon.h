@@ -33,7 +33,7 @@ private:
     void serve(platform::FileDescriptor socket);
 
     Options options_;
-    ClientLimits limits_;
+    std::size_t mostClients_ = 1024;
     PeerPolicy policy_;
     std::unique_ptr<Loop> loop_;
     ListeningSocket listener_;

@@ -16,19 +16,19 @@ namespace corvane {
 namespace {
 
 constexpr std::chrono::seconds kListeningPause{1};
+constexpr std::chrono::seconds kGreetingLimit{10};
 /// One byte more than a packet may have.
 constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
 
 }  // namespace
 
 Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
-               ClientLimits limits)
+               std::size_t mostClients)
     : loop_(loop),
       listener_(std::move(listener)),
-      door_(policy, limits.clients, figures),
+      door_(policy, mostClients, figures),
       dispatcher_(dispatcher),
       figures_(figures),
-      greeting_(limits.greeting),
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)),
       greetingTimer_(loop),
       listeningTimer_(loop),
@@ -237,12 +237,12 @@ void Server::stopAwaiting() {
 
 void Server::awaitGreetings() {
     if (ungreeted_ > 0 && !greetingTimer_.isSet()) {
-        greetingTimer_.set(greeting_, [this] { endLateGreetings(); });
+        greetingTimer_.set(kGreetingLimit, [this] { endLateGreetings(); });
     }
 }
 
 void Server::endLateGreetings() {
-    const Clock::time_point late = Clock::now() - greeting_;
+    const Clock::time_point late = Clock::now() - kGreetingLimit;
     Clock::time_point earliest = Clock::time_point::max();
     for (const auto& client : clients_) {
         if (client->session->greeted() || client->ended) {

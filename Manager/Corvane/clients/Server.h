@@ -20,19 +20,14 @@ namespace corvane {
 
 struct ClientFigures;
 
-struct ClientLimits {
-    std::size_t clients = 1024;
-    std::chrono::milliseconds greeting{10'000};
-};
-
 /// The clients: accepts them, serves what they send, and tells those that watch what happens.
 ///
 /// A request that needs nothing of the loop costs one wait, one receive and one send.
 class Server {
 public:
-    /// @param listener a listening socket; the rest outlives the server.
+    /// @param listener a listening socket; what is handed over by reference outlives the server.
     Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
-           ClientLimits limits);
+           std::size_t mostClients);
 
     /// To every client that has events on.
     void broadcast(const char* event, const xpc::Object& payload);
@@ -95,7 +90,6 @@ private:
     Door door_;
     Dispatcher& dispatcher_;
     ClientFigures& figures_;
-    const std::chrono::milliseconds greeting_;
     std::unique_ptr<std::uint8_t[]> buffer_;  ///< for one packet in
     std::vector<std::uint8_t> packet_;        ///< one packet out
     std::vector<std::unique_ptr<Client>> clients_;

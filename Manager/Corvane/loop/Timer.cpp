@@ -15,7 +15,7 @@ constexpr std::uint64_t kAccuracy = 1000;
 
 // sd-event's relative timers count from its last iteration, which may be long ago when a request is served.
 void Timer::set(std::chrono::milliseconds delay, std::function<void()> then) {
-    // Both are of CLOCK_MONOTONIC.
+    // steady_clock is CLOCK_MONOTONIC too.
     const auto due = std::chrono::steady_clock::now() + std::max(delay, std::chrono::milliseconds::zero());
     const auto deadline = std::chrono::ceil<std::chrono::microseconds>(due.time_since_epoch()).count();
     const auto expired = [](sd_event_source*, std::uint64_t, void* timer) {

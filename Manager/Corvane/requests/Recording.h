@@ -26,7 +26,7 @@ Result<void> begin(const std::string& file);
 void showInLog();
 bool isShownInLog();
 
-// Nothing happens while there is no recording, and the log doesn't show them.
+// These do nothing unless there is a recording or, but for events, the log shows what passes.
 void request(const Requester& client, const ryn::wire::Request& request);
 void reply(const Requester& client, const ryn::wire::Reply& reply);
 void event(const ryn::wire::Event& event);

@@ -69,7 +69,7 @@ private:
 template <typename T>
 using Completion = std::function<void(Result<T>)>;
 
-/// Runs all that wait, in their order, with a result or a refusal. What they do may wait anew.
+/// Runs every completion of `waiting`, in order, with a result or a refusal. What one of them adds meanwhile goes on waiting.
 template <typename Completions, typename Outcome>
 void completeAll(Completions& waiting, const Outcome& result) {
     for (const auto& completion : std::exchange(waiting, {})) {

@@ -179,7 +179,7 @@ void TraceSettings::apply(Row& row, const std::string& value) {
 
 void TraceSettings::applyDefaults(const Completion<void>& done) {
     const auto result = std::make_shared<Result<void>>();
-    group_.runNext([result, done] { done(*result); });  // the last: each that follows is put before it
+    group_.runNext([result, done] { done(*result); });  // runs last: each job that follows is put in front of it
     for (auto& [trace, rows] : traces_) {
         for (auto& [name, row] : rows) {
             reload(row);

@@ -6,7 +6,7 @@ namespace corvane::simulated {
 
 void ScenarioPlayer::start() {
     begun_.assign(scenario_.steps.size(), false);
-    happened("");  // what the steps wait for that wait for nothing
+    happened("");  // a step that comes after nothing in particular begins now
     carryOutDue();
 }
 
