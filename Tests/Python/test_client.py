@@ -76,15 +76,26 @@ def test_a_manager_that_hangs_or_babbles(client):
 @pytest.mark.corvane("--fault", "GetBasebandTimeCommand=drop")
 def test_a_lost_connection_is_made_again(client, corvane):
     client.watch()
+    client.perform(commands.set_trace_property("DIAG", "History", "300"))
     with pytest.raises(ConnectionLost):
         client.perform(commands.baseband_time())
     corvane.restart()
     client.wait_for_state("Ready")
+    assert client.perform(commands.trace_property("DIAG", "History")) == "300"
     client.perform(commands.set_operating_mode(0))
     assert client.next_event(timeout=5).name.startswith("Baseband")
 
 
+@pytest.mark.corvane(scenario={"steps": [{"at": 0, "action": "fail-boot"}]})
+def test_a_scenario_is_played(corvane):
+    with pytest.raises(Refused):
+        corvane.client.perform(commands.set_operating_mode(0))
+    assert corvane.client.perform(commands.boot_state()) == "Off (boot-failed)"
+
+
 def test_no_manager(tmp_path):
+    with pytest.raises(pytest.fail.Exception, match="The manager did not start: .*no-such-option"):
+        RunningManager(tmp_path, ["--no-such-option"]).start()
     missing = str(tmp_path / "none.sock")
     for client in (Client(missing), Client(bridge=["/nonexistent/bridge"])):
         with pytest.raises(NotConnected):
