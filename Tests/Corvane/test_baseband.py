@@ -8,21 +8,7 @@ import sqlite3
 
 import pytest
 
-from programs import Manager, self_test, until
-
-
-@pytest.fixture
-def manager():
-    with Manager() as made:
-        yield made
-
-
-def ready(manager):
-    """A client that has seen nothing yet of a baseband that has booted."""
-    client = manager.client()
-    until(lambda: client.state() == "Ready", "the boot")
-    client.events = []
-    return client
+from programs import self_test, until
 
 
 def notify(client, message):
@@ -49,7 +35,7 @@ def kept(client, manager, name="baseband.json"):
 
 
 def test_each_state_leads_to_the_next(manager):
-    client, off, state = ready(manager), ["Off", 5], "103: "
+    client, off, state = manager.ready(), ["Off", 5], "103: "
     soft = ["Resetting", "Booting", 1, "Ready"]
     for number, (ask, refusal, events, boot, mode) in enumerate([
         (lambda: client.set_mode(0), None, [0], "Ready", 0),
@@ -82,7 +68,7 @@ def test_each_state_leads_to_the_next(manager):
 
 
 def test_commands_wait_for_a_boot_in_their_order(manager):
-    client = ready(manager)
+    client = manager.ready()
     reset, *modes = [client.ask_reset(), *map(client.ask_mode, (3, 4, 2, 5, 0))]
     assert [client.answer(number) for number in (reset, *modes[:-1])] == 5 * [None]
     assert client.answer(modes[-1]).startswith("103: ")
@@ -90,7 +76,7 @@ def test_commands_wait_for_a_boot_in_their_order(manager):
 
 
 def test_one_reset_goes_on_at_a_time(manager):
-    client = ready(manager)
+    client = manager.ready()
 
     def is_refused():
         """Unless the machine was so busy that the first one had ended."""
@@ -103,7 +89,7 @@ def test_one_reset_goes_on_at_a_time(manager):
 
 
 def test_a_time_out_is_told_and_what_was_begun_goes_on(manager):
-    client = ready(manager)
+    client = manager.ready()
     numbers = [client.ask_mode(mode, 1) for _ in range(8) for mode in (3, 4)]  # eight resets and boots take longer than a second
     late = [str(client.answer(number)) for number in numbers]
     in_time = late.count("None")
@@ -115,7 +101,7 @@ def test_a_time_out_is_told_and_what_was_begun_goes_on(manager):
 
 
 def test_a_stop_answers_what_is_outstanding(manager):
-    client = ready(manager)
+    client = manager.ready()
     snapshots = [client.ask("CollectTraceLogs", TraceLogsReason="why") for _ in range(60)]
     waiting = [client.ask_reset(), *map(client.ask_mode, 90 * (3, 4))]
     client.state()  # by now the manager has read them all
@@ -127,7 +113,7 @@ def test_a_stop_answers_what_is_outstanding(manager):
 
 
 def test_the_last_wake_follows_notifications_and_survives(manager):
-    client = ready(manager)
+    client = manager.ready()
     for message, channel, reason, count in [
         (0x10, 0, None, 0), (0x21, 1, "voice call", 1), (0x22, 2, "short message", 2), (0x23, 3, "packet data", 3),
         (0x20, 0, None, 3), (0x24, 4, "network registration", 4), (0x25, 5, "positioning", 5), (0x26, 6, "SIM", 6),
@@ -144,11 +130,11 @@ def test_the_last_wake_follows_notifications_and_survives(manager):
     assert client.reset() is None
     assert wake(client) == after  # a reset wakes nobody who is awake
     manager.restart()
-    assert wake(ready(manager)) == after
+    assert wake(manager.ready()) == after
 
 
 def test_power_logs_record_while_they_are_enabled(manager):
-    client = ready(manager)
+    client = manager.ready()
     radio, on = "/rf/transceiver client=mode request=", "receive+transmit"
     radio_on = radio + on
 
@@ -161,7 +147,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     assert power_log(client, "NPA", "DumpLog").startswith("103: ")
     assert power_log(client, "NPA", "Enable") is None
     manager.restart()
-    client = ready(manager)
+    client = manager.ready()
     assert client.set_mode(0) is notify(client, 0x10) is None
     holds("npa", "power log, enabled\n", radio_on, "/xo/crystal")
     assert client.set_mode(1) is client.set_mode(2) is client.set_mode(7) is None
@@ -179,7 +165,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     assert power_log(client, "NPA", "Disable") is client.set_mode(2) is None
     holds("npa", "collection ends")
     manager.restart()
-    client = ready(manager)
+    client = manager.ready()
     holds("npa", radio_on, no=["collection ends"])  # the dump is on disk, the rest was not
     for number in range(600):
         assert client.set_mode(number % 2) is None
@@ -188,7 +174,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
 
 
 def test_an_erasure_puts_the_factory_values_back(manager):
-    client = ready(manager)
+    client = manager.ready()
     for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "Enable"),
                    client.answer(sync(client))):
         assert answer is None
@@ -196,7 +182,7 @@ def test_an_erasure_puts_the_factory_values_back(manager):
     assert "LastFileSystemSync" in str(before)
     assert client.answer(client.ask_erase()) is None
     manager.restart()
-    client = ready(manager)
+    client = manager.ready()
     after = kept(client, manager)
     assert client.mode() == 1 and "LastFileSystemSync" not in str(after)
     assert after["NVData"] | {"CalibrationRun": None} == {
@@ -208,7 +194,7 @@ def test_an_erasure_puts_the_factory_values_back(manager):
 
 
 def test_a_reset_ends_a_sync(manager):
-    client = ready(manager)
+    client = manager.ready()
 
     def last():
         return kept(client, manager)["NVData"].get("LastFileSystemSync")
@@ -227,7 +213,7 @@ def test_a_reset_ends_a_sync(manager):
 
 
 def test_statistics_count_what_happened(manager):
-    client = ready(manager)
+    client = manager.ready()
     for kind, reason in ("Soft", "first"), ("Soft", "second"), ("Hard", 4096 * "x"):
         assert client.reset(kind, reason) is None
     assert len(str(client.statistics())) < 2_000  # fits a packet whatever a client sends
@@ -241,12 +227,12 @@ def test_statistics_count_what_happened(manager):
         assert client.do("ResetBaseband", BasebandResetType="Soft reset", BasebandResetSubType=length * "s", BasebandResetReason="") is None
     assert client.statistics(1)["Resets"] == {"UserTriggered": 4, 64 * "s": 1, "other": 1}
     manager.restart(signal.SIGTERM)
-    figures = ready(manager).statistics()
+    figures = manager.ready().statistics()
     assert (figures["SoftResets"], figures["Boots"]) == (5, 9)
 
 
 def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
-    client = ready(manager)
+    client = manager.ready()
     assert client.set_mode(0) is power_log(client, "F3", "Enable") is None
     before, process = wake(client), manager.program.child.pid
     unlimited = resource.prlimit(process, resource.RLIMIT_FSIZE)
@@ -266,14 +252,14 @@ def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
 
 @pytest.mark.parametrize("damage", ["", "{", "[]", "null", '{"SoftResets":"x","Boots":1.5,"SerialNumber":true}'])
 def test_a_damaged_memory_is_like_none(manager, damage):
-    client = ready(manager)
+    client = manager.ready()
     assert client.reset() is None
     manager.stop()
     with contextlib.closing(sqlite3.connect(manager.state / "settings.db")) as store, store:
         for name in ("baseband.nv", "baseband.statistics", "baseband.wake"):
             store.execute("INSERT OR REPLACE INTO setting VALUES('baseband', ?, ?)", (name, damage.encode()))
     manager.start()
-    figures = ready(manager).statistics()
+    figures = manager.ready().statistics()
     assert (figures["SoftResets"], figures["Boots"]) == (0, 1)
 
 
@@ -297,7 +283,7 @@ def told(client, number):
 
 
 def test_a_self_test_measures_and_judges_by_its_limits(manager):
-    client = ready(manager)
+    client = manager.ready()
     assert power_log(client, "F3", "Enable") is None
     percentages, result, (code, _) = told(client, begin(client))
     assert (percentages, code, result["OverallStatus"]) == ([0, 25, 50, 75, 100], 0, "Passed")
@@ -327,7 +313,7 @@ def test_a_self_test_measures_and_judges_by_its_limits(manager):
     ("PowerRatioLimitHigh", 124, "power ratio"),
 ])
 def test_a_self_test_says_what_is_outside_its_limits(manager, limit, value, error):
-    client = ready(manager)
+    client = manager.ready()
     _, result, (code, reply) = told(client, begin(client, **{limit + "List": 32 * [value]}))
     assert code == 0 and error in str(reply)  # the command has done what it was asked for
     assert reply["KeyBasebandDiagnosticsErrorCode"] == (1 if limit.startswith("PowerRatio") else 2)
@@ -337,7 +323,7 @@ def test_a_self_test_says_what_is_outside_its_limits(manager, limit, value, erro
 
 
 def test_a_self_test_runs_in_modes_that_it_can_run_in(manager):
-    client = ready(manager)
+    client = manager.ready()
     assert abort(client).startswith("103: ")
     assert client.set_mode(3) is None
     answer = client.answer(begin(client))
@@ -356,7 +342,7 @@ def test_a_self_test_runs_in_modes_that_it_can_run_in(manager):
     (lambda client: client.set_mode(5), None, "aborted by a change to operating mode 5 (shutting down);"),
 ])
 def test_a_self_test_is_aborted_by_what_disturbs_it(manager, disturb, refusal, why):
-    client = ready(manager)
+    client = manager.ready()
     running = begin(client)
     answer = disturb(client)
     assert answer.startswith(refusal) if refusal else not isinstance(answer, str)

@@ -13,16 +13,6 @@ import pytest
 from programs import Manager, kilobytes, self_test, until
 
 
-@pytest.fixture
-def manager(request):
-    with Manager(*getattr(request, "param", ())) as made:
-        yield made
-
-
-def options(*numbers):
-    return pytest.mark.parametrize("manager", [numbers], indirect=True, ids=[""])
-
-
 def test_what_cannot_be_served_is_refused_in_a_sentence(manager):
     diagnostics, run = "BasebandDiagnostics", {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun"}
     rows = [
@@ -73,7 +63,7 @@ def test_what_cannot_be_served_is_refused_in_a_sentence(manager):
     assert (figures["Refused"], figures["Unknown"], figures["Served"]["GetTracePropertyCommand"]) == (len(rows), 3, 3)
 
 
-@options("--fault", "A=0xE020E0FF", "--fault", "B=-7:nodict", "--fault", "C=drop", "--fault", "D=malformed",
+@pytest.mark.options("--fault", "A=0xE020E0FF", "--fault", "B=-7:nodict", "--fault", "C=drop", "--fault", "D=malformed",
          "--fault=GetTraceFiltersCommand=hang")
 def test_commands_fail_as_the_fault_rules_say(manager):
     client = manager.client()
@@ -181,6 +171,9 @@ def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(man
         answer = client.set(trace, name, value)
         assert answer.startswith("101: ") and sentence in answer
     assert client.set("Mux", "Enabled", "true").startswith("102: Trace Mux is not supported")
+    for trace, why in ("EURCoreDump", "leaves no core dumps of this kind"), ("IPCTrace", "has nothing to tell beyond the trace BasebandIPC"):
+        assert client.set(trace, "Enabled", "true") == f"102: Trace {trace} can't be recorded: this baseband {why}."
+        assert client.set(trace, "Enabled", client.get(trace, "Enabled")) is None  # it is off, and may be switched off
 
 
 def test_settings_of_unsupported_traces_are_refused(tmp_path):
@@ -337,7 +330,7 @@ def served():
         yield manager, manager.client()
 
 
-@options("--fault", "GetCorvaneInfoCommand=hang")
+@pytest.mark.options("--fault", "GetCorvaneInfoCommand=hang")
 def test_what_is_outstanding_has_ids_of_its_own_and_is_limited(manager):
     twice, many, more = (manager.client(events=False) for _ in range(3))
     for command in "GetCorvaneInfoCommand", "GetTraceFiltersCommand":

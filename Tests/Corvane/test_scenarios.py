@@ -7,82 +7,80 @@ import re
 
 import pytest
 
-from programs import MANAGER, Client, Manager, become_pellcore, run, until
+from programs import MANAGER, Client, Manager, run, until
 from test_baseband import begin
 from tshark import is_sound, tshark
 
 EXAMPLES = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "docs/scenarios"
 
 
-@contextlib.contextmanager
 def example(name):
-    become_pellcore()
-    with Manager("--scenario", EXAMPLES / f"{name}.json") as manager:
-        def shows(line, *texts):
-            until(lambda: all(text in manager.tool(line)[1] for text in texts), f"{texts} of {line}")
-        manager.shows = shows
-        yield manager
+    return pytest.mark.options("--scenario", EXAMPLES / f"{name}.json")
 
 
-def test_a_crash_leaves_a_core_dump():
-    with example("crash") as manager:
-        manager.does("coredump enabled true -- baseband state 0")
-        manager.says("The baseband has crashed: watchdog: the RF task doesn't answer")
-        manager.shows("baseband state", "Boot state: Ready\nOperating mode: 1\n")
-        manager.shows("stats get-statistics 0", '"Boots":2,"Crashes":1')
-        manager.does("trace dump why")
-        dump, = manager.state.glob("Snapshots/*/CoreDump/*.core")
-        status, output, errors = run("readelf", "-hln", dump)
-        assert (status, errors) == (0, "") and all(text in output for text in ("CORE (Core file)", "NT_PRPSINFO", "Corvane"))
-        for content in b"watchdog: the RF task", b'"OperatingMode"', b"CORE".ljust(8 + 28, b"\0") + b"baseband".ljust(16, b"\0") + b"watchdog":
-            assert content in dump.read_bytes()
+def shows(manager, line, *texts):
+    until(lambda: all(text in manager.tool(line)[1] for text in texts), f"{texts} of {line}")
 
 
-def test_a_boot_fails_until_it_does_not():
-    with example("boot-fails") as manager:
-        manager.shows("baseband state", "Boot state: Off (boot-failed)\nOperating mode: 1\n")
-        for line, output in [("baseband reset soft", "Soft reset baseband: Failed\n"),
-                             ("baseband reset hard", "Hard reset baseband: Success\n"),
-                             ("baseband state", "Boot state: Ready\nOperating mode: 1\n")]:
-            assert manager.tool(line)[1] == output
-        manager.shows("stats get-statistics 0", '"FailedBoots":2')
+@example("crash")
+def test_a_crash_leaves_a_core_dump(manager):
+    manager.does("coredump enabled true -- baseband state 0")
+    manager.says("The baseband has crashed: watchdog: the RF task doesn't answer")
+    shows(manager, "baseband state", "Boot state: Ready\nOperating mode: 1\n")
+    shows(manager, "stats get-statistics 0", '"Boots":2,"Crashes":1')
+    manager.does("trace dump why")
+    dump, = manager.state.glob("Snapshots/*/CoreDump/*.core")
+    status, output, errors = run("readelf", "-hln", dump)
+    assert (status, errors) == (0, "") and all(text in output for text in ("CORE (Core file)", "NT_PRPSINFO", "Corvane"))
+    for content in b"watchdog: the RF task", b'"OperatingMode"', b"CORE".ljust(8 + 28, b"\0") + b"baseband".ljust(16, b"\0") + b"watchdog":
+        assert content in dump.read_bytes()
 
 
-def test_messages_show_why_there_is_no_service():
-    with example("no-service") as manager:
-        manager.does("diag enabled true -- baseband reset soft -- baseband state 0")
-        manager.says("(daylight): fade-signal")
-        manager.shows("stats get-statistics 0", '"Registration":"home"', '"RSRP":-', '"SIM":"ready"')
-        manager.does("trace dump why")
-        messages, = manager.state.glob("Snapshots/*/DIAG/*.pcapng")
-        assert is_sound(messages)
-        shown = iter([info for info, in tshark(messages, "_ws.col.Info")])
-        for expected in ("there is no card: no service\n", "operating mode 0 (online)\n", "card is ready: network 001 01\n",
-                         "Attach request", "Attach complete", "Service request", "Detach request (Re-attach not required)",
-                         "Detach accept", "Attach request", "Attach complete", "out of service: the cell is too weak\n",
-                         "in service again\n", "Tracking area update request", "Tracking area update complete"):
-            assert any(expected in info + "\n" for info in shown), f"{expected} is not in order"
+@example("boot-fails")
+def test_a_boot_fails_until_it_does_not(manager):
+    shows(manager, "baseband state", "Boot state: Off (boot-failed)\nOperating mode: 1\n")
+    for line, output in [("baseband reset soft", "Soft reset baseband: Failed\n"),
+                         ("baseband reset hard", "Hard reset baseband: Success\n"),
+                         ("baseband state", "Boot state: Ready\nOperating mode: 1\n")]:
+        assert manager.tool(line)[1] == output
+    shows(manager, "stats get-statistics 0", '"FailedBoots":2')
 
 
-def test_a_stalled_trace_is_found_and_recovers():
-    with example("stalled-trace") as manager:
-        manager.does("trace set DIAG Stall_Detection_Recovery 1 -- diag enabled true -- baseband state 0")
-        manager.says("the DIAG trace has stalled: no message for 2 s")
-        manager.says("the DIAG trace goes on")
-        manager.shows("stats get-statistics 0", '"LastSoftResetReason":"the DIAG trace has stalled"')
+@example("no-service")
+def test_messages_show_why_there_is_no_service(manager):
+    manager.does("diag enabled true -- baseband reset soft -- baseband state 0")
+    manager.says("(daylight): fade-signal")
+    shows(manager, "stats get-statistics 0", '"Registration":"home"', '"RSRP":-', '"SIM":"ready"')
+    manager.does("trace dump why")
+    messages, = manager.state.glob("Snapshots/*/DIAG/*.pcapng")
+    assert is_sound(messages)
+    shown = iter([info for info, in tshark(messages, "_ws.col.Info")])
+    for expected in ("there is no card: no service\n", "operating mode 0 (online)\n", "card is ready: network 001 01\n",
+                     "Attach request", "Attach complete", "Service request", "Detach request (Re-attach not required)",
+                     "Detach accept", "Attach request", "Attach complete", "out of service: the cell is too weak\n",
+                     "in service again\n", "Tracking area update request", "Tracking area update complete"):
+        assert any(expected in info + "\n" for info in shown), f"{expected} is not in order"
 
 
-def test_a_day_on_which_everything_fails():
-    with example("bad-day") as manager:
-        manager.shows("baseband state 0 -- baseband time", "Success\nBaseband time: 20")
-        assert "on channel 0 at port B is outside 0 to 255, and 31 more." in manager.does("baseband diagnostics run rftest")
-        assert manager.does("baseband state 3") == "Success\n"
-        manager.says("step 4: hang")
-        for line, output in [("baseband time", "Baseband time: Unknown\n"),
-                             ("baseband reset soft", "Soft reset baseband: Failed\n"),
-                             ("baseband reset hard -- baseband state",
-                              "Hard reset baseband: Success\nBoot state: Ready\nOperating mode: 1\n")]:
-            assert manager.tool(line)[1] == output
+@example("stalled-trace")
+def test_a_stalled_trace_is_found_and_recovers(manager):
+    manager.does("trace set DIAG Stall_Detection_Recovery 1 -- diag enabled true -- baseband state 0")
+    manager.says("the DIAG trace has stalled: no message for 2 s")
+    manager.says("the DIAG trace goes on")
+    shows(manager, "stats get-statistics 0", '"LastSoftResetReason":"the DIAG trace has stalled"')
+
+
+@example("bad-day")
+def test_a_day_on_which_everything_fails(manager):
+    shows(manager, "baseband state 0 -- baseband time", "Success\nBaseband time: 20")
+    assert "on channel 0 at port B is outside 0 to 255, and 31 more." in manager.does("baseband diagnostics run rftest")
+    assert manager.does("baseband state 3") == "Success\n"
+    manager.says("step 4: hang")
+    for line, output in [("baseband time", "Baseband time: Unknown\n"),
+                         ("baseband reset soft", "Soft reset baseband: Failed\n"),
+                         ("baseband reset hard -- baseband state",
+                          "Hard reset baseband: Success\nBoot state: Ready\nOperating mode: 1\n")]:
+        assert manager.tool(line)[1] == output
 
 
 @pytest.fixture
@@ -92,10 +90,7 @@ def scripted(tmp_path):
         def start(*steps, state="Ready"):
             (tmp_path / "scenario.json").write_text(json.dumps({"steps": steps}))
             manager = stack.enter_context(Manager("--scenario", tmp_path / "scenario.json"))
-            client = manager.client()
-            until(lambda: client.state() == state, state)
-            client.events = []
-            return manager, client
+            return manager, manager.ready(state)
         yield start
 
 

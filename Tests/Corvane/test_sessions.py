@@ -6,15 +6,8 @@ import time
 
 import pytest
 
-from programs import TOOL, Manager, Program, become_pellcore, until
+from programs import TOOL, Manager, Program, until
 from tshark import is_sound, tshark
-
-
-@pytest.fixture
-def manager():
-    become_pellcore()
-    with Manager() as made:
-        yield made
 
 
 def in_order(text, *parts):
@@ -52,22 +45,21 @@ def test_a_day_with_a_baseband(manager):
         assert figure in figures
 
 
-def test_the_tool_says_on_request_why_a_command_failed():
-    become_pellcore()
+@pytest.mark.options("--fault", "GetBasebandTimeCommand=7:nodict")
+def test_the_tool_says_on_request_why_a_command_failed(manager):
     refused, failed = "CoreDump Enabled can't be 'maybe'; it takes true or false.", "Failed to set 'Enabled' to 'maybe'\n"
-    with Manager("--fault", "GetBasebandTimeCommand=7:nodict") as manager:
-        for line, debug, errors in [
-            ("coredump enabled maybe", "", failed),
-            ("coredump enabled maybe", "0", failed),
-            ("coredump enabled maybe", "1", f"Reason: {refused}\n{failed}"),
-            ("trace filter remove maxlog -- trace dump", "1", ""),
-            ("trace filter add maxlog 0 -- trace dump", "1",
-             "Reason: The max-log filter is 0, so that no trace logs are kept; raise or remove it.\n"),
-            ("baseband time", "1", "Reason: The manager answered with the result 7 and no reason.\n"),
-        ]:
-            assert manager.tool(line, RYNTOOL_DEBUG=debug)[2] == errors, line
-        assert in_order((manager.folder / "corvane/manager.log").read_text(), f"Refused ryntool: {refused}",
-                        f"collected trace logs in {manager.state}/Snapshots/log-bb-")
+    for line, debug, errors in [
+        ("coredump enabled maybe", "", failed),
+        ("coredump enabled maybe", "0", failed),
+        ("coredump enabled maybe", "1", f"Reason: {refused}\n{failed}"),
+        ("trace filter remove maxlog -- trace dump", "1", ""),
+        ("trace filter add maxlog 0 -- trace dump", "1",
+         "Reason: The max-log filter is 0, so that no trace logs are kept; raise or remove it.\n"),
+        ("baseband time", "1", "Reason: The manager answered with the result 7 and no reason.\n"),
+    ]:
+        assert manager.tool(line, RYNTOOL_DEBUG=debug)[2] == errors, line
+    assert in_order((manager.folder / "corvane/manager.log").read_text(), f"Refused ryntool: {refused}",
+                    f"collected trace logs in {manager.state}/Snapshots/log-bb-")
 
 
 def test_a_self_test_shows_everything_or_ends_with_its_client(manager):
@@ -303,14 +295,3 @@ def test_what_passes_between_manager_and_baseband_is_recorded(manager):
     manager.does("trace set BasebandIPC Enabled false -- baseband state 0")
     exchanges = "".join(file.read_text() for file in manager.client().collect().glob("BasebandIPC/*"))
     assert sleeps in exchanges and "0 (online)" not in exchanges
-
-
-@pytest.mark.parametrize("trace, why", [
-    ("EURCoreDump", "this baseband leaves no core dumps of this kind."),
-    ("IPCTrace", "this baseband has nothing to tell beyond the trace BasebandIPC."),
-])
-def test_nothing_is_accepted_without_effect(manager, trace, why):
-    client = manager.client()
-    assert client.set(trace, "Enabled", "true") == f"102: Trace {trace} can't be recorded: {why}"
-    assert client.get(trace, "Enabled") == "false"
-    assert client.set(trace, "Enabled", "false") is None

@@ -9,7 +9,7 @@ import sqlite3
 
 import pytest
 
-from programs import MANAGER, Client, Manager, Program, run, until
+from programs import MANAGER, Client, Manager, Program, run
 
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
 
@@ -83,25 +83,24 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     assert run(MANAGER, "--help")[1].startswith("Usage: Corvane")
 
 
-def test_a_second_manager_is_refused_and_the_first_goes_on():
-    with Manager() as manager:
-        other = manager.folder / "other"
-        is_refused(1, f"another manager listens on {manager.socket} already; stop it or name another socket with --socket\n",
-                   "--socket", manager.socket, "--state", other)
-        is_refused(1, "another manager uses them; name another folder with --state\n", "--socket", other, "--state", manager.state)
-        assert manager.client().is_served()
-        # What was killed leaves its socket, which the next one replaces; what was stopped leaves none, and another's file alone.
-        manager.stop(signal.SIGKILL)
-        assert manager.socket.exists()
-        manager.start()
-        assert manager.client().is_served()
-        manager.stop()
-        assert not manager.socket.exists()
-        manager.start()
-        manager.socket.unlink()
-        manager.socket.write_text("another's")
-        manager.stop()
-        assert manager.socket.exists()
+def test_a_second_manager_is_refused_and_the_first_goes_on(manager):
+    other = manager.folder / "other"
+    is_refused(1, f"another manager listens on {manager.socket} already; stop it or name another socket with --socket\n",
+               "--socket", manager.socket, "--state", other)
+    is_refused(1, "another manager uses them; name another folder with --state\n", "--socket", other, "--state", manager.state)
+    assert manager.client().is_served()
+    # What was killed leaves its socket, which the next one replaces; what was stopped leaves none, and another's file alone.
+    manager.stop(signal.SIGKILL)
+    assert manager.socket.exists()
+    manager.start()
+    assert manager.client().is_served()
+    manager.stop()
+    assert not manager.socket.exists()
+    manager.start()
+    manager.socket.unlink()
+    manager.socket.write_text("another's")
+    manager.stop()
+    assert manager.socket.exists()
 
 
 @pytest.mark.parametrize("option, line", [
@@ -128,101 +127,96 @@ def bytes_of(change):
     return lambda database: database.write_bytes(change(database.read_bytes()))
 
 
-def test_damage_is_found_said_and_served():
+def test_damage_is_found_said_and_served(manager):
     not_the_settings = "its table is not the settings'"
-    with Manager() as manager:
-        manager.client().set("DIAG", "History", "17")
-        manager.stop()
-        database = manager.state / "settings.db"
-        sound = database.read_bytes()
-        for change, said, history in [
-            (bytes_of(lambda _: b"this is no database"), "were damaged (file is not a database)", "256"),
-            (bytes_of(lambda _: b""), "were damaged (the file is empty)", "256"),
-            (bytes_of(lambda data: data[:4608]), "were damaged (database disk image is malformed)", "256"),
-            (bytes_of(lambda data: data[:-4096] + 4096 * b"\xa5"), "were damaged", "256"),
-            (bytes_of(lambda data: data.replace(b"value BLOB", b"valuf BLOB")), not_the_settings, "256"),
-            (bytes_of(lambda data: data[:18] + b"\x03" + data[19:]), "attempt to write a readonly database", "256"),
-            (sql("DROP TABLE setting; CREATE TABLE setting(area, name, value)"), not_the_settings, "256"),
-            (sql("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM setting; END"), not_the_settings, "256"),
-            (sql("PRAGMA user_version=3"), "version number of the settings was damaged (3)", "17"),
-            (sql("UPDATE setting SET value = '2049' WHERE name = 'DIAG/History'"), "the stored DIAG History is '2049'", "256"),
-            (sql("INSERT INTO setting VALUES('filter', 'FreeSpacePercentage', '101')"), "FreeSpacePercentage is '101'", "17"),
-            (sql("INSERT INTO setting VALUES('filter', 'MaxLogLimit', 'many')"), "MaxLogLimit is 'many'", "17"),
-        ]:
-            database.write_bytes(sound)
-            change(database)
-            damaged = database.read_bytes()
-            manager.start()
-            manager.says(said)
-            client = manager.client()
-            assert client.get("DIAG", "History") == history
-            assert client.do("GetTraceFilters") == {"FreeSpacePercentage": 1, "MaxLogLimit": 20}
-            assert client.set("DIAG", "History", "18") is None
-            manager.stop()
-            if "were damaged" in said:
-                asides = list(manager.state.glob("settings.db.damaged-*"))
-                assert max(asides, key=lambda aside: int(aside.name.split("-")[1])).read_bytes() == damaged
-            manager.start()
-            assert "settings" not in manager.stop(), "said again"
-
-
-def test_what_a_damaged_log_of_the_settings_has_lost_is_said():
-    with Manager() as manager:
-        for value in ("17", "18", "19", "20"):
-            manager.client().set("DIAG", "History", value)
-        manager.stop(signal.SIGKILL)
-        log, frame = manager.state / "settings.db-wal", 24 + 4096
-        content = bytearray(log.read_bytes())
-        assert len(content) > 32 + 4 * frame
-        content[32 + (len(content) - 32) // frame * frame - 2 * frame - 1] ^= 1
-        log.write_bytes(content)
+    manager.client().set("DIAG", "History", "17")
+    manager.stop()
+    database = manager.state / "settings.db"
+    sound = database.read_bytes()
+    for change, said, history in [
+        (bytes_of(lambda _: b"this is no database"), "were damaged (file is not a database)", "256"),
+        (bytes_of(lambda _: b""), "were damaged (the file is empty)", "256"),
+        (bytes_of(lambda data: data[:4608]), "were damaged (database disk image is malformed)", "256"),
+        (bytes_of(lambda data: data[:-4096] + 4096 * b"\xa5"), "were damaged", "256"),
+        (bytes_of(lambda data: data.replace(b"value BLOB", b"valuf BLOB")), not_the_settings, "256"),
+        (bytes_of(lambda data: data[:18] + b"\x03" + data[19:]), "attempt to write a readonly database", "256"),
+        (sql("DROP TABLE setting; CREATE TABLE setting(area, name, value)"), not_the_settings, "256"),
+        (sql("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM setting; END"), not_the_settings, "256"),
+        (sql("PRAGMA user_version=3"), "version number of the settings was damaged (3)", "17"),
+        (sql("UPDATE setting SET value = '2049' WHERE name = 'DIAG/History'"), "the stored DIAG History is '2049'", "256"),
+        (sql("INSERT INTO setting VALUES('filter', 'FreeSpacePercentage', '101')"), "FreeSpacePercentage is '101'", "17"),
+        (sql("INSERT INTO setting VALUES('filter', 'MaxLogLimit', 'many')"), "MaxLogLimit is 'many'", "17"),
+    ]:
+        database.write_bytes(sound)
+        change(database)
+        damaged = database.read_bytes()
         manager.start()
-        manager.says("are damaged and dropped: the last 3 changes are lost")
-        assert manager.client().get("DIAG", "History") == "17"
-
-
-def test_what_the_first_version_stored_is_read():
-    with Manager() as manager:
-        manager.stop()
-        database = manager.state / "settings.db"
-        database.unlink()
-        sql((FIXTURES / "settings-1.0.0.sql").read_text())(database)
-        stored = {}
-        with contextlib.closing(sqlite3.connect(database)) as store:
-            for area, name, value in store.execute("SELECT * FROM setting"):
-                stored.setdefault(area, {})[name] = value
-        settings, baseband = stored["trace"], stored["baseband"]
-        manager.start()
+        manager.says(said)
         client = manager.client()
-        assert {name: client.get(*name.split("/")) for name in settings} == settings
-        assert client.do("GetTraceFilters") == {"FreeSpacePercentage": 33}
-        until(lambda: client.state() == "Ready")
-        figures = json.loads(baseband["baseband.statistics"]) | {name: int(value) for name, value in stored["statistics"].items()}
-        shown = client.statistics()
-        assert figures.items() - shown.items() == {("Boots", 4), ("LastBootMilliseconds", 9999)}
-        assert shown.keys() - figures.keys() == {"Registration", "SIM"}  # a count that has another name now would stand here too
-        woken = json.loads(baseband["baseband.wake"]).values()
-        assert set(woken) <= set(client.do("GetBasebandWakeReason").values())
-        client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage")
-        client.collect()
-        nv_data = json.loads(manager.snapshot("baseband.json"))["NVData"]
-        assert nv_data | json.loads(baseband["baseband.nv"]) == nv_data
-        for file, name in ("rf-self-test.json", "selftest"), ("power-log-npa.txt", "powerlog.npa"), ("power-log-f3.txt", "powerlog.f3"):
-            assert baseband[f"baseband.{name}"] in manager.snapshot(file) and "power log, disabled" not in manager.snapshot(file)
-        assert client.mode() == 6
-
-
-def test_a_database_of_a_later_version_is_left_as_it_is():
-    with Manager() as manager:
+        assert client.get("DIAG", "History") == history
+        assert client.do("GetTraceFilters") == {"FreeSpacePercentage": 1, "MaxLogLimit": 20}
+        assert client.set("DIAG", "History", "18") is None
         manager.stop()
-        manager.state = manager.state.rename(manager.folder / "100% #1?")
-        database = manager.state / "settings.db"
-        sql("PRAGMA user_version=2; CREATE TABLE more(text)")(database)
-        before = database.read_bytes()
-        is_refused(1, "are of version 2, this manager knows versions up to 1: install the newer manager or name another folder with "
-                   "--state\n", "--socket", manager.socket, "--state", manager.state)
-        assert database.read_bytes() == before
-        assert not (manager.state / "settings.db-wal").exists()
+        if "were damaged" in said:
+            asides = list(manager.state.glob("settings.db.damaged-*"))
+            assert max(asides, key=lambda aside: int(aside.name.split("-")[1])).read_bytes() == damaged
+        manager.start()
+        assert "settings" not in manager.stop(), "said again"
+
+
+def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager):
+    for value in ("17", "18", "19", "20"):
+        manager.client().set("DIAG", "History", value)
+    manager.stop(signal.SIGKILL)
+    log, frame = manager.state / "settings.db-wal", 24 + 4096
+    content = bytearray(log.read_bytes())
+    assert len(content) > 32 + 4 * frame
+    content[32 + (len(content) - 32) // frame * frame - 2 * frame - 1] ^= 1
+    log.write_bytes(content)
+    manager.start()
+    manager.says("are damaged and dropped: the last 3 changes are lost")
+    assert manager.client().get("DIAG", "History") == "17"
+
+
+def test_what_the_first_version_stored_is_read(manager):
+    manager.stop()
+    database = manager.state / "settings.db"
+    database.unlink()
+    sql((FIXTURES / "settings-1.0.0.sql").read_text())(database)
+    stored = {}
+    with contextlib.closing(sqlite3.connect(database)) as store:
+        for area, name, value in store.execute("SELECT * FROM setting"):
+            stored.setdefault(area, {})[name] = value
+    settings, baseband = stored["trace"], stored["baseband"]
+    manager.start()
+    client = manager.ready()
+    assert {name: client.get(*name.split("/")) for name in settings} == settings
+    assert client.do("GetTraceFilters") == {"FreeSpacePercentage": 33}
+    figures = json.loads(baseband["baseband.statistics"]) | {name: int(value) for name, value in stored["statistics"].items()}
+    shown = client.statistics()
+    assert figures.items() - shown.items() == {("Boots", 4), ("LastBootMilliseconds", 9999)}
+    assert shown.keys() - figures.keys() == {"Registration", "SIM"}  # a count that has another name now would stand here too
+    woken = json.loads(baseband["baseband.wake"]).values()
+    assert set(woken) <= set(client.do("GetBasebandWakeReason").values())
+    client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage")
+    client.collect()
+    nv_data = json.loads(manager.snapshot("baseband.json"))["NVData"]
+    assert nv_data | json.loads(baseband["baseband.nv"]) == nv_data
+    for file, name in ("rf-self-test.json", "selftest"), ("power-log-npa.txt", "powerlog.npa"), ("power-log-f3.txt", "powerlog.f3"):
+        assert baseband[f"baseband.{name}"] in manager.snapshot(file) and "power log, disabled" not in manager.snapshot(file)
+    assert client.mode() == 6
+
+
+def test_a_database_of_a_later_version_is_left_as_it_is(manager):
+    manager.stop()
+    manager.state = manager.state.rename(manager.folder / "100% #1?")
+    database = manager.state / "settings.db"
+    sql("PRAGMA user_version=2; CREATE TABLE more(text)")(database)
+    before = database.read_bytes()
+    is_refused(1, "are of version 2, this manager knows versions up to 1: install the newer manager or name another folder with "
+               "--state\n", "--socket", manager.socket, "--state", manager.state)
+    assert database.read_bytes() == before
+    assert not (manager.state / "settings.db-wal").exists()
 
 
 def test_a_socket_that_is_handed_over_is_taken(tmp_path):

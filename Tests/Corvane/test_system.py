@@ -86,38 +86,36 @@ def test_roots_manager_has_its_folders_in_the_systems():
     assert manager.end() == 0
 
 
-def test_a_client_that_sends_no_hello_is_ended_in_its_time():
-    with Manager() as manager:
-        begun = []
-        for pause in 0, 0.2:
-            time.sleep(pause)
-            begun.append((time.monotonic(), manager.client(name=None, events=False)))
-        polite = manager.client(events=False)
-        for begin, silent in begun:
-            assert silent.is_closed() and time.monotonic() - begin >= 10
-        manager.says("user 0): it sent no hello in time" if os.geteuid() == 0 else "it sent no hello in time", 2)
-        assert polite.is_served()
-        # A time counts from the request, however long nobody has asked anything.
-        time.sleep(0.3)
-        begin = time.monotonic()
-        assert polite.reset() is None and time.monotonic() - begin > 0.2
+def test_a_client_that_sends_no_hello_is_ended_in_its_time(manager):
+    begun = []
+    for pause in 0, 0.2:
+        time.sleep(pause)
+        begun.append((time.monotonic(), manager.client(name=None, events=False)))
+    polite = manager.client(events=False)
+    for begin, silent in begun:
+        assert silent.is_closed() and time.monotonic() - begin >= 10
+    manager.says("user 0): it sent no hello in time" if os.geteuid() == 0 else "it sent no hello in time", 2)
+    assert polite.is_served()
+    # A time counts from the request, however long nobody has asked anything.
+    time.sleep(0.3)
+    begin = time.monotonic()
+    assert polite.reset() is None and time.monotonic() - begin > 0.2
 
 
-def test_without_descriptors_clients_wait_until_there_are():
-    with Manager() as manager:
-        process, first = manager.program.child.pid, manager.client()
-        assert first.is_served()
-        open_ones = {int(name) for name in os.listdir(f"/proc/{process}/fd")}
-        before = resource.prlimit(process, resource.RLIMIT_NOFILE)
-        none_free = next(number for number in itertools.count() if number not in open_ones)
-        resource.prlimit(process, resource.RLIMIT_NOFILE, (none_free, before[1]))
-        waiting = manager.client()
-        asked = waiting.ask("GetCorvaneInfo")
-        manager.says("can't accept clients for a moment: Too many open files")
-        assert first.is_served()
-        resource.prlimit(process, resource.RLIMIT_NOFILE, before)
-        assert isinstance(waiting.answer(asked), dict)
-        assert manager.program.text.count("can't accept") < 10  # it pauses
+def test_without_descriptors_clients_wait_until_there_are(manager):
+    process, first = manager.program.child.pid, manager.client()
+    assert first.is_served()
+    open_ones = {int(name) for name in os.listdir(f"/proc/{process}/fd")}
+    before = resource.prlimit(process, resource.RLIMIT_NOFILE)
+    none_free = next(number for number in itertools.count() if number not in open_ones)
+    resource.prlimit(process, resource.RLIMIT_NOFILE, (none_free, before[1]))
+    waiting = manager.client()
+    asked = waiting.ask("GetCorvaneInfo")
+    manager.says("can't accept clients for a moment: Too many open files")
+    assert first.is_served()
+    resource.prlimit(process, resource.RLIMIT_NOFILE, before)
+    assert isinstance(waiting.answer(asked), dict)
+    assert manager.program.text.count("can't accept") < 10  # it pauses
 
 
 def test_a_manager_raises_its_limit_of_descriptors():

@@ -6,7 +6,7 @@ import re
 
 import pytest
 
-from programs import MANAGER, TOOL, Manager, become_pellcore, run
+from programs import MANAGER, TOOL, Manager, run
 from terminal import Terminal
 
 SOURCE, BUILD = pathlib.Path(os.environ["SOURCE_FOLDER"]), pathlib.Path(os.environ["BUILD_FOLDER"])
@@ -20,7 +20,6 @@ def agree(where, written, true):
 @pytest.fixture(scope="module")
 def tree():
     """The commands as the tool's own help pages show them: each leaf's path with its help, and each group's with a slash behind."""
-    become_pellcore()
     found = {}
 
     def walk(path):

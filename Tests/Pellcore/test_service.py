@@ -15,18 +15,13 @@ def state(text, **more):
 
 
 @pytest.fixture
-def path(tmp_path):
-    return tmp_path / "s"
+def service(tmp_path):
+    return Program(SERVICE, CORVANE_SOCKET=str(tmp_path / "s"), XDG_RUNTIME_DIR=str(tmp_path))
 
 
-@pytest.fixture
-def service(tmp_path, path):
-    return Program(SERVICE, CORVANE_SOCKET=str(path), XDG_RUNTIME_DIR=str(tmp_path))
-
-
-def test_it_brings_the_baseband_online_whenever_that_gets_ready(service, path):
-    service.says(f"There is no manager socket {path}; is Corvane running?")
-    manager = ScriptedManager(path, (0, state("Booting")))
+def test_it_brings_the_baseband_online_whenever_that_gets_ready(service, tmp_path):
+    service.says(f"There is no manager socket {tmp_path}/s; is Corvane running?")
+    manager = ScriptedManager(tmp_path / "s", (0, state("Booting")))
     service.says("boot state is Booting")
     manager.broadcast(BOOT, state("Ready"))
     manager.got(BRING_ONLINE[0])
@@ -38,19 +33,19 @@ def test_it_brings_the_baseband_online_whenever_that_gets_ready(service, path):
     assert manager.requests == [ASK, BRING_ONLINE, BRING_ONLINE]
     manager.close()
     manager.drop_all()
-    again = ScriptedManager(path, (0, state("Ready")))
+    again = ScriptedManager(tmp_path / "s", (0, state("Ready")))
     again.got(BRING_ONLINE[0])
     assert again.requests == [ASK, BRING_ONLINE] and "events True" in again.packets
 
 
-def test_it_leaves_a_mode_alone_that_somebody_has_asked_for(path, service):
-    manager = ScriptedManager(path, (0, state("Ready", KeyBasebandOperatingMode=3)))
+def test_it_leaves_a_mode_alone_that_somebody_has_asked_for(service, tmp_path):
+    manager = ScriptedManager(tmp_path / "s", (0, state("Ready", KeyBasebandOperatingMode=3)))
     service.says("it is left as it is\n")
     assert manager.requests == [ASK]
 
 
-def test_it_says_why_the_baseband_stays_offline(path, service):
-    ScriptedManager(path, (0, state("Ready")), (-534716160, {"KeyErrorString": "not\nnow"}))
+def test_it_says_why_the_baseband_stays_offline(service, tmp_path):
+    ScriptedManager(tmp_path / "s", (0, state("Ready")), (-534716160, {"KeyErrorString": "not\nnow"}))
     service.says("can't bring the baseband online: not?now\n")
 
 

@@ -1,7 +1,7 @@
 """One run of the real tool a row, against a manager that answers as told: what is typed, answered, asked, and printed."""
 import pytest
 
-from programs import TOOL, ScriptedManager, become_pellcore, run
+from programs import TOOL, ScriptedManager, run
 
 REFUSAL = 1, {"KeyErrorString": "no"}
 REFUSED = '{"KeyErrorString":"no"}'
@@ -37,7 +37,6 @@ def reset(kind, reason):
 
 @pytest.fixture(scope="module")
 def manager(tmp_path_factory):
-    become_pellcore()
     made = ScriptedManager(tmp_path_factory.mktemp("s") / "s")
     yield made
     made.close()

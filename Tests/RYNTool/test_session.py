@@ -10,7 +10,7 @@ import time
 
 import pytest
 
-from programs import MANAGER, SERVICE, TOOL, Program, ScriptedManager, become_pellcore, run, until
+from programs import MANAGER, SERVICE, TOOL, Program, ScriptedManager, run, until
 from terminal import Terminal
 
 ROOT = "(/ryntool)>> "
@@ -28,7 +28,6 @@ class Properties(ScriptedManager):
 
 @pytest.fixture
 def manager(tmp_path, monkeypatch):
-    become_pellcore()
     made = Properties(tmp_path / "s")
     monkeypatch.setenv("CORVANE_SOCKET", made.path)
     monkeypatch.setenv("XDG_CONFIG_HOME", str(tmp_path))
@@ -48,7 +47,6 @@ def test_it_needs_the_cellular_service():
 
 
 def test_it_stops_without_a_worker():
-    become_pellcore()
     # A new thread's stack is as large as this limit: more than the address space holds.
     status, output, errors = run("prlimit", "--core=0", "--stack=100000000000000:", TOOL, "help")
     if errors.startswith(("FATAL: ThreadSanitizer", "qemu: ")):
@@ -156,7 +154,6 @@ def test_only_a_terminal_is_spared_control_characters(manager):
 
 @pytest.mark.parametrize("words, shown", [(["baseband", "state", "watch"], ""), ([], ROOT)])
 def test_without_a_manager_it_sleeps(tmp_path, words, shown):
-    become_pellcore()
     tool = Program(TOOL, *words, stdin=subprocess.PIPE, CORVANE_SOCKET=str(tmp_path / "nobody"))
     time.sleep(1)
     fields = pathlib.Path(f"/proc/{tool.child.pid}/stat").read_text().split()

@@ -103,15 +103,13 @@ def start_on_read_only_disk(run, manager, disk):
 
 def disk(run):
     """Needs mounts of this process's own."""
-    with Manager() as manager:
-        manager.stop()
-        # State and preferences move to the small disk, under the paths that they had.
-        config = manager.folder / "config"
-        config.mkdir(exist_ok=True)
-        small = SmallDisk(manager.state)
-        (manager.state / "config").mkdir()
-        mount("--bind", manager.state / "config", config)
-        manager.start()
+    manager = Manager()
+    for folder in manager.state, manager.folder / "config":
+        folder.mkdir()
+    small, config = SmallDisk(manager.state), manager.state / "config"
+    config.mkdir()
+    mount("--bind", config, manager.folder / "config")
+    with manager:
         rounds = run.times(5, 50)
         for number in range(rounds):
             change_on_full_disk(manager, small, str(17 + number))
@@ -119,7 +117,7 @@ def disk(run):
             start_on_full_disk(manager, small)
         start_on_read_only_disk(run, manager, small)
         manager.stop()
-        execute("umount", config), execute("umount", manager.state)
+        execute("umount", manager.folder / "config"), execute("umount", manager.state)
     run.figure(f"{rounds} times filled to the last byte: refused in a sentence, nothing lost, and on again with room")
 
 
@@ -220,16 +218,11 @@ def damage_log(run, manager):
 
 def state(run):
     # In memory: what is looked at here isn't the disk, and waiting for it would take minutes.
-    memory = tempfile.mkdtemp(dir="/dev/shm") if os.path.isdir("/dev/shm") else tempfile.mkdtemp()
-    try:
-        with Manager() as manager:
-            manager.stop()
-            shutil.rmtree(manager.state)
-            manager.state.symlink_to(memory)
-            manager.start()
+    with tempfile.TemporaryDirectory(dir="/dev/shm" if os.path.isdir("/dev/shm") else None) as memory:
+        manager = Manager()
+        manager.state.symlink_to(memory)
+        with manager:
             manager.client().set("DIAG", "History", "17")
             manager.stop()
             damage_database(run, manager, (manager.state / "settings.db").read_bytes())
             damage_log(run, manager)
-    finally:
-        shutil.rmtree(memory)

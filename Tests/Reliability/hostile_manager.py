@@ -10,7 +10,7 @@ import time
 
 import cbor2
 
-from programs import PATIENCE, TOOL, Program, kilobytes
+from programs import PATIENCE, TOOL, Program, ScriptedManager, kilobytes
 from programs import run as execute
 from torture import is_clean
 
@@ -59,34 +59,19 @@ def misbehaviours(run):
          for count in range(run.times(2, 100))}
 
 
-class HostileManager:
-    """Serves one client at a time. What it sends waits for its reader for so many seconds."""
+class HostileManager(ScriptedManager):
+    """What it sends waits for its reader for so many seconds."""
 
     def __init__(self, path, phase, misbehave, patience=0):
         self.phase, self.misbehave, self.patience = phase, misbehave, patience
         self.has_misbehaved = threading.Event()
-        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-        self.listener.bind(path)
-        self.listener.listen(64)
-        self.thread = threading.Thread(target=self.serve)
-
-    def __enter__(self):
-        self.thread.start()
-        return self
-
-    def __exit__(self, *_):
-        self.listener.shutdown(socket.SHUT_RDWR)  # wakes the thread
-        self.thread.join()
-        self.listener.close()
-
-    def serve(self):
-        with contextlib.suppress(OSError):
-            while True:
-                client, _ = self.listener.accept()
-                with client, contextlib.suppress(OSError):
-                    self.converse(client)
+        super().__init__(path)
 
     def converse(self, client):
+        with client, contextlib.suppress(OSError):
+            self.misbehave_once(client)
+
+    def misbehave_once(self, client):
         number, done = 1, False
 
         def goes_on(phase):
@@ -123,7 +108,8 @@ COMMANDS = {  # with the phases that its connection reaches
 
 def converse(command, phase, name, misbehave):
     """@return how long the tool took to end"""
-    with tempfile.TemporaryDirectory() as folder, HostileManager(f"{folder}/s", phase, misbehave) as manager:
+    with tempfile.TemporaryDirectory() as folder, contextlib.closing(
+            HostileManager(f"{folder}/s", phase, misbehave)) as manager:
         begin = time.monotonic()
         if command == "baseband state watch":
             # It comes back after each misbehaviour that costs the connection, so it meets the first one for sure.
@@ -141,17 +127,15 @@ def converse(command, phase, name, misbehave):
 def flood_a_watching_tool(run):
     """A tool that watches and whose output nobody reads is sent many more values than bytes, as fast as it takes them."""
     events = [cbor2.dumps([4, BOOT, {"KeyBasebandBootState": state, "ballast": 1000 * [{}]}]) for state in ("Ready", "Resetting")]
-    with tempfile.TemporaryDirectory() as folder, HostileManager(
-            f"{folder}/s", EVENTS, lambda number: itertools.islice(itertools.cycle(events), 20_000), patience=1) as manager:
-        unread = contextlib.ExitStack()
-        reader, writer = (unread.enter_context(end) for end in socket.socketpair())
+    with tempfile.TemporaryDirectory() as folder, contextlib.closing(HostileManager(
+            f"{folder}/s", EVENTS, lambda number: itertools.islice(itertools.cycle(events), 20_000), patience=1)) as manager:
+        _unread, writer = socket.socketpair()
         tool = Program("sh", "-c", 'exec "$0" baseband state watch >&0', TOOL, stdin=writer, CORVANE_SOCKET=f"{folder}/s")
         assert manager.has_misbehaved.wait(PATIENCE), "the tool has not watched"
         peak = kilobytes(tool.child.pid, "VmHWM")
         run.figure(f"flooded with events of 1,000 objects, the tool took at most {peak} KB")
         assert run.is_sanitized or peak < 32 * 1024, "a flood of events takes the tool's memory"
         is_clean("the flooded tool", tool.end(signal.SIGINT), tool.text, -signal.SIGINT)
-        unread.close()
 
 
 def manager(run):

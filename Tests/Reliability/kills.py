@@ -108,8 +108,7 @@ def erase(run):
             with contextlib.suppress(OSError, EOFError):
                 answer = client.answer(asked)
             manager.start()
-            client = manager.client()
-            until(lambda: client.state() == "Ready", "the boot")
+            client = manager.ready()
             found = {client.get("DIAG", "History") == "256", client.get("RYN", "History") == "5", client.mode() == 1,
                      client.do("GetTraceFilters")["MaxLogLimit"] == 20}
             assert len(found) == 1, "an erasure is half done"

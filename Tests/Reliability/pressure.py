@@ -1,5 +1,6 @@
 """Little memory, a slow disk, many clients."""
 import collections
+import concurrent.futures
 import contextlib
 import itertools
 import os
@@ -8,7 +9,6 @@ import re
 import resource
 import signal
 import tempfile
-import threading
 import time
 
 import cbor2
@@ -194,18 +194,13 @@ def mixed_requests(random):
 def load(run):
     """Clients of the library with their threads, others with many requests under way at a time, and the real tool."""
     seconds = run.times(5, 60)
-    broken, answered, tools = [], [], []
+    answered, tools = [], []
     tool_lines = ["info", "trace set DIAG History 5 -- trace get DIAG History", "baseband state 0", "trace dump",
                   "stats get-statistics", "baseband diagnostics abort"]
 
-    def be(client):
-        def go_on():
-            try:
-                while time.monotonic() < end and not broken:
-                    client()
-            except Exception as error:
-                broken.append(error)
-        return threading.Thread(target=go_on)
+    def go_on(client):
+        while time.monotonic() < end:
+            client()
 
     def be_peer():
         peer, requests = connect(manager.socket), mixed_requests(run.random)
@@ -226,12 +221,8 @@ def load(run):
     with Manager() as manager:
         library = Program(run.build / "Tests/Reliability/load", manager.socket, seconds, run.random.randrange(1 << 31))
         end = time.monotonic() + seconds
-        threads = [be(client) for client in [*(be_peer() for _ in range(24)), *8 * [use_tool]]]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        assert not broken, broken
+        with concurrent.futures.ThreadPoolExecutor(32) as pool:
+            list(pool.map(go_on, [*(be_peer() for _ in range(24)), *8 * [use_tool]]))
         is_clean("the clients of the library", library.child.wait(), library.text, 0)
         library.end(signal.SIGCONT)
         run.figure(f"64 clients; {sum(answered) + int(library.text)} commands answered, and {len(tools)} runs of the tool")

@@ -128,8 +128,6 @@ def main():
         os.environ[name + "_PATH"] = str(options.build / path)
     os.environ["PYTHONPATH"] = str(pathlib.Path(__file__).parent.parent / "support")
     if options.here:
-        from programs import become_pellcore
-        become_pellcore()
         sys.exit(run_here(options.names[0], options))
     print(f"seed {options.seed}{', short form' if options.short else ''}", flush=True)
     sys.exit(not all([keeps(name, options) for name in PROGRAMS if not options.names or name in options.names]))

@@ -21,7 +21,9 @@ signal.signal(signal.SIGINT, signal.default_int_handler)
 PATIENCE = int(os.environ.get("TEST_PATIENCE", 60))
 TOOL, MANAGER, SERVICE = (os.environ[name + "_PATH"] for name in ("RYNTOOL", "CORVANE", "PELLCORE"))
 REFUSALS = 0xE020E  # the upper digits of the manager's own results
+PR_SET_NAME = 15
 os.environ.pop("SORVEX_DEVICE_FILE", None)  # this machine's device is not the tests'
+ctypes.CDLL(None).prctl(PR_SET_NAME, b"Pellcore")  # so that the tool finds the cellular service running
 
 
 def until(reached, what=""):
@@ -31,12 +33,6 @@ def until(reached, what=""):
         assert time.monotonic() < deadline, f"waited in vain for {what}"
         time.sleep(0.01)
     return value
-
-
-def become_pellcore():
-    """Names this process so that the tool finds the cellular service running."""
-    set_name = 15
-    ctypes.CDLL(None).prctl(set_name, b"Pellcore")
 
 
 def run(*words, input="", **environment):
@@ -220,7 +216,7 @@ class Client:
 
 
 class Manager:
-    """A real manager on a socket, with a state and preferences of its own, ready from the start."""
+    """A real manager on a socket, with a state and preferences of its own. `with` starts it, ready at once."""
 
     command = (MANAGER,)
 
@@ -232,7 +228,6 @@ class Manager:
         self.preferences = self.folder / "config/corvane/com.quorvel.Corvane.json"
         self.environment = {"CORVANE_SOCKET": str(self.socket), "XDG_CONFIG_HOME": str(self.folder / "config"),
                             "XDG_RUNTIME_DIR": str(self.folder)} | environment
-        self.start()
 
     def start(self):
         self.program = Program(*self.command, "--socket", self.socket, "--state", self.state, *self.options, **self.environment)
@@ -250,8 +245,15 @@ class Manager:
     def client(self, **options):
         return Client(self.socket, **options)
 
+    def ready(self, state="Ready"):
+        """A client that has seen nothing yet of the baseband, which is in this boot state."""
+        client = self.client()
+        until(lambda: client.state() == state, state)
+        client.events = []
+        return client
+
     def tool(self, line, **options):
-        """Status, output and errors of one run of the tool. The cellular service has to run."""
+        """Status, output and errors of one run of the tool."""
         return run(TOOL, *line.split(), **self.environment, **options)
 
     def does(self, line):
@@ -266,6 +268,7 @@ class Manager:
         return (newest / name).read_text()
 
     def __enter__(self):
+        self.start()
         return self
 
     def __exit__(self, kind, error, trace):
