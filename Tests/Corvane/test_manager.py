@@ -394,7 +394,8 @@ def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
             assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
             assert peers[0].is_served()
             manager.says("This manager has 1024 clients, the most that it serves; try again when one has gone.\n")
-            assert peers[0].statistics(2)["RefusedOverLimit"] == 1
+            figures = peers[0].statistics(2)
+            assert (figures["RefusedOverLimit"], figures["EndedByManager"]) == (1, 0)
             peers.pop().socket.close()
             assert peers[0].is_served()  # the place is free as soon as the manager has seen the end
             assert manager.client().is_served()

@@ -180,9 +180,12 @@ def test_service_comes_back_with_the_signal_where_there_is_any(scripted, then, m
     manager, client = scripted({"name": "lost", "after": f"mode {modes[-1]}", "action": "fade-signal", "dBm": -125},
                                {"name": "then", "after": "lost", "action": then},
                                {"after": "then", "action": "fade-signal", "dBm": -120})
+    assert client.set("DIAG", "Enabled", "true") is None
     assert [client.set_mode(mode) for mode in modes] == [None] * len(modes)
     manager.says("step 3: fade-signal")
     assert client.statistics()["Registration"] == registration
+    messages, = client.collect().glob("DIAG/*.pcapng")
+    assert ("Attach reject" in str(tshark(messages, "_ws.col.Info"))) == (registration == "denied")
 
 
 def test_a_measurement_a_second_is_recorded(scripted):

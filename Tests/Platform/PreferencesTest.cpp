@@ -235,7 +235,7 @@ TEST_F(PreferencesStore, AFailedSetLeavesNoTrace) {
              fs::create_directory(file + ".lock");
          },
          [](const std::string& file) { fs::remove(file + ".lock"); }},
-        {"the lock is held", "another process holds ",
+        {"the lock is held", "another process holds /",
          [&holder](const std::string& file) {
              holder = std::make_unique<platform::FileLock>(file + ".lock", std::chrono::milliseconds(0));
          },

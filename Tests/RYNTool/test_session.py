@@ -14,6 +14,7 @@ from programs import MANAGER, SERVICE, TOOL, Program, ScriptedManager, run, unti
 from terminal import Terminal
 
 ROOT = "(/ryntool)>> "
+MISSING = "Pellcore process is not running. Please run/load Pellcore and try again.\n"
 MODE, BOOT = "BasebandOperatingModeChangeNotification", "BasebandBootStateChangeNotification"
 
 
@@ -42,8 +43,12 @@ def test_it_needs_the_cellular_service():
     if run(*alone, "true")[0] != 0:
         pytest.skip("this machine permits no process namespaces")
     for word in ("help", "quit"):
-        assert run(*alone, TOOL, word, XDG_RUNTIME_DIR="/nonexistent") == (
-            255, "Pellcore process is not running. Please run/load Pellcore and try again.\n", "")
+        assert run(*alone, TOOL, word, XDG_RUNTIME_DIR="") == (
+            255, MISSING, "")
+    # One of several managers needs the service of its own.
+    a, b = (f"CORVANE_SOCKET=/run/corvane/{name}/manager.sock" for name in "ab")
+    line = f'{a} "$0" 2>/dev/null & until {a} "$1" quit; do :; done >/dev/null; {b} "$1" quit; "$1" quit'
+    assert run(*alone, "sh", "-c", line, SERVICE, TOOL, XDG_RUNTIME_DIR="") == (255, 2 * MISSING, "")
 
 
 def test_it_stops_without_a_worker():
