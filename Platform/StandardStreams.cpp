@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 namespace platform {
@@ -25,19 +26,22 @@ bool waitToRetry(int stream, short event) {
     return errno == EINTR;
 }
 
-/// Asked once: what a stream leads to doesn't change.
-bool isTerminal(Stream stream) {
-    static const bool isOutputTerminal = isatty(STDOUT_FILENO) == 1;
-    static const bool isErrorTerminal = isatty(STDERR_FILENO) == 1;
-    return stream == Stream::Output ? isOutputTerminal : isErrorTerminal;
+/// Asked once, when it is needed: what a stream leads to doesn't change.
+template <int stream>
+bool isTerminal() {
+    static const bool answer = isatty(stream) == 1;
+    return answer;
 }
 
 }  // namespace
 
 void openStandardStreams() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    pollfd streams[] = {{STDIN_FILENO, 0, 0}, {STDOUT_FILENO, 0, 0}, {STDERR_FILENO, 0, 0}};
+    poll(streams, std::size(streams), 0);
+    for (const pollfd& stream : streams) {
         // The lowest free descriptor is the one that open(2) takes.
-        if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) {  // NOLINT(cppcoreguidelines-pro-type-vararg)
+        const bool isClosed = (stream.revents & POLLNVAL) != 0;
+        if (isClosed && open("/dev/null", O_RDWR) < 0) {  // NOLINT(cppcoreguidelines-pro-type-vararg)
             std::perror("a standard stream is closed, and so is /dev/null");
             std::_Exit(EXIT_FAILURE);
         }
@@ -55,7 +59,7 @@ std::size_t readStandardInput(char* buffer, std::size_t size) {
 int writeStandardStream(Stream stream, std::string_view text) {
     const auto descriptor = static_cast<int>(stream);
     std::string escaped;
-    if (isTerminal(stream)) {
+    if (stream == Stream::Output ? isTerminal<STDOUT_FILENO>() : isTerminal<STDERR_FILENO>()) {
         text = escaped = escapeControlCharacters(text);
     }
     while (!text.empty()) {
