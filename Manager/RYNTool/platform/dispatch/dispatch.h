@@ -13,7 +13,6 @@ using dispatch_time_t = std::uint64_t;
 /// A copy copies what the function captured; destruction releases it.
 using dispatch_block_t = std::function<void()>;
 
-inline constexpr dispatch_time_t DISPATCH_TIME_NOW = 0;
 inline constexpr dispatch_time_t DISPATCH_TIME_FOREVER = ~dispatch_time_t{0};
 
 void dispatch_retain(dispatch_queue_t queue);
@@ -31,8 +30,7 @@ dispatch_group_t dispatch_group_create();
 void dispatch_group_enter(dispatch_group_t group);
 /// Leaving a group that was not entered aborts the process with a message.
 void dispatch_group_leave(dispatch_group_t group);
-/// Blocks until the group is empty or `timeout` nanoseconds have passed.
-/// @return 0 when the group is empty, non-zero after the time-out.
+/// Blocks until the group is empty. @param timeout DISPATCH_TIME_FOREVER: there is no other. @return 0
 long dispatch_group_wait(dispatch_group_t group, dispatch_time_t timeout);
 
 /// Zero-initialised, of static storage duration.
