@@ -1,10 +1,8 @@
 #include "platform/ryn/constants.h"
 
-#include "Platform/CoreFoundation/ConstantString.h"
+#include "Platform/CoreFoundation/Object.h"
 
 namespace {
-
-using platform::ConstantString;
 
 constinit const ConstantString npaPowerLog("NPA");
 constinit const ConstantString f3PowerLog("F3");

@@ -47,10 +47,6 @@ void CFRelease(CFStringRef string) {
     CFRelease(static_cast<CFTypeRef>(string));
 }
 
-void CFRelease(CFNumberRef number) {
-    CFRelease(static_cast<CFTypeRef>(number));
-}
-
 CFTypeID CFGetTypeID(CFTypeRef object) {
     return typeId(object->kind);
 }

@@ -25,10 +25,19 @@ struct CFString : CFObject {
     std::string_view text;  ///< with a NUL behind its end
 };
 
-/// Owns its bytes; those of a constant are its literal.
+/// Owns its bytes.
 struct CountedString final : CFString {
     explicit CountedString(const char* content) : CFString({}, Lifetime::Counted), bytes(content) { text = bytes; }
     const std::string bytes;
+};
+
+/// A string of static storage that is neither counted nor freed and needs no code at start:
+///
+///     constinit const ConstantString npaPowerLog("NPA");
+///     const CFStringRef kNPAPowerLog = &npaPowerLog;
+struct ConstantString : CFString {
+    template <std::size_t size>
+    constexpr explicit ConstantString(const char (&literal)[size]) : CFString({literal, size - 1}, Lifetime::Immortal) {}
 };
 
 struct CFBoolean : CFObject {

@@ -1,4 +1,4 @@
-#include "Platform/CoreFoundation/ConstantString.h"
+#include "Platform/CoreFoundation/Object.h"
 #include "Platform/CoreFoundation/PreferencesFile.h"
 #include "Platform/Report.h"
 
@@ -15,9 +15,9 @@ namespace {
 using Json = nlohmann::json;
 
 // The file lies in the current user's folder on the current host, so neither needs another name in it.
-constinit const platform::ConstantString currentUser("CurrentUser");
-constinit const platform::ConstantString anyHost("AnyHost");
-constinit const platform::ConstantString currentHost("CurrentHost");
+constinit const ConstantString currentUser("CurrentUser");
+constinit const ConstantString anyHost("AnyHost");
+constinit const ConstantString currentHost("CurrentHost");
 
 std::string text(CFStringRef string) {
     return std::string(string->text);
@@ -30,10 +30,10 @@ Scope scopeOf(CFStringRef domain, CFStringRef user, CFStringRef host) {
     return {text(domain), text(user), text(host)};
 }
 
-/// What was set and is not on disk yet; a null value removes its key.
+/// What was set and is not on disk yet, as merge patches (RFC 7396): null removes its key.
 struct Staged {
     std::mutex mutex;
-    std::map<Scope, std::map<std::string, Json>> changes;
+    std::map<Scope, Json> changes;
 };
 
 Staged& staged() {
@@ -72,28 +72,13 @@ CFPropertyListRef fromJson(const Json& value) {
     return CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number);
 }
 
-void merge(const std::map<std::string, Json>& changes, Json& values) {
-    for (const auto& [key, value] : changes) {
-        if (value.is_null()) {
-            values.erase(key);
-        } else {
-            values[key] = value;
-        }
-    }
-}
-
-/// What stands under `key` of an object; null when there is nothing.
-const Json& at(const Json& object, const std::string& key) {
-    static const Json nothing;
-    const auto found = object.find(key);
-    return found == object.end() ? nothing : *found;
-}
-
+/// Null when there is none.
 Json storedValue(const Scope& scope, const std::string& key) {
     const auto& [domain, user, host] = scope;
     const auto file = platform::PreferencesFile::ofDomain(domain);
     const auto tree = file ? file->read() : std::nullopt;
-    return tree ? at(at(at(*tree, user), host), key) : nullptr;
+    const auto place = Json::json_pointer() / user / host / key;
+    return tree && tree->contains(place) ? tree->at(place) : Json();
 }
 
 }  // namespace
@@ -112,7 +97,7 @@ CFPropertyListRef CFPreferencesCopyValue(CFStringRef key, CFStringRef domain, CF
     const std::lock_guard lock(staged().mutex);
     if (const auto changes = staged().changes.find(scope); changes != staged().changes.end()) {
         if (const auto change = changes->second.find(text(key)); change != changes->second.end()) {
-            return fromJson(change->second);
+            return fromJson(*change);
         }
     }
     return fromJson(storedValue(scope, text(key)));
@@ -129,5 +114,5 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
         platform::report("The preferences can't be written: neither XDG_CONFIG_HOME nor HOME names an absolute folder");
         return 0;
     }
-    return file->update([&](Json& tree) { merge(changes.mapped(), tree[text(user)][text(host)]); }) ? 1 : 0;
+    return file->update([&](Json& tree) { tree[text(user)][text(host)].merge_patch(changes.mapped()); }) ? 1 : 0;
 }

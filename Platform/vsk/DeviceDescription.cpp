@@ -65,10 +65,6 @@ std::string readMembers(const Json& object, DeviceDescription& description) {
     return {};
 }
 
-ParsedDescription refusal(std::string why) {
-    return {{}, std::move(why)};
-}
-
 DeviceDescription readDescription() {
     constexpr std::size_t kLargestFile = 1 << 20;
     const char* named = std::getenv("SORVEX_DEVICE_FILE");
@@ -77,7 +73,7 @@ DeviceDescription readDescription() {
     if (content.missing) {
         return {};
     }
-    const auto parsed = content.problem.empty() ? parseDeviceDescription(content.bytes) : refusal(content.problem);
+    const auto parsed = content.problem.empty() ? parseDeviceDescription(content.bytes) : ParsedDescription{{}, content.problem};
     if (!parsed.error.empty()) {
         platform::report(path + ": " + parsed.error + "; the device counts as an internal build with radio 9");
     }
@@ -89,11 +85,11 @@ DeviceDescription readDescription() {
 ParsedDescription parseDeviceDescription(std::string_view json) {
     const auto object = Json::parse(json, nullptr, false);
     if (!object.is_object()) {
-        return refusal(object.is_discarded() ? "not JSON" : "not a JSON object");
+        return {{}, object.is_discarded() ? "not JSON" : "not a JSON object"};
     }
     DeviceDescription description;
     auto error = readMembers(object, description);
-    return error.empty() ? ParsedDescription{description, {}} : refusal(std::move(error));
+    return {error.empty() ? description : DeviceDescription(), std::move(error)};
 }
 
 const DeviceDescription& deviceDescription() {

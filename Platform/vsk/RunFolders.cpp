@@ -1,17 +1,16 @@
 #include "Platform/vsk/RunFolders.h"
 
-#include "Platform/FileDescriptor.h"
+#include "Platform/File.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
-#include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <utility>
 
 namespace vsk {
 
@@ -31,13 +30,8 @@ std::string lowered(std::string_view name) {
     return small;
 }
 
-std::string pidFile(std::initializer_list<std::string_view> folder, std::string_view name) {
-    std::string file;
-    file.reserve(127);  // as a rule all of it
-    for (const std::string_view part : folder) {
-        file.append(part);
-    }
-    return file.append("/").append(name).append(".pid");
+std::string pidFile(std::string folder, std::string_view name) {
+    return folder.append("/").append(name).append(".pid");
 }
 
 /// Of the manager that is meant; empty when it isn't one of several.
@@ -64,15 +58,15 @@ std::string findPidFile(std::string_view name, const std::function<bool(const st
         return {};
     }
     std::string file;
-    const auto isIn = [&](std::initializer_list<std::string_view> folder) {
-        file = pidFile(folder, name);
+    const auto isIn = [&](std::string folder) {
+        file = pidFile(std::move(folder), name);
         return accepts(file);
     };
     const std::string_view own = instance();
     const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
     const bool isUsers = own.empty() && runtime != nullptr && *runtime == '/';
-    const bool isFound =
-        (isUsers && isIn({runtime, "/corvane"})) || (own.empty() && isIn({kManagers})) || isIn({folderOfService(name, own)});
+    const bool isFound = (isUsers && isIn(std::string(runtime) + "/corvane")) || (own.empty() && isIn(std::string(kManagers))) ||
+                         isIn(folderOfService(name, own));
     return isFound ? file : std::string();
 }
 
@@ -83,26 +77,23 @@ std::vector<std::string> pidFilesOfOthers(std::string_view name) {
     while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
         const std::string_view found = entry->d_name;
         if (found.starts_with(lowered(name) + "-") && found != mine) {
-            files.push_back(pidFile({kRun, found}, name));
+            files.push_back(pidFile(std::string(kRun).append(found), name));
         }
     }
     if (!mine.empty()) {
-        files.push_back(pidFile({kManagers}, name));
-        files.push_back(pidFile({folderOfService(name, {})}, name));
+        files.push_back(pidFile(std::string(kManagers), name));
+        files.push_back(pidFile(folderOfService(name, {}), name));
     }
     return files;
 }
 
 int readPidFile(const std::string& path) {
-    const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    char text[16];
-    const auto size = file ? ::read(file.get(), text, sizeof text) : -1;
-    if (size <= 0) {
-        return 0;
-    }
+    constexpr std::size_t kLongest = 16;
+    const std::string text = platform::readFile(path, kLongest).bytes;
     int pid = 0;
-    const auto [end, error] = std::from_chars(text, text + size, pid);
-    const bool wholeLine = error == std::errc() && end == text + size - 1 && *end == '\n';
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, pid);
+    const bool wholeLine = error == std::errc() && end + 1 == last && *end == '\n';
     return wholeLine && pid > 0 ? pid : 0;
 }
 

@@ -7,20 +7,14 @@
 namespace vsk::cf {
 namespace {
 
-using Owned = ::cf::Owned<CFTypeRef>;
-
 ::cf::Owned<CFStringRef> retained(CFStringRef string) {
     CFRetain(string);
     return ::cf::Owned<CFStringRef>(string);
 }
 
 /// The string as a key; nullptr when it is not UTF-8.
-Owned makeKey(const std::string& key) {
-    return Owned(CFStringCreateWithCString(kCFAllocatorDefault, key.c_str(), kCFStringEncodingUTF8));
-}
-
-CFStringRef asString(const Owned& object) {
-    return static_cast<CFStringRef>(object.get());
+::cf::Owned<CFStringRef> makeKey(const std::string& key) {
+    return ::cf::Owned<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, key.c_str(), kCFStringEncodingUTF8));
 }
 
 }  // namespace
@@ -35,7 +29,7 @@ bool plist_adapter::store(const std::string& key, CFPropertyListRef value, bool 
     // One change at a time: a failed one takes all that is staged with it.
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
-    CFPreferencesSetValue(asString(keyString), value, domain_.get(), user_.get(), kCFPreferencesCurrentHost);
+    CFPreferencesSetValue(keyString.get(), value, domain_.get(), user_.get(), kCFPreferencesCurrentHost);
     return !synchronise || CFPreferencesSynchronize(domain_.get(), user_.get(), kCFPreferencesCurrentHost) != 0;
 }
 
@@ -51,7 +45,7 @@ bool plist_adapter::set<unsigned long>(const std::optional<unsigned long>& value
         return false;
     }
     const auto number = static_cast<std::int64_t>(*value);
-    const Owned object(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
+    const ::cf::Owned<CFTypeRef> object(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
     return store(key, object.get(), synchronise);
 }
 
@@ -61,8 +55,7 @@ bool plist_adapter::isReadable() const {
 
 CFPropertyListRef plist_adapter::copy(const std::string& key) const {
     const auto keyString = makeKey(key);
-    return keyString ? CFPreferencesCopyValue(asString(keyString), domain_.get(), user_.get(), kCFPreferencesCurrentHost)
-                     : nullptr;
+    return keyString ? CFPreferencesCopyValue(keyString.get(), domain_.get(), user_.get(), kCFPreferencesCurrentHost) : nullptr;
 }
 
 bool assign(bool& out, CFPropertyListRef value) {

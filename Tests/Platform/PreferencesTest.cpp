@@ -1,4 +1,4 @@
-#include "Platform/CoreFoundation/ConstantString.h"
+#include "Platform/CoreFoundation/Object.h"
 #include "Platform/CoreFoundation/PreferencesFile.h"
 #include "Platform/CoreFoundation/PreferencesWrite.h"
 #include "Platform/FileDescriptor.h"
@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constinit const platform::ConstantString kDomain("test.domain");
+constinit const ConstantString kDomain("test.domain");
 
 using Owned = cf::Owned<CFTypeRef>;
 

@@ -2,7 +2,6 @@
 
 #include "platform/vsk/plist_adapter.h"
 
-#include <cstdint>
 #include <string>
 
 /// The manager's preferences: the domain "com.quorvel.Corvane" of the current user. Making one touches no file.
@@ -15,8 +14,12 @@ public:
 
 protected:
     /// The stored value; `fallback` when there is none or it is of another type.
-    bool read(const std::string& key, bool fallback) const;
-    std::uint32_t read(const std::string& key, std::uint32_t fallback) const;
+    template <typename Value>
+    Value read(const std::string& key, Value fallback) const {
+        const cf::Owned<CFPropertyListRef> stored(adapter_.copy(key));
+        vsk::cf::assign(fallback, stored.get());
+        return fallback;
+    }
 
     const vsk::cf::plist_adapter& adapter() const { return adapter_; }
 

@@ -28,7 +28,6 @@ CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 CFTypeRef CFRetain(CFStringRef string);
 void CFRelease(CFStringRef string);
-void CFRelease(CFNumberRef number);
 CFTypeID CFGetTypeID(CFTypeRef object);
 
 using CFStringEncoding = std::uint32_t;
