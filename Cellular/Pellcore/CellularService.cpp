@@ -1,6 +1,6 @@
 #include "Pellcore/CellularService.h"
 
-#include "Client/ConnectionHandler.h"
+#include "Client/Manager.h"
 #include "Pellcore/Log.h"
 #include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
@@ -33,7 +33,7 @@ void CellularService::start() {
         }
     });
     // A new connection may mean that the manager has started; events may have been missed.
-    ryn::client::RegisterConnectionHandler(manager_, ask);
+    manager_->addConnectionHandler([ask](const xpc::Object&) { ask(); });
     ryn::client::EventsOn(manager_);
     dispatch_async(queue_.get(), ask);
 }

@@ -5,9 +5,7 @@
 namespace ryn::client {
 
 std::optional<Clock::time_point> Calls::nextDeadline() const {
-    const auto earliest = std::min_element(asynchronous_.begin(), asynchronous_.end(), [](const auto& left, const auto& right) {
-        return left.second.deadline < right.second.deadline;
-    });
+    const auto earliest = std::ranges::min_element(asynchronous_, {}, [](const auto& call) { return call.second.deadline; });
     return earliest == asynchronous_.end() ? std::nullopt : std::optional(earliest->second.deadline);
 }
 
@@ -39,8 +37,7 @@ void Calls::answerAll(const Answer& answer) {
 }
 
 std::optional<Calls::Asynchronous> Calls::takeExpired(Clock::time_point now) {
-    const auto expired =
-        std::find_if(asynchronous_.begin(), asynchronous_.end(), [now](const auto& call) { return call.second.deadline <= now; });
+    const auto expired = std::ranges::find_if(asynchronous_, [now](const auto& call) { return call.second.deadline <= now; });
     if (expired == asynchronous_.end()) {
         return std::nullopt;
     }

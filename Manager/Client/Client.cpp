@@ -1,5 +1,4 @@
 #include "platform/ryn/client.h"
-#include "Client/ConnectionHandler.h"
 #include "Client/Manager.h"
 #include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
@@ -47,10 +46,6 @@ void PerformCommand(ManagerPtr manager, const std::string& command, Completion c
 
 void RegisterEventHandler(ManagerPtr manager, const std::string& event, EventHandler handler) {
     manager->addEventHandler(event, std::move(handler));
-}
-
-void RegisterConnectionHandler(ManagerPtr manager, std::function<void()> handler) {
-    manager->addConnectionHandler([handler = std::move(handler)](const xpc::Object&) { handler(); });
 }
 
 void SetFailureHandler(ManagerPtr manager, FailureHandler handler) {

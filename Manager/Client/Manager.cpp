@@ -21,12 +21,6 @@ constexpr int kPacketsAtOnce = 64;
 /// Bytes of memory that events may take while they wait to be handled.
 constexpr std::size_t kMostBacklog = 16'000'000;
 
-/// About what an event takes that waits to be handled: its place on the queue and the objects of its payload, however small.
-std::size_t memoryWhileQueued(const xpc::Object& payload) {
-    constexpr std::size_t kQueued = 256;
-    return kQueued + xpc::memoryOf(payload);
-}
-
 Answer toAnswer(const Failure& failure) {
     return {failure.result, failure.toReply()};
 }
@@ -50,17 +44,14 @@ int Manager::perform(std::string_view command, const xpc::Object& argument, xpc:
     const Deadline deadline(timeout);
     Lock lock(mutex_);
     ++commands_;
-    const Sent sent = send(lock, command, argument, deadline);
+    const Sent sent = send(lock, wire::Request{0, command, argument}, deadline);
     return await(lock, sent, deadline, reply);
 }
 
 int Manager::greet(xpc::Object& reply, Clock::duration timeout) {
     const Deadline deadline(timeout);
     Lock lock(mutex_);
-    Sent sent = send(lock, deadline, [this](std::uint64_t) {
-        request_.clear();
-        return std::optional<Failure>();
-    });
+    Sent sent = send(lock, std::nullopt, deadline);
     if (!sent.failure && greetingAnswer_) {
         reply = greetingAnswer_;
         return 0;
@@ -121,7 +112,7 @@ void Manager::perform(std::string_view command, const xpc::Object& argument, Com
                 completion(result, reply);
             };
         }
-        const Sent sent = send(lock, command, argument, deadline);
+        const Sent sent = send(lock, wire::Request{0, command, argument}, deadline);
         if (sent.failure) {
             delivery_.complete(std::move(completion), toAnswer(*sent.failure));
             return;
@@ -204,19 +195,15 @@ void Manager::serve(short events) {
     sendDue(now);
 }
 
-Manager::Sent Manager::send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline) {
-    return send(lock, deadline, [&](std::uint64_t id) {
-        const bool fits = wire::encode(wire::Request{id, command, argument}, request_);
-        return fits ? std::nullopt : std::optional(tooLarge(command));
-    });
-}
-
-template <typename Encode>
-Manager::Sent Manager::send(Lock& lock, const Deadline& deadline, const Encode& encode) {
+Manager::Sent Manager::send(Lock& lock, std::optional<wire::Request> request, const Deadline& deadline) {
     for (;;) {
         const std::uint64_t id = nextId_;
-        if (auto failure = encode(id)) {
-            return {id, std::move(failure)};
+        request_.clear();
+        if (request) {
+            request->id = id;
+            if (!wire::encode(*request, request_)) {
+                return {id, tooLarge(request->command)};
+            }
         }
         const Link::Outcome outcome = link_.send(request_);
         ++nextId_;
@@ -339,7 +326,8 @@ std::optional<Failure> Manager::handle(wire::Event& event) {
         return std::nullopt;
     }
     const auto [begin, end] = handlers_.equal_range(event.name);
-    const std::size_t memory = begin == end ? 0 : memoryWhileQueued(event.payload);
+    constexpr std::size_t kPlace = 256;  // about what the queue takes for an event, however small its payload
+    const std::size_t memory = begin == end ? 0 : kPlace + xpc::memoryOf(event.payload);
     std::for_each(begin, end, [&](const auto& entry) { delivery_.event(entry.second, event.payload, memory); });
     return delivery_.backlog() > kMostBacklog ? std::optional(flooded(link_.place())) : std::nullopt;
 }

@@ -64,10 +64,8 @@ private:
         std::uint64_t id;
         std::optional<Failure> failure;  ///< absent: the request is on its way
     };
-    Sent send(Lock& lock, std::string_view command, const xpc::Object& argument, const Deadline& deadline);
-    /// Sends what `encode(id)` leaves in request_; empty: only what is due before it.
-    template <typename Encode>
-    Sent send(Lock& lock, const Deadline& deadline, const Encode& encode);
+    /// @param request gets an id; absent: sends only what is due before one
+    Sent send(Lock& lock, std::optional<wire::Request> request, const Deadline& deadline);
     /// Waits for the answer, which `sent` may have.
     int await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::Object& reply);
     /// Lets a moment pass, in which what has come is received. @return false when the deadline is over

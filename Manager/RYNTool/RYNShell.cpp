@@ -1,11 +1,10 @@
-#include "RYNShell.h"
-
 #include "commands/Groups.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/console/StandardStreams.h"
 #include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
 #include "platform/vsk/SorvexUtil.h"
+#include "shell/CommandShell.h"
 #include "shell/Output.h"
 
 #include <pthread.h>
@@ -18,16 +17,21 @@
 #undef NDEBUG
 #include <cassert>
 
-std::shared_ptr<CommandBase> RYNShell::createRootCommand(const Words& /*words*/) {
-    const dispatch::Queue queue("ryntool.queue");
-    const auto manager = ryn::client::CreateManager("ryntool", queue.get());
-    if (const char* const debug = std::getenv("RYNTOOL_DEBUG"); debug != nullptr && std::string_view(debug) == "1") {
-        ryn::client::SetFailureHandler(manager, [](const std::string& sentence) { output::printError({"Reason: ", sentence}); });
-    }
-    return createRYNCommand("ryntool", {}, manager, queue.get());
-}
-
 namespace {
+
+/// The shell of this tool: opens the manager's client and builds the command tree on it.
+class RYNShell : public CommandShell {
+    std::shared_ptr<CommandBase> createRootCommand(const Words& /*words*/) override {
+        const dispatch::Queue queue("ryntool.queue");
+        const auto manager = ryn::client::CreateManager("ryntool", queue.get());
+        if (const char* const debug = std::getenv("RYNTOOL_DEBUG"); debug != nullptr && std::string_view(debug) == "1") {
+            ryn::client::SetFailureHandler(manager, [](const std::string& sentence) {
+                output::printError({"Reason: ", sentence});
+            });
+        }
+        return createRYNCommand("ryntool", {}, manager, queue.get());
+    }
+};
 
 /// The worker: runs the shell and ends the process with its verdict.
 void* runShell(void* argument) {

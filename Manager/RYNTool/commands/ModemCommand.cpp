@@ -5,9 +5,9 @@
 
 namespace {
 
-/// The low 32 bits of the number that the word begins with, whatever the size of a `long`; 0 when it begins with none.
-std::int32_t numberOf(const std::string& word) {
-    return static_cast<std::int32_t>(std::strtoll(word.c_str(), nullptr, 10));
+/// The low 32 bits of the number that the word begins with.
+xpc::Object smallNumber(const std::string& word) {
+    return xpc::number(static_cast<std::int32_t>(numberOf(word)));
 }
 
 /// "baseband": boot state, operating mode, clock and last wake reason of the baseband.
@@ -68,9 +68,9 @@ private:
 
     /// Prints the outcome when it has come.
     void setOperatingMode(const Group& group, const Words& words) const {
-        const auto argument = xpc::dictionary({{ryn::kKeyBasebandOperatingMode, xpc::number(numberOf(words.front()))}});
+        const auto argument = xpc::dictionary({{ryn::kKeyBasebandOperatingMode, smallNumber(words.front())}});
         if (words.size() > 1) {
-            xpc::set(argument, ryn::kKeyTimeout, xpc::number(numberOf(words[1])));
+            xpc::set(argument, ryn::kKeyTimeout, smallNumber(words[1]));
         }
         ryn::client::PerformCommand(
             manager(), ryn::kCommandSetBasebandOperatingMode,

@@ -2,8 +2,6 @@
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "platform/ryn/constants.h"
 
-#include <cstdlib>
-
 namespace {
 
 const char* textOf(CFStringRef string) {
@@ -46,7 +44,7 @@ private:
             output::printLine({"Invalid power command usage"});
             return false;
         }
-        const auto notification = static_cast<std::uint32_t>(std::strtoll(words.front().c_str(), nullptr, 16));
+        const auto notification = static_cast<std::uint32_t>(numberOf(words.front(), 16));
         const Answer answer = perform(ryn::kCommandSimulatePowerNotification,
                                       xpc::dictionary({{ryn::kKeyPowerNotificationMessage, xpc::number(notification)}}));
         // It stays so for whatever is printed later.

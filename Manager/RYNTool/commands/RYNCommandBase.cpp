@@ -5,6 +5,8 @@
 #include "platform/vsk/SorvexUtil.h"
 #include "shell/Output.h"
 
+#include <cstdlib>
+
 RYNCommandBase::RYNCommandBase(std::string name, std::weak_ptr<CommandBase> parent, ryn::client::ManagerPtr manager,
                                dispatch_queue_t queue)
     : CommandBase(std::move(name), std::move(parent)), manager_(std::move(manager)), queue_(queue) {}
@@ -59,6 +61,10 @@ std::string readString(const xpc::Object& reply, const char* key) {
 
 std::int32_t readInteger(const xpc::Object& reply, const char* key, std::int32_t fallback) {
     return vsk::toInt32(xpc_dictionary_get_value(reply.get(), key), fallback);
+}
+
+std::int64_t numberOf(const std::string& word, int base) {
+    return std::strtoll(word.c_str(), nullptr, base);  // a `long` is narrower on some machines
 }
 
 const char* verdict(int result) {

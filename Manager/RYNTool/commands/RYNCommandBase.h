@@ -90,6 +90,9 @@ std::string readString(const xpc::Object& reply, const char* key);
 /// The integer under `key` as a signed 32-bit number; `fallback` when it is absent, no integer, or `reply` no dictionary.
 std::int32_t readInteger(const xpc::Object& reply, const char* key, std::int32_t fallback);
 
+/// The number that the word begins with; 0 when it begins with none.
+std::int64_t numberOf(const std::string& word, int base = 10);
+
 /// "Success" for 0, else "Failed".
 const char* verdict(int result);
 

@@ -1,16 +1,9 @@
 #include "commands/Groups.h"
 #include "platform/ryn/constants.h"
 
-#include <cstdlib>
-
 namespace {
 
 constexpr std::int64_t kBootModule = 0;
-
-/// 64 bits wide on every machine, which a `long` is not.
-std::int64_t numberOf(const std::string& word) {
-    return std::strtoll(word.c_str(), nullptr, 10);
-}
 
 /// "stats": reads the manager's statistics and reports boot figures into them. Failures go to standard output too.
 class StatsCommand : public RYNCommandBase {

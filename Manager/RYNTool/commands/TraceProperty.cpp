@@ -8,15 +8,24 @@
 
 namespace {
 
-bool isComplete(const ryn::client::ManagerPtr& manager, const std::string& trace, const std::string& property) {
-    return manager != nullptr && !trace.empty() && !property.empty();
-}
-
-int perform(const ryn::client::ManagerPtr& manager, const char* command, const xpc::Object& argument, std::int64_t timeout,
-            xpc::Object& reply) {
+/// @param value what to set the property to; nullptr to get it
+int perform(const ryn::client::ManagerPtr& manager, const std::string& trace, const std::string& property,
+            const std::string* value, std::int64_t timeout, xpc::Object& reply) {
+    if (manager == nullptr || trace.empty() || property.empty()) {
+        return kResultInvalidArgument;
+    }
+    const auto argument = xpc::dictionary({
+        {ryn::kKeyTraceName, xpc::text(trace)},
+        {ryn::kKeyTracePropertyName, xpc::text(property)},
+    });
+    if (value != nullptr) {
+        xpc::set(argument, ryn::kKeyTracePropertyValue, xpc::text(*value));
+        xpc::set(argument, ryn::kKeyTracePropertyWaitForCompletion, xpc::boolean(true));
+    }
     if (timeout != 0) {
         xpc::set(argument, ryn::kKeyTimeout, xpc::number(timeout));
     }
+    const char* const command = value == nullptr ? ryn::kCommandGetTraceProperty : ryn::kCommandSetTraceProperty;
     return ryn::client::PerformCommand(manager, command, argument, reply);
 }
 
@@ -24,15 +33,8 @@ int perform(const ryn::client::ManagerPtr& manager, const char* command, const x
 
 int getTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& trace, const std::string& property,
                      std::string& value, std::int64_t timeout) {
-    if (!isComplete(manager, trace, property)) {
-        return kResultInvalidArgument;
-    }
-    const auto argument = xpc::dictionary({
-        {ryn::kKeyTraceName, xpc::text(trace)},
-        {ryn::kKeyTracePropertyName, xpc::text(property)},
-    });
     xpc::Object reply;
-    const int result = perform(manager, ryn::kCommandGetTraceProperty, argument, timeout, reply);
+    const int result = perform(manager, trace, property, nullptr, timeout, reply);
     if (result == 0 && reply.isDictionary()) {
         value = readString(reply, ryn::kKeyTracePropertyValue);
     }
@@ -41,17 +43,8 @@ int getTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& 
 
 int setTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& trace, const std::string& property,
                      const std::string& value, std::int64_t timeout) {
-    if (!isComplete(manager, trace, property)) {
-        return kResultInvalidArgument;
-    }
-    const auto argument = xpc::dictionary({
-        {ryn::kKeyTraceName, xpc::text(trace)},
-        {ryn::kKeyTracePropertyName, xpc::text(property)},
-        {ryn::kKeyTracePropertyValue, xpc::text(value)},
-        {ryn::kKeyTracePropertyWaitForCompletion, xpc::boolean(true)},
-    });
-    xpc::Object reply;
-    return perform(manager, ryn::kCommandSetTraceProperty, argument, timeout, reply);
+    xpc::Object ignored;
+    return perform(manager, trace, property, &value, timeout, ignored);
 }
 
 bool runTraceProperty(const ryn::client::ManagerPtr& manager, const char* trace, const TraceProperty& property,

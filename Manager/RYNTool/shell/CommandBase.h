@@ -1,7 +1,6 @@
 #pragma once
 
 #include "shell/WordTable.h"
-#include "shell/Words.h"
 #include "shell/group.h"
 
 #include <forward_list>
@@ -10,6 +9,10 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+/// The words of one command. A leaf's handler receives those behind its own word.
+using Words = std::vector<std::string>;
 
 /// Runs a leaf. A handler whose work goes on after it has returned enters the group and leaves it at the work's end.
 /// @return whether the command succeeded, as far as is known when the handler returns.

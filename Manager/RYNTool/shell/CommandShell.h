@@ -2,7 +2,6 @@
 
 #include "shell/CommandBase.h"
 #include "shell/LineReader.h"
-#include "shell/Words.h"
 
 #include <memory>
 #include <optional>

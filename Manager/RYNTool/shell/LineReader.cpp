@@ -5,12 +5,6 @@
 
 #include <string_view>
 
-namespace {
-
-constexpr std::size_t kBufferSize = 4096;
-
-}  // namespace
-
 std::optional<std::string> LineReader::next() {
     std::string line;
     for (;;) {
@@ -32,6 +26,7 @@ bool LineReader::fill() {
     if (isAtEnd_) {
         return false;
     }
+    constexpr std::size_t kBufferSize = 4096;
     buffer_.resize(kBufferSize);
     begin_ = 0;
     end_ = platform::readStandardInput(buffer_.data(), buffer_.size());

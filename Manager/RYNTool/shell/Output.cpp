@@ -33,13 +33,6 @@ void writeTo(Stream stream) {
     }
 }
 
-template <typename Number>
-std::string inBase(int base, Number value) {
-    char digits[std::numeric_limits<Number>::digits10 + 2];
-    const auto end = std::to_chars(std::begin(digits), std::end(digits), value, base).ptr;
-    return {digits, end};
-}
-
 }  // namespace
 
 void printLine(Parts parts) {
@@ -76,12 +69,11 @@ bool isLost() {
     return lost;
 }
 
-std::string number(std::int32_t value) {
-    return isHexadecimal ? number(static_cast<std::uint32_t>(value)) : inBase(10, value);
-}
-
-std::string number(std::uint32_t value) {
-    return inBase(isHexadecimal ? 16 : 10, value);
+std::string number(std::int64_t value) {
+    char digits[std::numeric_limits<std::int64_t>::digits10 + 2];
+    const auto result = isHexadecimal ? std::to_chars(std::begin(digits), std::end(digits), static_cast<std::uint32_t>(value), 16)
+                                      : std::to_chars(std::begin(digits), std::end(digits), value);
+    return {digits, result.ptr};
 }
 
 void useHexadecimal() {

@@ -31,10 +31,9 @@ void flush();
 bool isLost();
 
 /// The number as standard output shows it now: decimal at first.
-std::string number(std::int32_t value);
-std::string number(std::uint32_t value);
+std::string number(std::int64_t value);
 
-/// From here on standard output shows numbers in lower-case hexadecimal, negative ones by their 32 bits.
+/// From here on standard output shows numbers in lower-case hexadecimal, their low 32 bits.
 void useHexadecimal();
 
 /// Keeps the lines of other threads from between this thread's while the lock is held.
