@@ -214,16 +214,16 @@ def test_a_phone_moves_between_the_cells_of_its_network(scripted):
 
 
 @pytest.mark.parametrize("text, said", [
-    ("", "line 1: this is no JSON: "),
-    ('{"steps": [\n{"at": 1\n"action": "crash"}]}', "line 3: this is no JSON: syntax error while parsing object"),
-    ('{"steps": [], "seed": 1e999}', "line 1: this is no JSON: number overflow"),
+    ("", "line 1: this is no JSON: ..."),
+    ('{"steps": [\n{"at": 1\n"action": "crash"}]}', "line 3: this is no JSON: syntax error while parsing object..."),
+    ('{"steps": [], "seed": 1e999}', "line 1: this is no JSON: number overflow..."),
     ("[]", 'line 1: it must be an object like {"seed": 1, "steps": [...]}'),
-    ('{\n"steps": {}}', "line 2: it must be an object like"),
+    ('{\n"steps": {}}', "line 2: it must be an object like..."),
     ('{"steps": [],\n"sead": 1}', 'line 2: there is no key "sead" here; there are "seed", "silence"'),
     ('{"steps": [],\n"seed": -1}', 'line 2: "seed" is -1; it takes a whole number from 0 to 9007199254740991'),
     ('{"steps": [],\n"seed": 1,\n"seed": 2}', 'line 3: the key "seed" stands twice in an object'),
     ('{"steps": [\n5]}', 'line 2, step 1: 5 is no step; a step is an object like {"at": 5, "action": "crash"}'),
-    ('{"steps": [\n{"at": 5}]}', 'line 2, step 1: "action" is missing; it takes "crash", "fail-boot",'),
+    ('{"steps": [\n{"at": 5}]}', 'line 2, step 1: "action" is missing; it takes "crash", "fail-boot",...'),
     ('{"steps": [\n{"at": 5, "action": "hang",\n"seconds": 1}]}',
      'line 3, step 1: there is no key "seconds" here; there are "name", "at", "after", "delay", "action"'),
     ('{"steps": [\n{"at": 5, "action": "fade-signal"}]}', 'line 2, step 1: "dBm" is missing; it takes a whole number from -140 to -44'),
@@ -237,15 +237,17 @@ def test_a_phone_moves_between_the_cells_of_its_network(scripted):
     ('{"steps": [{"at": 1,\n"after": "Ready", "action": "hang"}]}', 'line 1, step 1: a step has either "at" or "after"'),
     ('{"steps": [{"at": 1,\n"delay": 1, "action": "hang"}]}', 'line 2, step 1: "delay" goes with "after"'),
     ('{"steps": [{"after": "ready", "action": "hang"}]}',
-     'line 1, step 1: there is no step or event "ready"; events are Off, Booting, Ready,'),
+     'line 1, step 1: there is no step or event "ready"; events are Off, Booting, Ready, Resetting, '
+     + ", ".join(["soft reset", "hard reset", "crash", *(f"mode {mode}" for mode in range(8))])),
     ('{"steps": [{"at": 1, "name": "Ready", "action": "hang"}]}',
      'line 1, step 1: the name "Ready" stands for another step or for an event'),
     ('{"steps": [{"name": "a",\n"after": "b", "action": "hang"},\n{"name": "b", "after": "a", "action": "hang"}]}',
      'line 2, step 1: the step waits for itself, by way of "b"'),
-    ('{"steps": [{"at": 1, "action": "crash", "reason": "\\u001b[2J"}]}', 'line 1, step 1: "reason" is "\\u001b[2J"; it takes a text'),
+    ('{"steps": [{"at": 1, "action": "crash", "reason": "\\u001b[2J"}]}', 'line 1, step 1: "reason" is "\\u001b[2J"; it takes a text of 1 to 200 printable bytes'),
 ])
 def test_a_wrong_file_is_refused_with_the_place(tmp_path, text, said):
     (tmp_path / "scenario.json").write_text(text)
     status, output, errors = run(MANAGER, "--scenario", tmp_path / "scenario.json")
     assert (status, output, errors.count("\n")) == (2, "", 1)
-    assert errors.startswith(f"Corvane: --scenario: {tmp_path}/scenario.json {said}")
+    said = f"Corvane: --scenario: {tmp_path}/scenario.json {said}\n"
+    assert errors == said or said.endswith("...\n") and errors.startswith(said[:-4])
