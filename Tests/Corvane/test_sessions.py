@@ -145,11 +145,13 @@ def recorded(manager, trace, file):
 
 def test_what_the_baseband_and_the_network_say_is_recorded(manager):
     assert status(manager) == "Idle"
-    manager.does("diag enabled true -- baseband reset soft lab -- baseband state 0 -- baseband state 3")
+    manager.does("diag enabled true -- baseband diagnostics run rftest -- baseband reset soft lab -- baseband state 0 -- "
+                 "baseband state 3")
     assert status(manager) == "Dumping"
     file = messages(manager)
     assert is_sound(file)
-    assert in_order("\n".join(map(" ".join, tshark(file, "gsmtap_log.subsys", "_ws.col.Info"))), "BOOT soft reset: [ryntool] lab",
+    assert in_order("\n".join(map(" ".join, tshark(file, "gsmtap_log.subsys", "_ws.col.Info"))), "RF self-test passed\n",
+                    "BOOT soft reset: [ryntool] lab",
                     "BOOT subsystems stop\n", "BOOT images are verified, subsystems start\n",
                     "RF front end calibrated for bands 3, 7 and 20\n", "BOOT ready after ", "MODE operating mode 0 (online)",
                     "MasterInformationBlock", "SystemInformationBlockType1", "RRCConnectionRequest", "Attach request",
@@ -282,13 +284,13 @@ def test_messages_are_streamed_as_they_happen(manager):
 
 def test_what_passes_between_manager_and_baseband_is_recorded(manager):
     manager.does("trace set BasebandIPC Enabled true -- kernelpci enabled true -- baseband state 3 -- diag enabled true -- "
-                 "trace set DIAG Use_Threshold false -- baseband reset soft lab -- baseband state -- power simulate 0x10")
+                 "trace set DIAG Use_Threshold false -- baseband reset soft lab -- baseband state -- power enable npa -- power simulate 0x10")
     sleeps = "Z command power notification: about to sleep\n"
     log, link = recorded(manager, "BasebandIPC", "txt"), recorded(manager, "KernelPCI", "txt")
     until(lambda: log.exists() and sleeps in log.read_text(), "the last exchange on disk")
     assert in_order(log.read_text(), "Z command set operating mode: 3 (offline)\n", "Z event operating mode: 3 (offline)\n",
                     "Z command soft reset: [ryntool] lab\n", "Z event boot state: Resetting\n", "Z event boot state: Ready\n",
-                    "Z command get boot state\n", sleeps)
+                    "Z command get boot state\n", "Z command power log: NPA\n", sleeps)
     for descriptor in ("tx ring 0 descriptor 0 at 0x1000: 41 bytes\n", "rx ring 1 descriptor 0 at 0x2000: ",
                        "rx ring 2 descriptor 1 at 0x3010: "):
         until(lambda descriptor=descriptor: f"Z {descriptor}" in link.read_text(), descriptor)

@@ -9,13 +9,19 @@ namespace fs = std::filesystem;
 static_assert(RYNProperties::kRFSFlushInterval.builtIn == 7200 && RYNProperties::kRFSFlushTimeout.builtIn == 0);
 static_assert(RYNProperties::kBootBaseband.builtIn && RYNProperties::kCoreDumpOnSoftResetTimeout.builtIn == 0);
 static_assert(RYNProperties::kStackshotOnShutdownTimeout.builtIn == 0);
+static_assert(std::string_view(RYNProperties::kHostServer.key) == "HostServer");
+static_assert(std::string_view(RYNProperties::kRFSFlushInterval.key) == "RFSFlushInterval");
+static_assert(std::string_view(RYNProperties::kRFSFlushTimeout.key) == "RFSFlushTimeout");
+static_assert(std::string_view(RYNProperties::kBootBaseband.key) == "BootBaseband");
+static_assert(std::string_view(RYNProperties::kCoreDumpOnSoftResetTimeout.key) == "CoreDumpOnSoftResetTimeout");
+static_assert(std::string_view(RYNProperties::kStackshotOnShutdownTimeout.key) == "StackshotOnShutdownTimeout");
 
 TEST(Settings, StoredPropertiesFallBackToTheirDefaults) {
     const TempFolder temp;
     ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);
     ::setenv("SORVEX_DEVICE_FILE", "/nonexistent", 1);
     const struct {
-        const char* stored;
+        std::string stored;
         std::uint32_t history;
         bool enabled;
         bool blocked;
@@ -28,13 +34,15 @@ TEST(Settings, StoredPropertiesFallBackToTheirDefaults) {
         {R"("Trace::RYN::Enabled": [], "Trace::RYN::History": 4.5, "BlockBasebandResets": null)", 5, true, false},
         {R"("Trace::RYN::History": 4294967297)", 1, true, false},
         {R"("Trace::RYN::History": -1)", 4294967295, true, false},
+        {R"("Trace::RYN::History": 12, "deep": )" + std::string(61, '[') + std::string(61, ']'), 12, true, false},
+        {R"("Trace::RYN::History": 12, "deeper": )" + std::string(62, '[') + std::string(62, ']'), 5, true, false},
     };
     EXPECT_TRUE(RYNProperties::traceRYNEnabled());
     EXPECT_TRUE(fs::is_empty(temp.path())) << "reading a default makes nothing";
     fs::create_directory(temp / "corvane");
     for (const auto& row : cases) {
         support::writeFile(temp / "corvane/com.quorvel.Corvane.json",
-                           R"({"CurrentUser": {"CurrentHost": {)" + std::string(row.stored) + "}}}");
+                           R"({"CurrentUser": {"CurrentHost": {)" + row.stored + "}}}");
         EXPECT_EQ(RYNProperties::traceRYNEnabled(), row.enabled) << row.stored;
         EXPECT_EQ(RYNProperties::traceRYNHistory(), row.history) << row.stored;
         EXPECT_EQ(RYNProperties::storedBlockBasebandResets(), row.blocked) << row.stored;

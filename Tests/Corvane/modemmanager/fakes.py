@@ -89,7 +89,8 @@ class Modem(dbus.service.Object):
     def __init__(self, manager, index):
         self.manager, self.index, self.path = manager, index, f"{ROOT}/Modem/{index}"
         self.properties = {"State": dbus.Int32(STATE["registered"]), "PowerState": dbus.UInt32(3), "Device": "/fake",
-                           "EquipmentIdentifier": "490154203237518", "Largest": dbus.UInt64(2**64 - 1),
+                           "EquipmentIdentifier": "490154203237518",
+                           "Fitting": dbus.UInt64(2**63 - 1), "Largest": dbus.UInt64(2**64 - 1),
                            "SignalQuality": dbus.Struct((dbus.UInt32(57), True), signature="ub"),
                            "Bearers": dbus.Array([], "o")}
         super().__init__(manager.connection, self.path)

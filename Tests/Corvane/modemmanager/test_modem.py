@@ -434,7 +434,8 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     assert client.answer(client.ask_erase()) is None
     assert fakes.Modem.asked[-2:] == ["FactoryReset", "Reset"]
     assert "KeyTraceLogsFolder" in client.do("CollectTraceLogs", TraceLogsReason="why")
-    assert rig.snapshot("modem.json")[manager.modem.path][MODEM]["Largest"] == str(2**64 - 1)
+    shown = rig.snapshot("modem.json")[manager.modem.path][MODEM]
+    assert (shown["Fitting"], shown["Largest"]) == (2**63 - 1, str(2**64 - 1))
 
 
 def test_hot_plugging_costs_neither_descriptors_nor_memory(rig):
