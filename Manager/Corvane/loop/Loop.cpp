@@ -1,5 +1,6 @@
 #include "Corvane/loop/Loop.h"
 
+#include "Corvane/loop/Timer.h"
 #include "Corvane/loop/Watch.h"
 #include "Corvane/support/MemoryReserve.h"
 
@@ -52,13 +53,6 @@ Result<std::unique_ptr<Loop>> Loop::make() {
         return cantMake(-result);
     }
     loop->event_.reset(event);
-    // sd-event opens its timer's descriptor with the first timer: when there is none left, the daemon must learn that now.
-    sd_event_source* timer = nullptr;
-    const auto ignore = [](sd_event_source*, std::uint64_t, void*) { return 0; };
-    if (const int result = sd_event_add_time(event, &timer, CLOCK_MONOTONIC, UINT64_MAX, 0, ignore, nullptr); result < 0) {
-        return cantMake(-result);
-    }
-    sd_event_source_unref(timer);
     loop->descriptors_ = platform::FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
     epoll_event ready{EPOLLIN, {nullptr}};
     if (!loop->descriptors_ || epoll_ctl(loop->descriptors_.get(), EPOLL_CTL_ADD, sd_event_get_fd(event), &ready) != 0) {
@@ -91,7 +85,7 @@ Result<void> Loop::exitOn(std::initializer_list<int> signals) {
 bool Loop::turn() {
     rearm_ = false;
     int pending = sd_event_prepare(event_.get());
-    // When nothing is pending, sd-event has set its timer and sleeps until its own descriptor is ready or someone arms something.
+    // When nothing is pending, sd-event sleeps until its own descriptor is ready or someone gives it something else to wait for.
     const bool wait = pending == 0;
     while (!serve(wait) && wait && !rearm_) {
     }
@@ -108,7 +102,7 @@ bool Loop::turn() {
 bool Loop::serve(bool wait) {
     std::array<epoll_event, kReadyAtOnce> ready;
     const bool isIdle = deferred_.empty() && deferredToLull_.empty();
-    const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? -1 : 0);
+    const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? untilTimer() : 0);
     turnBegan_ = Clock::now();
     bool eventIsDue = false;
     for (int index = 0; index < count; ++index) {
@@ -125,10 +119,27 @@ bool Loop::serve(bool wait) {
     shareTurn();
     runInLull(isLull);
     runDeferred();
+    runTimers();
     if ((std::exchange(isOutOfMemory_, false) || memory::isShort()) && relieve_) {
         withinMemory(relieve_);
     }
     return eventIsDue;
+}
+
+int Loop::untilTimer() const {
+    if (timers_.empty()) {
+        return -1;
+    }
+    constexpr std::chrono::milliseconds kLongest = std::chrono::hours(1);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first - Clock::now());
+    return static_cast<int>(std::clamp(left, std::chrono::milliseconds::zero(), kLongest).count());
+}
+
+/// Those that were due when the turn began. What they set is for later turns.
+void Loop::runTimers() {
+    while (!timers_.empty() && timers_.begin()->first <= turnBegan_) {
+        timers_.begin()->second->expire();
+    }
 }
 
 void Loop::runInLull(bool isLull) {

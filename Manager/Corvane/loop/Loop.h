@@ -9,6 +9,7 @@
 #include <deque>
 #include <functional>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <new>
 #include <span>
@@ -16,6 +17,7 @@
 
 namespace corvane {
 
+class Timer;
 class Watch;
 
 /// Gives an object of libsystemd back.
@@ -31,9 +33,9 @@ using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_dis
 
 /// The daemon's event loop. Everything in the daemon happens on its one thread.
 ///
-/// Timers, signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own
-/// descriptor: serving one costs a single wait, and sd-event is only looked at when it has something to do. Whatever arms a timer
-/// meanwhile makes the loop compute its deadline again, so a handler need not know whether sd-event sleeps.
+/// Signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own descriptor: serving
+/// one costs a single wait, and sd-event is only looked at when it has something to do. Timers are the loop's own: setting one
+/// costs no system call, since the wait ends when the first of them is due.
 ///
 /// A turn takes a few milliseconds, whatever is ready. Descriptors that take little, as far as is known, come first, then those
 /// that are new, then those that take much; each of the three is served something in every turn. Those that take much share what
@@ -76,16 +78,17 @@ public:
     /// lull. For what keeps the loop from serving, such as a wait for the disk: at most one such task runs in a turn.
     void deferToLull(std::function<void()> task) { deferredToLull_.push_back(std::move(task)); }
 
-    /// Makes the loop compute its deadline again. Timers call it themselves; so must whoever gives sd-event something else to
-    /// wait for, such as a call on a bus.
+    /// Makes the loop ask sd-event again what it waits for. To be called after giving it something else, such as a call on a bus.
     void rearm() { rearm_ = true; }
     /// For what libsystemd attaches to it.
     sd_event& event() { return *event_; }
 
 private:
+    friend Timer;
     friend Watch;
 
     using Clock = std::chrono::steady_clock;
+    using Timers = std::multimap<Clock::time_point, Timer*>;
 
     Loop() = default;
     /// Serves descriptors. @return whether sd-event has something to do.
@@ -95,11 +98,15 @@ private:
     static bool turnsCostly(Watch& watch);
     /// Whether another process has had the processor since this was last asked.
     bool wasPreempted();
+    /// In milliseconds, rounded up; -1 when no timer is set.
+    int untilTimer() const;
+    void runTimers();
     void runDeferred();
     void runInLull(bool isLull);
 
     std::unique_ptr<sd_event, Release<sd_event_unref>> event_;
     platform::FileDescriptor descriptors_;  ///< the epoll set
+    Timers timers_;                         ///< that are set, by when they are due
     std::vector<Watch*> ready_;             ///< those that are to be served in this turn
     Clock::time_point turnBegan_;
     Clock::time_point now_;  ///< when the last watch was served, in this turn

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 
 namespace corvane {
 
@@ -14,17 +15,20 @@ public:
     explicit Timer(Loop& loop) : loop_(loop) {}
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
+    ~Timer() { cancel(); }
 
     /// Calls `then` once, `delay` from now, in place of what was set before.
     void set(std::chrono::milliseconds delay, std::function<void()> then);
     void cancel();
-    bool isSet() const { return static_cast<bool>(then_); }
+    bool isSet() const { return place_.has_value(); }
 
 private:
+    friend Loop;
+
     void expire();
 
     Loop& loop_;
-    EventSource source_;
+    std::optional<Loop::Timers::iterator> place_;  ///< among the loop's timers
     std::function<void()> then_;
 };
 
