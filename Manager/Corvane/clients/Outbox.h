@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <span>
 #include <vector>
 
@@ -33,7 +33,7 @@ public:
 
 private:
     int socket_;
-    std::deque<std::vector<std::uint8_t>> packets_;
+    std::list<std::vector<std::uint8_t>> packets_;  ///< few clients ever have one: an empty list takes no memory
     std::size_t bytes_ = 0;
 };
 

@@ -67,7 +67,7 @@ void Server::accept() {
         } else {
             add(std::move(socket), peer);
         }
-    } while (!loop_.isLate());
+    } while (loop_.isShared() && !loop_.isLate());
 }
 
 void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) {

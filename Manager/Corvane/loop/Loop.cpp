@@ -103,7 +103,8 @@ bool Loop::serve(bool wait) {
     std::array<epoll_event, kReadyAtOnce> ready;
     const bool isIdle = deferred_.empty() && deferredToLull_.empty();
     const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? untilTimer() : 0);
-    turnBegan_ = Clock::now();
+    turnBegan_ = now_ = Clock::now();
+    isShared_ = count > 1;
     bool eventIsDue = false;
     for (int index = 0; index < count; ++index) {
         auto* watch = static_cast<Watch*>(ready[static_cast<std::size_t>(index)].data.ptr);
@@ -111,6 +112,7 @@ bool Loop::serve(bool wait) {
             eventIsDue = true;
         } else if (watch->order_ == Watch::Order::Ahead) {
             withinMemory(watch->ready_);
+            now_ = Clock::now();
         } else {
             ready_.push_back(watch);
         }
@@ -158,18 +160,28 @@ void Loop::runInLull(bool isLull) {
 }
 
 void Loop::serveNow(Watch& watch) {
-    Watch* alone = &watch;
     now_ = Clock::now();
-    serveInTurn({&alone, 1}, 1, turnBegan_);
+    serveOne(watch);
+}
+
+/// Notes what serving it takes.
+void Loop::serveOne(Watch& watch) {
+    watch.due_.reset();
+    withinMemory(watch.ready_);
+    const auto spent = Clock::now() - now_;
+    now_ += spent;
+    // What took long because the machine was busy with others says nothing about the client, and a single time says little.
+    if (spent < kLittle || !wasPreempted()) {
+        watch.cost_ = std::min(spent, (7 * watch.cost_.value_or(Clock::duration()) + spent) / 8);
+    }
 }
 
 void Loop::shareTurn() {
     if (ready_.size() == 1) {  // it needs no order
-        serveNow(*ready_.front());
+        serveOne(*ready_.front());
         ready_.clear();
         return;
     }
-    now_ = Clock::now();
     for (Watch* watch : ready_) {
         if (!watch->due_) {
             const auto patience = std::min<Clock::duration>(kPatience * watch->cost_.value_or(Clock::duration()), kMostPatience);
@@ -191,18 +203,12 @@ void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::ti
     std::ranges::sort(watches, {}, &Watch::due_);
     std::size_t served = 0;
     for (Watch* watch : watches) {
-        watch->due_.reset();
         if (now_ - turnBegan_ >= kCarefulAfter && turnsCostly(*watch)) {
+            watch->due_.reset();
             now_ = Clock::now();
             continue;
         }
-        withinMemory(watch->ready_);
-        const auto spent = Clock::now() - now_;
-        now_ += spent;
-        // What took long because the machine was busy with others says nothing about the client, and a single time says little.
-        if (spent < kLittle || !wasPreempted()) {
-            watch->cost_ = std::min(spent, (7 * watch->cost_.value_or(Clock::duration()) + spent) / 8);
-        }
+        serveOne(*watch);
         if (++served >= atLeast && now_ >= end) {
             return;
         }

@@ -33,9 +33,9 @@ using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_dis
 
 /// The daemon's event loop. Everything in the daemon happens on its one thread.
 ///
-/// Signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own descriptor: serving
-/// one costs a single wait, and sd-event is only looked at when it has something to do. Timers are the loop's own: setting one
-/// costs no system call, since the wait ends when the first of them is due.
+/// Signals and the system bus are sd-event's. The clients' sockets are watched directly, beside sd-event's own descriptor:
+/// serving one costs a single wait, and sd-event is only looked at when it has something to do. Timers are the loop's own:
+/// setting one costs no system call, since the wait ends when the first of them is due.
 ///
 /// A turn takes a few milliseconds, whatever is ready. Descriptors that take little, as far as is known, come first, then those
 /// that are new, then those that take much; each of the three is served something in every turn. Those that take much share what
@@ -71,6 +71,8 @@ public:
 
     /// For a handler that would go on: whether it should leave the rest of the turn to the others.
     bool isLate() const;
+    /// Whether others are ready in this turn. Without them, the next turn comes at once and costs no more than going on.
+    bool isShared() const { return isShared_; }
 
     /// Runs `task` once, before the loop waits again.
     void defer(std::function<void()> task) { deferred_.push_back(std::move(task)); }
@@ -94,6 +96,7 @@ private:
     /// Serves descriptors. @return whether sd-event has something to do.
     bool serve(bool wait);
     void shareTurn();
+    void serveOne(Watch& watch);
     void serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end);
     static bool turnsCostly(Watch& watch);
     /// Whether another process has had the processor since this was last asked.
@@ -116,6 +119,7 @@ private:
     int turnsWithoutLull_ = 0;                    ///< since the first of them has waited
     std::vector<std::function<void()>> running_;  ///< of those that were deferred
     std::function<void()> relieve_;
+    bool isShared_ = false;
     bool isOutOfMemory_ = false;
     bool rearm_ = false;
 };
