@@ -159,6 +159,8 @@ Result<std::unique_ptr<SettingsStore>> SettingsStore::open(const fs::path& folde
 
 SettingsStore::SettingsStore(Database database)
     : database_(std::move(database)),
+      begin_(database_.prepare("BEGIN IMMEDIATE")),
+      commit_(database_.prepare("COMMIT")),
       store_(database_.prepare("INSERT OR REPLACE INTO setting VALUES(?1, ?2, ?3)")),
       clear_(database_.prepare("DELETE FROM setting WHERE area = ?1")),
       texts_(database_.takeTexts()) {}
@@ -226,7 +228,8 @@ void SettingsStore::beginLog() {
 void SettingsStore::begin() {
     if (depth_++ == 0) {
         before_.clear();
-        failure_ = database_.execute("BEGIN IMMEDIATE") ? "" : database_.lastError();
+        failure_.clear();
+        run(begin_.get());
     }
 }
 
@@ -238,10 +241,7 @@ Result<void> SettingsStore::commit() {
     for (const Key& key : lazy_) {
         write(key, texts_[key.area][key.name]);
     }
-    if (failure_.empty() && !database_.execute("COMMIT")) {
-        failure_ = database_.lastError();
-    }
-    if (!failure_.empty()) {
+    if (!run(commit_.get())) {
         rollBack();
         return refuse();
     }

@@ -84,13 +84,15 @@ private:
     Result<void> commit();
     void rollBack();
     Result<void> refuse();
-    /// Runs a statement that changes something.
+    /// Runs a statement, unless the transaction has failed. @return whether it has not failed by then either
     bool run(sqlite3_stmt* statement);
     bool write(const Key& key, std::string_view text);
     void remember(const Key& key);
     void replace(const Key& key, std::optional<std::string> text);
 
     Database database_;
+    Statement begin_;
+    Statement commit_;
     Statement store_;
     Statement clear_;
     StoredTexts texts_;
