@@ -206,6 +206,12 @@ class Client:
     def state(self):
         return self.do("GetBasebandBootState")["KeyBasebandBootState"]
 
+    def wait_for(self, state):
+        """@return itself, having seen nothing yet of the baseband, which is in this boot state"""
+        until(lambda: self.state() == state, state)
+        self.events = []
+        return self
+
     def statistics(self, module=0):
         return self.do("GetStatistics", ReportingModuleType=module)[("Boot", "Commands", "Clients")[module]]
 
@@ -247,10 +253,7 @@ class Manager:
 
     def ready(self, state="Ready"):
         """A client that has seen nothing yet of the baseband, which is in this boot state."""
-        client = self.client()
-        until(lambda: client.state() == state, state)
-        client.events = []
-        return client
+        return self.client().wait_for(state)
 
     def tool(self, line, **options):
         """Status, output and errors of one run of the tool."""

@@ -15,7 +15,6 @@ MODEM = SERVICE + ".Modem"
 SIGNAL = MODEM + ".Signal"
 PROPERTIES = "org.freedesktop.DBus.Properties"
 OBJECTS = "org.freedesktop.DBus.ObjectManager"
-STATE = {"disabled": 3, "registered": 8}
 dbus.mainloop.glib.threads_init()
 threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
 
@@ -88,7 +87,7 @@ class Modem(dbus.service.Object):
 
     def __init__(self, manager, index):
         self.manager, self.index, self.path = manager, index, f"{ROOT}/Modem/{index}"
-        self.properties = {"State": dbus.Int32(STATE["registered"]), "PowerState": dbus.UInt32(3), "Device": "/fake",
+        self.properties = {"State": dbus.Int32(8), "PowerState": dbus.UInt32(3), "Device": "/fake",
                            "EquipmentIdentifier": "490154203237518",
                            "Fitting": dbus.UInt64(2**63 - 1), "Largest": dbus.UInt64(2**64 - 1),
                            "SignalQuality": dbus.Struct((dbus.UInt32(57), True), signature="ub"),
@@ -121,7 +120,6 @@ class Modem(dbus.service.Object):
 
     @dbus.service.method(SIGNAL, "u")
     def Setup(self, rate):
-        self.asked.append(f"Setup({rate})")
         measured = {"rsrp": -101.0, "rsrq": -11.5, "snr": 12.4} if rate else {}
         before, self.measuring = self.measuring, self.technology
         self.PropertiesChanged(SIGNAL, {"Rate": rate, before: dbus.Dictionary({}, "sv"),

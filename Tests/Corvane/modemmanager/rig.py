@@ -1,10 +1,9 @@
 """The real ModemManager, on a message bus of the test's own, behind a real manager; only the modems are ours."""
-import json
+import contextlib
 import os
 import pathlib
 import signal
 import subprocess
-import tempfile
 import threading
 import time
 
@@ -13,42 +12,38 @@ import pytest
 
 import programs
 from at_modem import AtModem
-from programs import Client, Program, until
+from fakes import MODEM, ROOT, SERVICE, SIGNAL
+from programs import MANAGER, Manager, Program, until
 
 MODEM_MANAGER = os.environ.get("MODEM_MANAGER", "/usr/sbin/ModemManager").split()  # "chroot FOLDER ..." tries another version
 JOURNALD = "/lib/systemd/systemd-journald"
-SERVICE = "org.freedesktop.ModemManager1"
-ROOT = "/org/freedesktop/ModemManager1"
 
 
-class Rig:
-    def __init__(self, folder):
-        self.folder = folder
-        self.address = f"unix:abstract={folder}/bus"
-        self.socket = f"{folder}/manager.sock"
-        self.programs = []
-        self.manager = None
+class Rig(Manager):
+    """A manager that the test starts, with the modems that there are by then."""
+
+    def __init__(self):
+        super().__init__()
+        self.others = contextlib.ExitStack()
         self.inside = []  # runs a program where the journal is
+        self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = self.address = f"unix:abstract={self.folder}/bus"
+
+    def __enter__(self):
         self.start_bus()
+        self.start_modem_manager()
+        return self
 
-    def environment(self):
-        return {"DBUS_SYSTEM_BUS_ADDRESS": self.address, "XDG_CONFIG_HOME": str(self.folder), "XDG_RUNTIME_DIR": str(self.folder),
-                "CORVANE_SOCKET": self.socket}
+    def __exit__(self, *error):
+        with self.others:
+            super().__exit__(*error)
 
-    def start(self, *words, **environment):
-        program = Program(*self.inside, *words, **self.environment() | environment)
-        self.programs.append(program)
+    def start_other(self, *words, **environment):
+        program = Program(*self.inside, *words, **self.environment | environment)
+        self.others.callback(program.end, signal.SIGKILL)
         return program
 
-    def end(self):
-        for program in reversed(self.programs):
-            program.end(signal.SIGTERM if program is self.manager else signal.SIGKILL)
-        if self.manager:
-            print(self.manager.text)  # pytest shows it of a test that fails
-            assert self.manager.child.returncode == 0
-
     def start_bus(self):
-        self.bus_program = self.start("dbus-daemon", "--session", f"--address={self.address}", "--nofork", "--print-address")
+        self.bus_program = self.start_other("dbus-daemon", "--session", f"--address={self.address}", "--nofork", "--print-address")
         self.bus_program.says("\n")
         self.bus = dbus.bus.BusConnection(self.address)
 
@@ -62,8 +57,8 @@ class Rig:
         is_complete = all(map(os.path.exists, [JOURNALD, "/sys/fs/cgroup"])) and pathlib.Path("/etc/machine-id").read_text().strip()
         if not may_mount or not is_complete:
             return False
-        journal = self.start("unshare", "--mount", "sh", "-ec", "for folder in /run /var/log; do mount -t tmpfs none $folder; done; "
-                             f"mkdir -p /run/systemd/journal /run/log; exec {JOURNALD}")
+        journal = self.start_other("unshare", "--mount", "sh", "-ec", "for folder in /run /var/log; do mount -t tmpfs none $folder; done; "
+                                   f"mkdir -p /run/systemd/journal /run/log; exec {JOURNALD}")
         self.inside = ["nsenter", f"--mount=/proc/{journal.child.pid}/ns/mnt"]
         ready = self.inside + ["test", "-S", "/run/systemd/journal/stdout"]
         until(lambda: subprocess.run(ready).returncode == 0, "the journal")
@@ -72,9 +67,9 @@ class Rig:
     def start_modem_manager(self, session=True):
         """Without a session on the bus it asks polkit what its callers may do."""
         words = (["--test-session"] if session else []) + (["--log-journal"] if self.inside else [])
-        self.modem_manager = self.start(*MODEM_MANAGER, *words, "--test-enable", "--test-no-udev",
-                                        "--test-no-suspend-resume", "--test-no-qrtr", "--no-auto-scan", "--log-level=INFO",
-                                        DBUS_SESSION_BUS_ADDRESS=self.address)
+        self.modem_manager = self.start_other(*MODEM_MANAGER, *words, "--test-enable", "--test-no-udev",
+                                              "--test-no-suspend-resume", "--test-no-qrtr", "--no-auto-scan", "--log-level=INFO",
+                                              DBUS_SESSION_BUS_ADDRESS=self.address)
         until(lambda: self.bus.name_has_owner(SERVICE), "ModemManager")
 
     def call(self, path, interface, member, *arguments):
@@ -87,15 +82,13 @@ class Rig:
 
     def unplug(self, device="slot"):
         """A device without ports: ModemManager complains, and lets the modem go that was there."""
-        try:
+        with contextlib.suppress(dbus.DBusException):
             self.call(ROOT, SERVICE + ".Test", "SetProfile", device, "fibocom", dbus.Array([], "s"))
-        except dbus.DBusException:
-            pass
 
     def modems(self):
         """Those that ModemManager has got to know."""
         objects = self.call(ROOT, "org.freedesktop.DBus.ObjectManager", "GetManagedObjects")
-        states = {path: interfaces.get(SERVICE + ".Modem", {}).get("State", 0) for path, interfaces in objects.items()}
+        states = {path: interfaces.get(MODEM, {}).get("State", 0) for path, interfaces in objects.items()}
         return [path for path, state in states.items() if state not in (0, 1)]
 
     def replug_on_reset(self, modem, device="slot", leave=0, away=0):
@@ -112,22 +105,17 @@ class Rig:
         modem.instead["AT+CFUN=15"] = reset
 
     def start_manager(self, *options):
-        self.manager = self.start(programs.MANAGER, "--socket", self.socket, "--state", f"{self.folder}/state",
-                                  "--backend", "modemmanager", *options)
-        self.manager.says("ready\n")
-        return Client(self.socket)
+        self.command, self.options = (*self.inside, MANAGER), ("--backend", "modemmanager", *options)
+        self.start()
+        return self.client()
 
     def start_pellcore(self):
-        self.pellcore = self.start(programs.SERVICE)
+        self.pellcore = self.start_other(programs.SERVICE)
         until((self.folder / "corvane/Pellcore.pid").exists, "the cellular service's announcement")
-
-    def tool(self, *words):
-        """What one run of the real tool prints. The cellular service has to run."""
-        return "".join(programs.run(programs.TOOL, *words, **self.environment())[1:])
 
     def rates(self):
         """The seconds between measurements of each modem's signal."""
-        return [self.call(path, dbus.PROPERTIES_IFACE, "Get", SERVICE + ".Modem.Signal", "Rate") for path in self.modems()]
+        return [self.call(path, dbus.PROPERTIES_IFACE, "Get", SIGNAL, "Rate") for path in self.modems()]
 
     def journal(self):
         return subprocess.run([*self.inside, "journalctl", "--no-pager"], capture_output=True, text=True).stdout
@@ -135,18 +123,12 @@ class Rig:
     def recorded(self, trace):
         return "".join(path.read_text() for path in sorted(self.folder.glob(f"state/Scratch/{trace}.scratch/*")))
 
-    def snapshot(self, name):
-        return json.loads(next(self.folder.glob(f"state/Snapshots/*/{name}")).read_text())
-
-    def ready(self, modem=None, *options, plugin="fibocom"):
-        """A manager with one modem that it knows."""
+    def ready(self, modem=None, plugin="fibocom"):
+        """A client of a manager with one modem that it knows."""
         if modem:
             self.plug(modem, plugin=plugin)
             until(self.modems)
-        client = self.start_manager(*options)
-        until(lambda: client.state() == "Ready", "a modem that is ready")
-        client.events = []
-        return client
+        return self.start_manager().wait_for("Ready")
 
 
 def two_modems(rig, imei):
@@ -159,10 +141,6 @@ def two_modems(rig, imei):
 
 @pytest.fixture
 def rig():
-    with tempfile.TemporaryDirectory(prefix="corvane-rig-") as folder:
-        made = Rig(pathlib.Path(folder))
-        try:
-            made.start_modem_manager()
-            yield made
-        finally:
-            made.end()
+    with Rig() as made:
+        yield made
+        print(made.program.text)  # pytest shows it of a test that fails

@@ -1,3 +1,4 @@
+import json
 import os
 import pathlib
 import re
@@ -10,10 +11,10 @@ import pytest
 
 import fakes
 from at_modem import PIN, AtModem
+from fakes import MODEM, ROOT, SERVICE
 from programs import kilobytes, self_test, until
-from rig import ROOT, SERVICE, rig, two_modems  # noqa: F401
+from rig import rig, two_modems  # noqa: F401
 
-MODEM = SERVICE + ".Modem"
 ACME = "The modem Acme Modem 1, IMEI 490154203237518 isn't there: "
 OTHER = "356938035643809"
 
@@ -35,7 +36,7 @@ def test_mode_changes_are_told_on_the_way(rig):
                 "OperatorCode": "00101", "ModemManagerVersion": figures["ModemManagerVersion"],
                 "UnlockRetries": {"sim-pin": 3, "sim-puk": 3, "sim-pin2": 3, "sim-puk2": 3}, "Boots": 0, "SoftResets": 0}
     assert figures | expected == figures
-    states = re.findall("Modem state: (.*)", rig.manager.text)
+    states = re.findall("Modem state: (.*)", rig.program.text)
     assert "registered" in states and all(map(str.__ne__, states, states[1:]))
 
 
@@ -62,8 +63,8 @@ def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
         assert str(answer).startswith(refusal)
     assert client.state() == "Ready"
     client.saw(0)
-    rig.manager.says("can't go to low power")
-    assert rig.manager.text.count("can't go to low power") == 1
+    rig.says("can't go to low power")
+    assert rig.program.text.count("can't go to low power") == 1
 
 
 @pytest.mark.parametrize("sim, state, why, online", [
@@ -74,7 +75,7 @@ def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
 ])
 def test_a_sim_that_is_locked_or_absent_is_told(rig, sim, state, why, online):
     client = rig.start_manager()
-    rig.manager.says("There is no modem: ModemManager knows none.")
+    rig.says("There is no modem: ModemManager knows none.")
     rig.plug(AtModem(sim=sim))
     client.saw(state)
     assert client.do("GetBasebandBootState").get("KeyErrorString") == why
@@ -100,7 +101,7 @@ def test_modem_manager_and_bus_come_and_go(rig):
          "The system bus can't be reached (the bus closed the connection); it is tried again.\n"),
     ]:
         leave()
-        rig.manager.says(said)
+        rig.says(said)
         client.saw("Off")
         for ask in client.mode, client.reset, lambda: client.set_mode(0), lambda: client.answer(client.ask_erase()):
             assert ask() == "103: " + ACME + why
@@ -111,7 +112,7 @@ def test_modem_manager_and_bus_come_and_go(rig):
             step()
         rig.plug(modem)
         client.saw("Ready")
-    rig.manager.says(" is running.\n", 4)
+    rig.says(" is running.\n", 4)
 
 
 def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
@@ -124,7 +125,7 @@ def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
         modem.heard.clear()
         rig.pellcore.end()
         rig.start_pellcore()
-        rig.manager.end()
+        rig.stop()
         client = rig.start_manager()
         for how in signal.SIGTERM, signal.SIGKILL:
             until(lambda: client.mode() == number, f"mode {number}")
@@ -138,7 +139,7 @@ def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
     rig.call(rig.modems()[0], MODEM, "Enable", True)  # somebody else's wish
     until(lambda: client.mode() == 0, "mode 0")
     modem.heard.clear()
-    rig.manager.end()
+    rig.stop()
     client = rig.start_manager()
     until(lambda: client.set_mode(0) is None, "a manager that knows the modem")
     assert "AT+CPWROFF" not in modem.heard
@@ -153,7 +154,7 @@ def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
 def test_commands_reach_the_modem_that_the_manager_is_bound_to(rig):
     held, other = two_modems(rig, OTHER)
     client = rig.ready()
-    rig.manager.says(", the first of 2; --modem chooses another.")
+    rig.says(", the first of 2; --modem chooses another.")
     rig.replug_on_reset(held, "left", away=None)
     reset = client.ask_reset()
     until(lambda: len(rig.modems()) == 1, "the modem's leaving")
@@ -162,11 +163,11 @@ def test_commands_reach_the_modem_that_the_manager_is_bound_to(rig):
     rig.plug(held, "left")
     assert client.answer(reset) is None
     for ask in lambda: client.ask_mode(3), client.ask_reset:
-        rig.manager.kill(signal.SIGSTOP)  # it is asked before it knows
+        rig.program.kill(signal.SIGSTOP)  # it is asked before it knows
         rig.unplug("left")
         until(lambda: len(rig.modems()) == 1, "the modem's leaving")
         asked = ask()
-        rig.manager.kill(signal.SIGCONT)
+        rig.program.kill(signal.SIGCONT)
         assert client.answer(asked) == gone
         assert client.answer(client.ask_erase()) == client.answer(client.ask_erase()) == gone
         rig.plug(held, "left")
@@ -197,7 +198,7 @@ def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
             rig.unplug("left")
             until(lambda: f"IMEI {OTHER}" in client.statistics().get("Modem", ""), "the other modem")
         if name != "1":
-            rig.manager.end()
+            rig.stop()
     # An index is another one when the modem comes back, and may then be that of another modem.
     rig.unplug("right")
     rig.plug(AtModem("353547080000002"), "right")
@@ -206,7 +207,7 @@ def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
     rig.unplug("right")
     rig.plug(right, "left")
     until(lambda: client.state() == "Ready", "the modem in another place")
-    rig.manager.end()
+    rig.stop()
     client = rig.start_manager("--modem", "5")
     until(lambda: client.mode().startswith(f'103: There is no modem "5": ModemManager knows {ROOT}/Modem/'), "the refusal")
 
@@ -253,11 +254,11 @@ def test_a_modem_manager_that_hangs_is_told(rig):
     rig.modem_manager.kill(signal.SIGSTOP)
     reset = client.ask_reset()
     until(lambda: "ModemManagerSilentSeconds" in client.statistics(), "the silence")
-    rig.manager.says("ModemManager doesn't answer; what is shown of the modem may be out of date.")
+    rig.says("ModemManager doesn't answer; what is shown of the modem may be out of date.")
     assert client.answer(reset) == "106: ModemManager doesn't say whether the modem could reset: it didn't answer in time."
     assert client.state() == "Ready" and client.events == [] and client.statistics()["Boots"] == 0
     rig.modem_manager.kill(signal.SIGCONT)
-    rig.manager.says("ModemManager answers again.")
+    rig.says("ModemManager answers again.")
 
 
 def test_mode_changes_wait_no_longer_than_they_say(rig):
@@ -279,22 +280,22 @@ def test_a_manager_that_stops_answers_what_waits(rig):
     waiting.append(client.ask_reset())
     waiting.append(client.ask("GetBasebandTime"))
     client.state()
-    rig.manager.kill(signal.SIGTERM)
+    rig.program.kill(signal.SIGTERM)
     *changes, time_asked = [str(client.answer(number)) for number in waiting]
     assert all(answer.startswith("107: ") for answer in changes)
     assert re.fullmatch("103: .*|107: Whether the modem could tell the time isn't known: the manager is stopping.", time_asked)
-    rig.manager.end()
+    rig.stop()
 
 
 def test_a_bus_that_does_not_answer_holds_nothing_up(rig):
     silence = AtModem()
     silence.mute = True
-    rig.address = "unix:abstract=" + silence.port
+    rig.environment["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:abstract=" + silence.port
     client = rig.start_manager()
     assert client.state() == "Off"
     assert client.set_mode(0).startswith("103: There is no modem: it is still being looked for.")
     begin = time.monotonic()
-    rig.manager.end()
+    rig.stop()
     assert time.monotonic() - begin < 20  # a call of the bus takes 25 s to fail
 
 
@@ -315,12 +316,10 @@ def test_a_refused_permission_is_told_apart(rig, polkit):
 
 def test_what_a_modem_calls_itself_never_reaches_a_terminal_raw(rig):
     client = rig.ready(AtModem(revision="1\x1b[31m\u009b\u202e2"))
-    rig.start_pellcore()
-    client.do("CollectTraceLogs", TraceLogsReason="why")
-    outputs = [str(client.do("GetCorvaneInfo")), client.statistics()["Modem"], rig.manager.text, rig.tool("info"),
-               *(path.read_text() for path in rig.folder.glob("state/Snapshots/*/modem.json"))]
+    client.collect()
+    outputs = [str(client.do("GetCorvaneInfo")), client.statistics()["Modem"], rig.program.text, rig.does("info"), rig.snapshot("modem.json")]
     assert not re.search("[\x1b\u009b\u202e]", "".join(outputs))
-    assert "[31m" in rig.tool("info")
+    assert "[31m" in rig.does("info")
 
 
 def test_a_snapshot_holds_the_modem_and_its_parts(rig):
@@ -329,15 +328,15 @@ def test_a_snapshot_holds_the_modem_and_its_parts(rig):
     rig.call(f"{ROOT}/Modem/0", MODEM, "CreateBearer", dbus.Dictionary({"apn": "internet"}, "sv"))
     until(lambda: client.statistics()["State"] == "registered", "the network")
     until(lambda: rig.call(f"{ROOT}/Modem/0", MODEM + ".Location", "GetLocation"), "a location")
-    assert "KeyTraceLogsFolder" in client.do("CollectTraceLogs", TraceLogsReason="why")
-    modem = rig.snapshot("modem.json")
+    client.collect()
+    modem = json.loads(rig.snapshot("modem.json"))
     named = {"EquipmentIdentifier": "490154203237518", "State": "registered", "StateFailedReason": "none", "PowerState": "on",
              "UnlockRequired": "none", "AccessTechnologies": ["lte"], "CurrentBands": ["unknown"], "SupportedBands": ["unknown"]}
     assert named.items() <= modem[f"{ROOT}/Modem/0"][MODEM].items()
     assert modem[f"{ROOT}/Modem/0"][MODEM + ".Modem3gpp"]["RegistrationState"] == "home"
     assert modem[f"{ROOT}/SIM/0"]["Imsi"] == "001010123456789"
     assert modem["Location"] == {"MCC": "001", "MNC": "01", "LAC": "1", "Cell": "ABCD", "TAC": "0"}
-    assert rig.snapshot("bearers.json")[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
+    assert json.loads(rig.snapshot("bearers.json"))[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
 
 
 def test_traces_record_what_modem_manager_tells(rig):
@@ -378,19 +377,19 @@ def test_traces_record_what_modem_manager_tells(rig):
         subprocess.run(flood, check=True)
         reading = client.ask("CollectTraceLogs", TraceLogsReason="why")
         client.state()  # by now the manager has begun
-        rig.manager.kill(signal.SIGTERM)
+        rig.program.kill(signal.SIGTERM)
         lines = (pathlib.Path(client.answer(reading)["KeyTraceLogsFolder"]) / "system.log").read_text()
         assert lines.startswith((older + "the manager ended", older + "a snapshot takes"))  # a slow machine may have read them
-    rig.manager.end()
+    rig.stop()
     until(lambda: rig.rates() == [0], "the rate as it was")
     polkit.answer = False, False
     client = rig.start_manager()
     until(lambda: client.get("TEMS", "Mode") == "OFF", "the refusal")
     until(lambda: client.get("BasebandIPC", "Enabled") == "false", "the refusal")
-    rig.manager.says("The modem may not have its signal measured: polkit doesn't allow")
+    rig.says("The modem may not have its signal measured: polkit doesn't allow")
     if has_journal:
         until(lambda: rig.journal().count("logging: level 'INFO'") == 1, "the level as it was")
-        rig.manager.says(f"The modem may not have its messages logged: polkit doesn't allow the user root the action {SERVICE}.Control (")
+        rig.says(f"The modem may not have its messages logged: polkit doesn't allow the user root the action {SERVICE}.Control (")
 
 
 def test_figures_and_errors_are_understood_by_their_names(rig):
@@ -433,8 +432,8 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     # A factory reset that doesn't restart the modem is followed by a reset; only then its data is the factory's.
     assert client.answer(client.ask_erase()) is None
     assert fakes.Modem.asked[-2:] == ["FactoryReset", "Reset"]
-    assert "KeyTraceLogsFolder" in client.do("CollectTraceLogs", TraceLogsReason="why")
-    shown = rig.snapshot("modem.json")[manager.modem.path][MODEM]
+    client.collect()
+    shown = json.loads(rig.snapshot("modem.json"))[manager.modem.path][MODEM]
     assert (shown["Fitting"], shown["Largest"]) == (2**63 - 1, str(2**64 - 1))
 
 
@@ -443,7 +442,7 @@ def test_hot_plugging_costs_neither_descriptors_nor_memory(rig):
     client = rig.ready(modem)
 
     def cost():
-        process = rig.manager.child.pid
+        process = rig.program.child.pid
         return len(os.listdir(f"/proc/{process}/fd")), kilobytes(process, "VmRSS")
 
     cycles = int(os.environ.get("HOT_PLUG_CYCLES", "20"))
