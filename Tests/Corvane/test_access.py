@@ -3,31 +3,26 @@ import contextlib
 import os
 import pathlib
 import stat
-import tempfile
 
 import pytest
 
-from programs import MANAGER, Client, Program, run, until
+from programs import MANAGER, Client, Manager, run, until
 
 GROUP, OTHER_GROUP, USER, MANAGERS_USER = 4711, 4712, 65534, 65533
+pytestmark = pytest.mark.skipif(os.geteuid() != 0 or run("unshare", "-m", "true")[0] != 0, reason="only root can act as other users")
 SERVED, TURNED_AWAY, NOT_REACHABLE = "served", "turned away", "not reachable"
 
 
-class Host:
-    def __init__(self, folder):
-        self.folder, self.socket = folder, folder / "run/manager.sock"
-        with open("/etc/group") as groups:
-            others = [line for line in groups if not line.startswith("corvane:")]
-        (folder / "group").write_text("".join(others) + f"corvane:x:{GROUP}:\n")
-        (folder / "group").chmod(0o644)
-        self.manager = None
-
-    def start(self, before):
+class Host(Manager):
+    def __init__(self, before):
         """@param before of the manager, a shell command"""
-        command = f'mount --bind {self.folder}/group /etc/group && {before} "$0" "$@"'
-        self.manager = Program("unshare", "-m", "sh", "-c", command, MANAGER, "--socket", self.socket,
-                               "--state", self.folder / "state", XDG_CONFIG_HOME=str(self.folder / "config"))
-        self.manager.says("ready\n")
+        super().__init__()
+        os.umask(0o022)
+        self.folder.chmod(0o755)
+        group = self.folder / "group"
+        others = [line for line in pathlib.Path("/etc/group").read_text().splitlines() if not line.startswith("corvane:")]
+        group.write_text("\n".join([*others, f"corvane:x:{GROUP}:\n"]))
+        self.command = "unshare", "-m", "sh", "-c", f'mount --bind {group} /etc/group && {before} "$0" "$@"', MANAGER
 
     def seen_by(self, user, group, *more, connections=1, command="GetCorvaneInfo"):
         """What the last of so many connections of another user's process meets."""
@@ -55,70 +50,56 @@ class Host:
             return TURNED_AWAY
 
 
-@pytest.fixture
-def host():
-    if os.geteuid() != 0 or run("unshare", "-m", "true")[0] != 0:
-        pytest.skip("only root can act as other users")
-    umask = os.umask(0o022)
-    # Not pytest's folder: each run of pytest closes the one above it to others again.
-    with tempfile.TemporaryDirectory() as folder:
-        os.chmod(folder, 0o755)
-        made = Host(pathlib.Path(folder))
-        yield made
-        os.umask(umask)
-        print(made.manager.text)
-        assert made.manager.end() == 0
+def test_root_the_own_user_and_members_of_the_group_may_connect():
+    with Host("exec") as host:
+        for path, mode in (host.socket, 0o660), (host.socket.parent, 0o750), (host.socket.parent / "manager.log", 0o640):
+            status = path.stat()
+            assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (mode, 0, GROUP)
+        assert host.seen_by(0, 0) == SERVED
+        assert host.seen_by(USER, GROUP) == SERVED
+        assert host.seen_by(USER, OTHER_GROUP) == NOT_REACHABLE
+        assert host.seen_by(USER, GROUP, connections=64) == SERVED
+        client = Client(host.socket)
+        until(lambda: client.statistics(2)["Connected"] == 1, "the clients' end")
+        assert host.seen_by(USER, GROUP, connections=65) == TURNED_AWAY
+        host.says(f"User {USER} has 64 connections to this manager, the most that one user may have.\n")
+        assert host.seen_by(0, 0, connections=100) == SERVED
+        # Whoever gets past the file's mode is still refused.
+        host.socket.chmod(0o666)
+        host.socket.parent.chmod(0o755)
+        assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY
+        assert host.seen_by(MANAGERS_USER, OTHER_GROUP, OTHER_GROUP) == TURNED_AWAY
+        host.says("may not use this manager; add the user to group corvane")
+        assert Client(host.socket).statistics(2)["RefusedPeers"] == 2
+        # Who changed what can be told apart.
+        for user in USER, MANAGERS_USER:
+            assert host.seen_by(user, GROUP, command="UnblockBasebandReset") == SERVED
+            host.says(f"COMMAND=UnblockBasebandResetCommand RESULT=0 CLIENT_UID={user}")
 
 
-def test_root_the_own_user_and_members_of_the_group_may_connect(host):
-    host.start("exec")
-    for path, mode in (host.socket, 0o660), (host.socket.parent, 0o750), (host.socket.parent / "manager.log", 0o640):
-        status = path.stat()
-        assert (stat.S_IMODE(status.st_mode), status.st_uid, status.st_gid) == (mode, 0, GROUP)
-    assert host.seen_by(0, 0) == SERVED
-    assert host.seen_by(USER, GROUP) == SERVED
-    assert host.seen_by(USER, OTHER_GROUP) == NOT_REACHABLE
-    assert host.seen_by(USER, GROUP, connections=64) == SERVED
-    client = Client(host.socket)
-    until(lambda: client.statistics(2)["Connected"] == 1, "the clients' end")
-    assert host.seen_by(USER, GROUP, connections=65) == TURNED_AWAY
-    host.manager.says(f"User {USER} has 64 connections to this manager, the most that one user may have.\n")
-    assert host.seen_by(0, 0, connections=100) == SERVED
-    # Whoever gets past the file's mode is still refused.
-    host.socket.chmod(0o666)
-    host.socket.parent.chmod(0o755)
-    assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY
-    assert host.seen_by(MANAGERS_USER, OTHER_GROUP, OTHER_GROUP) == TURNED_AWAY
-    host.manager.says("may not use this manager; add the user to group corvane")
-    assert Client(host.socket).statistics(2)["RefusedPeers"] == 2
-    # Who changed what can be told apart.
-    for user in USER, MANAGERS_USER:
-        assert host.seen_by(user, GROUP, command="UnblockBasebandReset") == SERVED
-        host.manager.says(f"COMMAND=UnblockBasebandResetCommand RESULT=0 CLIENT_UID={user}")
+def test_members_whose_group_is_one_of_several_may_connect():
+    with Host("exec") as host:
+        if len({pathlib.Path(program).read_bytes()[18:20] for program in (MANAGER, "/proc/self/exe")}) > 1:  # the ELF header's machine
+            pytest.skip("what remains needs a real kernel: an emulator doesn't tell which groups a peer is in")
+        assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED
+        assert host.seen_by(USER, OTHER_GROUP, GROUP, *range(5000, 5100)) == SERVED
 
 
-def test_members_whose_group_is_one_of_several_may_connect(host):
-    host.start("exec")
-    if len({pathlib.Path(program).read_bytes()[18:20] for program in (MANAGER, "/proc/self/exe")}) > 1:  # the ELF header's machine
-        pytest.skip("what remains needs a real kernel: an emulator doesn't tell which groups a peer is in")
-    assert host.seen_by(USER, OTHER_GROUP, OTHER_GROUP, GROUP) == SERVED
-    assert host.seen_by(USER, OTHER_GROUP, GROUP, *range(5000, 5100)) == SERVED
+def test_places_are_kept_for_root():
+    with Host("ulimit -n 100 && exec") as host:  # enough for 36 clients
+        clients = [Client(host.socket) for _ in range(20)]
+        assert all(client.is_served() for client in clients)
+        assert host.seen_by(USER, GROUP) == TURNED_AWAY
+        assert host.seen_by(0, 0, connections=16) == SERVED
 
 
-def test_places_are_kept_for_root(host):
-    host.start("ulimit -n 100 && exec")  # enough for 36 clients
-    clients = [Client(host.socket) for _ in range(20)]
-    assert all(client.is_served() for client in clients)
-    assert host.seen_by(USER, GROUP) == TURNED_AWAY
-    assert host.seen_by(0, 0, connections=16) == SERVED
-
-
-def test_a_users_own_manager_is_for_that_user(host):
-    for name in ("run", "state", "config"):
+def test_a_users_own_manager_is_for_that_user():
+    host = Host(f"exec setpriv --reuid {MANAGERS_USER} --regid {OTHER_GROUP} --clear-groups")
+    for name in ("corvane", "state", "config"):
         (host.folder / name).mkdir()
         os.chown(host.folder / name, MANAGERS_USER, OTHER_GROUP)
-    host.start(f"exec setpriv --reuid {MANAGERS_USER} --regid {OTHER_GROUP} --clear-groups")
-    host.socket.chmod(0o666)
-    assert host.seen_by(MANAGERS_USER, OTHER_GROUP, connections=100) == SERVED
-    assert host.seen_by(0, 0) == SERVED
-    assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY
+    with host:
+        host.socket.chmod(0o666)
+        assert host.seen_by(MANAGERS_USER, OTHER_GROUP, connections=100) == SERVED
+        assert host.seen_by(0, 0) == SERVED
+        assert host.seen_by(USER, OTHER_GROUP) == TURNED_AWAY

@@ -11,20 +11,12 @@ import time
 
 import cbor2
 
-from programs import Client, Manager, kilobytes
+from programs import Manager, kilobytes
 from torture import Skipped, Waits, is_clean
 
 UNANSWERED = "GetBasebandTimeCommand"  # the manager is started so that it never answers this one
 MAX_PACKET, MAX_VALUES = 1 << 17, 1024
 TOO_MANY, NOT_ALLOWED = 0xE020E10A, 0xE020E10C
-
-
-def connect(path, greets=True):
-    client = Client(path, name="", events=False)
-    if greets:
-        with contextlib.suppress(BrokenPipeError):  # when there are too many
-            client.send([0, 1, "peer"])
-    return client
 
 
 def send_at_once(client, packet):
@@ -55,15 +47,15 @@ def refusal_before_the_end(client):
 
 def stay_half_open(run, manager):
     """Connections that say nothing at all, up to the manager's limit for them."""
-    peers = [connect(manager.socket, greets=False) for _ in range(500)]
+    peers = [manager.client(name=None, events=False) for _ in range(500)]
     signal.pause()
     return peers
 
 
-def send_fatal(run, manager, packet, greets=True):
+def send_fatal(run, manager, packet, name="peer"):
     """One packet that ends the connection, at most with a reply that says why, again and again."""
     while True:
-        peer = connect(manager.socket, greets)
+        peer = manager.client(name=name, events=False)
         peer.send(packet)
         assert refusal_before_the_end(peer) is not None, "a connection outlives what should end it"
 
@@ -73,7 +65,7 @@ def send_random(run, manager):
     valid = [property_of("Low_Watermark", "7"), cbor2.dumps([3, False]),
              request(2, "BasebandDiagnostics", BasebandDiagnosticsOptions={"k": 1})]
     while True:
-        peer, is_open = connect(manager.socket), True
+        peer, is_open = manager.client(events=False), True
         for _ in range(50):
             packet = bytearray(run.random.choice(valid))
             for _ in range(run.random.randint(0, 3)):
@@ -84,14 +76,14 @@ def send_random(run, manager):
 def wait_twice(run, manager):
     waiting = cbor2.dumps([1, 9, UNANSWERED, None])
     while True:
-        peer = connect(manager.socket)
+        peer = manager.client(events=False)
         send_at_once(peer, waiting), send_at_once(peer, waiting)
         assert peer.is_closed(), "an id may be used twice"
 
 
 def flood(run, manager, packet, connections=8):
     """Requests as fast as the kernel takes them; no answer is read."""
-    peers = [connect(manager.socket) for _ in range(connections)]
+    peers = [manager.client(events=False) for _ in range(connections)]
     for peer in peers:
         peer.socket.setblocking(False)
     while True:
@@ -105,7 +97,7 @@ def change_setting(number):
 
 def write(run, manager, change=change_setting, connections=64):
     """Each change is on disk before it is answered."""
-    peers, number = [connect(manager.socket) for _ in range(connections)], 0
+    peers, number = [manager.client(events=False) for _ in range(connections)], 0
     while True:
         for peer in peers:
             number += 1
@@ -115,28 +107,28 @@ def write(run, manager, change=change_setting, connections=64):
 
 def connect_two_thousand(run, manager):
     while True:
-        [connect(manager.socket) for _ in range(2000)]
+        [manager.client(events=False) for _ in range(2000)]
 
 
 def watch_without_reading(run, manager, watchers=900):
     """As many as may, that switch events on and read none, while the mode changes; until all have lost their connections."""
-    deaf = [connect(manager.socket) for _ in range(watchers)]
+    deaf = [manager.client(events=False) for _ in range(watchers)]
     for peer in deaf:
         peer.send([3, True])
-    changer = connect(manager.socket)
+    changer = manager.client(events=False)
     for change in range(10_000):
         try:
             changer.set_mode(change % 2)
             if change and changer.statistics(2)["WatchingEvents"] == 0:
                 return
         except (OSError, EOFError):  # where memory is short it may be the one that ends
-            changer = connect(manager.socket)
+            changer = manager.client(events=False)
     raise AssertionError("watchers that never read keep their connections")
 
 
 def pile_up(run, manager):
     """Large arguments and timers that must wait: the baseband boots, as long as somebody resets it. No answer is read."""
-    peers = [connect(manager.socket) for _ in range(64)]
+    peers = [manager.client(events=False) for _ in range(64)]
     for peer in peers:
         peer.socket.setblocking(False)
     number = 0
@@ -154,7 +146,7 @@ def pile_up(run, manager):
 
 
 def send_long_texts(run, manager):
-    peer, text = connect(manager.socket), 100_000 * "x"
+    peer, text = manager.client(events=False), 100_000 * "x"
     while True:
         for answer in (peer.set("DIAG", "File_Secondary", text), peer.set(text, "Enabled", "true"), peer.collect(text),
                        peer.do("AddTraceFilter", TraceFilterName=text, TraceFilterValue=1)):
@@ -168,7 +160,7 @@ def come_as_another_user(run, manager):
         path.chmod(mode)
     os.setgroups([]), os.setgid(65534), os.setuid(65534)
     while True:
-        assert refusal_before_the_end(connect(manager.socket)) == NOT_ALLOWED, "another user was served"
+        assert refusal_before_the_end(manager.client(events=False)) == NOT_ALLOWED, "another user was served"
 
 
 # What costs the manager most: as many values as may be, behind as much text as fits. It is unknown, so the answer is short.
@@ -181,8 +173,8 @@ INFO = request(1, "GetCorvaneInfo")
 ATTACKS = {
     "nobody": (lambda *_: signal.pause(),),
     "half-open connections": (stay_half_open,),
-    "no hello": (send_fatal, (INFO, False)),
-    "another version": (send_fatal, ([0, 2, "x"], False)),
+    "no hello": (send_fatal, (INFO, None)),
+    "another version": (send_fatal, ([0, 2, "x"], None)),
     "oversized packets": (send_fatal, (bytes(MAX_PACKET + 1),)),
     "nested packets": (send_fatal, (100_000 * b"\x81",)),
     "truncated packets": (send_fatal, (INFO[:-1],)),
@@ -217,7 +209,7 @@ def attacked(attack, *arguments):
 
 
 def new_client_asks(manager):
-    client = connect(manager.socket)
+    client = manager.client(events=False)
     try:
         return isinstance(client.do("GetTraceFilters"), dict)
     except (OSError, EOFError):

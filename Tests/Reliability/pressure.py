@@ -13,7 +13,7 @@ import time
 
 import cbor2
 
-from hostile_clients import attacked, change_setting, connect, property_of, request, watch_without_reading, write
+from hostile_clients import attacked, change_setting, property_of, request, watch_without_reading, write
 from programs import Manager, Program, kilobytes, until
 from torture import Skipped, Waits, is_clean
 
@@ -25,7 +25,7 @@ def ask_and_never_read(run, manager):
         for index, peer in enumerate(peers):
             try:
                 if peer is None:
-                    peer = peers[index] = connect(manager.socket)
+                    peer = peers[index] = manager.client(events=False)
                     peer.socket.setblocking(False)
                     peer.send([3, True])
                 for packet in itertools.islice(requests, 20):
@@ -98,7 +98,7 @@ def unit_memory(run):
 def is_served_again(manager):
     """Not at once where memory is short still."""
     with contextlib.suppress(OSError, EOFError):
-        return connect(manager.socket).get("KernelPCI", "BufferCount")
+        return manager.client(events=False).get("KernelPCI", "BufferCount")
 
 
 def memory(run):
@@ -142,13 +142,13 @@ def slow(run):
             return int.from_bytes(count.read(), "little")
 
         with Manager(LD_PRELOAD=str(run.build / "Tests/Reliability/libslow_sync.so"), SLOW_SYNC_COUNT=count.name) as manager:
-            client = connect(manager.socket)
+            client = manager.client(events=False)
 
             def served():
                 return sum(client.statistics(1)["Served"].values())
 
             for name, (change, of_one, least) in WRITES.items():
-                writer, alone = connect(manager.socket), Waits(manager.program.child.pid)
+                writer, alone = manager.client(events=False), Waits(manager.program.child.pid)
                 for packet in map(change, range(1, 7)):
                     alone.measure(lambda packet=packet: (writer.send(packet), writer.receive()))
                 assert min(alone.waits) >= of_one * sync, f"one of the {name} is acknowledged before it is on disk"
@@ -203,7 +203,7 @@ def load(run):
             client()
 
     def be_peer():
-        peer, requests = connect(manager.socket), mixed_requests(run.random)
+        peer, requests = manager.client(events=False), mixed_requests(run.random)
 
         def ask():
             burst = run.random.randint(1, 30)

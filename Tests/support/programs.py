@@ -112,7 +112,8 @@ class Client:
         self.socket.settimeout(2 * PATIENCE)
         self.count, self.answers, self.answered, self.events = 0, {}, set(), []
         if name:
-            self.send([0, 1, name])
+            with contextlib.suppress(BrokenPipeError):  # there are too many clients
+                self.send([0, 1, name])
         if events:
             self.send([3, True])
 

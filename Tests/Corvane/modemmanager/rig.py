@@ -140,6 +140,11 @@ def two_modems(rig, imei):
 
 
 @pytest.fixture
+def modem():
+    return AtModem()
+
+
+@pytest.fixture
 def rig():
     with Rig() as made:
         yield made

@@ -13,14 +13,13 @@ import fakes
 from at_modem import PIN, AtModem
 from fakes import MODEM, ROOT, SERVICE
 from programs import kilobytes, self_test, until
-from rig import rig, two_modems  # noqa: F401
+from rig import modem, rig, two_modems  # noqa: F401
 
 ACME = "The modem Acme Modem 1, IMEI 490154203237518 isn't there: "
 OTHER = "356938035643809"
 
 
-def test_mode_changes_are_told_on_the_way(rig):
-    modem = AtModem()
+def test_mode_changes_are_told_on_the_way(rig, modem):
     client = rig.ready(modem)
     modem.later("AT+CFUN=4", 1.5)  # longer than the change before would wait for ModemManager to announce it
     for number, events in (0, [0]), (3, [3]), (1, [1]), (0, [0]):
@@ -89,8 +88,7 @@ def test_a_sim_that_is_locked_or_absent_is_told(rig, sim, state, why, online):
         assert client.set_mode(0) is None
 
 
-def test_modem_manager_and_bus_come_and_go(rig):
-    modem = AtModem()
+def test_modem_manager_and_bus_come_and_go(rig, modem):
     client = rig.ready(modem)
     stopped = 'ModemManager isn\'t running; "systemctl start ModemManager" starts it.'
     for leave, why, come_back, said in [
@@ -115,8 +113,7 @@ def test_modem_manager_and_bus_come_and_go(rig):
     rig.says(" is running.\n", 4)
 
 
-def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig):
-    modem = AtModem()
+def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig, modem):
     client = rig.ready(modem)
     rig.start_pellcore()
     client.saw(0)
@@ -213,8 +210,7 @@ def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
 
 
 @pytest.mark.parametrize("leave, away", [(0, 0), (0.5, 1), (11, 0.5)])
-def test_a_reset_succeeds_when_the_modem_is_back(rig, leave, away):
-    modem = AtModem()
+def test_a_reset_succeeds_when_the_modem_is_back(rig, modem, leave, away):
     client = rig.ready(modem)
     rig.replug_on_reset(modem, leave=leave, away=away)
     begin = time.monotonic()
@@ -229,8 +225,7 @@ def test_a_reset_succeeds_when_the_modem_is_back(rig, leave, away):
     assert (figures["Boots"], figures["SoftResets"]) == (1, 1)
 
 
-def test_a_reset_during_which_modem_manager_goes_is_of_unknown_outcome(rig):
-    modem = AtModem()
+def test_a_reset_during_which_modem_manager_goes_is_of_unknown_outcome(rig, modem):
     client = rig.ready(modem)
     for leave in False, True:
         modem.instead["AT+CFUN=15"] = None
@@ -271,8 +266,7 @@ def test_mode_changes_wait_no_longer_than_they_say(rig):
     assert client.answer(waiting[0]) == "106: The modem isn't in operating mode 3 after 3 s; it may still come."
 
 
-def test_a_manager_that_stops_answers_what_waits(rig):
-    modem = AtModem()
+def test_a_manager_that_stops_answers_what_waits(rig, modem):
     client = rig.ready(modem)
     modem.later("AT+CFUN=4", 5)
     waiting = [client.ask_mode(1), client.ask_mode(3)]
@@ -339,12 +333,11 @@ def test_a_snapshot_holds_the_modem_and_its_parts(rig):
     assert json.loads(rig.snapshot("bearers.json"))[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
 
 
-def test_traces_record_what_modem_manager_tells(rig):
+def test_traces_record_what_modem_manager_tells(rig, modem):
     rig.modem_manager.end()
     has_journal = rig.start_journal()
     polkit = fakes.Polkit(rig.address, True, False)
     rig.start_modem_manager(session=False)
-    modem = AtModem()
     client = rig.ready(modem)
     for trace in "DIAG", "KernelPCI", "CoreDump":
         assert client.set(trace, "Enabled", "true").startswith(f"102: Trace {trace} can't be recorded: this baseband ")
@@ -437,8 +430,7 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     assert (shown["Fitting"], shown["Largest"]) == (2**63 - 1, str(2**64 - 1))
 
 
-def test_hot_plugging_costs_neither_descriptors_nor_memory(rig):
-    modem = AtModem()
+def test_hot_plugging_costs_neither_descriptors_nor_memory(rig, modem):
     client = rig.ready(modem)
 
     def cost():
