@@ -27,10 +27,9 @@ def sync(client):
     return client.ask("BasebandSyncFS", FSSyncWaitForCompletion=True)
 
 
-def kept(client, manager, name="baseband.json"):
+def kept(client, name="baseband.json"):
     """What new trace logs tell of the baseband."""
-    client.collect()
-    text = manager.snapshot(name)
+    text = (client.collect() / name).read_text()
     return json.loads(text) if name.endswith(".json") else text
 
 
@@ -139,7 +138,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     radio_on = radio + on
 
     def holds(name, *parts, no=()):
-        text = kept(client, manager, f"power-log-{name}.txt")
+        text = kept(client, f"power-log-{name}.txt")
         assert all(part in text for part in parts) and not any(part in text for part in no), text
 
     assert client.set_mode(0) is None
@@ -151,7 +150,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     assert client.set_mode(0) is notify(client, 0x10) is None
     holds("npa", "power log, enabled\n", radio_on, "/xo/crystal")
     assert client.set_mode(1) is client.set_mode(2) is client.set_mode(7) is None
-    assert re.findall(f"{radio}(.*)", kept(client, manager, "power-log-npa.txt")) == ["off", on, "off", on, "off"]
+    assert re.findall(f"{radio}(.*)", kept(client, "power-log-npa.txt")) == ["off", on, "off", on, "off"]
     holds("f3", "disabled", no=["mode:"])
     assert power_log(client, "NPA", "DumpLog") is None
     holds("npa", "Dumped at", radio_on, "Nothing recorded since")
@@ -169,7 +168,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     holds("npa", radio_on, no=["collection ends"])  # the dump is on disk, the rest was not
     for number in range(600):
         assert client.set_mode(number % 2) is None
-    text = kept(client, manager, "power-log-f3.txt")
+    text = kept(client, "power-log-f3.txt")
     assert len(text) < 60_000 and "mode: 1" in text and "collection begins" not in text  # the newest are kept
 
 
@@ -178,12 +177,12 @@ def test_an_erasure_puts_the_factory_values_back(manager):
     for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "Enable"),
                    client.answer(sync(client))):
         assert answer is None
-    before = kept(client, manager)
+    before = kept(client)
     assert "LastFileSystemSync" in str(before)
     assert client.answer(client.ask_erase()) is None
     manager.restart()
     client = manager.ready()
-    after = kept(client, manager)
+    after = kept(client)
     assert client.mode() == 1 and "LastFileSystemSync" not in str(after)
     assert after["NVData"] | {"CalibrationRun": None} == {
         "PowerLogNPA": 0, "PowerLogF3": 0, "PersistentLowPower": 0, "SerialNumber": before["NVData"]["SerialNumber"],
@@ -197,7 +196,7 @@ def test_a_reset_ends_a_sync(manager):
     client = manager.ready()
 
     def last():
-        return kept(client, manager)["NVData"].get("LastFileSystemSync")
+        return kept(client)["NVData"].get("LastFileSystemSync")
 
     def is_cut_short():
         """Unless the machine was so busy that it had ended."""
@@ -247,7 +246,7 @@ def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
     client.events = []
     assert client.reset() is None
     assert 6 not in client.events and wake(client) == before
-    assert "disabled" in kept(client, manager, "power-log-npa.txt")
+    assert "disabled" in kept(client, "power-log-npa.txt")
 
 
 @pytest.mark.parametrize("damage", ["", "{", "[]", "null", '{"SoftResets":"x","Boots":1.5,"SerialNumber":true}'])
@@ -302,7 +301,7 @@ def test_a_self_test_measures_and_judges_by_its_limits(manager):
     figures = client.statistics()
     assert (figures["SelfTestsPassed"], figures["SelfTestsFailed"]) == (2, 2)
     begin(client), abort(client)
-    ends = re.findall("self-test: (.*)\n", kept(client, manager, "power-log-f3.txt"))
+    ends = re.findall("self-test: (.*)\n", kept(client, "power-log-f3.txt"))
     assert ends == ["begins", "passed", "begins", "passed", "begins", "failed", "begins", "failed", "begins", "aborted"]
 
 

@@ -86,8 +86,7 @@ def test_manual_and_completion_have_the_properties_of_the_manager():
 
     with Manager() as manager:
         client = manager.client()
-        client.collect()
-        settings = json.loads(manager.snapshot("manager.json"))["Settings"]
+        settings = json.loads((client.collect() / "manager.json").read_text())["Settings"]
         rows = {f".It {trace} {name} Ta {accepted(client.set(trace, name, '/'))} Ta {value}"
                 for trace, values in settings.items() for name, value in values.items()}
     agree("man/Corvane.8", set(re.findall(r"^\.It \w+ [A-Z]\w+ Ta .+ Ta .+$", (PAGES / "Corvane.8").read_text(), re.M)), rows)

@@ -2,7 +2,6 @@
 
 import asyncio
 import contextlib
-import itertools
 import os
 import signal
 import socket
@@ -14,6 +13,7 @@ import pytest
 from corvane import AsyncClient, Client, Command, ConnectionLost, CorvaneError, MalformedReply, NotConnected, Refused
 from corvane import RequestTooLarge, TimedOut, commands
 from corvane.pytest_plugin import RunningManager
+from programs import ScriptedManager
 from sshd import ssh_words
 
 BRIDGE = os.environ.get("CORVANE_BRIDGE", "corvane-bridge")
@@ -108,34 +108,16 @@ def state(packet, name):
     return cbor2.dumps([*packet, {"KeyBasebandBootState": name}])
 
 
-@contextlib.contextmanager
-def serving(folder, connections):
-    """A manager whose packets answer the first question on each connection, unread; None: its end.
+class OneQuestionManager(ScriptedManager):
+    """Its answers are the packets that answer the first question on each connection, unread; None: the connection's end."""
 
-    @return its socket"""
-    over = threading.Event()
-
-    def serve(listener):
-        with listener:
-            for packets in connections:
-                with listener.accept()[0] as peer, contextlib.suppress(BrokenPipeError):
-                    while cbor2.loads(peer.recv(1000, socket.MSG_PEEK))[0] != 1:
-                        peer.recv(1000)
-                    for packet in itertools.takewhile(lambda packet: packet is not None, packets):
-                        peer.send(packet)
-                    if None not in packets:
-                        over.wait()
-
-    listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
-    listener.bind(str(folder / "sock"))
-    listener.listen()
-    server = threading.Thread(target=serve, args=[listener])
-    server.start()
-    try:
-        yield str(folder / "sock")
-    finally:
-        over.set()
-        server.join()
+    def converse(self, client):
+        while cbor2.loads(client.recv(1000, socket.MSG_PEEK))[0] != 1:
+            client.recv(1000)
+        with contextlib.suppress(OSError):
+            for packet in self.answers.pop(0) if self.answers else [None]:
+                client.close() if packet is None else client.send(packet)
+        self.clients[client] = False  # which keeps it open
 
 
 @pytest.mark.parametrize("answer, error", [
@@ -153,7 +135,7 @@ def test_a_manager_that_answers_anything(tmp_path, monkeypatch, answer, error, b
     """What a later manager may add is passed over; what the protocol forbids ends the connection, never the program."""
     packets = [answer or None, None if error is Refused else state([2, 1, 0], "Off")]
     monkeypatch.setenv("CORVANE_SOCKET", str(tmp_path / "sock"))
-    with serving(tmp_path, [packets]), Client(bridge=bridge) as client:
+    with contextlib.closing(OneQuestionManager(tmp_path / "sock", packets)), Client(bridge=bridge) as client:
         if error is None:
             assert client.perform(commands.boot_state(), timeout=5) == "Off"
         else:
@@ -201,8 +183,9 @@ def test_waiting_for_a_state(tmp_path, connections, error, asynchronous):
             with Client(path) as client:
                 client.wait_for_state("Ready", timeout)
 
-    with serving(tmp_path, connections) as path, pytest.raises(CorvaneError, match=error) if error else contextlib.nullcontext():
-        wait(path, 0.3 if error else 30)
+    with contextlib.closing(OneQuestionManager(tmp_path / "sock", *connections)) as manager:
+        with pytest.raises(CorvaneError, match=error) if error else contextlib.nullcontext():
+            wait(manager.path, 0.3 if error else 30)
 
 
 def test_waiting_for_a_manager_that_is_yet_to_start(tmp_path):

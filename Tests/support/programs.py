@@ -266,11 +266,6 @@ class Manager:
         assert status == 0, output + errors
         return output
 
-    def snapshot(self, name):
-        """What a file of the newest folder of trace logs holds."""
-        newest = max(self.state.glob("Snapshots/*"), key=lambda folder: int(folder.name.rpartition("-")[2]))
-        return (newest / name).read_text()
-
     def __enter__(self):
         self.start()
         return self

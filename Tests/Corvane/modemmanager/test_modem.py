@@ -310,8 +310,8 @@ def test_a_refused_permission_is_told_apart(rig, polkit):
 
 def test_what_a_modem_calls_itself_never_reaches_a_terminal_raw(rig):
     client = rig.ready(AtModem(revision="1\x1b[31m\u009b\u202e2"))
-    client.collect()
-    outputs = [str(client.do("GetCorvaneInfo")), client.statistics()["Modem"], rig.program.text, rig.does("info"), rig.snapshot("modem.json")]
+    snapshot = client.collect() / "modem.json"
+    outputs = [str(client.do("GetCorvaneInfo")), client.statistics()["Modem"], rig.program.text, rig.does("info"), snapshot.read_text()]
     assert not re.search("[\x1b\u009b\u202e]", "".join(outputs))
     assert "[31m" in rig.does("info")
 
@@ -322,15 +322,15 @@ def test_a_snapshot_holds_the_modem_and_its_parts(rig):
     rig.call(f"{ROOT}/Modem/0", MODEM, "CreateBearer", dbus.Dictionary({"apn": "internet"}, "sv"))
     until(lambda: client.statistics()["State"] == "registered", "the network")
     until(lambda: rig.call(f"{ROOT}/Modem/0", MODEM + ".Location", "GetLocation"), "a location")
-    client.collect()
-    modem = json.loads(rig.snapshot("modem.json"))
+    folder = client.collect()
+    modem = json.loads((folder / "modem.json").read_text())
     named = {"EquipmentIdentifier": "490154203237518", "State": "registered", "StateFailedReason": "none", "PowerState": "on",
              "UnlockRequired": "none", "AccessTechnologies": ["lte"], "CurrentBands": ["unknown"], "SupportedBands": ["unknown"]}
     assert named.items() <= modem[f"{ROOT}/Modem/0"][MODEM].items()
     assert modem[f"{ROOT}/Modem/0"][MODEM + ".Modem3gpp"]["RegistrationState"] == "home"
     assert modem[f"{ROOT}/SIM/0"]["Imsi"] == "001010123456789"
     assert modem["Location"] == {"MCC": "001", "MNC": "01", "LAC": "1", "Cell": "ABCD", "TAC": "0"}
-    assert json.loads(rig.snapshot("bearers.json"))[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
+    assert json.loads((folder / "bearers.json").read_text())[f"{ROOT}/Bearer/0"]["Properties"]["apn"] == "internet"
 
 
 def test_traces_record_what_modem_manager_tells(rig, modem):
@@ -425,8 +425,7 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     # A factory reset that doesn't restart the modem is followed by a reset; only then its data is the factory's.
     assert client.answer(client.ask_erase()) is None
     assert fakes.Modem.asked[-2:] == ["FactoryReset", "Reset"]
-    client.collect()
-    shown = json.loads(rig.snapshot("modem.json"))[manager.modem.path][MODEM]
+    shown = json.loads((client.collect() / "modem.json").read_text())[manager.modem.path][MODEM]
     assert (shown["Fitting"], shown["Largest"]) == (2**63 - 1, str(2**64 - 1))
 
 
