@@ -145,7 +145,7 @@ def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig, modem):
     modem.power = 1
     rig.plug(modem)
     until(lambda: client.mode() == 0, "mode 0 after a boot")
-    assert client.statistics()["Boots"] == 1 and "outlive" not in rig.manager.text
+    assert client.statistics()["Boots"] == 1 and "outlive" not in rig.program.text
 
 
 def test_commands_reach_the_modem_that_the_manager_is_bound_to(rig):
