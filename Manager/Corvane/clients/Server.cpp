@@ -7,7 +7,6 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -30,7 +29,6 @@ Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy,
       dispatcher_(dispatcher),
       figures_(figures),
       buffer_(std::make_unique_for_overwrite<std::uint8_t[]>(kBufferSize)),
-      greetingTimer_(loop),
       listeningTimer_(loop),
       trimTimer_(loop) {
     memory::reserve();
@@ -47,7 +45,8 @@ Server::Client::Client(platform::FileDescriptor connected, const PeerPolicy::Pee
           server.dispatcher_, Requester{peer.user, peer.process, {}, server.figures_.accepted},
           [this, &server](std::span<const std::uint8_t> packet) { server.send(*this, packet); },
           [this, &server] { server.endUnanswered(*this); })),
-      watch(server.loop_, socket.get(), Watch::Order::Fair, [this, &server] { server.serve(*this); }) {}
+      watch(server.loop_, socket.get(), Watch::Order::Fair, [this, &server] { server.serve(*this); }),
+      greeting(server.loop_) {}
 
 void Server::accept() {
     do {
@@ -81,10 +80,11 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     ++client.user.clients;
     ++figures_.accepted;
     ++figures_.connected;
-    ++ungreeted_;
     // What a client has to ask mostly comes with its connection, and is answered before anything else is done for others.
     loop_.serveNow(client.watch);
-    awaitGreetings();
+    if (!client.session->greeted()) {
+        client.greeting.set(kGreetingLimit, [this, &client] { end(client, "sent no hello in time"); });
+    }
 }
 
 void Server::pauseListening() {
@@ -149,7 +149,7 @@ Result<Session::Progress> Server::receivePacket(Client& client, std::span<const 
     const bool watched = session.wantsEvents();
     auto progress = client.session->receive(packet);
     if (session.greeted() && !greeted) {
-        stopAwaiting();
+        client.greeting.cancel();
     }
     figures_.watchingEvents += session.wantsEvents() && !watched ? 1 : 0;
     figures_.watchingEvents -= !session.wantsEvents() && watched ? 1 : 0;
@@ -192,9 +192,6 @@ void Server::lose(Client& client) {
         return;
     }
     client.ended = true;
-    if (!client.session->greeted()) {
-        stopAwaiting();
-    }
     if (ended_.empty()) {
         loop_.defer([this] { removeEnded(); });
     }
@@ -226,36 +223,6 @@ void Server::tell(const char* event, const xpc::Object& payload) {
             }
             ++figures_.eventsSent;
         }
-    }
-}
-
-void Server::stopAwaiting() {
-    if (--ungreeted_ == 0) {
-        greetingTimer_.cancel();
-    }
-}
-
-void Server::awaitGreetings() {
-    if (ungreeted_ > 0 && !greetingTimer_.isSet()) {
-        greetingTimer_.set(kGreetingLimit, [this] { endLateGreetings(); });
-    }
-}
-
-void Server::endLateGreetings() {
-    const Clock::time_point late = Clock::now() - kGreetingLimit;
-    Clock::time_point earliest = Clock::time_point::max();
-    for (const auto& client : clients_) {
-        if (client->session->greeted() || client->ended) {
-            continue;
-        }
-        if (client->connectedAt <= late) {
-            end(*client, "sent no hello in time");
-        } else {
-            earliest = std::min(earliest, client->connectedAt);
-        }
-    }
-    if (earliest != Clock::time_point::max()) {
-        greetingTimer_.set(std::chrono::ceil<std::chrono::milliseconds>(earliest - late), [this] { endLateGreetings(); });
     }
 }
 

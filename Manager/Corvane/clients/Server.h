@@ -8,7 +8,6 @@
 #include "Corvane/support/Log.h"
 #include "Platform/FileDescriptor.h"
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -33,8 +32,6 @@ public:
     void broadcast(const char* event, const xpc::Object& payload);
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     /// What a user's clients have in common.
     struct User {
         std::size_t clients = 0;
@@ -50,7 +47,7 @@ private:
         Outbox outbox;
         std::shared_ptr<Session> session;
         Watch watch;
-        Clock::time_point connectedAt = Clock::now();
+        Timer greeting;         ///< set while it is to greet yet
         std::size_t index = 0;  ///< among the server's clients
         bool ended = false;     ///< it stays until the turn is over
     };
@@ -79,10 +76,6 @@ private:
     void endUnanswered(Client& client);
     /// Ends the client that holds most when there is still no reserve. Once a turn: its memory is free only after that.
     void relieve();
-    /// Counts one less that is still to greet: it has, or it has ended.
-    void stopAwaiting();
-    void awaitGreetings();
-    void endLateGreetings();
 
     Loop& loop_;
     platform::FileDescriptor listener_;
@@ -97,9 +90,7 @@ private:
     std::vector<Client*> removed_;           ///< being removed; what they abandon is told to others, which may end by that
     std::size_t freedBytes_ = 0;             ///< by clients that have ended, since memory was last returned to the system
     std::unordered_map<uid_t, User> users_;  ///< all that have been admitted
-    std::size_t ungreeted_ = 0;
-    /// These are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.
-    Timer greetingTimer_;
+    /// Timers are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.
     Timer listeningTimer_;
     Timer trimTimer_;
 };
