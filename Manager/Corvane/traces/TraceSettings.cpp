@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace corvane {
@@ -28,9 +29,16 @@ std::string shownName(const TraceProperty& property) {
 
 TraceSettings::TraceSettings(SettingsStore& store, GroupCommit& group) : store_(store), group_(group) {
     for (TraceProperty& property : supportedTraceProperties()) {
-        const std::string name = property.name;
-        Rows& rows = traces_[ryn::trace::typeAsString(property.trace)];
-        load(rows.emplace(name, Row{std::move(property), {}, {}, {}}).first->second);
+        const std::string trace = ryn::trace::typeAsString(property.trace);
+        if (traces_.empty() || traces_.back().name != trace) {
+            traces_.push_back({trace, {}});
+        }
+        const std::string_view name = property.name;
+        load(traces_.back().rows.emplace_back(Row{name, std::move(property), {}, {}, {}}));
+    }
+    std::ranges::sort(traces_, {}, &Trace::name);
+    for (Trace& trace : traces_) {
+        std::ranges::sort(trace.rows, {}, &Row::name);
     }
 }
 
@@ -50,12 +58,13 @@ void TraceSettings::load(Row& row) {
 }
 
 TraceSettings::Row* TraceSettings::findExactly(std::string_view trace, std::string_view property) {
-    const auto rows = traces_.find(trace);
-    if (rows == traces_.end()) {
+    // Of the few that there are, most are told apart by their lengths.
+    const auto found = std::ranges::find(traces_, trace, &Trace::name);
+    if (found == traces_.end()) {
         return nullptr;
     }
-    const auto row = rows->second.find(property);
-    return row == rows->second.end() ? nullptr : &row->second;
+    const auto row = std::ranges::find(found->rows, property, &Row::name);
+    return row == found->rows.end() ? nullptr : &*row;
 }
 
 Result<TraceSettings::Row*> TraceSettings::find(std::string_view trace, std::string_view property) {
@@ -65,9 +74,9 @@ Result<TraceSettings::Row*> TraceSettings::find(std::string_view trace, std::str
     ryn::trace::Type type{};
     const bool isKind = ryn::trace::stringAsType(std::string(trace), type);
     const std::string name = isKind ? ryn::trace::typeAsString(type) : std::string(trace);
-    const auto rows = traces_.find(name);
-    if (rows == traces_.end()) {
-        const std::string supported = listed(traces_, ", ", &decltype(traces_)::value_type::first);
+    const auto found = std::ranges::find(traces_, name, &Trace::name);
+    if (found == traces_.end()) {
+        const std::string supported = listed(traces_, ", ", &Trace::name);
         return isKind ? Refusal::notSupported(
                             fmt::format("Trace {} is not supported on this device; supported are {}.", name, supported))
                       : Refusal::invalidArgument(fmt::format("There is no trace '{}'; supported are {}.", name, supported));
@@ -75,8 +84,8 @@ Result<TraceSettings::Row*> TraceSettings::find(std::string_view trace, std::str
     if (Row* row = findExactly(name, property); row != nullptr) {
         return row;
     }
-    return Refusal::invalidArgument(fmt::format("Trace {} has no property '{}'; it has {}.", name, property,
-                                                listed(rows->second, ", ", &Rows::value_type::first)));
+    return Refusal::invalidArgument(
+        fmt::format("Trace {} has no property '{}'; it has {}.", name, property, listed(found->rows, ", ", &Row::name)));
 }
 
 Result<xpc::Object> TraceSettings::reply(std::string_view trace, std::string_view property) {
@@ -180,8 +189,8 @@ void TraceSettings::apply(Row& row, const std::string& value) {
 void TraceSettings::applyDefaults(const Completion<void>& done) {
     const auto result = std::make_shared<Result<void>>();
     group_.runNext([result, done] { done(*result); });  // runs last: each job that follows is put in front of it
-    for (auto& [trace, rows] : traces_) {
-        for (auto& [name, row] : rows) {
+    for (Trace& trace : traces_) {
+        for (Row& row : trace.rows) {
             reload(row);
             if (row.value == row.property.byDefault || row.property.keeping == Keeping::ReadOnly) {
                 continue;
@@ -216,13 +225,13 @@ void TraceSettings::setReadOnly(ryn::trace::Type trace, std::string_view propert
 
 xpc::Object TraceSettings::all() {
     xpc::Object traces = dictionary({});
-    for (auto& [trace, rows] : traces_) {
+    for (Trace& trace : traces_) {
         const xpc::Object values = dictionary({});
-        for (auto& [name, row] : rows) {
+        for (Row& row : trace.rows) {
             reload(row);
-            xpc::set(values, name.c_str(), text(row.value));
+            xpc::set(values, row.property.name, text(row.value));
         }
-        xpc::set(traces, trace.c_str(), values);
+        xpc::set(traces, trace.name.c_str(), values);
     }
     return traces;
 }

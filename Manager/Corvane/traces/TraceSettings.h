@@ -7,10 +7,10 @@
 #include "platform/xpc/Object.h"
 
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace corvane {
 
@@ -56,12 +56,16 @@ private:
         Completion<void> done;
     };
     struct Row {
+        std::string_view name;
         TraceProperty property;
         std::string value;
         xpc::Object reply;  ///< of `value`
         std::vector<Preferred> preferred;
     };
-    using Rows = std::map<std::string, Row, std::less<>>;
+    struct Trace {
+        std::string name;
+        std::vector<Row> rows;
+    };
 
     static constexpr std::string_view kArea = "trace";
 
@@ -85,7 +89,7 @@ private:
     GroupCommit& group_;
     Prepare prepare_;
     OnChange onChange_;
-    std::map<std::string, Rows, std::less<>> traces_;
+    std::vector<Trace> traces_;  ///< in ascending order of the names, as the rows of each are
 };
 
 }  // namespace corvane
