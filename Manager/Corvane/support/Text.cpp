@@ -2,11 +2,15 @@
 
 #include "Platform/ControlCharacters.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace corvane {
 
 std::string escaped(std::string_view text) {
+    if (std::ranges::all_of(text, [](char character) { return character >= ' ' && character <= '~'; })) {
+        return std::string(text);  // as nearly all text is
+    }
     std::string line;
     for (const char character : platform::escapeControlCharacters(text)) {
         if (character == '\n' || character == '\t') {
