@@ -5,11 +5,9 @@
 namespace platform {
 namespace {
 
-void print(std::string_view sentence) {
+void (*reporter)(std::string_view) = [](std::string_view sentence) {
     std::fprintf(stderr, "%.*s\n", static_cast<int>(sentence.size()), sentence.data());
-}
-
-void (*reporter)(std::string_view) = print;
+};
 
 }  // namespace
 

@@ -24,14 +24,87 @@ Deadline earlier(const Deadline& left, const Deadline& right) {
 
 class RunLoop {
 public:
-    void add(const std::weak_ptr<RunLoopSource>& source);
-    void wake();
-    [[noreturn]] void run();
+    void add(const std::weak_ptr<RunLoopSource>& source) {
+        {
+            const std::lock_guard lock(mutex_);
+            std::erase_if(sources_, [](const auto& known) { return known.expired(); });
+            sources_.push_back(source);
+        }
+        wake();
+    }
+
+    void wake() {
+        if (!awake_.exchange(true)) {
+            constexpr std::uint64_t kOnce = 1;
+            // Can't fail: the counter is read after every sleep that it ends, and a missing eventfd bounds the sleep.
+            [[maybe_unused]] const auto written = ::write(waker_, &kOnce, sizeof kOnce);
+        }
+    }
+
+    [[noreturn]] void run() {
+        const std::lock_guard parked(parked_);
+        waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        for (;;) {
+            awake_ = false;  // before the look, so that no later change is missed
+            look();
+            sleep();
+            serve();
+        }
+    }
 
 private:
-    void look();
-    void sleep();
-    void serve() const;
+    void look() {
+        {
+            const std::lock_guard lock(mutex_);
+            std::erase_if(sources_, [](const auto& source) { return source.expired(); });
+            watched_ = sources_;
+        }
+        interests_.clear();
+        descriptors_.clear();
+        deadline_.reset();
+        for (const auto& weak : watched_) {
+            const auto source = weak.lock();
+            const auto& interest = interests_.emplace_back(source ? source->interest() : RunLoopSource::Interest{});
+            descriptors_.push_back({interest.descriptor, interest.events, 0});
+            deadline_ = earlier(deadline_, interest.deadline);
+        }
+    }
+
+    void sleep() {
+        constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
+        descriptors_.push_back({waker_, POLLIN, 0});
+        if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
+            deadline_ = earlier(deadline_, Clock::now() + kFirstLook);
+        }
+        int timeout = -1;
+        if (deadline_) {
+            const auto left = std::clamp(*deadline_ - Clock::now(), Clock::duration::zero(), kLongest);
+            timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
+        }
+        if (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
+            for (auto& entry : descriptors_) {
+                entry.revents = 0;  // interrupted: nothing is known
+            }
+        }
+        if (descriptors_.back().revents != 0) {
+            std::uint64_t count = 0;
+            [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);
+        }
+    }
+
+    /// Sources are held only while they are called: one that goes away during the sleep is skipped.
+    void serve() const {
+        const auto now = Clock::now();
+        for (std::size_t i = 0; i < watched_.size(); ++i) {
+            const bool due = interests_[i].deadline && *interests_[i].deadline <= now;
+            if (descriptors_[i].revents == 0 && !due) {
+                continue;
+            }
+            if (const auto source = watched_[i].lock()) {
+                source->serve(descriptors_[i].revents);
+            }
+        }
+    }
 
     std::mutex mutex_;
     std::vector<std::weak_ptr<RunLoopSource>> sources_;
@@ -46,87 +119,6 @@ private:
     std::vector<pollfd> descriptors_;                 ///< the same order, then the waker's
     Deadline deadline_;                               ///< the earliest one
 };
-
-void RunLoop::add(const std::weak_ptr<RunLoopSource>& source) {
-    {
-        const std::lock_guard lock(mutex_);
-        std::erase_if(sources_, [](const auto& known) { return known.expired(); });
-        sources_.push_back(source);
-    }
-    wake();
-}
-
-void RunLoop::wake() {
-    if (!awake_.exchange(true)) {
-        constexpr std::uint64_t kOnce = 1;
-        // Can't fail: the counter is read after every sleep that it ends, and a missing eventfd bounds the sleep.
-        [[maybe_unused]] const auto written = ::write(waker_, &kOnce, sizeof kOnce);
-    }
-}
-
-void RunLoop::look() {
-    {
-        const std::lock_guard lock(mutex_);
-        std::erase_if(sources_, [](const auto& source) { return source.expired(); });
-        watched_ = sources_;
-    }
-    interests_.clear();
-    descriptors_.clear();
-    deadline_.reset();
-    for (const auto& weak : watched_) {
-        const auto source = weak.lock();
-        const auto& interest = interests_.emplace_back(source ? source->interest() : RunLoopSource::Interest{});
-        descriptors_.push_back({interest.descriptor, interest.events, 0});
-        deadline_ = earlier(deadline_, interest.deadline);
-    }
-}
-
-void RunLoop::sleep() {
-    constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
-    descriptors_.push_back({waker_, POLLIN, 0});
-    if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
-        deadline_ = earlier(deadline_, Clock::now() + kFirstLook);
-    }
-    int timeout = -1;
-    if (deadline_) {
-        const auto left = std::clamp(*deadline_ - Clock::now(), Clock::duration::zero(), kLongest);
-        timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
-    }
-    if (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
-        for (auto& entry : descriptors_) {
-            entry.revents = 0;  // interrupted: nothing is known
-        }
-    }
-    if (descriptors_.back().revents != 0) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);
-    }
-}
-
-/// Sources are held only while they are called: one that goes away during the sleep is skipped.
-void RunLoop::serve() const {
-    const auto now = Clock::now();
-    for (std::size_t i = 0; i < watched_.size(); ++i) {
-        const bool due = interests_[i].deadline && *interests_[i].deadline <= now;
-        if (descriptors_[i].revents == 0 && !due) {
-            continue;
-        }
-        if (const auto source = watched_[i].lock()) {
-            source->serve(descriptors_[i].revents);
-        }
-    }
-}
-
-void RunLoop::run() {
-    const std::lock_guard parked(parked_);
-    waker_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    for (;;) {
-        awake_ = false;  // before the look, so that no later change is missed
-        look();
-        sleep();
-        serve();
-    }
-}
 
 RunLoop& theRunLoop() {
     // Never destroyed: the parked thread uses it until the very end of the process.

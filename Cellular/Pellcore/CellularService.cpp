@@ -13,11 +13,6 @@ namespace {
 constexpr const char* kBootStateReady = "Ready";
 constexpr std::int64_t kOperatingModeOnline = 0;
 
-/// Whether somebody has asked for an operating mode since the baseband has booted.
-bool isModeWanted(const xpc::Object& bootState) {
-    return xpc_dictionary_get_value(bootState.get(), ryn::kKeyBasebandOperatingMode) != nullptr;
-}
-
 }  // namespace
 
 void CellularService::start() {
@@ -69,7 +64,7 @@ void CellularService::bootStateIs(const xpc::Object& payload) {
     if (bootState_ != kBootStateReady) {
         return;
     }
-    if (isModeWanted(payload)) {
+    if (xpc_dictionary_get_value(payload.get(), ryn::kKeyBasebandOperatingMode) != nullptr) {
         log("an operating mode was asked for since the baseband has booted; it is left as it is");
     } else {
         bringOnline();

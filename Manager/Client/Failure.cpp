@@ -6,33 +6,36 @@
 
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 namespace ryn::client {
 namespace {
 
+/// Why there is no connection: what stands before the place and behind it.
+struct Reason {
+    int error;
+    const char* before;
+    const char* behind;
+};
+constexpr Reason kReasons[] = {
+    {ENOENT, "There is no manager socket ", "; is Corvane running?"},
+    {ECONNREFUSED, "Nothing listens on ", "; is Corvane running?"},
+    {EACCES, "No permission to use ", "; add yourself to group corvane and log in again."},
+    {EPERM, "No permission to use ", "; add yourself to group corvane and log in again."},
+    {ENAMETOOLONG, "The socket path ", " is too long: at most 107 bytes can be used."},
+    {EAGAIN, "The manager at ", " took no new connection in time; it may be overloaded or stopped."},
+    {ENOEXEC, "The program ", " could not be started; is it installed?"},
+    {EPROTOTYPE, "The socket ", " is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on."},
+};
+static_assert(sizeof(sockaddr_un::sun_path) == 107 + 1);
+
 std::string whyNotConnected(const std::string& place, int error) {
-    switch (error) {
-        case ENOENT:
-            return "There is no manager socket " + place + "; is Corvane running?";
-        case ECONNREFUSED:
-            return "Nothing listens on " + place + "; is Corvane running?";
-        case EACCES:
-        case EPERM:
-            return "No permission to use " + place + "; add yourself to group corvane and log in again.";
-        case ENAMETOOLONG:
-            return "The socket path " + place + " is too long: at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
-                   " bytes can be used.";
-        case EAGAIN:
-            return "The manager at " + place + " took no new connection in time; it may be overloaded or stopped.";
-        case ENOEXEC:
-            return "The program " + place + " could not be started; is it installed?";
-        case EPROTOTYPE:
-            return "The socket " + place + " is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on.";
-        default:
-            return "Can't connect to " + place + ": " + std::generic_category().message(error) + ".";
-    }
+    const auto* const reason = std::ranges::find(kReasons, error, &Reason::error);
+    return reason == std::end(kReasons) ? "Can't connect to " + place + ": " + std::generic_category().message(error) + "."
+                                        : reason->before + place + reason->behind;
 }
 
 }  // namespace

@@ -2,12 +2,14 @@
 
 #include "Client/wire/Packet.h"
 
+#include <arpa/inet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 
 namespace ryn::client {
@@ -47,11 +49,9 @@ void carryToStream(int packets, int stream) {
         if (received <= 0) {
             return;
         }
-        const auto length = static_cast<std::size_t>(received);
-        for (std::size_t index = 0; index < kLengthBytes; ++index) {
-            (*frame)[index] = static_cast<std::uint8_t>(length >> 8 * (kLengthBytes - 1 - index));
-        }
-        if (!transferWhole(::write, stream, frame->data(), kLengthBytes + length)) {
+        const std::uint32_t length = ::htonl(static_cast<std::uint32_t>(received));
+        std::memcpy(frame->data(), &length, kLengthBytes);
+        if (!transferWhole(::write, stream, frame->data(), kLengthBytes + static_cast<std::size_t>(received))) {
             return;
         }
     }
@@ -61,10 +61,8 @@ std::uint32_t carryToPackets(int stream, int packets) {
     const auto frame = std::make_unique<Frame>();
     std::uint32_t length = 1;
     while (transferWhole(::read, stream, frame->data(), kLengthBytes)) {
-        length = 0;
-        for (std::size_t index = 0; index < kLengthBytes; ++index) {
-            length = length << 8U | (*frame)[index];
-        }
+        std::memcpy(&length, frame->data(), kLengthBytes);
+        length = ::ntohl(length);
         if (!isPacketLength(length) || !transferWhole(::read, stream, frame->data(), length) ||
             ::send(packets, frame->data(), length, MSG_NOSIGNAL) < 0) {
             break;

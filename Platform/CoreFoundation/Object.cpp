@@ -39,10 +39,6 @@ void CFRelease(CFTypeRef object) {
     }
 }
 
-CFTypeRef CFRetain(CFStringRef string) {
-    return CFRetain(static_cast<CFTypeRef>(string));
-}
-
 void CFRelease(CFStringRef string) {
     CFRelease(static_cast<CFTypeRef>(string));
 }

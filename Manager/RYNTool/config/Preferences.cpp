@@ -1,15 +1,7 @@
 #include "config/Preferences.h"
 
-#include "platform/CoreFoundation/Owned.h"
-
-namespace {
-
-cf::Owned<CFStringRef> domain() {
-    return cf::Owned<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8));
-}
-
-}  // namespace
-
-Preferences::Preferences() : adapter_(domain().get(), kCFPreferencesCurrentUser) {}
-
-Preferences::~Preferences() = default;
+Preferences::Preferences()
+    : adapter_(
+          cf::Owned<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8))
+              .get(),
+          kCFPreferencesCurrentUser) {}

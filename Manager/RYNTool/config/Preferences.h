@@ -10,7 +10,7 @@ public:
     Preferences();
     Preferences(const Preferences&) = delete;
     Preferences& operator=(const Preferences&) = delete;
-    virtual ~Preferences();
+    virtual ~Preferences() = default;
 
 protected:
     /// The stored value; `fallback` when there is none or it is of another type.

@@ -52,7 +52,6 @@ public:
     EnteredGroup(const EnteredGroup& other) : EnteredGroup(other.group_) {}
     EnteredGroup(EnteredGroup&& other) noexcept = default;
     EnteredGroup& operator=(const EnteredGroup&) = delete;
-    EnteredGroup& operator=(EnteredGroup&&) = delete;
     ~EnteredGroup() { group_.leave(); }
 
 private:

@@ -26,7 +26,6 @@ void CFRunLoopRun();
 
 CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
-CFTypeRef CFRetain(CFStringRef string);
 void CFRelease(CFStringRef string);
 CFTypeID CFGetTypeID(CFTypeRef object);
 
