@@ -17,7 +17,7 @@ TEST(Events, ComeInOrderAndOutliveTheManager) {
     // Nobody sends a command: the run loop connects, also behind a manager that was absent, and switches events on again.
     for (std::size_t round = 0; round < 2; ++round) {
         ScriptedManager manager(folder / "s", kEcho);
-        ASSERT_TRUE(manager.waitForPacket("events on"));
+        ASSERT_THAT(manager.packets(2), ElementsAre("hello 1 tester", "events on"));
         manager.broadcast("E", support::number(1));
         manager.broadcast("Other", support::number(2));
         manager.broadcast("E");
@@ -29,8 +29,9 @@ TEST(Events, ComeInOrderAndOutliveTheManager) {
 
 TEST(Events, AreSwitchedOffAndOn) {
     const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const ScriptedManager::Request& request) {
-        request.command == "Drop" ? connection.drop() : connection.reply(request.id, 0, support::text(request.argument));
+    ScriptedManager manager(folder / "s", [](const auto& connection, const auto& request) {
+        request.command == "Drop" ? connection.drop()
+                                  : connection.reply(request.id, 0, support::text(to_string(request.argument)));
     });
     TestClient client(manager.path());
     EXPECT_EQ(client.perform("First"), "0 \"null\"");
@@ -39,8 +40,8 @@ TEST(Events, AreSwitchedOffAndOn) {
     client.manager().setEvents(false);
     client.manager().setEvents(true);
     EXPECT_EQ(client.perform("Last"), "0 \"null\"");
-    EXPECT_THAT(manager.packets(),
-                ElementsAre("hello tester", "First null", "events on", "events off", "events on", "Last null"));
+    EXPECT_THAT(manager.packets(), ElementsAre("hello 1 tester", "request 1 First null", "events on", "events off", "events on",
+                                               "request 2 Last null"));
     client.manager().setEvents(false);
     Lines lines;
     client.manager().perform(
@@ -48,7 +49,7 @@ TEST(Events, AreSwitchedOffAndOn) {
     EXPECT_THAT(lines.wait(1), ElementsAre("lost"));
     EXPECT_FALSE(client.manager().interest().deadline);
     client.manager().setEvents(true);  // the run loop has looked, and sleeps without a connection
-    EXPECT_TRUE(manager.waitForPacket("events on", 3));
+    EXPECT_EQ(manager.packets(10).back(), "events on");
 }
 
 TEST(Events, BeyondMeasureEndTheConnection) {
@@ -63,7 +64,7 @@ TEST(Events, BeyondMeasureEndTheConnection) {
     for (const auto& flood : kFloods) {
         SCOPED_TRACE(flood.what);
         const TempFolder folder;
-        ScriptedManager manager(folder / "s", [&flood](ScriptedManager::Connection& connection, const auto& request) {
+        ScriptedManager manager(folder / "s", [&flood](const auto& connection, const auto& request) {
             for (int event = 0; request.command == "Flood" && event < flood.events; ++event) {
                 connection.event("E", flood.payload);
             }
@@ -107,7 +108,7 @@ TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
     }
     ScriptedManager manager(folder / "s", kEcho);
     EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent);
-    EXPECT_TRUE(manager.waitForPacket("events on"));
+    EXPECT_THAT(manager.packets(2), ElementsAre("hello 1 tester", "events on"));
     const std::pair<bool, std::chrono::milliseconds> kEnds[] = {{false, 5000ms}, {true, 100ms}};
     for (const auto& [hasReceived, delay] : kEnds) {  // a connection that failed at once is no success
         ASSERT_EQ(link.send({}), Link::Outcome::Sent);

@@ -11,8 +11,8 @@ using testing::SizeIs;
 
 TEST(Library, CarriesEveryKindOfValue) {
     const support::TempFolder folder;
-    const ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const auto& request) {
-        connection.reply(request.id, request.command == "Fail" ? -7 : 0, request.value);
+    const ScriptedManager manager(folder / "s", [](const auto& connection, const auto& request) {
+        connection.reply(request.id, request.command == "Fail" ? -7 : 0, request.argument);
     });
     ryn::Client client({.name = "library", .socket = manager.path()});
     const ryn::Value value = ryn::Dictionary{
@@ -49,7 +49,7 @@ TEST(Library, WaitsForAState) {
         SCOPED_TRACE(testing::PrintToString(row.answers));
         const support::TempFolder folder;
         std::atomic<std::size_t> asked = 0;
-        const ScriptedManager manager(folder / "s", [&](ScriptedManager::Connection& connection, const auto& request) {
+        const ScriptedManager manager(folder / "s", [&](const auto& connection, const auto& request) {
             std::string answer = row.answers[std::min(asked++, row.answers.size() - 1)];
             const bool isFollowed = answer.ends_with('!');
             answer.resize(answer.size() - (isFollowed ? 1 : 0));
@@ -75,7 +75,7 @@ TEST(Library, WaitsForAState) {
 /// Requests that wait when the program that carries them is killed, or when their client goes.
 TEST(Library, EndsEachRequestOfACutConnection) {
     const support::TempFolder folder;
-    const ScriptedManager manager(folder / "s", [](ScriptedManager::Connection& connection, const auto& request) {
+    const ScriptedManager manager(folder / "s", [](const auto& connection, const auto& request) {
         if (request.command == "Any") {
             connection.reply(request.id, 0);
         }

@@ -5,31 +5,11 @@
 #include "platform/dispatch/Queue.h"
 #include "support/ScriptedManager.h"
 
+using support::Lines;
 using support::ScriptedManager;
 
-/// What a handler or completion leaves for the test's thread to wait for, line by line.
-class Lines {
-public:
-    void add(std::string line) {
-        const std::lock_guard lock(mutex_);
-        lines_.push_back(std::move(line));
-        added_.notify_all();
-    }
-    /// What there is when there are `count`, or when the test's patience is over.
-    std::vector<std::string> wait(std::size_t count) {
-        std::unique_lock lock(mutex_);
-        added_.wait_for(lock, support::kPatience, [&] { return lines_.size() >= count; });
-        return lines_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable added_;
-    std::vector<std::string> lines_;
-};
-
 inline const ScriptedManager::Responder kEcho = [](auto& connection, const auto& request) {
-    connection.reply(request.id, 0, support::text(request.argument));
+    connection.reply(request.id, 0, support::text(to_string(request.argument)));
 };
 
 /// A client as the tool is one: a queue, a manager, and a thread that is parked in the run loop.

@@ -7,8 +7,8 @@ namespace {
 
 TEST(TracePropertyTest, SendsATimeoutAndNothingWithoutAName) {
     const support::TempFolder folder;
-    const support::ScriptedManager manager(folder / "manager.sock",
-                                           [](auto& connection, const auto& request) { connection.reply(request.id, 0); });
+    support::ScriptedManager manager(folder / "manager.sock",
+                                     [](const auto& connection, const auto& request) { connection.reply(request.id, 0); });
     setenv("CORVANE_SOCKET", manager.path().c_str(), 1);
     const dispatch::Queue queue("test.queue");
     const auto client = ryn::client::CreateManager("test", queue.get());
@@ -17,7 +17,7 @@ TEST(TracePropertyTest, SendsATimeoutAndNothingWithoutAName) {
     EXPECT_EQ(setTraceProperty(client, "DIAG", "Mode", "1", 7), 0);
     EXPECT_EQ(getTraceProperty(client, "DIAG", "", value, 0), static_cast<int>(0xE020E002));
     EXPECT_EQ(setTraceProperty(nullptr, "DIAG", "Mode", "1", 0), static_cast<int>(0xE020E002));
-    EXPECT_THAT(manager.packets(), ElementsAre("hello test", HasSubstr("\"KeyTimeout\":7"), HasSubstr("\"KeyTimeout\":7")));
+    EXPECT_THAT(manager.packets(), ElementsAre("hello 1 test", HasSubstr("\"KeyTimeout\":7"), HasSubstr("\"KeyTimeout\":7")));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Client/wire/Packet.h"
+#include "Client/Render.h"
 #include "Platform/FileDescriptor.h"
 #include "platform/xpc/Values.h"
 #include "support/Standard.h"
@@ -22,43 +22,53 @@ inline platform::FileDescriptor bindTo(const std::string& path, int type, int ba
     return descriptor;
 }
 
-inline void sendPacket(int descriptor, const ryn::wire::Packet& packet) {
-    std::vector<std::uint8_t> bytes;
-    if (ryn::wire::encode(packet, bytes)) {
-        send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+/// What threads leave for the test's own to wait for, line by line.
+class Lines {
+public:
+    void add(std::string line) {
+        const std::lock_guard lock(mutex_);
+        lines_.push_back(std::move(line));
+        added_.notify_all();
     }
-}
+    /// What there is when there are `count`, or when the test's patience is over.
+    std::vector<std::string> wait(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        added_.wait_for(lock, kPatience, [&] { return lines_.size() >= count; });
+        return lines_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable added_;
+    std::vector<std::string> lines_;
+};
 
 /// A manager that answers as a test tells it, on a real socket, from a thread of its own.
 class ScriptedManager {
 public:
-    struct Request {
-        std::uint64_t id = 0;
-        std::string command;
-        std::string argument;  ///< rendered as JSON
-        xpc::Object value;     ///< the argument itself
-    };
+    using Request = ryn::wire::Request;
     /// One client's connection, to be used within a responder only.
-    class Connection {
-    public:
-        explicit Connection(int descriptor) : descriptor_(descriptor) {}
+    struct Connection {
+        platform::FileDescriptor descriptor;
+        bool eventsOn = false;
+
         void reply(std::uint64_t id, std::int32_t result, const xpc::Object& object = {}) const {
-            sendPacket(descriptor_, ryn::wire::Reply{id, result, object});
+            packet(ryn::wire::Reply{id, result, object});
         }
-        void event(const std::string& name, const xpc::Object& payload = {}) const {
-            sendPacket(descriptor_, ryn::wire::Event{name, payload});
+        void event(const std::string& name, const xpc::Object& payload = {}) const { packet(ryn::wire::Event{name, payload}); }
+        void packet(const ryn::wire::Packet& packet) const {
+            std::vector<std::uint8_t> bytes;
+            if (ryn::wire::encode(packet, bytes)) {
+                raw(bytes);
+            }
         }
         /// Any bytes, as one packet.
-        void raw(const std::vector<std::uint8_t>& packet) const { send(descriptor_, packet.data(), packet.size(), MSG_NOSIGNAL); }
-        /// Ends the connection after the responder.
-        void drop() { dropped_ = true; }
-        bool dropped() const { return dropped_; }
-
-    private:
-        int descriptor_;
-        bool dropped_ = false;
+        void raw(const std::vector<std::uint8_t>& bytes) const {
+            send(descriptor.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        }
+        void drop() const { ::shutdown(descriptor.get(), SHUT_RDWR); }
     };
-    using Responder = std::function<void(Connection& connection, const Request& request)>;
+    using Responder = std::function<void(const Connection& connection, const Request& request)>;
 
     /// Listens on `path` at once.
     ScriptedManager(std::string path, Responder responder)
@@ -78,36 +88,20 @@ public:
     /// Sends an event to every connection that has events on.
     void broadcast(const std::string& name, const xpc::Object& payload = {}) {
         const std::lock_guard lock(mutex_);
-        for (const Client& client : clients_) {
+        for (const Connection& client : clients_) {
             if (client.eventsOn) {
-                sendPacket(client.descriptor.get(), ryn::wire::Event{name, payload});
+                client.event(name, payload);
             }
         }
     }
-
-    /// "hello NAME", "events on", "events off" and "Command argument-as-JSON", in the order of arrival over all connections.
-    std::vector<std::string> packets() const {
-        const std::lock_guard lock(mutex_);
-        return packets_;
-    }
-    /// @return whether `packets` holds `count` of `text` before the test's patience is over.
-    bool waitForPacket(const std::string& text, std::size_t count = 1) {
-        std::unique_lock lock(mutex_);
-        return noted_.wait_for(lock, kPatience, [&] {
-            return static_cast<std::size_t>(std::count(packets_.begin(), packets_.end(), text)) >= count;
-        });
-    }
+    /// What has come, as it is rendered, in the order of arrival over all connections: at least `count` packets.
+    std::vector<std::string> packets(std::size_t count = 0) { return packets_.wait(count); }
 
 private:
-    struct Client {
-        platform::FileDescriptor descriptor;
-        bool eventsOn;
-    };
-
     void serve() {
         for (;;) {
             std::vector<pollfd> waits{{listener_.get(), POLLIN, 0}};
-            for (const Client& client : clients_) {
+            for (const Connection& client : clients_) {
                 waits.push_back({client.descriptor.get(), POLLIN, 0});
             }
             poll(waits.data(), waits.size(), -1);
@@ -116,52 +110,35 @@ private:
             }
             const std::lock_guard lock(mutex_);
             std::size_t index = 1;
-            std::erase_if(clients_, [&](Client& client) {
-                const bool readable = waits[index++].revents != 0;
-                return readable && !receive(client);
-            });
+            std::erase_if(clients_, [&](Connection& client) { return waits[index++].revents != 0 && !receive(client); });
             if (waits[0].revents != 0) {
-                clients_.push_back({platform::FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)), false});
+                clients_.push_back({platform::FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC))});
             }
         }
     }
-    bool receive(Client& client) {
+    /// @return false at the connection's end, which is what a malformed packet is too
+    bool receive(Connection& client) {
         std::vector<std::uint8_t> buffer(ryn::wire::kMaxPacketSize);
         const ssize_t length = recv(client.descriptor.get(), buffer.data(), buffer.size(), 0);
-        if (length <= 0) {
-            return false;
-        }
-        const auto packet = ryn::wire::decode({buffer.data(), static_cast<std::size_t>(length)});
+        const auto packet = ryn::wire::decode({buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))});
         if (!packet) {
-            note("malformed");
             return false;
         }
-        if (const auto* hello = std::get_if<ryn::wire::Hello>(&*packet)) {
-            note("hello " + std::string(hello->clientName));
-        } else if (const auto* events = std::get_if<ryn::wire::Events>(&*packet)) {
+        packets_.add(render(*packet));
+        if (const auto* events = std::get_if<ryn::wire::Events>(&*packet)) {
             client.eventsOn = events->on;
-            note(events->on ? "events on" : "events off");
-        } else if (const auto* request = std::get_if<ryn::wire::Request>(&*packet)) {
-            const Request seen{request->id, std::string(request->command), xpc::to_string(request->argument), request->argument};
-            note(seen.command + " " + seen.argument);
-            Connection connection(client.descriptor.get());
-            responder_(connection, seen);
-            return !connection.dropped();
+        } else if (const auto* request = std::get_if<Request>(&*packet)) {
+            responder_(client, *request);
         }
         return true;
-    }
-    void note(const std::string& packet) {
-        packets_.push_back(packet);
-        noted_.notify_all();
     }
 
     std::string path_;
     Responder responder_;
     platform::FileDescriptor listener_;
-    mutable std::mutex mutex_;
-    std::condition_variable noted_;
-    std::vector<std::string> packets_;
-    std::vector<Client> clients_;
+    Lines packets_;
+    std::mutex mutex_;
+    std::vector<Connection> clients_;
     std::thread thread_;
 };
 

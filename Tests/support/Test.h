@@ -6,5 +6,6 @@
 
 using support::TempFolder;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
