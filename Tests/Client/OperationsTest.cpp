@@ -21,7 +21,7 @@ TEST(Timeout, FollowsTheArgumentAndTheCommand) {
         {"X", timeout(support::number(0)), 60},
         {"X", timeout(support::number(-3)), 60},
         {"X", timeout(support::text("9")), 60},
-        {"X", timeout(support::number(std::numeric_limits<std::int64_t>::max())), 31'536'005},
+        {"X", timeout(support::number(INT64_MAX)), 31'536'005},
         {"CollectTraceLogsCommand", {}, 300},
         {"BasebandDiagnosticsCommand", timeout(support::number(0)), 300},
         {"BasebandDiagnosticsCommand", timeout(support::number(10)), 15},

@@ -7,92 +7,25 @@ namespace {
 using xpc::Object;
 
 using xpc::array;
-using xpc::dictionary;
 using xpc::number;
 using xpc::text;
 
-TEST(Json, RendersEveryKind) {
-    const auto null = Object::adopt(xpc_null_create());
-    const auto yes = Object::adopt(xpc_bool_create(true));
-    const std::pair<Object, std::string> cases[] = {
-        {Object(), "null"},
-        {null, "null"},
-        {yes, "true"},
-        {Object::adopt(xpc_bool_create(false)), "false"},
-        {number(INT64_MIN), "-9223372036854775808"},
-        {number(INT64_MAX), "9223372036854775807"},
-        {text(""), R"("")"},
-        {array({}), "[]"},
-        {dictionary({}), "{}"},
-        {array({number(1), null, array({yes})}), "[1,null,[true]]"},
-        {dictionary({{"b", number(2)}, {"\xff", null}, {"B", array({})}, {"", yes}, {"a\n", dictionary({{"x", null}})}}),
-         "{\"\":true,\"B\":[],\"a\\n\":{\"x\":null},\"b\":2,\"\xEF\xBF\xBD\":null}"},
-    };
-    for (const auto& [object, json] : cases) {
-        EXPECT_EQ(xpc::to_string(object), json);
-    }
-}
-
-TEST(Json, EscapesAsRfc8259AndReplacesWhatIsNotUtf8) {
-    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-    const auto replaced = [&](std::string_view pattern) {
-        std::string out;
-        for (const char letter : pattern) {
-            out += letter == '?' ? std::string(kReplacement) : std::string(1, letter);
-        }
-        return out;
-    };
-    const std::pair<std::string_view, std::string> cases[] = {
-        {"\"\\/", R"(\"\\/)"},
-        {"\b\f\n\r\t", R"(\b\f\n\r\t)"},
-        {{"\0\x01\x1f\x7f", 4}, "\\u0000\\u0001\\u001f\x7f"},
-        {"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB1", "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x93\xB1"},
-        {"\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF", "\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF"},  // next to the gaps
-        {"a\xFFz\x80", replaced("a?z?")},
-        {"\xC0\x80\xC1\xBF", replaced("????")},                           // overlong, two bytes
-        {"\xE0\x9F\xBF", replaced("???")},                                // overlong, three
-        {"\xF0\x8F\xBF\xBF", replaced("????")},                           // overlong, four
-        {"\xED\xA0\x80\xED\xBF\xBF", replaced("??????")},                 // surrogates
-        {"\xF4\x90\x80\x80\xF5", replaced("?????")},                      // beyond U+10FFFF
-        {"\xE2\x82", replaced("?")},                                      // cut short at the end
-        {"\xF0\x9F\x93x\xE2\x82\xC3\xA9", replaced("?x?") + "\xC3\xA9"},  // cut short by the next character
-    };
-    for (const auto& [bytes, json] : cases) {
-        EXPECT_EQ(xpc::to_string(text(bytes)), '"' + json + '"');
-    }
-}
-
 TEST(Value, DictionaryKeepsOneValuePerKeyInByteOrder) {
-    constexpr int kEntries = 1'000;
-    std::vector<std::string> names;
-    std::vector<const char*> keys;
-    std::vector<Object> values;
-    std::vector<xpc_object_t> borrowed;
-    names.reserve(kEntries);
-    const auto built = dictionary({});
-    for (int i = 0; i < kEntries; ++i) {
-        names.push_back("a key that is longer than a short string " + std::to_string(i * 7 % (kEntries / 2)));
-        values.push_back(number(i));
-        keys.push_back(names.back().c_str());
-        borrowed.push_back(values.back().get());
-        xpc_dictionary_set_value(built.get(), keys.back(), borrowed.back());
-    }
-    const auto whole = Object::adopt(xpc_dictionary_create(keys.data(), borrowed.data(), keys.size()));
-    EXPECT_EQ(xpc_dictionary_get_count(whole.get()), kEntries / 2);
-    EXPECT_EQ(xpc_int64_get_value(xpc_dictionary_get_value(whole.get(), keys[0])), kEntries / 2);
-    EXPECT_EQ(xpc::to_string(whole), xpc::to_string(built));
-
-    std::string previous;
-    EXPECT_FALSE(xpc_dictionary_apply(whole.get(), [&](const char* key, xpc_object_t) {
-        EXPECT_LT(previous, key);
-        previous = key;
-        return previous != names[3];
+    const auto first = number(1);
+    const auto last = number(2);
+    const char* const keys[] = {"b", "\xFF", "", "B", "b"};
+    const xpc_object_t values[] = {first.get(), first.get(), first.get(), first.get(), last.get()};
+    const auto made = Object::adopt(xpc_dictionary_create(keys, values, std::size(keys)));
+    EXPECT_EQ(xpc_dictionary_get_count(made.get()), 4U);
+    xpc_dictionary_set_value(made.get(), "", nullptr);
+    xpc_dictionary_set_value(made.get(), "a", nullptr);
+    std::vector<std::string> seen;
+    EXPECT_FALSE(xpc_dictionary_apply(made.get(), [&](const char* key, xpc_object_t) {
+        seen.emplace_back(key);
+        return seen.size() < 2;
     }));
-    EXPECT_EQ(previous, names[3]);
-    for (const auto& name : names) {
-        xpc_dictionary_set_value(built.get(), name.c_str(), nullptr);
-    }
-    EXPECT_EQ(xpc::to_string(built), "{}");
+    EXPECT_THAT(seen, ElementsAre("B", "b"));
+    EXPECT_EQ(xpc::to_string(made), "{\"B\":1,\"b\":2,\"\xEF\xBF\xBD\":1}");
 }
 
 TEST(Value, ReadersTakeAnyKind) {

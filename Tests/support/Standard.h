@@ -26,20 +26,15 @@
 #include <fstream>
 #include <functional>
 #include <future>
-#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <numeric>
 #include <optional>
 #include <set>
-#include <span>
 #include <sstream>
 #include <string>
 #include <system_error>
 #include <thread>
-#include <tuple>
-#include <variant>
 #include <vector>
 
 using namespace std::chrono_literals;

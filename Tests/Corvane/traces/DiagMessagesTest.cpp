@@ -115,8 +115,9 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
     }
     std::uint32_t sum = 0;
     for (const Row& row : rows) {
-        sum = std::accumulate(row.packet.begin(), row.packet.end(), sum,
-                              [](std::uint32_t before, char byte) { return 31 * before + static_cast<unsigned char>(byte); });
+        for (const char byte : row.packet) {
+            sum = 31 * sum + static_cast<unsigned char>(byte);
+        }
     }
     EXPECT_EQ(sum, 804908660U) << "other bytes than those that were looked at in Wireshark, field by field: look again";
     std::istringstream lines(tshark(folder.path() / "DIAG/00000001.pcapng", fields));
