@@ -142,9 +142,6 @@ void Manager::setEvents(bool on) {
             // A program that is over before the run loop's first look does not connect for its events.
             link_.setNextAttempt(Clock::now() + platform::kFirstLook);
         }
-        if (!asked_) {
-            return;
-        }
     }
     platform::wakeRunLoop();
 }
@@ -156,7 +153,6 @@ void Manager::setFailureHandler(FailureHandler handler) {
 
 Manager::Interest Manager::interest() {
     const Lock lock(mutex_);
-    asked_ = true;
     const bool othersRead = reading_ || (commands_ != commandsSeen_ && !calls_.anyAsynchronous());
     commandsSeen_ = commands_;
 

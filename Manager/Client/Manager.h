@@ -111,7 +111,6 @@ private:
     // So that the parked thread is not woken by each reply while synchronous commands follow one another:
     std::uint64_t commands_ = 0;
     std::uint64_t commandsSeen_ = 0;  ///< when the run loop asked last
-    bool asked_ = false;              ///< whether it ever asked
 };
 
 }  // namespace ryn::client
