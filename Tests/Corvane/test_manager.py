@@ -149,6 +149,10 @@ def test_settings_are_typed_ranged_and_kept_over_a_kill(manager):
 
 def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(manager):
     client = manager.client()
+    (manager.state / "DMC").mkdir()
+    for name, content in [("broken", "{"), ("number", '{"groups": [1]}'), ("other", '{"groups": [], "more": 1}'),
+                          ("typo", '{"groups": ["NAS", "RCC"]}')]:
+        (manager.state / f"DMC/{name}.json").write_text(content)
     for trace, name, value, sentence in [
         ("DIAG", "Enabled", "yes", "DIAG Enabled can't be 'yes'; it takes true or false."),
         ("DIAG", "Enabled", "TRUE", "true or false"),
@@ -159,7 +163,11 @@ def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(man
         ("DIAG", "Stall_Detection_Recovery", "3", "None, Reset Baseband or Reconfigure, or its number from 0 to 2."),
         ("DIAG", "File_Extra", "a/b", "plain name"),
         ("DIAG", "File_Extra", "..", "plain name"),
-        ("DIAG", "File_Extra", 255 * "x", "There is no DMC file"),
+        ("DIAG", "File_Extra", 255 * "x", "xxx'; there are Default, Tput, Sleep, None, broken"),
+        ("DIAG", "File_Extra", "broken", "broken.json can't be used: it must be an object like"),
+        ("DIAG", "File_Extra", "number", "there is no group 1;"),
+        ("DIAG", "File_Extra", "other", "it must be an object like"),
+        ("DIAG", "File_Extra", "typo", '"RCC"; there are NAS, RRC, Broadcast, Paging, Log, Measurements, Throughput.'),
         ("DIAG", "File_Extra", 256 * "x", "plain name"),
         *[("DIAG", "File_Extra", value, f"can't be '{shown}'; it takes the plain name") for value, shown in [
             ("a\x1b", r"a\u001b"), ("a\n", r"a\n"), ("a\x7f", r"a\u007f"), ("a\u009b", r"a\u009b"), ("\u202ea", r"\u202ea"),
@@ -170,6 +178,7 @@ def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(man
     ]:
         answer = client.set(trace, name, value)
         assert answer.startswith("101: ") and sentence in answer
+    assert client.get("DIAG", "File_Extra") == "None"
     assert client.set("Mux", "Enabled", "true").startswith("102: Trace Mux is not supported")
     for trace, why in ("EURCoreDump", "leaves no core dumps of this kind"), ("IPCTrace", "has nothing to tell beyond the trace BasebandIPC"):
         assert client.set(trace, "Enabled", "true") == f"102: Trace {trace} can't be recorded: this baseband {why}."
@@ -381,25 +390,18 @@ def test_a_watcher_that_never_reads_is_ended(manager):
     manager.says("it does not read what it is sent")
 
 
-def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served():
-    soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
-    if hard < 4096:
+def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served(manager):
+    if (hard := resource.getrlimit(resource.RLIMIT_NOFILE)[1]) < 4096:
         pytest.skip("this user may not open 2,000 descriptors")
     resource.setrlimit(resource.RLIMIT_NOFILE, (4096, hard))
-    try:
-        with Manager() as manager:
-            peers = [manager.client(events=False) for _ in range(1024)]
-            assert peers[-1].is_served()
-            too_many = manager.client(name=None, events=False)
-            assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
-            assert peers[0].is_served()
-            manager.says("This manager has 1024 clients, the most that it serves; try again when one has gone.\n")
-            figures = peers[0].statistics(2)
-            assert (figures["RefusedOverLimit"], figures["EndedByManager"]) == (1, 0)
-            peers.pop().socket.close()
-            assert peers[0].is_served()  # the place is free as soon as the manager has seen the end
-            assert manager.client().is_served()
-            for peer in peers:
-                peer.socket.close()
-    finally:
-        resource.setrlimit(resource.RLIMIT_NOFILE, (soft, hard))
+    peers = [manager.client(events=False) for _ in range(1024)]
+    assert peers[-1].is_served()
+    too_many = manager.client(name=None, events=False)
+    assert too_many.answer(0).startswith("10A: ") and too_many.is_closed()
+    assert peers[0].is_served()
+    manager.says("This manager has 1024 clients, the most that it serves; try again when one has gone.\n")
+    figures = peers[0].statistics(2)
+    assert (figures["RefusedOverLimit"], figures["EndedByManager"]) == (1, 0)
+    peers.pop().socket.close()
+    assert peers[0].is_served()  # the place is free as soon as the manager has seen the end
+    assert manager.client().is_served()

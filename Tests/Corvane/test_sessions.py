@@ -193,24 +193,6 @@ def test_each_property_of_the_trace_decides_what_is_recorded(manager):
     assert status(manager) == "Dumping"
 
 
-def test_dmc_files_that_cannot_be_read_are_refused(manager):
-    folder, client = manager.state / "DMC", manager.client()
-    folder.mkdir()
-    (folder / "broken.json").write_text("{")
-    for name, content, refused in [
-        ("absent", None, "There is no DMC file 'absent'; there are Default, Tput, Sleep, None, broken"),
-        ("broken", "{", "broken.json can't be used: it must be an object like"),
-        ("other", '{"groups": [], "more": 1}', "it must be an object like"),
-        ("typo", '{"groups": ["NAS", "RCC"]}', '"RCC"; there are NAS, RRC, Broadcast, Paging, Log, Measurements, Throughput.'),
-        ("number", '{"groups": [1]}', "there is no group 1;"),
-    ]:
-        if content:
-            (folder / f"{name}.json").write_text(content)
-        answer = client.set("DIAG", "File_Extra", name)
-        assert answer.startswith("101: ") and refused in answer
-    assert client.get("DIAG", "File_Extra") == "None"
-
-
 def test_temporary_properties_hold_until_the_manager_ends(manager):
     client = manager.client()
     assert client.set("DIAG", "Enabled_Temp", "true") is None

@@ -170,11 +170,8 @@ READY = state([4, "BasebandBootStateChangeNotification"], "Ready")
 ])
 def test_waiting_for_a_state(tmp_path, connections, error, asynchronous):
     async def wait_side_by_side(path, timeout):
-        client = AsyncClient(path)
-        try:
+        with contextlib.closing(AsyncClient(path)) as client:
             await client.wait_for_state("Ready", timeout)
-        finally:
-            client.close()
 
     def wait(path, timeout):
         if asynchronous:

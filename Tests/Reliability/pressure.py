@@ -15,7 +15,7 @@ import cbor2
 
 from hostile_clients import attacked, change_setting, property_of, request, watch_without_reading, write
 from programs import Manager, Program, kilobytes, until
-from torture import Skipped, Waits, is_clean
+from torture import Skipped, Waits, allow_descriptors, is_clean
 
 
 def ask_and_never_read(run, manager):
@@ -105,10 +105,7 @@ def memory(run):
     """Clients that take more memory than there is."""
     if run.is_sanitized:
         raise Skipped("a sanitizer takes more addresses than there are left")
-    try:
-        resource.setrlimit(resource.RLIMIT_NOFILE, (4096, 4096))
-    except (ValueError, OSError) as error:
-        raise Skipped("this user may not open 1,000 connections") from error
+    allow_descriptors(4096)
     with little_memory(run, 16 * 1024) as manager:
         watch_without_reading(run, manager)
     with little_memory(run, 3 * 1024) as manager, attacked(ask_and_never_read, run, manager):

@@ -7,6 +7,7 @@ import os
 import pathlib
 import random
 import re
+import resource
 import subprocess
 import sys
 import time
@@ -51,6 +52,13 @@ class Run:
         ordered = sorted(1000 * duration for duration in durations)
         median, most = ordered[len(ordered) // 2], ordered[(len(ordered) - 1) * 99 // 100]
         return f"median {median:.2f} ms, 99 % {most:.2f} ms, longest {ordered[-1]:.2f} ms"
+
+
+def allow_descriptors(count):
+    try:
+        resource.setrlimit(resource.RLIMIT_NOFILE, (count, count))
+    except (ValueError, OSError) as error:
+        raise Skipped(f"this user may not open {count} descriptors") from error
 
 
 def is_clean(who, status, said, *right):
