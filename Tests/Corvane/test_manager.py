@@ -133,8 +133,10 @@ def test_settings_are_typed_ranged_and_kept_over_a_kill(manager):
     for trace, name, by_default, written, _ in rows:
         assert client.get(trace, name) == by_default
         assert client.set(trace, name, written) is None
+    assert client.get("DIAG", "Enabled_Temp") == "true" and client.set("DIAG", "Enabled_Temp", "false") is None
     manager.restart()
     client = manager.client()
+    assert client.get("DIAG", "Enabled_Temp") == "true"
     for trace, name, _, _, read in rows:
         assert client.get(trace, name) == read
     assert client.do("GetTEMSProperty") == {"KeyTEMSMode": "HW"}
@@ -163,7 +165,7 @@ def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(man
         ("DIAG", "Stall_Detection_Recovery", "3", "None, Reset Baseband or Reconfigure, or its number from 0 to 2."),
         ("DIAG", "File_Extra", "a/b", "plain name"),
         ("DIAG", "File_Extra", "..", "plain name"),
-        ("DIAG", "File_Extra", 255 * "x", "xxx'; there are Default, Tput, Sleep, None, broken"),
+        ("DIAG", "File_Extra", 255 * "x", f"There is no DMC file '{255 * 'x'}'; there are Default, Tput, Sleep, None, broken"),
         ("DIAG", "File_Extra", "broken", "broken.json can't be used: it must be an object like"),
         ("DIAG", "File_Extra", "number", "there is no group 1;"),
         ("DIAG", "File_Extra", "other", "it must be an object like"),

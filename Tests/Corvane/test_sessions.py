@@ -174,6 +174,7 @@ def test_each_property_of_the_trace_decides_what_is_recorded(manager):
         ("diag enabled-on-sleep lite -- " + sleep, {nas, log}),
         ("diag enabled-on-sleep lite -- diag sleep-dmc mine -- " + sleep, {rrc, log}),
         ("trace set DIAG Enabled_Temp false", set()),
+        ("diag enabled false -- trace set DIAG Enabled_Temp true", {rrc, nas, log}),
         ("trace set DIAG Mode_Temp 2", set()),
         ("trace set DIAG Use_Threshold false", {rrc, nas, log}),
     ]:
@@ -191,17 +192,6 @@ def test_each_property_of_the_trace_decides_what_is_recorded(manager):
 
     until(is_held, "a snapshot that stops the recording")
     assert status(manager) == "Dumping"
-
-
-def test_temporary_properties_hold_until_the_manager_ends(manager):
-    client = manager.client()
-    assert client.set("DIAG", "Enabled_Temp", "true") is None
-    assert (client.get("DIAG", "Status"), client.get("DIAG", "Enabled")) == ("Dumping", "false")
-    manager.restart()
-    client = manager.client()
-    assert client.get("DIAG", "Enabled_Temp") == "false"
-    assert client.set("DIAG", "Enabled", "true") is None
-    assert (client.get("DIAG", "Enabled_Temp"), client.get("DIAG", "Status")) == ("true", "Dumping")
 
 
 def test_a_kill_keeps_what_was_recorded_and_another_segment_goes_on(manager):

@@ -43,8 +43,7 @@ def test_it_needs_the_cellular_service():
     if run(*alone, "true")[0] != 0:
         pytest.skip("this machine permits no process namespaces")
     for word in ("help", "quit"):
-        assert run(*alone, TOOL, word, XDG_RUNTIME_DIR="") == (
-            255, MISSING, "")
+        assert run(*alone, TOOL, word, XDG_RUNTIME_DIR="") == (255, MISSING, "")
     # One of several managers needs the service of its own.
     a, b = (f"CORVANE_SOCKET=/run/corvane/{name}/manager.sock" for name in "ab")
     line = f'{a} "$0" 2>/dev/null & until {a} "$1" quit; do :; done >/dev/null; {b} "$1" quit; "$1" quit'

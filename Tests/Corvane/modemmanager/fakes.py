@@ -81,7 +81,7 @@ class ModemManager(dbus.service.Object):
 
 
 class Modem(dbus.service.Object):
-    failures = {}  # method: the name and the sentence of its error
+    failure = None  # of a reset: the name and the sentence of its error
     asked = []
     technology = measuring = "Lte"  # of what is measured from the next request on, and now
 
@@ -94,29 +94,25 @@ class Modem(dbus.service.Object):
                            "Bearers": dbus.Array([], "o")}
         super().__init__(manager.connection, self.path)
 
-    def take(self, method):
-        self.asked.append(method)
-        if method in self.failures:
-            name, sentence = self.failures[method]
-            raise dbus.DBusException(sentence, name=name)
-
     @dbus.service.method(MODEM, "b")
     def Enable(self, on):
-        self.take("Enable")
+        pass
 
     @dbus.service.method(MODEM, "u")
     def SetPowerState(self, state):
-        self.take("SetPowerState")
+        pass
 
     @dbus.service.method(MODEM)
     def Reset(self):
-        self.take("Reset")
+        self.asked.append("Reset")
+        if self.failure:
+            raise dbus.DBusException(self.failure[1], name=self.failure[0])
         GLib.timeout_add(50, self.manager.leave)
         GLib.timeout_add(100, self.manager.come_back)
 
     @dbus.service.method(MODEM, "s")
     def FactoryReset(self, code):
-        self.take("FactoryReset")
+        self.asked.append("FactoryReset")
 
     @dbus.service.method(SIGNAL, "u")
     def Setup(self, rate):

@@ -117,9 +117,6 @@ class Rig(Manager):
         """The seconds between measurements of each modem's signal."""
         return [self.call(path, dbus.PROPERTIES_IFACE, "Get", SIGNAL, "Rate") for path in self.modems()]
 
-    def journal(self):
-        return subprocess.run([*self.inside, "journalctl", "--no-pager"], capture_output=True, text=True).stdout
-
     def recorded(self, trace):
         return "".join(path.read_text() for path in sorted(self.folder.glob(f"state/Scratch/{trace}.scratch/*")))
 
