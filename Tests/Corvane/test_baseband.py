@@ -153,7 +153,7 @@ def test_power_logs_record_while_they_are_enabled(manager):
     assert re.findall(f"{radio}(.*)", kept(client, "power-log-npa.txt")) == ["off", on, "off", on, "off"]
     holds("f3", "disabled", no=["mode:"])
     assert power_log(client, "NPA", "DumpLog") is None
-    holds("npa", "Dumped at", radio_on, "Nothing recorded since")
+    holds("npa", "Dumped at", radio_on, "Nothing recorded since\n")
     assert power_log(client, "F3", "Enable") is client.reset() is None
     holds("f3", "boot: Resetting", "mode: 1 (low power)", "collection begins")
     assert notify(client, 0x20) is None

@@ -164,18 +164,19 @@ def test_damage_is_found_said_and_served(manager):
         assert "settings" not in manager.stop(), "said again"
 
 
-def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager):
+@pytest.mark.parametrize("frames, lost, kept", [(2, 3, "17"), (None, 5, "256")])  # frames behind the damage, None: its header's sum
+def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, frames, lost, kept):
     for value in ("17", "18", "19", "20"):
         manager.client().set("DIAG", "History", value)
     manager.stop(signal.SIGKILL)
     log, frame = manager.state / "settings.db-wal", 24 + 4096
     content = bytearray(log.read_bytes())
     assert len(content) > 32 + 4 * frame
-    content[32 + (len(content) - 32) // frame * frame - 2 * frame - 1] ^= 1
+    content[32 + ((len(content) - 32) // frame - frames) * frame - 1 if frames else 24] ^= 1
     log.write_bytes(content)
     manager.start()
-    manager.says("are damaged and dropped: the last 3 changes are lost")
-    assert manager.client().get("DIAG", "History") == "17"
+    manager.says(f"are damaged and dropped: the last {lost} changes are lost")
+    assert manager.client().get("DIAG", "History") == kept
 
 
 def test_what_the_first_version_stored_is_read(manager):
