@@ -403,7 +403,7 @@ def test_a_client_beyond_the_limit_is_closed_and_the_others_are_served(manager):
     assert peers[0].is_served()
     manager.says("This manager has 1024 clients, the most that it serves; try again when one has gone.\n")
     figures = peers[0].statistics(2)
-    assert (figures["RefusedOverLimit"], figures["EndedByManager"]) == (1, 0)
+    assert [figures[name] for name in ("Accepted", "RefusedOverLimit", "EndedByManager")] == [1024, 1, 0]
     peers.pop().socket.close()
     assert peers[0].is_served()  # the place is free as soon as the manager has seen the end
     assert manager.client().is_served()
