@@ -51,22 +51,19 @@ struct Answering {
     bool isFirst = false;  ///< of the client's commands, and events are off
 };
 
+Responder replies(std::int32_t result, const xpc::Object& object = {}) {
+    return [=](const Connection& connection, const Request& request) { connection.reply(request.id, result, object); };
+}
+
 /// One packet of any bytes, whatever was asked.
 Responder sends(const std::vector<std::uint8_t>& packet) {
     return [packet](const Connection& connection, const Request&) { connection.raw(packet); };
 }
 
 const Answering kAnswerings[] = {
-    {"with an object",
-     [](const Connection& connection, const Request& request) {
-         connection.reply(request.id, 0, support::dictionary({{"k", support::text("\xFFv")}}));
-     },
-     "0 {\"k\":\"\xEF\xBF\xBDv\"}", "", 1},
-    {"without an object", [](const Connection& connection, const Request& request) { connection.reply(request.id, 0); },
-     "0 \"untouched\"", "", 1},
-    {"by a refusal",
-     [](const Connection& connection, const Request& request) { connection.reply(request.id, -7, support::text("no")); },
-     "-7 \"no\"", "", 1},
+    {"with an object", replies(0, support::dictionary({{"k", support::text("\xFFv")}})), "0 {\"k\":\"\xEF\xBF\xBDv\"}", "", 1},
+    {"without an object", replies(0), "0 \"untouched\"", "", 1},
+    {"by a refusal", replies(-7, support::text("no")), "-7 \"no\"", "", 1},
     {"behind a reply too many and an event",
      [](const Connection& connection, const Request& request) {
          connection.reply(request.id - 1, 5);
@@ -238,11 +235,7 @@ TEST(Connection, IsMadeAgainByTheNextCommand) {
 /// The thread that waits reads the end of the old connection when there is a new one already.
 TEST(Connection, IsMadeAgainWhileAnotherThreadReads) {
     const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](const Connection& connection, const Request& request) {
-        if (request.command == "Any") {
-            connection.reply(request.id, 0);
-        }
-    });
+    ScriptedManager manager(folder / "s", kAnswerAny);
     TestClient client(manager.path());
     for (std::size_t round = 1; round <= 20; ++round) {
         std::thread waiting([&client] { EXPECT_THAT(client.perform("Never"), StartsWith(kLost)); });
@@ -283,6 +276,7 @@ TEST(Connection, GivesEachThreadItsOwnReply) {
     TestClient client(manager.path());
     client.manager().setEvents(true);
     std::vector<std::jthread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&client, thread] {
             const Way& perform = kWays[thread % 2].second;

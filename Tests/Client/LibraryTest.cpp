@@ -75,11 +75,7 @@ TEST(Library, WaitsForAState) {
 /// Requests that wait when the program that carries them is killed, or when their client goes.
 TEST(Library, EndsEachRequestOfACutConnection) {
     const support::TempFolder folder;
-    const ScriptedManager manager(folder / "s", [](const auto& connection, const auto& request) {
-        if (request.command == "Any") {
-            connection.reply(request.id, 0);
-        }
-    });
+    const ScriptedManager manager(folder / "s", kAnswerAny);
     const std::string bridge = "echo $$ > " + (folder / "pid") + "; CORVANE_SOCKET=" + manager.path() + " exec " BRIDGE_PATH;
     Lines lines;
     const auto note = [&lines](const ryn::Reply& reply) { lines.add(reply.sentence); };

@@ -12,6 +12,12 @@ inline const ScriptedManager::Responder kEcho = [](auto& connection, const auto&
     connection.reply(request.id, 0, support::text(to_string(request.argument)));
 };
 
+inline const ScriptedManager::Responder kAnswerAny = [](const auto& connection, const auto& request) {
+    if (request.command == "Any") {
+        connection.reply(request.id, 0);
+    }
+};
+
 /// A client as the tool is one: a queue, a manager, and a thread that is parked in the run loop.
 class TestClient {
 public:
