@@ -12,14 +12,18 @@
 #include <cerrno>
 #include <csignal>
 #include <thread>
-#include <utility>
 
 namespace ryn::client {
 namespace {
 
 using platform::FileDescriptor;
 
-std::pair<FileDescriptor, FileDescriptor> makePair(int type) {
+struct Pair {
+    FileDescriptor ours;
+    FileDescriptor theirs;
+};
+
+Pair makePair(int type) {
     std::array<int, 2> ends{-1, -1};
     ::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data());
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
@@ -80,18 +84,18 @@ Socket::Attempt Bridge::operator()() const {
         place += (place.size() == 1 ? "" : " ") + word;
     }
     place += "'";
-    auto [socket, packets] = makePair(SOCK_SEQPACKET);
-    auto [stream, standardStreams] = makePair(SOCK_STREAM);
-    if (!socket || !stream) {
+    Pair packets = makePair(SOCK_SEQPACKET);
+    Pair stream = makePair(SOCK_STREAM);
+    if (!packets.ours || !stream.ours) {
         return {nullptr, EMFILE, place};
     }
     const auto carrier = std::make_shared<Carrier>();
-    carrier->program = start(command_, standardStreams.get());
+    carrier->program = start(command_, stream.theirs.get());
     if (carrier->program < 0) {
         return {nullptr, ENOEXEC, place};
     }
-    carrier->packets = std::move(packets);
-    carrier->stream = std::move(stream);
+    carrier->packets = std::move(packets.theirs);
+    carrier->stream = std::move(stream.ours);
     const SignalsBlocked blocked;
     std::thread([carrier] {
         carryToStream(carrier->packets.get(), carrier->stream.get());
@@ -101,7 +105,7 @@ Socket::Attempt Bridge::operator()() const {
         carryToPackets(carrier->stream.get(), carrier->packets.get());
         carrier->end();
     }).detach();
-    return {std::make_shared<Socket>(std::move(socket)), 0, place};
+    return {std::make_shared<Socket>(std::move(packets.ours)), 0, place};
 }
 
 }  // namespace ryn::client
