@@ -1,6 +1,9 @@
+#include "Platform/FileDescriptor.h"
 #include "Platform/RunLoop.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
 #include "support/Test.h"
+
+#include <sys/eventfd.h>
 
 namespace {
 
@@ -9,14 +12,18 @@ using Clock = RunLoopSource::Clock;
 
 constexpr int kTimes = 8;
 
-/// Waits for one point in time after the other, and counts how often it is asked.
+/// Waits until its descriptor can be written to, then for one point in time after the other, and counts how often it is asked.
 struct Source : RunLoopSource {
     Interest interest() override {
         ++looks;
-        return {-1, 0, deadline};
+        return {descriptor, POLLOUT, deadline};
     }
-    void serve(short /*events*/) override {
-        EXPECT_GE(Clock::now(), *deadline);
+    void serve(short events) override {
+        if (std::exchange(descriptor, -1) >= 0) {
+            EXPECT_EQ(events, POLLOUT);
+            return;
+        }
+        EXPECT_GE(Clock::now(), deadline.value());
         *deadline += 5ms;
         if (++served == kTimes) {
             deadline.reset();
@@ -25,6 +32,7 @@ struct Source : RunLoopSource {
         }
     }
 
+    int descriptor = -1;
     std::optional<Clock::time_point> deadline = Clock::now() + 30ms;
     std::atomic<int> looks = 0;
     int served = 0;
@@ -33,11 +41,16 @@ struct Source : RunLoopSource {
 };
 
 TEST(RunLoop, SleepsUntilTheEarliestDeadline) {
+    const platform::FileDescriptor counter(::eventfd(0, EFD_CLOEXEC));
+    const auto quiet = std::make_shared<Source>();
+    quiet->deadline.reset();
     const auto timer = std::make_shared<Source>();
+    timer->descriptor = counter.get();
     timer->later = std::make_shared<Source>();
     *timer->later->deadline += 1h;
-    platform::addToRunLoop(timer);
-    platform::addToRunLoop(timer->later);
+    for (const auto& source : {quiet, timer, timer->later}) {
+        platform::addToRunLoop(source);
+    }
     std::thread(CFRunLoopRun).detach();  // parked for good, as the tool's main thread is
     EXPECT_EQ(timer->done.get_future().wait_for(support::kPatience), std::future_status::ready);
     EXPECT_LE(timer->looks, 2 * kTimes) << "one deadline is one wake-up";
