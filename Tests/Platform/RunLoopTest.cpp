@@ -7,13 +7,12 @@
 
 namespace {
 
-using platform::RunLoopSource;
-using Clock = RunLoopSource::Clock;
+using Clock = platform::RunLoopSource::Clock;
 
 constexpr int kTimes = 8;
 
 /// Waits until its descriptor can be written to, then for one point in time after the other, and counts how often it is asked.
-struct Source : RunLoopSource {
+struct Source : platform::RunLoopSource {
     Interest interest() override {
         ++looks;
         return {descriptor, POLLOUT, deadline};
