@@ -222,6 +222,7 @@ def test_a_phone_moves_between_the_cells_of_its_network(scripted):
     ('{"steps": [],\n"sead": 1}', 'line 2: there is no key "sead" here; there are "seed", "silence"'),
     ('{"steps": [],\n"seed": -1}', 'line 2: "seed" is -1; it takes a whole number from 0 to 9007199254740991'),
     ('{"steps": [],\n"seed": 1,\n"seed": 2}', 'line 3: the key "seed" stands twice in an object'),
+    ('{"steps": [%s]}' % ", ".join(1001 * ['{"at": 1, "action": "crash"}']), "line 1: there are more than 1000 steps"),
     ('{"steps": [\n5]}', 'line 2, step 1: 5 is no step; a step is an object like {"at": 5, "action": "crash"}'),
     ('{"steps": [\n{"at": 5}]}', 'line 2, step 1: "action" is missing; it takes "crash", "fail-boot",...'),
     ('{"steps": [\n{"at": 5, "action": "hang",\n"seconds": 1}]}',

@@ -133,6 +133,7 @@ def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig, modem):
         until(lambda: client.mode() == number, f"mode {number}")
         assert number == 0 or "AT+CFUN=1" not in modem.heard
     assert client.set_mode(3) is None
+    assert b"basebandmodem-mode3 " in (rig.state / "settings.db-wal").read_bytes()  # area, name and value
     rig.call(rig.modems()[0], MODEM, "Enable", True)  # somebody else's wish
     until(lambda: client.mode() == 0, "mode 0")
     modem.heard.clear()
