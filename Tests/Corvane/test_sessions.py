@@ -1,5 +1,6 @@
 """The real tool against the real manager: what a person types, what the simulated baseband does, and what the traces hold then."""
 import os
+import pathlib
 import re
 import socket
 import time
@@ -8,6 +9,8 @@ import pytest
 
 from programs import TOOL, Manager, Program, until
 from tshark import is_sound, tshark
+
+FIXTURES = pathlib.Path(__file__).parent / "fixtures"
 
 
 def in_order(text, *parts):
@@ -268,3 +271,34 @@ def test_what_passes_between_manager_and_baseband_is_recorded(manager):
     manager.does("trace set BasebandIPC Enabled false -- baseband state 0")
     exchanges = "".join(file.read_text() for file in manager.client().collect().glob("BasebandIPC/*"))
     assert sleeps in exchanges and "0 (online)" not in exchanges
+
+
+def session():
+    """What a session with a seed shows and leaves behind, but for times, the serial number and what depends on them."""
+    with Manager("--scenario", FIXTURES / "session.json") as manager:
+        manager.ready()
+        shown = [manager.tool("trace set BasebandIPC Enabled true -- kernelpci enabled true -- power enable npa -- power enable f3 -- "
+                              "baseband reset soft lab -- baseband diagnostics run rftest -- baseband state 2 -- "
+                              "power simulate 0x21 -- power dump npa -- baseband wake -- rfs sync")[1],
+                 manager.does("baseband state 6 -- baseband state -- baseband state 3 -- diag enabled true -- baseband state 0 -- "
+                              "baseband state 3")]
+        folder = manager.client().collect()
+        for file in sorted(path for path in folder.rglob("*") if path.suffix in (".txt", ".json") and path.name != "manager.json"):
+            shown.append(f"{file.relative_to(folder)}\n{file.read_text()}")
+        for kind, data in tshark(folder / "DIAG/00000001.pcapng", "gsmtap.type", "udp.payload"):
+            # Of logs the text behind process and time, of LTE messages all but the frame's number, which is the time too.
+            packet = bytes.fromhex(data)
+            is_master = packet[2] == 0x0d and packet[12] == 4
+            shown.append(f"{kind} {packet[32:].replace(bytes(1), b' ').decode()}\n" if packet[2] == 0x10 else
+                         f"{kind} {packet[:8].hex()} {packet[12:16 if is_master else None].hex()}\n")
+    text = re.sub(r"\d{4}-\d\d-\d\dT[\d:.]+Z", "TIME", "".join(shown))
+    return re.sub(r'("SerialNumber"|Milliseconds"): \d+', r"\1: N", text)
+
+
+def test_a_seed_gives_the_same_session_again(tmp_path):
+    expected, shown = (FIXTURES / "session.txt").read_text(), tmp_path / "session.txt"
+    for _ in range(3):  # on a machine that stands still for a second more happens
+        shown.write_text(session())
+        if shown.read_text() == expected:
+            return
+    assert shown.read_text() == expected, f"{shown} is how it is now"
