@@ -182,12 +182,6 @@ void Loop::shareTurn() {
         ready_.clear();
         return;
     }
-    for (Watch* watch : ready_) {
-        if (!watch->due_) {
-            const auto patience = std::min<Clock::duration>(kPatience * watch->cost_.value_or(Clock::duration()), kMostPatience);
-            watch->due_ = turnBegan_ + patience;
-        }
-    }
     const auto isCostly = [](const Watch* watch) { return watch->cost_ && *watch->cost_ >= kLittle; };
     const auto costly = std::partition(ready_.begin(), ready_.end(), std::not_fn(isCostly));
     const auto unknown = std::partition(ready_.begin(), costly, [](const Watch* watch) { return watch->cost_.has_value(); });
@@ -197,10 +191,26 @@ void Loop::shareTurn() {
     ready_.clear();
 }
 
+void Loop::order(std::span<Watch*> watches) const {
+    for (Watch* watch : watches) {
+        if (!watch->due_) {
+            const auto patience = std::min<Clock::duration>(kPatience * watch->cost_.value_or(Clock::duration()), kMostPatience);
+            watch->due_ = turnBegan_ + patience;
+        }
+    }
+    std::ranges::sort(watches, {}, &Watch::due_);
+}
+
 /// @param atLeast so many: the processor may have gone to another process for the whole turn. Those that it leaves are as ready
 /// in the next turn.
 void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end) {
-    std::ranges::sort(watches, {}, &Watch::due_);
+    Clock::duration expected{};
+    for (const Watch* watch : watches) {
+        expected += watch->cost_.value_or(kLittle);
+    }
+    if (now_ + expected > end) {  // all of them won't be served in this turn
+        order(watches);
+    }
     std::size_t served = 0;
     for (Watch* watch : watches) {
         if (now_ - turnBegan_ >= kCarefulAfter && turnsCostly(*watch)) {

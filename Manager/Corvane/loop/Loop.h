@@ -97,6 +97,8 @@ private:
     bool serve(bool wait);
     void shareTurn();
     void serveOne(Watch& watch);
+    /// First those that take less or have waited longer.
+    void order(std::span<Watch*> watches) const;
     void serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end);
     static bool turnsCostly(Watch& watch);
     /// Whether another process has had the processor since this was last asked.
