@@ -136,6 +136,7 @@ const Case kCases[] = {
     {{"leafless", "deep", "deeper", "go", "--", "leafless", "deep", "cd", "deeper"}, "", "deeper <go>\n", true},
     // Lines at the prompt.
     {{}, "", kRoot, false},
+    {{}, "\n", kRoot + kRoot, false},
     {{}, "quit", kRoot, true},
     {{}, "\n \t \nexit\nget\n", kRoot + kRoot + kRoot, true},
     {{}, "trace\nget x\n", kRoot + kTraceHelp + kRoot + "get <x>\n" + kRoot, false},
