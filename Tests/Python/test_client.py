@@ -13,7 +13,7 @@ import pytest
 from corvane import AsyncClient, Client, Command, ConnectionLost, CorvaneError, MalformedReply, NotConnected, Refused
 from corvane import RequestTooLarge, TimedOut, commands
 from corvane.pytest_plugin import RunningManager
-from programs import ScriptedManager
+from programs import ScriptedManager, run
 from sshd import ssh_words
 
 BRIDGE = os.environ.get("CORVANE_BRIDGE", "corvane-bridge")
@@ -102,6 +102,7 @@ def test_no_manager(tmp_path):
             client.perform(commands.info())
     with pytest.raises(NotConnected):
         asyncio.run(AsyncClient(missing).connect())
+    assert run(BRIDGE, "--version")[1].startswith("corvane-bridge 1.")
 
 
 def state(packet, name):
