@@ -212,6 +212,9 @@ def test_a_reset_ends_a_sync(manager):
     until(is_cut_short, "a sync that a reset ends")
     assert client.do("BasebandSyncFS", FSSyncWaitForCompletion=False) is client.answer(sync(client)) is None
     assert last()
+    waiting = sync(client)
+    manager.stop()
+    assert str(client.answer(waiting)).startswith(("107: ", "None"))  # None where the machine was so busy
 
 
 def test_statistics_count_what_happened(manager):

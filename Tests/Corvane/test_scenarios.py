@@ -163,14 +163,17 @@ def test_steps_come_once_and_in_the_order_of_their_times(scripted):
                                {"name": "b", "at": 0, "action": "remove-sim"},
                                {"at": 0, "action": "crash"},
                                {"after": "mode 0", "delay": 0.02, "action": "jump-time", "seconds": 315360000},
-                               {"after": "mode 0", "delay": 0.01, "action": "fail-self-test", "port": "A", "times": 2})
+                               {"after": "mode 0", "delay": 0.01, "action": "fail-self-test", "port": "A", "times": 2},
+                               {"after": "mode 3", "action": "crash"}, {"after": "crash", "action": "remove-sim"})
     assert [client.set_mode(mode) for mode in (0, 1, 0)] == 3 * [None]
     manager.says("step 4: jump-time")
     assert client.do("GetBasebandTime")["KeyBasebandTimeAsString"] > "2035"
+    client.ask_mode(3)
+    manager.says("step 7: remove-sim")
     lines = [line for line in manager.stop().splitlines() if "Scenario" in line]
     assert lines == [f"Corvane: Scenario, step {line}" for line in (
         "2 (b): remove-sim", "3: crash, without effect: the baseband is off or doesn't run", "1 (c): insert-sim",
-        "5: fail-self-test", "4: jump-time")]
+        "5: fail-self-test", "4: jump-time", "6: crash", "7: remove-sim")]
 
 
 @pytest.mark.parametrize("then, modes, registration", [
