@@ -15,7 +15,7 @@
 namespace ryn::client {
 namespace {
 
-constexpr std::size_t kLengthBytes = 4;
+constexpr std::size_t kLengthBytes = sizeof(std::uint32_t);
 using Frame = std::array<std::uint8_t, kLengthBytes + wire::kMaxPacketSize>;
 
 /// Repeats read(2) or write(2) until all is done. @return false at the end of the stream, also where it ends within what is asked

@@ -46,7 +46,8 @@ def test_it_needs_the_cellular_service():
         assert run(*alone, TOOL, word, XDG_RUNTIME_DIR="") == (255, MISSING, "")
     # One of several managers needs the service of its own.
     a, b = (f"CORVANE_SOCKET=/run/corvane/{name}/manager.sock" for name in "ab")
-    speaks = "until [ -s /run/said ]; do :; done"  # it has announced whose it is by then, and stands for any before
+    # Until it has announced whose it is, a service stands for any manager's; it says nothing before that.
+    speaks = "until [ -s /run/said ]; do :; done"
     line = f'{a} "$0" 2>/run/said & {speaks}; {a} "$1" quit; {b} "$1" quit; "$1" quit'
     assert run(*alone, "sh", "-c", line, SERVICE, TOOL, XDG_RUNTIME_DIR="") == (255, 2 * MISSING, "")
 

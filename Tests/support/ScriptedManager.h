@@ -116,7 +116,7 @@ private:
             }
         }
     }
-    /// @return false at the connection's end, which is what a malformed packet is too
+    /// @return false when the connection has ended or sends what is malformed
     bool receive(Connection& client) {
         std::vector<std::uint8_t> buffer(ryn::wire::kMaxPacketSize);
         const ssize_t length = recv(client.descriptor.get(), buffer.data(), buffer.size(), 0);

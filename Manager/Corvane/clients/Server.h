@@ -47,7 +47,7 @@ private:
         Outbox outbox;
         std::shared_ptr<Session> session;
         Watch watch;
-        Timer greeting;         ///< set while it is to greet yet
+        Timer greeting;         ///< set until it has greeted
         std::size_t index = 0;  ///< among the server's clients
         bool ended = false;     ///< it stays until the turn is over
     };

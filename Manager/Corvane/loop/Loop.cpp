@@ -208,7 +208,7 @@ void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::ti
     for (const Watch* watch : watches) {
         expected += watch->cost_.value_or(kLittle);
     }
-    if (now_ + expected > end) {  // all of them won't be served in this turn
+    if (now_ + expected > end) {  // some of them must wait for another turn
         order(watches);
     }
     std::size_t served = 0;

@@ -84,7 +84,7 @@ private:
     Result<void> commit();
     void rollBack();
     Result<void> refuse();
-    /// Runs a statement, unless the transaction has failed. @return whether it has not failed by then either
+    /// Runs a statement, unless the transaction has failed already. @return false when it has, or when this statement fails
     bool run(sqlite3_stmt* statement);
     bool write(const Key& key, std::string_view text);
     void remember(const Key& key);

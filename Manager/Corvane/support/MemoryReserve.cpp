@@ -11,8 +11,8 @@ namespace {
 constexpr std::size_t kBlock = std::size_t{1} << 15U;
 std::array<void*, 32> blocks{};
 std::size_t held = 0;  ///< of them, from the first
-/// More than serving one packet takes. All of them may never be had again: after a lack of memory, what lasts may lie between
-/// what is free.
+/// More than serving one packet takes. It isn't all of them: after a lack of memory, what stays allocated may lie between the
+/// free pieces, so that the last blocks are never found again.
 constexpr std::size_t kEnough = blocks.size() / 2;
 
 /// Called by operator new, which tries again when this returns.

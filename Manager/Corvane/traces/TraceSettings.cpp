@@ -58,7 +58,6 @@ void TraceSettings::load(Row& row) {
 }
 
 TraceSettings::Row* TraceSettings::findExactly(std::string_view trace, std::string_view property) {
-    // Of the few that there are, most are told apart by their lengths.
     const auto found = std::ranges::find(traces_, trace, &Trace::name);
     if (found == traces_.end()) {
         return nullptr;

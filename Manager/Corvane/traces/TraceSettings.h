@@ -56,7 +56,7 @@ private:
         Completion<void> done;
     };
     struct Row {
-        std::string_view name;
+        std::string_view name;  ///< of `property`, with its length, by which most are told apart
         TraceProperty property;
         std::string value;
         xpc::Object reply;  ///< of `value`
