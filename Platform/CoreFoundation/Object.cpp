@@ -9,10 +9,6 @@ namespace {
 constinit const CFBoolean trueObject{true};
 constinit const CFBoolean falseObject{false};
 
-constexpr CFTypeID typeId(CFObject::Kind kind) {
-    return static_cast<CFTypeID>(kind) + 1;
-}
-
 void destroy(const CFObject* object) {
     if (object->kind == CFObject::Kind::Number) {
         delete static_cast<const CFNumber*>(object);
@@ -43,18 +39,6 @@ void CFRelease(CFStringRef string) {
     CFRelease(static_cast<CFTypeRef>(string));
 }
 
-CFTypeID CFGetTypeID(CFTypeRef object) {
-    return typeId(object->kind);
-}
-
-CFTypeID CFBooleanGetTypeID() {
-    return typeId(CFObject::Kind::Bool);
-}
-
-CFTypeID CFNumberGetTypeID() {
-    return typeId(CFObject::Kind::Number);
-}
-
 CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* text, CFStringEncoding encoding) {
     if (text == nullptr || encoding != kCFStringEncodingUTF8 || !platform::isUtf8(text)) {
         return nullptr;
@@ -66,19 +50,7 @@ const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding)
     return encoding == kCFStringEncodingUTF8 ? string->text.data() : nullptr;
 }
 
-Boolean CFBooleanGetValue(CFBooleanRef boolean) {
-    return boolean->value ? 1 : 0;
-}
-
 CFNumberRef CFNumberCreate(CFAllocatorRef /*allocator*/, CFNumberType type, const void* value) {
     const bool isPossible = value != nullptr && type == kCFNumberSInt64Type;
     return isPossible ? new (std::nothrow) CFNumber(*static_cast<const std::int64_t*>(value)) : nullptr;
-}
-
-Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
-    if (type != kCFNumberSInt64Type) {
-        return 0;
-    }
-    *static_cast<std::int64_t*>(value) = number->value;
-    return 1;
 }

@@ -59,20 +59,18 @@ CFPropertyListRef plist_adapter::copy(const std::string& key) const {
 }
 
 bool assign(bool& out, CFPropertyListRef value) {
-    if (value == nullptr || CFGetTypeID(value) != CFBooleanGetTypeID()) {
+    if (value == nullptr || value->kind != CFObject::Kind::Bool) {
         return false;
     }
-    out = CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
+    out = static_cast<CFBooleanRef>(value)->value;
     return true;
 }
 
 bool assign(std::uint32_t& out, CFPropertyListRef value) {
-    if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID()) {
+    if (value == nullptr || value->kind != CFObject::Kind::Number) {
         return false;
     }
-    std::int64_t number = 0;
-    CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
-    out = static_cast<std::uint32_t>(number);
+    out = static_cast<std::uint32_t>(static_cast<CFNumberRef>(value)->value);
     return true;
 }
 

@@ -47,11 +47,9 @@ std::string get(const std::string& key, CFStringRef host = kCFPreferencesCurrent
         return "string " + std::string(CFStringGetCStringPtr(static_cast<CFStringRef>(value.get()), kCFStringEncodingUTF8));
     }
     if (value->kind == CFObject::Kind::Bool) {
-        return CFBooleanGetValue(static_cast<CFBooleanRef>(value.get())) != 0 ? "true" : "false";
+        return value.get() == kCFBooleanTrue ? "true" : "false";
     }
-    std::int64_t held = 0;
-    EXPECT_TRUE(CFNumberGetValue(static_cast<CFNumberRef>(value.get()), kCFNumberSInt64Type, &held));
-    return "number " + std::to_string(held);
+    return "number " + std::to_string(static_cast<CFNumberRef>(value.get())->value);
 }
 
 /// Set while syncing a folder is to fail, as on a disk that goes away.

@@ -8,7 +8,6 @@ struct CFObject;
 using CFTypeRef = const CFObject*;
 using CFPropertyListRef = CFTypeRef;
 using CFAllocatorRef = const void*;
-using CFTypeID = unsigned long;
 using CFIndex = long;
 using Boolean = unsigned char;
 
@@ -27,7 +26,6 @@ void CFRunLoopRun();
 CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 void CFRelease(CFStringRef string);
-CFTypeID CFGetTypeID(CFTypeRef object);
 
 using CFStringEncoding = std::uint32_t;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
@@ -38,16 +36,11 @@ const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding)
 
 extern const CFBooleanRef kCFBooleanTrue;
 extern const CFBooleanRef kCFBooleanFalse;
-CFTypeID CFBooleanGetTypeID();
-Boolean CFBooleanGetValue(CFBooleanRef boolean);
 
 using CFNumberType = CFIndex;
 inline constexpr CFNumberType kCFNumberSInt64Type = 4;
-CFTypeID CFNumberGetTypeID();
 /// @param value points at an integer of `type`, which is kCFNumberSInt64Type: there is no other.
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
-/// @return whether `type` is that of numbers
-Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 extern const CFStringRef kCFPreferencesCurrentUser;
 extern const CFStringRef kCFPreferencesAnyHost;
