@@ -26,17 +26,17 @@ bool isControl(char32_t character) {
 std::string escapeControlCharacters(std::string_view text) {
     std::string escaped;
     while (!text.empty()) {
-        const auto [length, character] = firstUtf8Piece(text);
-        const bool isShown = character && !isControl(*character);
-        if (isShown) {
+        const auto character = firstCharacter(text);
+        const std::size_t length = character ? character->length : 1;
+        if (character && !isControl(character->value)) {
             escaped += text.substr(0, length);
         } else {
             char escape[sizeof "\\u0000"];
-            const unsigned code = character ? *character : static_cast<unsigned char>(text.front());
+            const unsigned code = character ? character->value : static_cast<unsigned char>(text.front());
             std::snprintf(escape, sizeof escape, character ? "\\u%04x" : "\\x%02x", code);
             escaped += escape;
         }
-        text.remove_prefix(character ? length : 1);
+        text.remove_prefix(length);
     }
     return escaped;
 }

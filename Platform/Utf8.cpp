@@ -1,77 +1,47 @@
 #include "Platform/Utf8.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
+#include <bit>
+#include <functional>
 #include <iterator>
+#include <numeric>
 
 namespace platform {
-namespace {
 
-using Byte = unsigned char;
-
-/// RFC 3629, section 4: the bytes that may begin a character, its length, and the range of its second byte. All bytes behind that
-/// one are 80 to BF.
-struct Lead {
-    Byte first, last, length, lowest = 0x80, highest = 0xBF;
-};
-constexpr Lead kLeads[] = {
-    {0x00, 0x7F, 1},       {0xC2, 0xDF, 2}, {0xE0, 0xE0, 3, 0xA0},
-    {0xE1, 0xEC, 3},       {0xEE, 0xEF, 3}, {0xED, 0xED, 3, 0x80, 0x9F},
-    {0xF0, 0xF0, 4, 0x90}, {0xF1, 0xF3, 4}, {0xF4, 0xF4, 4, 0x80, 0x8F},
-};
-
-/// Nearly all text here. Eight bytes at a time, the last ones of a longer text twice: a loop over the bytes would cost a piped
-/// command 250 instructions of 8,200 more.
-bool isAscii(std::string_view text) {
-    std::uint64_t seen = 0;
-    constexpr std::size_t kWord = sizeof seen;
-    const auto look = [&](std::size_t position) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + position, kWord);
-        seen |= word;
-    };
-    if (text.size() < kWord) {
-        return std::ranges::all_of(text, [](char byte) { return static_cast<Byte>(byte) <= 0x7F; });
+std::optional<Utf8Character> firstCharacter(std::string_view text) {
+    // The lowest character that takes so many bytes; none is announced as taking one, for such a byte goes on a character.
+    constexpr char32_t kLowest[] = {0, 0, 0x80, 0x800, 0x10000};
+    const auto first = static_cast<unsigned char>(text.front());
+    const auto announced = static_cast<unsigned>(std::countl_one(first));
+    if (announced == 1 || announced >= std::size(kLowest) || announced > text.size()) {
+        return std::nullopt;
     }
-    for (std::size_t position = 0; position + kWord < text.size(); position += kWord) {
-        look(position);
-    }
-    look(text.size() - kWord);
-    return (seen & 0x8080808080808080) == 0;
-}
-
-}  // namespace
-
-Utf8Piece firstUtf8Piece(std::string_view text) {
-    const auto first = static_cast<Byte>(text.front());
-    const auto* const lead =
-        std::ranges::find_if(kLeads, [first](const Lead& row) { return row.first <= first && first <= row.last; });
-    if (lead == std::end(kLeads)) {
-        return {1, {}};
-    }
-    char32_t character = lead->length == 1 ? first : first & (0x7FU >> lead->length);
-    for (std::size_t length = 1; length < lead->length; ++length) {
-        const auto byte = length < text.size() ? static_cast<Byte>(text[length]) : Byte{0};
-        const bool isSecond = length == 1;
-        if (byte < (isSecond ? lead->lowest : 0x80) || byte > (isSecond ? lead->highest : 0xBF)) {
-            return {length, {}};
+    char32_t value = first & (0xFFU >> (announced + 1));
+    for (std::size_t index = 1; index < announced; ++index) {
+        const auto byte = static_cast<unsigned char>(text[index]);
+        if (std::countl_one(byte) != 1) {
+            return std::nullopt;
         }
-        character = character << 6U | (byte & 0x3FU);
+        value = value << 6U | (byte & 0x3FU);
     }
-    return {lead->length, character};
+    const bool isSurrogate = value >= 0xD800 && value <= 0xDFFF;
+    if (value < kLowest[announced] || isSurrogate || value > 0x10FFFF) {
+        return std::nullopt;
+    }
+    return Utf8Character{announced == 0 ? 1 : announced, value};
 }
 
 bool isUtf8(std::string_view text) {
-    if (isAscii(text)) {
+    // Nearly all text is ASCII, and all its bytes together are looked at many at a time.
+    const char seen = std::accumulate(text.begin(), text.end(), char{}, std::bit_or<char>());
+    if (static_cast<unsigned char>(seen) < 0x80) {
         return true;
     }
     while (!text.empty()) {
-        const auto [length, character] = firstUtf8Piece(text);
+        const auto character = firstCharacter(text);
         if (!character) {
             return false;
         }
-        text.remove_prefix(length);
+        text.remove_prefix(character->length);
     }
     return true;
 }

@@ -6,15 +6,13 @@
 
 namespace platform {
 
-/// What stands at the start of a text: one well-formed UTF-8 character (RFC 3629), or the bytes that one replacement character
-/// stands for (Unicode, section 3.9: the longest piece that could have begun a character, at least one byte).
-struct Utf8Piece {
-    std::size_t length;                 ///< in bytes, 1 to 4
-    std::optional<char32_t> character;  ///< absent: not well-formed
+struct Utf8Character {
+    std::size_t length;  ///< in bytes, 1 to 4
+    char32_t value;
 };
 
-/// @param text not empty
-Utf8Piece firstUtf8Piece(std::string_view text);
+/// The character at the start of a text that is not empty; nullopt where its bytes are not well-formed UTF-8 (RFC 3629).
+std::optional<Utf8Character> firstCharacter(std::string_view text);
 
 /// Whether all of `text` is well-formed: no overlong form, no surrogate, nothing beyond U+10FFFF.
 bool isUtf8(std::string_view text);
