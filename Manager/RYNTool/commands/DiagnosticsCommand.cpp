@@ -1,5 +1,4 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 #include <vector>
 
@@ -29,11 +28,9 @@ xpc::Object selfTestOptions() {
 }
 
 /// "baseband diagnostics": runs and aborts the RF self-test, and prints what the manager tells of it at any time.
-class DiagnosticsCommand : public RYNCommandBase {
-public:
+struct DiagnosticsCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         listen();
         registerLeaf<&DiagnosticsCommand::run>("run", "[rftest] run a specified diagnostics test");

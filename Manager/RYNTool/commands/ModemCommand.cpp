@@ -1,5 +1,4 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 #include <cstdlib>
 
@@ -11,11 +10,9 @@ xpc::Object smallNumber(const std::string& word) {
 }
 
 /// "baseband": boot state, operating mode, clock and last wake reason of the baseband.
-class ModemCommand : public RYNCommandBase {
-public:
+struct ModemCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&ModemCommand::state>("state", "boot state of baseband");
         registerLeaf<&ModemCommand::time>("time", "current baseband time");

@@ -1,6 +1,5 @@
 #include "commands/Groups.h"
 #include "platform/CoreFoundation/CoreFoundation.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
@@ -9,11 +8,9 @@ const char* textOf(CFStringRef string) {
 }
 
 /// "power": power logs of the baseband, and power notifications as if the application processor had sent them.
-class PowerCommand : public RYNCommandBase {
-public:
+struct PowerCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&PowerCommand::enable>("enable", "[npa|f3] enable power log collection from baseband");
         registerLeaf<&PowerCommand::disable>("disable", "[npa|f3] disable power log collection from baseband");

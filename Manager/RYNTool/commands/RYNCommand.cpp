@@ -1,16 +1,13 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
 constexpr const char* kToolVersion = "Corvane-699";
 
 /// The root: the versions, and every group of commands.
-class RYNCommand : public RYNCommandBase {
-public:
+struct RYNCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&RYNCommand::info>("info", "version of tool, daemon and baseband");
         registerChildren();

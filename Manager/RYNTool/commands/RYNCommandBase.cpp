@@ -1,7 +1,6 @@
 #include "commands/RYNCommandBase.h"
 
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 #include "platform/vsk/SorvexUtil.h"
 #include "shell/Output.h"
 

@@ -3,6 +3,7 @@
 #include "commands/TraceProperty.h"
 #include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
+#include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 #include "shell/CommandBase.h"
 

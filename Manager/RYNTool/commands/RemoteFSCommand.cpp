@@ -1,14 +1,11 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
 /// "rfs": the remote filesystem, which holds the baseband's non-volatile data.
-class RemoteFSCommand : public RYNCommandBase {
-public:
+struct RemoteFSCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&RemoteFSCommand::sync>("sync", "[nowait] sync remote filesystem with baseband");
         registerLeaf<&RemoteFSCommand::erase>("erase", "erase remote filesystem and soft-reset baseband (take caution)");

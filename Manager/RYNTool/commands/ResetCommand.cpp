@@ -1,14 +1,11 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
 /// "baseband reset": resets the baseband with a reason, and lifts a reset block.
-class ResetCommand : public RYNCommandBase {
-public:
+struct ResetCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&ResetCommand::soft>("soft", "soft reset of baseband");
         registerLeaf<&ResetCommand::hard>("hard", "hard reset of baseband");

@@ -1,16 +1,13 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
 constexpr std::int64_t kBootModule = 0;
 
 /// "stats": reads the manager's statistics and reports boot figures into them. Failures go to standard output too.
-class StatsCommand : public RYNCommandBase {
-public:
+struct StatsCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&StatsCommand::getStatistics>("get-statistics", "Get Statistics");
         registerLeaf<&StatsCommand::reportBootModule>("bootmodule", "Statistics for BootModule");

@@ -1,5 +1,4 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 #include <algorithm>
 #include <cctype>
@@ -13,11 +12,9 @@ std::string upperCased(std::string text) {
 }
 
 /// "tems": the TEMS mode, hardware or off.
-class TEMSCommand : public RYNCommandBase {
-public:
+struct TEMSCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override { registerLeaf<&TEMSCommand::mode>("mode", "[hw|off] TEMS mode"); }
 
     /// Too many words are refused without a message.

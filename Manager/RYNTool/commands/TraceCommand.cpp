@@ -1,5 +1,4 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 namespace {
 
@@ -8,11 +7,9 @@ constexpr TraceProperty kProperties[] = {
 };
 
 /// "trace": collects trace logs and reads or writes any property of any trace.
-class TraceCommand : public RYNCommandBase {
-public:
+struct TraceCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&TraceCommand::dump>("dump", "[<reason-string>] dump trace logs");
         registerLeaf<&TraceCommand::set>("set", "<trace> <property> <value> set trace property");

@@ -1,5 +1,4 @@
 #include "commands/Groups.h"
-#include "platform/ryn/constants.h"
 
 #include <algorithm>
 #include <charconv>
@@ -50,11 +49,9 @@ std::optional<unsigned> numberFor(const Filter& filter, std::string_view word) {
 }
 
 /// "trace filter": the manager's free-space and max-log filters of trace logs.
-class TraceFilterCommand : public RYNCommandBase {
-public:
+struct TraceFilterCommand : RYNCommandBase {
     using RYNCommandBase::RYNCommandBase;
 
-private:
     void registerCommands() override {
         registerLeaf<&TraceFilterCommand::add>(
             "add", "[ freespace { 0..100 | default } | maxlog { 0.. | default } ] add trace log filter");

@@ -1,7 +1,6 @@
 #include "commands/TraceProperty.h"
 
 #include "commands/RYNCommandBase.h"
-#include "platform/ryn/constants.h"
 #include "platform/xpc/Values.h"
 
 #include <vector>
