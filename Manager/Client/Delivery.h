@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Client/Failure.h"
 #include "platform/dispatch/Queue.h"
 #include "platform/ryn/client.h"
 
@@ -9,12 +10,6 @@
 #include <memory>
 
 namespace ryn::client {
-
-/// What a command came to.
-struct Answer {
-    std::int32_t result = 0;
-    xpc::Object object;  ///< empty: none
-};
 
 /// Hands completions and events to the user's queue, where they run and are disposed of. Retains the queue.
 class Delivery {

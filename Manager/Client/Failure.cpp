@@ -38,6 +38,10 @@ std::string whyNotConnected(const std::string& place, int error) {
                                         : reason->before + place + reason->behind;
 }
 
+Answer failure(std::int32_t result, const std::string& sentence) {
+    return {result, xpc::dictionary({{kKeyErrorCode, xpc::number(result)}, {kKeyErrorString, xpc::text(sentence)}})};
+}
+
 }  // namespace
 
 std::string inSeconds(std::chrono::nanoseconds duration) {
@@ -45,49 +49,45 @@ std::string inSeconds(std::chrono::nanoseconds duration) {
     return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
 }
 
-xpc::Object Failure::toReply() const {
-    return xpc::dictionary({{kKeyErrorCode, xpc::number(result)}, {kKeyErrorString, xpc::text(sentence)}});
+Answer notConnected(const std::string& place, int error) {
+    return failure(kResultNotConnected, whyNotConnected(place, error));
 }
 
-Failure notConnected(const std::string& place, int error) {
-    return {kResultNotConnected, whyNotConnected(place, error)};
-}
-
-Failure connectionLost(const std::string& place, bool hasReceived) {
+Answer connectionLost(const std::string& place, bool hasReceived) {
     // A manager closes the connection of someone that it doesn't serve without a word.
-    return {kResultConnectionLost,
-            "The manager at " + place + " closed the connection before it answered; " +
-                (hasReceived ? "was Corvane stopped?" : "is Corvane running, and are you in group corvane?")};
+    return failure(kResultConnectionLost,
+                   "The manager at " + place + " closed the connection before it answered; " +
+                       (hasReceived ? "was Corvane stopped?" : "is Corvane running, and are you in group corvane?"));
 }
 
-Failure turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object) {
-    return {result,
-            xpc::textAt(object, kKeyErrorString).value_or("The manager at " + place + " does not serve this connection.")};
+Answer turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object) {
+    return failure(result,
+                   xpc::textAt(object, kKeyErrorString).value_or("The manager at " + place + " does not serve this connection."));
 }
 
-Failure closedHere(const std::string& place) {
-    return {kResultConnectionLost, "The connection to the manager at " + place + " was closed by its client."};
+Answer closedHere(const std::string& place) {
+    return failure(kResultConnectionLost, "The connection to the manager at " + place + " was closed by its client.");
 }
 
-Failure timedOut(const std::string& place, std::chrono::nanoseconds timeout) {
-    return {kResultTimedOut, "The manager at " + place + " did not answer within " + inSeconds(timeout) + "."};
+Answer timedOut(const std::string& place, std::chrono::nanoseconds timeout) {
+    return failure(kResultTimedOut, "The manager at " + place + " did not answer within " + inSeconds(timeout) + ".");
 }
 
-Failure malformedReply(const std::string& place) {
-    return {kResultMalformedReply,
-            "The manager at " + place + " sent what the protocol does not allow, so the connection was closed."};
+Answer malformedReply(const std::string& place) {
+    return failure(kResultMalformedReply,
+                   "The manager at " + place + " sent what the protocol does not allow, so the connection was closed.");
 }
 
-Failure flooded(const std::string& place) {
-    return {kResultConnectionLost,
-            "The manager at " + place + " sent more events than could be handled, so the connection was closed."};
+Answer flooded(const std::string& place) {
+    return failure(kResultConnectionLost,
+                   "The manager at " + place + " sent more events than could be handled, so the connection was closed.");
 }
 
-Failure tooLarge(std::string_view command) {
-    return {kResultTooLarge, std::string(command.substr(0, 80)) + " can't be sent: its argument must fit " +
-                                 std::to_string(wire::kMaxPacketSize) + " bytes, be nested at most " +
-                                 std::to_string(wire::kMaxNesting) + " deep, hold at most " + std::to_string(wire::kMaxValues) +
-                                 " values and have keys in UTF-8."};
+Answer tooLarge(std::string_view command) {
+    return failure(kResultTooLarge, std::string(command.substr(0, 80)) + " can't be sent: its argument must fit " +
+                                        std::to_string(wire::kMaxPacketSize) + " bytes, be nested at most " +
+                                        std::to_string(wire::kMaxNesting) + " deep, hold at most " +
+                                        std::to_string(wire::kMaxValues) + " values and have keys in UTF-8.");
 }
 
 }  // namespace ryn::client

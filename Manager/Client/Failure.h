@@ -22,27 +22,27 @@ inline constexpr auto kResultTooLarge = static_cast<std::int32_t>(0xE020E014);
 /// With tenths when there are any: "2.5 s".
 std::string inSeconds(std::chrono::nanoseconds duration);
 
-/// A result that the library made itself, with one sentence for the user: what happened, where, and what to do.
-struct Failure {
-    std::int32_t result;
-    std::string sentence;
-
-    /// {"KeyErrorCode": result, "KeyErrorString": sentence}
-    xpc::Object toReply() const;
+/// What a command came to.
+struct Answer {
+    std::int32_t result = 0;
+    xpc::Object object;  ///< empty: none
 };
 
+// Answers that the library makes itself: {"KeyErrorCode": result, "KeyErrorString": one sentence for the user, which says what
+// happened, where, and what to do}.
+
 /// @param error the errno value of the last attempt to connect to `place`; EAGAIN: it was not served until time ran out
-Failure notConnected(const std::string& place, int error);
+Answer notConnected(const std::string& place, int error);
 /// @param hasReceived whether the manager had sent anything on the connection
-Failure connectionLost(const std::string& place, bool hasReceived);
+Answer connectionLost(const std::string& place, bool hasReceived);
 /// The manager's own words for not serving this connection.
-Failure turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object);
+Answer turnedAway(const std::string& place, std::int32_t result, const xpc::Object& object);
 /// By the user of the client.
-Failure closedHere(const std::string& place);
-Failure timedOut(const std::string& place, std::chrono::nanoseconds timeout);
-Failure malformedReply(const std::string& place);
+Answer closedHere(const std::string& place);
+Answer timedOut(const std::string& place, std::chrono::nanoseconds timeout);
+Answer malformedReply(const std::string& place);
 /// Of a manager that sends events faster than they are handled, for too long.
-Failure flooded(const std::string& place);
-Failure tooLarge(std::string_view command);
+Answer flooded(const std::string& place);
+Answer tooLarge(std::string_view command);
 
 }  // namespace ryn::client

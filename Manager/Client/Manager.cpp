@@ -21,10 +21,6 @@ constexpr int kPacketsAtOnce = 64;
 /// Bytes of memory that events may take while they wait to be handled.
 constexpr std::size_t kMostBacklog = 16'000'000;
 
-Answer toAnswer(const Failure& failure) {
-    return {failure.result, failure.toReply()};
-}
-
 /// The sentence of a failed command, the manager's or the library's.
 std::string sentenceOf(int result, const xpc::Object& reply) {
     constexpr std::string_view kBare = "The manager answered with the result ";
@@ -37,7 +33,7 @@ Manager::Manager(const std::string& clientName, dispatch_queue_t queue, Connecto
     : delivery_(queue), link_(clientName, std::move(connector), greeting, [this] { connected(); }), greeting_(greeting) {}
 
 Manager::~Manager() {
-    calls_.answerAll(toAnswer(connectionLost(link_.place(), true)));
+    calls_.answerAll(connectionLost(link_.place(), true));
 }
 
 int Manager::perform(std::string_view command, const xpc::Object& argument, xpc::Object& reply, Clock::duration timeout) {
@@ -67,17 +63,15 @@ void Manager::close() {
 }
 
 int Manager::await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::Object& reply) {
-    Calls::Waiter waiter{sent.id, std::nullopt};
-    if (sent.failure) {
-        waiter.answer = toAnswer(*sent.failure);
-    } else {
+    Calls::Waiter waiter{sent.id, sent.failure};
+    if (!waiter.answer) {
         calls_.add(waiter);
     }
     while (!waiter.answer) {
         const auto now = Clock::now();
         if (now >= deadline.time) {
             calls_.remove(waiter);
-            waiter.answer = toAnswer(timedOut(link_.place(), deadline.timeout));
+            waiter.answer = timedOut(link_.place(), deadline.timeout);
         } else if (reading_) {
             changed_.wait_until(lock, deadline.time);
         } else {
@@ -114,7 +108,7 @@ void Manager::perform(std::string_view command, const xpc::Object& argument, Com
         }
         const Sent sent = send(lock, wire::Request{0, command, argument}, deadline);
         if (sent.failure) {
-            delivery_.complete(std::move(completion), toAnswer(*sent.failure));
+            delivery_.complete(std::move(completion), *sent.failure);
             return;
         }
         calls_.add(sent.id, {std::move(completion), deadline.time, timeout});
@@ -186,7 +180,7 @@ void Manager::serve(short events) {
     }
     const auto now = Clock::now();
     while (auto call = calls_.takeExpired(now)) {
-        delivery_.complete(std::move(call->completion), toAnswer(timedOut(link_.place(), call->timeout)));
+        delivery_.complete(std::move(call->completion), timedOut(link_.place(), call->timeout));
     }
     sendDue(now);
 }
@@ -223,7 +217,7 @@ Manager::Sent Manager::send(Lock& lock, std::optional<wire::Request> request, co
     }
 }
 
-const Failure& Manager::readLastWords(Lock& lock) {
+const Answer& Manager::readLastWords(Lock& lock) {
     while (link_.isConnected() && !reading_ && receive(lock, Clock::duration::zero())) {
     }
     if (link_.isConnected()) {
@@ -272,7 +266,7 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
     if (socket != link_.socket()) {  // ended meanwhile, and its commands with it
         return true;
     }
-    std::optional<Failure> failure;
+    std::optional<Answer> failure;
     if (received.state == Socket::State::Closed) {
         failure = connectionLost(link_.place(), link_.hasReceived());
     } else if (packet) {
@@ -288,7 +282,7 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
     return true;
 }
 
-std::optional<Failure> Manager::handle(wire::Reply& reply) {
+std::optional<Answer> Manager::handle(wire::Reply& reply) {
     if (reply.id == wire::kConnectionId) {
         return handleGreeting(reply);
     }
@@ -301,7 +295,7 @@ std::optional<Failure> Manager::handle(wire::Reply& reply) {
     return std::nullopt;
 }
 
-std::optional<Failure> Manager::handleGreeting(wire::Reply& reply) {
+std::optional<Answer> Manager::handleGreeting(wire::Reply& reply) {
     if (reply.result != 0) {
         return turnedAway(link_.place(), reply.result, reply.object);
     }
@@ -314,7 +308,7 @@ std::optional<Failure> Manager::handleGreeting(wire::Reply& reply) {
     return std::nullopt;
 }
 
-std::optional<Failure> Manager::handle(wire::Event& event) {
+std::optional<Answer> Manager::handle(wire::Event& event) {
     if (!link_.eventsAllowed()) {
         return malformedReply(link_.place());
     }
@@ -328,10 +322,10 @@ std::optional<Failure> Manager::handle(wire::Event& event) {
     return delivery_.backlog() > kMostBacklog ? std::optional(flooded(link_.place())) : std::nullopt;
 }
 
-void Manager::disconnect(const Failure& failure) {
+void Manager::disconnect(const Answer& failure) {
     lastEnd_ = failure;
     link_.close();
-    calls_.answerAll(toAnswer(failure));
+    calls_.answerAll(failure);
     changed_.notify_all();
 }
 

@@ -62,7 +62,7 @@ private:
     };
     struct Sent {
         std::uint64_t id;
-        std::optional<Failure> failure;  ///< absent: the request is on its way
+        std::optional<Answer> failure;  ///< absent: the request is on its way
     };
     /// @param request gets an id; absent: sends only what is due before one
     Sent send(Lock& lock, std::optional<wire::Request> request, const Deadline& deadline);
@@ -72,19 +72,19 @@ private:
     bool pause(Lock& lock, Clock::time_point deadline);
 
     /// Receives what the manager said before it closed the connection, then ends it. @return why it ended
-    const Failure& readLastWords(Lock& lock);
+    const Answer& readLastWords(Lock& lock);
 
     /// Takes the token, receives one packet and handles it. @return whether there was anything, the connection's end included
     bool receive(Lock& lock, Clock::duration patience);
     // Why the connection must end when it does not go on with the packet.
-    std::optional<Failure> handleGreeting(wire::Reply& reply);
-    std::optional<Failure> handle(wire::Reply& reply);
-    std::optional<Failure> handle(wire::Event& event);
+    std::optional<Answer> handleGreeting(wire::Reply& reply);
+    std::optional<Answer> handle(wire::Reply& reply);
+    std::optional<Answer> handle(wire::Event& event);
     template <typename Unexpected>
-    std::optional<Failure> handle(Unexpected&) {
+    std::optional<Answer> handle(Unexpected&) {
         return malformedReply(link_.place());
     }
-    void disconnect(const Failure& failure);
+    void disconnect(const Answer& failure);
     void connected();
     void sendDue(Clock::time_point now);
 
@@ -103,7 +103,7 @@ private:
     const Greeting greeting_;
     xpc::Object greetingAnswer_;  ///< on the present connection; empty: none has come
 
-    Failure lastEnd_{};  ///< why the last connection ended
+    Answer lastEnd_;  ///< why the last connection ended
 
     bool reading_ = false;
     std::unique_ptr<std::uint8_t[]> buffer_;  ///< of kMaxPacketSize bytes, belongs to who reads

@@ -1,5 +1,7 @@
 #include "Client/Failure.h"
 #include "Client/TestClient.h"
+#include "platform/ryn/constants.h"
+#include "platform/xpc/Values.h"
 #include "support/Test.h"
 
 namespace {
@@ -190,7 +192,7 @@ TEST(Connection, SaysWhyThereIsNone) {
 
 TEST(Connection, FailsInSentences) {
     namespace client = ryn::client;
-    const std::pair<client::Failure, std::string> kFailures[] = {
+    const std::pair<client::Answer, std::string> kFailures[] = {
         {client::notConnected("/s", EACCES), "No permission to use /s; add yourself to group corvane and log in again."},
         {client::closedHere("/s"), "The connection to the manager at /s was closed by its client."},
         {client::turnedAway("/s", 1, {}), "The manager at /s does not serve this connection."},
@@ -200,7 +202,7 @@ TEST(Connection, FailsInSentences) {
                                                      "most 16 deep, hold at most 1024 values and have keys in UTF-8."},
     };
     for (const auto& [failure, sentence] : kFailures) {
-        EXPECT_EQ(failure.sentence, sentence);
+        EXPECT_EQ(xpc::textAt(failure.object, ryn::kKeyErrorString), sentence);
     }
 }
 
