@@ -15,22 +15,21 @@ constexpr std::int64_t kOperatingModeOnline = 0;
 
 }  // namespace
 
-void CellularService::start() {
-    const auto self = weak_from_this();
-    const auto ask = [self] {
+template <typename... Arguments>
+auto CellularService::whileAlive(void (CellularService::*member)(Arguments...)) {
+    return [self = weak_from_this(), member](Arguments... arguments) {
         if (const auto service = self.lock()) {
-            service->askBootState();
+            (service.get()->*member)(arguments...);
         }
     };
-    ryn::client::RegisterEventHandler(manager_, ryn::kEventBasebandBootStateChange, [self](const xpc::Object& payload) {
-        if (const auto service = self.lock()) {
-            service->bootStateIs(payload);
-        }
-    });
+}
+
+void CellularService::start() {
+    ryn::client::RegisterEventHandler(manager_, ryn::kEventBasebandBootStateChange, whileAlive(&CellularService::bootStateIs));
     // A new connection may mean that the manager has started; events may have been missed.
-    manager_->addConnectionHandler([ask](const xpc::Object&) { ask(); });
+    manager_->addConnectionHandler([ask = whileAlive(&CellularService::askBootState)](const xpc::Object&) { ask(); });
     ryn::client::EventsOn(manager_);
-    dispatch_async(queue_.get(), ask);
+    dispatch_async(queue_.get(), whileAlive(&CellularService::askBootState));
 }
 
 void CellularService::askBootState() {
@@ -38,19 +37,17 @@ void CellularService::askBootState() {
         return;
     }
     bootState_.clear();
-    const auto answered = [self = weak_from_this()](int result, const xpc::Object& reply) {
-        const auto service = self.lock();
-        if (!service) {
-            return;
-        }
-        service->asking_ = false;
-        if (result == 0) {
-            service->bootStateIs(reply);
-        } else {
-            service->report("can't ask for the boot state: ", reply);
-        }
-    };
-    ryn::client::PerformCommand(manager_, ryn::kCommandGetBasebandBootState, answered, xpc::null());
+    ryn::client::PerformCommand(manager_, ryn::kCommandGetBasebandBootState, whileAlive(&CellularService::bootStateAnswered),
+                                xpc::null());
+}
+
+void CellularService::bootStateAnswered(int result, const xpc::Object& reply) {
+    asking_ = false;
+    if (result == 0) {
+        bootStateIs(reply);
+    } else {
+        report("can't ask for the boot state: ", reply);
+    }
 }
 
 void CellularService::bootStateIs(const xpc::Object& payload) {
@@ -73,15 +70,16 @@ void CellularService::bootStateIs(const xpc::Object& payload) {
 
 void CellularService::bringOnline() {
     const auto argument = xpc::dictionary({{ryn::kKeyBasebandOperatingMode, xpc::number(kOperatingModeOnline)}});
-    const auto answered = [self = weak_from_this()](int result, const xpc::Object& reply) {
-        const auto service = self.lock();
-        if (service && result == 0) {
-            log("brought the baseband online");
-        } else if (service) {
-            service->report("can't bring the baseband online: ", reply);
-        }
-    };
-    ryn::client::PerformCommand(manager_, ryn::kCommandSetBasebandOperatingMode, answered, argument);
+    ryn::client::PerformCommand(manager_, ryn::kCommandSetBasebandOperatingMode, whileAlive(&CellularService::onlineAnswered),
+                                argument);
+}
+
+void CellularService::onlineAnswered(int result, const xpc::Object& reply) {
+    if (result == 0) {
+        log("brought the baseband online");
+    } else {
+        report("can't bring the baseband online: ", reply);
+    }
 }
 
 void CellularService::report(const std::string& what, const xpc::Object& reply) {

@@ -18,9 +18,14 @@ public:
     void start();
 
 private:
+    /// Calls the member, unless the service is gone.
+    template <typename... Arguments>
+    auto whileAlive(void (CellularService::*member)(Arguments...));
     void askBootState();
+    void bootStateAnswered(int result, const xpc::Object& reply);
     void bootStateIs(const xpc::Object& payload);
     void bringOnline();
+    void onlineAnswered(int result, const xpc::Object& reply);
     void report(const std::string& what, const xpc::Object& reply);
 
     const dispatch::Queue queue_{"pellcore.queue"};
