@@ -76,9 +76,8 @@ CFPropertyListRef fromJson(const Json& value) {
 Json storedValue(const Scope& scope, const std::string& key) {
     const auto& [domain, user, host] = scope;
     const auto file = platform::PreferencesFile::ofDomain(domain);
-    const auto tree = file ? file->read() : std::nullopt;
-    const auto place = Json::json_pointer() / user / host / key;
-    return tree && tree->contains(place) ? tree->at(place) : Json();
+    auto tree = file ? file->read() : std::nullopt;
+    return tree ? (*tree)[user][host][key] : Json();  // enters null on the way to what is missing
 }
 
 }  // namespace

@@ -5,7 +5,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
 
 namespace vsk {
@@ -13,57 +15,43 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::pair<const char*, Build> kBuilds[] = {
-    {"internal", Build::Internal},
-    {"carrier", Build::Carrier},
-    {"vendor", Build::Vendor},
-    {"customer", Build::Customer},
-};
-
-constexpr std::pair<const char*, std::uint32_t DeviceDescription::*> kNumbers[] = {
-    {"radio", &DeviceDescription::radio},
-    {"radioVendor", &DeviceDescription::radioVendor},
-    {"product", &DeviceDescription::product},
-    {"coreDumpPersonality", &DeviceDescription::coreDumpPersonality},
-};
+// How a member is read: false when it is not what is accepted, and the description is dropped.
 
 bool readBuild(const Json& value, DeviceDescription& description) {
-    for (const auto& [word, build] : kBuilds) {
-        if (value == word) {
-            description.build = build;
-            return true;
-        }
-    }
-    return false;
+    constexpr const char* kBuilds[] = {"internal", "carrier", "vendor", "customer"};  // in the order of Build
+    const auto* const build = std::find(std::begin(kBuilds), std::end(kBuilds), value);
+    description.build = static_cast<Build>(build - kBuilds);
+    return build != std::end(kBuilds);
 }
 
-bool readNumber(const Json& value, std::uint32_t& number) {
+bool readTraceAllowed(const Json& value, DeviceDescription& description) {
+    description.traceAllowed = value == true;
+    return value.is_boolean();
+}
+
+template <std::uint32_t DeviceDescription::*number>
+bool readNumber(const Json& value, DeviceDescription& description) {
     if (!value.is_number_unsigned() || value.get<std::uint64_t>() > std::numeric_limits<std::uint32_t>::max()) {
         return false;
     }
-    number = value.get<std::uint32_t>();
+    description.*number = value.get<std::uint32_t>();
     return true;
 }
 
-/// @return what is wrong with the members, empty when nothing is
-std::string readMembers(const Json& object, DeviceDescription& description) {
-    if (const auto build = object.find("build"); build != object.end() && !readBuild(*build, description)) {
-        return R"("build" must be "internal", "carrier", "vendor" or "customer")";
-    }
-    if (const auto allowed = object.find("traceAllowed"); allowed != object.end()) {
-        if (!allowed->is_boolean()) {
-            return R"("traceAllowed" must be true or false)";
-        }
-        description.traceAllowed = allowed->get<bool>();
-    }
-    for (const auto& [name, member] : kNumbers) {
-        const auto value = object.find(name);
-        if (value != object.end() && !readNumber(*value, description.*member)) {
-            return '"' + std::string(name) + "\" must be an integer from 0 to 4294967295";
-        }
-    }
-    return {};
-}
+struct Member {
+    const char* name;
+    bool (*read)(const Json& value, DeviceDescription& description);
+    const char* accepted;
+};
+constexpr const char* kNumber = "an integer from 0 to 4294967295";
+constexpr Member kMembers[] = {
+    {"build", readBuild, R"("internal", "carrier", "vendor" or "customer")"},
+    {"traceAllowed", readTraceAllowed, "true or false"},
+    {"radio", readNumber<&DeviceDescription::radio>, kNumber},
+    {"radioVendor", readNumber<&DeviceDescription::radioVendor>, kNumber},
+    {"product", readNumber<&DeviceDescription::product>, kNumber},
+    {"coreDumpPersonality", readNumber<&DeviceDescription::coreDumpPersonality>, kNumber},
+};
 
 DeviceDescription readDescription() {
     constexpr std::size_t kLargestFile = 1 << 20;
@@ -88,8 +76,13 @@ ParsedDescription parseDeviceDescription(std::string_view json) {
         return {{}, object.is_discarded() ? "not JSON" : "not a JSON object"};
     }
     DeviceDescription description;
-    auto error = readMembers(object, description);
-    return {error.empty() ? description : DeviceDescription(), std::move(error)};
+    for (const Member& member : kMembers) {
+        const auto value = object.find(member.name);
+        if (value != object.end() && !member.read(*value, description)) {
+            return {{}, '"' + std::string(member.name) + "\" must be " + member.accepted};
+        }
+    }
+    return {description, {}};
 }
 
 const DeviceDescription& deviceDescription() {
