@@ -110,7 +110,9 @@ void Services::prepareSetting(const TraceProperty& property, std::string_view va
 
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {
     log::info(fmt::format("{} {} is now {}", ryn::trace::typeAsString(property.trace), property.name, value));
-    scratchLog_.refresh();
+    if (property.trace == ryn::trace::Type::RYN) {
+        scratchLog_.refresh();
+    }
     if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
         scratchLog_.clear();
     }
