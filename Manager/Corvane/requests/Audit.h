@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Corvane/requests/Answer.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -16,6 +18,6 @@ struct Requester {
 };
 
 /// Puts on record who has asked for a change, and how that ended: an entry of the log, with the same fields in the journal.
-void audit(const Requester& requester, const char* command, std::int32_t result);
+void audit(const Requester& requester, const char* command, const Answer& answer);
 
 }  // namespace corvane

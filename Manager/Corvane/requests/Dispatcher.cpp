@@ -48,19 +48,16 @@ std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, co
 
 std::optional<Answer> Dispatcher::change(const Command& command, const xpc::Object& argument, const Requester& requester,
                                          const Later& later) {
-    const auto record = [requester, name = command.name](const Answer& answer) {
-        audit(requester, name, answer ? 0 : answer.refusal().result());
-    };
     // The client may have gone by the time of the answer.
-    const auto recordedLater = [&record, &later](std::function<void()> abandon) -> AnswerCompletion {
-        return [record, answer = later(std::move(abandon))](const Answer& answered) {
-            record(answered);
-            answer(answered);
+    const auto recordedLater = [&](std::function<void()> abandon) -> AnswerCompletion {
+        return [requester, name = command.name, answer = later(std::move(abandon))](Answer answered) {
+            audit(requester, name, answered);
+            answer(std::move(answered));
         };
     };
     auto answered = command.serve(services_, argument, recordedLater);
     if (answered) {
-        record(*answered);
+        audit(requester, command.name, *answered);
     }
     return answered;
 }

@@ -4,7 +4,6 @@
 #include "Platform/FileDescriptor.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -89,12 +88,11 @@ void writeLine(Level level, std::string_view line) {
 
 /// By the journal's own protocol (https://systemd.io/JOURNAL_NATIVE_PROTOCOL), a field a line. sd_journal_sendv(3) would wait for
 /// a journal that stands still. @return whether the journal has taken it.
-bool sendToJournal(std::string_view line, std::span<const std::string> fields) {
+bool sendToJournal(std::string_view line, std::string_view fields) {
     static const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     static constexpr sockaddr_un kJournal{AF_UNIX, "/run/systemd/journal/socket"};
-    const std::string entry =
-        fmt::format("MESSAGE={}\nPRIORITY={}\nSYSLOG_IDENTIFIER={}\n{}\n", line, static_cast<int>(Level::Notice),
-                    program_invocation_short_name, fmt::join(fields, "\n"));
+    const std::string entry = fmt::format("MESSAGE={}\nPRIORITY={}\nSYSLOG_IDENTIFIER={}\n{}\n", line,
+                                          static_cast<int>(Level::Notice), program_invocation_short_name, fields);
     return sendto(socket.get(), entry.data(), entry.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                   reinterpret_cast<const sockaddr*>(&kJournal), sizeof kJournal) >= 0;
 }
@@ -125,7 +123,9 @@ void write(Level level, std::string_view line) {
     }
 }
 
-void entry(std::string_view line, std::span<const std::string> fields) {
+void entry(const std::string& fields) {
+    std::string line = fields;
+    std::ranges::replace(line, '\n', ' ');
     if (!state().journal || !sendToJournal(line, fields)) {
         print(Level::Notice, printable(line));
     }

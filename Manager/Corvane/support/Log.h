@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -31,9 +30,9 @@ public:
 };
 
 void write(Level level, std::string_view line);
-/// A notice that no limit leaves out and no second taker gets. Where the journal reads the log it has these fields, each
-/// "NAME=value" on one line, besides.
-void entry(std::string_view line, std::span<const std::string> fields);
+/// A notice that no limit leaves out and no second taker gets. Where the journal reads the log it has the fields besides.
+/// @param fields "NAME=value", a line each.
+void entry(const std::string& fields);
 inline void error(std::string_view line) {
     write(Level::Error, line);
 }

@@ -105,7 +105,7 @@ Result<std::string> TraceSettings::accept(const Row& row, std::string_view value
         fmt::format("{} can't be '{}'; it takes {}.", shownName(row.property), value, row.property.acceptable()));
 }
 
-void TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value, const Completion<void>& done) {
+void TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value, Completion<void> done) {
     const auto found = find(trace, property);
     const auto accepted = found ? accept(**found, value) : found.refusal();
     if (!accepted) {
@@ -113,32 +113,34 @@ void TraceSettings::set(std::string_view trace, std::string_view property, std::
         return;
     }
     Row& row = **found;
-    prepare_(row.property, *accepted, [this, &row, text = *accepted, done](const Result<void>& prepared) {
-        if (prepared) {
-            store(row, text, done);
-        } else {
-            done(prepared);
-        }
-    });
+    prepare_(row.property, *accepted,
+             [this, &row, text = *accepted, done = std::move(done)](const Result<void>& prepared) mutable {
+                 if (prepared) {
+                     store(row, std::move(text), std::move(done));
+                 } else {
+                     done(prepared);
+                 }
+             });
 }
 
-void TraceSettings::store(Row& row, const std::string& value, const Completion<void>& done) {
+void TraceSettings::store(Row& row, std::string value, Completion<void> done) {
     switch (row.property.keeping) {
         case Keeping::Stored:
-            group_.store(kArea, storedName(row.property), value, [this, &row, value, done](const Result<void>& stored) {
-                if (stored) {
-                    apply(row, value);
-                } else {
-                    onChange_(row.property, row.value);
-                }
-                done(stored);
-            });
+            group_.store(kArea, storedName(row.property), value,
+                         [this, &row, value, done = std::move(done)](const Result<void>& stored) {
+                             if (stored) {
+                                 apply(row, value);
+                             } else {
+                                 onChange_(row.property, row.value);
+                             }
+                             done(stored);
+                         });
             break;
         case Keeping::Preferences:
             if (row.preferred.empty()) {
                 group_.run([this, &row] { writePreference(row); });
             }
-            row.preferred.push_back({value, done});
+            row.preferred.push_back({std::move(value), std::move(done)});
             break;
         default:
             apply(row, value);

@@ -34,7 +34,7 @@ public:
     /// {KeyTracePropertyValue: string}, ready to be sent. @param trace in any letter case.
     Result<xpc::Object> reply(std::string_view trace, std::string_view property);
     /// Checks and stores. The old value stands until the new one is on disk, when `done` runs.
-    void set(std::string_view trace, std::string_view property, std::string_view value, const Completion<void>& done);
+    void set(std::string_view trace, std::string_view property, std::string_view value, Completion<void> done);
     /// Removes every stored value; to be followed by `applyDefaults` when that is on disk.
     Result<void> erase() { return store_.clear(kArea); }
     /// Puts every property that can be written at its default, also in the preferences, as the next jobs of the group. After a
@@ -78,7 +78,7 @@ private:
     /// Checks a value. @return it as it is stored
     static Result<std::string> accept(const Row& row, std::string_view value);
     /// Stores an accepted value and makes it the one that counts.
-    void store(Row& row, const std::string& value, const Completion<void>& done);
+    void store(Row& row, std::string value, Completion<void> done);
     void writePreference(Row& row);
     void writePreference(Row& row, const std::string& value, const Completion<void>& done);
     /// Makes a value that is stored already the one that counts.

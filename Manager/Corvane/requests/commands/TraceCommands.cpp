@@ -13,9 +13,9 @@ Result<xpc::Object> getTraceProperty(Services& services, std::string_view trace,
 }
 
 /// It never answers before the value is on disk, whether the client asks for that or not.
-void setTraceProperty(Services& services, const AnswerCompletion& answer, std::string_view trace, std::string_view property,
+void setTraceProperty(Services& services, AnswerCompletion answer, std::string_view trace, std::string_view property,
                       std::string_view value, bool /*waitForCompletion*/) {
-    services.traceSettings().set(trace, property, value, answer);
+    services.traceSettings().set(trace, property, value, std::move(answer));
 }
 
 /// The TEMS mode is a trace property with commands of its own.
@@ -25,8 +25,8 @@ Result<xpc::Object> getTEMSProperty(Services& services) {
                  : reply;
 }
 
-void setTEMSProperty(Services& services, const AnswerCompletion& answer, std::string_view mode) {
-    services.traceSettings().set("TEMS", "Mode", mode, answer);
+void setTEMSProperty(Services& services, AnswerCompletion answer, std::string_view mode) {
+    services.traceSettings().set("TEMS", "Mode", mode, std::move(answer));
 }
 
 }  // namespace
