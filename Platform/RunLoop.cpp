@@ -16,11 +16,7 @@ namespace platform {
 namespace {
 
 using Clock = RunLoopSource::Clock;
-using Deadline = std::optional<Clock::time_point>;
-
-Deadline earlier(const Deadline& left, const Deadline& right) {
-    return left && right ? std::min(left, right) : left ? left : right;
-}
+constexpr auto kNever = Clock::time_point::max();
 
 class RunLoop {
 public:
@@ -61,12 +57,12 @@ private:
         }
         interests_.clear();
         descriptors_.clear();
-        deadline_.reset();
+        deadline_ = kNever;
         for (const auto& weak : watched_) {
             const auto source = weak.lock();
             const auto& interest = interests_.emplace_back(source ? source->interest() : RunLoopSource::Interest{});
             descriptors_.push_back({interest.descriptor, interest.events, 0});
-            deadline_ = earlier(deadline_, interest.deadline);
+            deadline_ = std::min(deadline_, interest.deadline);
         }
     }
 
@@ -74,11 +70,11 @@ private:
         constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
         descriptors_.push_back({waker_, POLLIN, 0});
         if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
-            deadline_ = earlier(deadline_, Clock::now() + kFirstLook);
+            deadline_ = std::min<Clock::time_point>(deadline_, Clock::now() + kFirstLook);
         }
         int timeout = -1;
-        if (deadline_) {
-            const auto left = std::clamp(*deadline_ - Clock::now(), Clock::duration::zero(), kLongest);
+        if (deadline_ != kNever) {
+            const auto left = std::clamp(deadline_ - Clock::now(), Clock::duration::zero(), kLongest);
             timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
         }
         if (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
@@ -96,8 +92,7 @@ private:
     void serve() const {
         const auto now = Clock::now();
         for (std::size_t i = 0; i < watched_.size(); ++i) {
-            const bool due = interests_[i].deadline && *interests_[i].deadline <= now;
-            if (descriptors_[i].revents == 0 && !due) {
+            if (descriptors_[i].revents == 0 && interests_[i].deadline > now) {
                 continue;
             }
             if (const auto source = watched_[i].lock()) {
@@ -117,7 +112,7 @@ private:
     std::vector<std::weak_ptr<RunLoopSource>> watched_;
     std::vector<RunLoopSource::Interest> interests_;  ///< one for each of `watched_`
     std::vector<pollfd> descriptors_;                 ///< the same order, then the waker's
-    Deadline deadline_;                               ///< the earliest one
+    Clock::time_point deadline_;                      ///< the earliest one
 };
 
 RunLoop& theRunLoop() {

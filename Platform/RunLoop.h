@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 
 namespace platform {
 
@@ -13,9 +12,9 @@ class RunLoopSource {
 public:
     using Clock = std::chrono::steady_clock;
     struct Interest {
-        int descriptor = -1;                        ///< -1: none
-        short events = 0;                           ///< of poll(2)
-        std::optional<Clock::time_point> deadline;  ///< absent: none
+        int descriptor = -1;                                    ///< -1: none
+        short events = 0;                                       ///< of poll(2)
+        Clock::time_point deadline = Clock::time_point::max();  ///< the end of time: none
     };
 
     virtual ~RunLoopSource() = default;

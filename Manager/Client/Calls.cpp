@@ -4,9 +4,9 @@
 
 namespace ryn::client {
 
-std::optional<Clock::time_point> Calls::nextDeadline() const {
+Clock::time_point Calls::nextDeadline() const {
     const auto earliest = std::ranges::min_element(asynchronous_, {}, [](const auto& call) { return call.second.deadline; });
-    return earliest == asynchronous_.end() ? std::nullopt : std::optional(earliest->second.deadline);
+    return earliest == asynchronous_.end() ? Clock::time_point::max() : earliest->second.deadline;
 }
 
 void Calls::answer(std::uint64_t id, Answer answer) {

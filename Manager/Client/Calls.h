@@ -31,7 +31,8 @@ public:
     };
     void add(std::uint64_t id, Asynchronous call) { asynchronous_.emplace(id, std::move(call)); }
     bool anyAsynchronous() const { return !asynchronous_.empty(); }
-    std::optional<Clock::time_point> nextDeadline() const;
+    /// The end of time when none waits.
+    Clock::time_point nextDeadline() const;
 
     /// A reply whose command does not wait any more is dropped.
     void answer(std::uint64_t id, Answer answer);

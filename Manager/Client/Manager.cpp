@@ -23,8 +23,8 @@ constexpr std::size_t kMostBacklog = 16'000'000;
 
 /// The sentence of a failed command, the manager's or the library's.
 std::string sentenceOf(int result, const xpc::Object& reply) {
-    constexpr std::string_view kBare = "The manager answered with the result ";
-    return xpc::textAt(reply, kKeyErrorString).value_or(std::string(kBare) + std::to_string(result) + " and no reason.");
+    return xpc::textAt(reply, kKeyErrorString)
+        .value_or("The manager answered with the result " + std::to_string(result) + " and no reason.");
 }
 
 }  // namespace
@@ -78,7 +78,6 @@ int Manager::await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::
             receive(lock, deadline.time - now);
         }
     }
-    changed_.notify_all();  // somebody else may read now
     const bool handOver = calls_.anyAsynchronous();
     const FailureHandler failed = waiter.answer->result == 0 ? nullptr : failureHandler_;
     lock.unlock();
@@ -152,15 +151,12 @@ Manager::Interest Manager::interest() {
 
     Interest interest;
     interest.deadline = calls_.nextDeadline();
-    const auto setDeadline = [&interest](Clock::time_point time) {
-        interest.deadline = std::min(interest.deadline.value_or(time), time);
-    };
     if (!link_.isConnected()) {
         if (link_.eventsWanted()) {
-            setDeadline(link_.nextAttempt());
+            interest.deadline = std::min(interest.deadline, link_.nextAttempt());
         }
     } else if (othersRead) {
-        setDeadline(Clock::now() + kQuietAfter);
+        interest.deadline = std::min(interest.deadline, Clock::now() + kQuietAfter);
     } else {
         interest.descriptor = link_.socket()->descriptor();
         interest.events = static_cast<short>(link_.eventsPending() ? POLLIN | POLLOUT : POLLIN);
@@ -176,7 +172,6 @@ void Manager::serve(short events) {
                 break;
             }
         }
-        changed_.notify_all();  // somebody may wait for the token
     }
     const auto now = Clock::now();
     while (auto call = calls_.takeExpired(now)) {
@@ -242,7 +237,6 @@ bool Manager::pause(Lock& lock, Clock::time_point deadline) {
     const auto end = std::min(deadline, now + kPause);
     if (link_.isConnected() && !reading_) {
         receive(lock, end - now);
-        changed_.notify_all();
     } else {
         changed_.wait_until(lock, end);
     }
@@ -260,6 +254,7 @@ bool Manager::receive(Lock& lock, Clock::duration patience) {
     auto packet = received.state == Socket::State::Packet ? wire::decode(received.packet) : std::nullopt;
     lock.lock();
     reading_ = false;
+    changed_.notify_all();  // they see what becomes of the packet: the mutex is held until it has been handled
     if (received.state == Socket::State::Nothing) {
         return false;
     }
@@ -291,7 +286,6 @@ std::optional<Answer> Manager::handle(wire::Reply& reply) {
         return malformedReply(link_.place());
     }
     calls_.answer(reply.id, {reply.result, std::move(reply.object)});
-    changed_.notify_all();
     return std::nullopt;
 }
 
@@ -304,7 +298,6 @@ std::optional<Answer> Manager::handleGreeting(wire::Reply& reply) {
     }
     greetingAnswer_ = reply.object;
     calls_.answer(reply.id, {0, std::move(reply.object)});
-    changed_.notify_all();
     return std::nullopt;
 }
 

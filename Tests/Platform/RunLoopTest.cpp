@@ -9,6 +9,7 @@ namespace {
 
 using Clock = platform::RunLoopSource::Clock;
 
+constexpr auto kNever = Clock::time_point::max();
 constexpr int kTimes = 8;
 
 /// Waits until its descriptor can be written to, then for one point in time after the other, and counts how often it is asked.
@@ -22,17 +23,17 @@ struct Source : platform::RunLoopSource {
             EXPECT_EQ(events, POLLOUT);
             return;
         }
-        EXPECT_GE(Clock::now(), deadline.value());
-        *deadline += 5ms;
+        EXPECT_GE(Clock::now(), deadline);
+        deadline += 5ms;
         if (++served == kTimes) {
-            deadline.reset();
+            deadline = kNever;
             later.reset();
             done.set_value();
         }
     }
 
     int descriptor = -1;
-    std::optional<Clock::time_point> deadline = Clock::now() + 30ms;
+    Clock::time_point deadline = Clock::now() + 30ms;
     std::atomic<int> looks = 0;
     int served = 0;
     std::promise<void> done;
@@ -42,11 +43,11 @@ struct Source : platform::RunLoopSource {
 TEST(RunLoop, SleepsUntilTheEarliestDeadline) {
     const platform::FileDescriptor counter(::eventfd(0, EFD_CLOEXEC));
     const auto quiet = std::make_shared<Source>();
-    quiet->deadline.reset();
+    quiet->deadline = kNever;
     const auto timer = std::make_shared<Source>();
     timer->descriptor = counter.get();
     timer->later = std::make_shared<Source>();
-    *timer->later->deadline += 1h;
+    timer->later->deadline += 1h;
     for (const auto& source : {quiet, timer, timer->later}) {
         platform::addToRunLoop(source);
     }

@@ -3,6 +3,9 @@
 #include "Client/library/Conversions.h"
 #include "platform/xpc/Values.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace ryn {
 
 std::optional<bool> Value::boolean() const {
@@ -38,11 +41,8 @@ xpc::Object toObject(const Value& value) {
     }
     if (const Array* const values = value.array()) {
         std::vector<xpc::Object> objects;
-        objects.reserve(values->size());
-        for (const Value& one : *values) {
-            objects.push_back(toObject(one));
-        }
-        return xpc::array(objects);
+        std::ranges::transform(*values, std::back_inserter(objects), toObject);
+        return xpc::array(std::move(objects));
     }
     if (const Dictionary* const entries = value.dictionary()) {
         xpc::Object made = xpc::dictionary();
