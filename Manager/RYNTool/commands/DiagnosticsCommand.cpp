@@ -4,22 +4,17 @@
 
 namespace {
 
-constexpr std::int64_t kTargetTxPower3G4G = 200;
-constexpr std::int64_t kTargetTxPower2G = 230;
-constexpr std::int64_t kLowLimit = 0;
-constexpr std::int64_t kHighLimit = 255;
-constexpr std::size_t kLimitCount = 32;
-
+/// One limit for each of the 32 measurements.
 xpc::Object limits(std::int64_t limit) {
-    return xpc::array(std::vector(kLimitCount, xpc::number(limit)));
+    return xpc::array(std::vector(32, xpc::number(limit)));
 }
 
 xpc::Object selfTestOptions() {
-    const auto low = limits(kLowLimit);
-    const auto high = limits(kHighLimit);
+    const auto low = limits(0);
+    const auto high = limits(255);
     return xpc::dictionary({
-        {ryn::kKeyRFSelfTestTargetTxPower3G4G, xpc::number(kTargetTxPower3G4G)},
-        {ryn::kKeyRFSelfTestTargetTxPower2G, xpc::number(kTargetTxPower2G)},
+        {ryn::kKeyRFSelfTestTargetTxPower3G4G, xpc::number(200)},
+        {ryn::kKeyRFSelfTestTargetTxPower2G, xpc::number(230)},
         {ryn::kKeyRFSelfTestPowerRatioLimitLowList, low},
         {ryn::kKeyRFSelfTestPowerRatioLimitHighList, high},
         {ryn::kKeyRFSelfTestForwardPowerLimitLowList, low},

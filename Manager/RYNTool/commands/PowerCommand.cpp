@@ -38,8 +38,7 @@ struct PowerCommand : RYNCommandBase {
 
     bool simulate(const Group&, const Words& words) {
         if (words.empty()) {
-            output::printLine({"Invalid power command usage"});
-            return false;
+            return fail({"Invalid power command usage"}, output::Stream::Output);
         }
         const auto notification = static_cast<std::uint32_t>(numberOf(words.front(), 16));
         const Answer answer = perform(ryn::kCommandSimulatePowerNotification,

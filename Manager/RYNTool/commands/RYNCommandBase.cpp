@@ -49,8 +49,8 @@ bool succeed(output::Parts line) {
     return true;
 }
 
-bool fail(output::Parts line) {
-    output::printError(line);
+bool fail(output::Parts line, output::Stream stream) {
+    output::printLine(line, stream);
     return false;
 }
 

@@ -82,9 +82,9 @@ std::shared_ptr<CommandBase> create(const std::string& name, const std::weak_ptr
     return createNode<Command>(name, parent, manager, queue);
 }
 
-/// Print one line and return what a handler returns then: success on standard output, failure on standard error.
+/// Print one line and return what a handler returns then: success on standard output, failure mostly on standard error.
 bool succeed(output::Parts line);
-bool fail(output::Parts line);
+bool fail(output::Parts line, output::Stream stream = output::Stream::Error);
 
 /// The string under `key`; the text of `ryn::kUnknown` when it is absent, no string, or `reply` no dictionary.
 std::string readString(const xpc::Object& reply, const char* key);

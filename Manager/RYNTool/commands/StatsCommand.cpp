@@ -21,8 +21,7 @@ struct StatsCommand : RYNCommandBase {
         }
         const Answer answer = perform(ryn::kCommandGetStatistics, argument);
         if (!answer.succeeded()) {
-            output::printLine({"Failed to get statistics"});
-            return false;
+            return fail({"Failed to get statistics"}, output::Stream::Output);
         }
         output::printLine({"Success to get statstics."});
         return succeed({xpc::to_string(answer.reply)});
@@ -43,8 +42,7 @@ struct StatsCommand : RYNCommandBase {
                                                       }));
         if (!answer.succeeded()) {
             output::printLine({"Failed to report statistics"});
-            output::printLine({"Error data : ", xpc::to_string(answer.reply)});
-            return false;
+            return fail({"Error data : ", xpc::to_string(answer.reply)}, output::Stream::Output);
         }
         return succeed({"Success to create category in the statstics."});
     }

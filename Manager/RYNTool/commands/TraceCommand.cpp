@@ -35,8 +35,7 @@ struct TraceCommand : RYNCommandBase {
             return failWithHelp();
         }
         if (setTraceProperty(manager(), words[0], words[1], words[2], 0) != 0) {
-            output::printLine({"Setting ", words[0], " ", words[1], " = ", words[2], " failed"});
-            return false;
+            return fail({"Setting ", words[0], " ", words[1], " = ", words[2], " failed"}, output::Stream::Output);
         }
         return succeed({words[0], ": ", words[1], " = ", words[2]});
     }
@@ -47,8 +46,7 @@ struct TraceCommand : RYNCommandBase {
         }
         std::string value = ryn::kUnknown;
         if (getTraceProperty(manager(), words[0], words[1], value, 0) != 0) {
-            output::printLine({"Getting ", words[0], " ", words[1], " failed"});
-            return false;
+            return fail({"Getting ", words[0], " ", words[1], " failed"}, output::Stream::Output);
         }
         return succeed({words[0], ": ", words[1], " = ", value});
     }

@@ -48,26 +48,21 @@ int setTraceProperty(const ryn::client::ManagerPtr& manager, const std::string& 
 
 bool runTraceProperty(const ryn::client::ManagerPtr& manager, const char* trace, const TraceProperty& property,
                       const Words& words) {
-    const auto refuse = [&](output::Parts parts) {
-        output::printLine(property.failures, parts);
-        return false;
-    };
     if (property.access == TraceProperty::Access::ReadOnly && !words.empty()) {
-        return refuse({"Denied: Can't modify '", property.label, "'"});
+        return fail({"Denied: Can't modify '", property.label, "'"}, property.failures);
     }
     if (words.size() > 1) {
-        return refuse({"Invalid value(s) passed for '", property.label, "'"});
+        return fail({"Invalid value(s) passed for '", property.label, "'"}, property.failures);
     }
     std::string value = words.empty() ? "" : words.front();
     if (words.empty()) {
         if (getTraceProperty(manager, trace, property.name, value, 0) != 0) {
-            return refuse({"Failed to get '", property.label, "'", property.getSuffix});
+            return fail({"Failed to get '", property.label, "'", property.getSuffix}, property.failures);
         }
     } else if (setTraceProperty(manager, trace, property.name, value, 0) != 0) {
-        return refuse({"Failed to set '", property.label, "' to '", value, "'", property.unit});
+        return fail({"Failed to set '", property.label, "' to '", value, "'", property.unit}, property.failures);
     }
-    output::printLine({property.label, ": ", value, property.unit});
-    return true;
+    return succeed({property.label, ": ", value, property.unit});
 }
 
 bool showTraceStatus(const ryn::client::ManagerPtr& manager, const char* trace, const TraceStatus& status) {
@@ -86,8 +81,7 @@ bool showTraceStatus(const ryn::client::ManagerPtr& manager, const char* trace, 
         printed.at(line.place).append(line.label).append(value).append(line.unit);
     }
     if (!ok) {
-        output::printLine(status.failures, {"Failed to get status of ", status.subject});
-        return false;
+        return fail({"Failed to get status of ", status.subject}, status.failures);
     }
     for (const std::string& text : printed) {
         output::printLine({text});

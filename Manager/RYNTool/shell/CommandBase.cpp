@@ -38,13 +38,12 @@ void CommandBase::printHelp() {
     output::printLine({});
     output::printLine({"Options for command '", name_, "':"});
     output::printLine({});
-    for (const auto* const entry : commands_.ordered()) {
-        const auto& [word, leaf] = *entry;
+    for (const auto& [word, leaf] : commands_.ordered()) {
         printRow(word, leaf.helpText.empty() ? "..." : leaf.helpText);
     }
     output::printLine({});
-    for (const auto* const entry : subCommands_.ordered()) {
-        printSubCommandTree(entry->second, 0);
+    for (const auto& [word, child] : subCommands_.ordered()) {
+        printSubCommandTree(child, 0);
         output::printLine({});
     }
     printRow("cd", "<sub-command>");
@@ -57,16 +56,16 @@ void CommandBase::printHelp() {
 void CommandBase::printSubCommandTree(const std::shared_ptr<CommandBase>& child, int depth) {
     if (!child->commands_.empty()) {
         std::string leaves = "[";
-        for (const auto* const entry : child->commands_.ordered()) {
-            leaves.append(entry->first).append("|");
+        for (const auto& [word, leaf] : child->commands_.ordered()) {
+            leaves.append(word).append("|");
         }
         leaves.back() = ']';
         const std::string indent(static_cast<std::size_t>(depth) * kFieldWidth, ' ');
         const std::string label = depth == 0 ? child->name_ : "<" + child->name_ + ">";
         output::printLine({"\t", indent, inField(label), leaves});
     }
-    for (const auto* const entry : child->subCommands_.ordered()) {
-        printSubCommandTree(entry->second, depth + 1);
+    for (const auto& [word, grandchild] : child->subCommands_.ordered()) {
+        printSubCommandTree(grandchild, depth + 1);
     }
 }
 

@@ -35,15 +35,11 @@ void writeTo(Stream stream) {
 
 }  // namespace
 
-void printLine(Parts parts) {
-    printLine(Stream::Output, parts);
-}
-
 void printError(Parts parts) {
-    printLine(Stream::Error, parts);
+    printLine(parts, Stream::Error);
 }
 
-void printLine(Stream stream, Parts parts) {
+void printLine(Parts parts, Stream stream) {
     const auto lock = hold();
     if (stream != Stream::Output) {
         flush();  // what was printed first shows first

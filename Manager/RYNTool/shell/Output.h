@@ -18,10 +18,9 @@ using platform::Stream;
 
 using Parts = std::initializer_list<std::string_view>;
 
-/// Writes the parts as one line of standard output, of standard error, or of either.
-void printLine(Parts parts);
+/// Writes the parts as one line.
+void printLine(Parts parts, Stream stream = Stream::Output);
 void printError(Parts parts);
-void printLine(Stream stream, Parts parts);
 
 /// The parts are the start of a line of standard output. They show with its end, with a line of another stream, or with `flush`.
 void print(Parts parts);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -29,16 +30,8 @@ public:
         const auto found = position(entries_, word);
         return found == entries_.end() ? entries_.emplace_back(word, Value()).second : found->second;
     }
-    /// The entries in the ascending byte-wise order of their words.
-    std::vector<const Entry*> ordered() const {
-        std::vector<const Entry*> entries;
-        for (const Entry& entry : entries_) {
-            entries.push_back(&entry);
-        }
-        std::sort(entries.begin(), entries.end(),
-                  [](const Entry* left, const Entry* right) { return left->first < right->first; });
-        return entries;
-    }
+    /// Copies in the ascending byte-wise order of their words.
+    std::map<Word, Value> ordered() const { return {entries_.begin(), entries_.end()}; }
 
 private:
     static constexpr std::size_t kUsualSize = 9;  // no group has more
