@@ -16,7 +16,6 @@ using Json = nlohmann::json;
 
 // The file lies in the current user's folder on the current host, so neither needs another name in it.
 constinit const ConstantString currentUser("CurrentUser");
-constinit const ConstantString anyHost("AnyHost");
 constinit const ConstantString currentHost("CurrentHost");
 
 std::string text(CFStringRef string) {
@@ -83,7 +82,6 @@ Json storedValue(const Scope& scope, const std::string& key) {
 }  // namespace
 
 const CFStringRef kCFPreferencesCurrentUser = &currentUser;
-const CFStringRef kCFPreferencesAnyHost = &anyHost;
 const CFStringRef kCFPreferencesCurrentHost = &currentHost;
 
 void CFPreferencesSetValue(CFStringRef key, CFPropertyListRef value, CFStringRef domain, CFStringRef user, CFStringRef host) {

@@ -18,12 +18,10 @@ struct dispatch_queue {
     void submit(dispatch_block_t block) {
         const std::lock_guard lock(mutex_);
         submitted_.push_back(std::move(block));
-        if (started_) {
-            changed_.notify_one();
-            return;
+        if (!std::exchange(started_, true)) {
+            startThread();
         }
-        startThread();
-        started_ = true;
+        changed_.notify_one();
     }
 
     /// No reference is left.

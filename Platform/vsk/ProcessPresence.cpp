@@ -2,11 +2,9 @@
 #include "Platform/vsk/RunFolders.h"
 #include "platform/vsk/SorvexUtil.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 
 #include <algorithm>
-#include <memory>
 #include <string_view>
 
 namespace vsk {
@@ -74,19 +72,11 @@ bool isOfAnotherManager(std::string_view id, const std::vector<std::string>& pid
 }
 
 bool isAnyProcess(std::string_view name) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> processes(::opendir("/proc"), &::closedir);
-    if (!processes) {
-        return false;
-    }
-    std::string folder;
-    while (const dirent* entry = ::readdir(processes.get())) {
-        const std::string_view id = entry->d_name;
-        if (id.find_first_not_of("0123456789") == std::string_view::npos && runsAs(folder.assign("/proc/").append(id), name) &&
-            !isOfAnotherManager(id, pidFilesOfOthers(name))) {
-            return true;
-        }
-    }
-    return false;
+    const auto names = namesIn("/proc");
+    return std::ranges::any_of(names, [name](const std::string& id) {
+        return id.find_first_not_of("0123456789") == std::string::npos && runsAs("/proc/" + id, name) &&
+               !isOfAnotherManager(id, pidFilesOfOthers(name));
+    });
 }
 
 }  // namespace

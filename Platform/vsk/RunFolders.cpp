@@ -2,14 +2,12 @@
 
 #include "Platform/File.h"
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
-#include <memory>
 #include <utility>
 
 namespace vsk {
@@ -37,13 +35,10 @@ std::string pidFile(std::string folder, std::string_view name) {
 /// Of the manager that is meant; empty when it isn't one of several.
 std::string_view instance() {
     const char* const socket = std::getenv("CORVANE_SOCKET");
-    std::string_view path = socket == nullptr ? "" : socket;
-    if (!path.starts_with(kManagers) || path.size() == kManagers.size() || path[kManagers.size()] != '/') {
-        return {};
-    }
-    path.remove_prefix(kManagers.size() + 1);
-    const auto end = path.find('/');
-    return end == std::string_view::npos || path.find('/', end + 1) != std::string_view::npos ? "" : path.substr(0, end);
+    const std::string_view path = socket == nullptr ? "" : socket;
+    const std::string_view folder = path.substr(0, path.rfind('/'));
+    const auto slash = folder.rfind('/');
+    return slash != std::string_view::npos && folder.substr(0, slash) == kManagers ? folder.substr(slash + 1) : "";
 }
 
 /// Of the service that systemd runs as a user of its own, of this instance.
@@ -72,10 +67,8 @@ std::string findPidFile(std::string_view name, const std::function<bool(const st
 
 std::vector<std::string> pidFilesOfOthers(std::string_view name) {
     std::vector<std::string> files;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(kRun.data()), &::closedir);
     const std::string mine = instance().empty() ? "" : lowered(name).append("-").append(instance());
-    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
-        const std::string_view found = entry->d_name;
+    for (const std::string& found : namesIn(kRun)) {
         if (found.starts_with(lowered(name) + "-") && found != mine) {
             files.push_back(pidFile(std::string(kRun).append(found), name));
         }
@@ -85,6 +78,15 @@ std::vector<std::string> pidFilesOfOthers(std::string_view name) {
         files.push_back(pidFile(folderOfService(name, {}), name));
     }
     return files;
+}
+
+std::vector<std::string> namesIn(std::string_view folder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; entry != end; entry.increment(error)) {
+        names.push_back(entry->path().filename());
+    }
+    return names;
 }
 
 int readPidFile(const std::string& path) {

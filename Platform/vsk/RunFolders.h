@@ -18,6 +18,9 @@ std::string findPidFile(std::string_view name, const std::function<bool(const st
 /// The pid files of the other managers' services.
 std::vector<std::string> pidFilesOfOthers(std::string_view name);
 
+/// What lies in a folder; nothing when it can't be read.
+std::vector<std::string> namesIn(std::string_view folder);
+
 /// The process id that a pid file holds; 0 when there is none or it is no process id.
 int readPidFile(const std::string& path);
 

@@ -13,6 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constinit const ConstantString kDomain("test.domain");
+constinit const ConstantString kOtherHost("AnyHost");
 
 using Owned = cf::Owned<CFTypeRef>;
 
@@ -77,11 +78,11 @@ TEST_F(PreferencesStore, KeepsTypesKeysUsersAndHosts) {
     set("Off", kCFBooleanFalse);
     set("Least", number(INT64_MIN).get());
     set("Text", text("caf\xC3\xA9 \"1\"\n").get());
-    set("Flag", number(7).get(), kCFPreferencesAnyHost);
+    set("Flag", number(7).get(), &kOtherHost);
     EXPECT_EQ(get("Flag"), "true") << "staged values are read back";
     EXPECT_FALSE(fs::exists(file()));
     ASSERT_TRUE(synchronize());
-    ASSERT_TRUE(synchronize(kCFPreferencesAnyHost));
+    ASSERT_TRUE(synchronize(&kOtherHost));
 
     struct stat status {};
     ASSERT_EQ(::stat((folder / "config/corvane").c_str(), &status), 0);
@@ -91,8 +92,8 @@ TEST_F(PreferencesStore, KeepsTypesKeysUsersAndHosts) {
     for (const auto& [key, value] : expected) {
         EXPECT_EQ(get(key), value);
     }
-    EXPECT_EQ(get("Flag", kCFPreferencesAnyHost), "number 7");
-    EXPECT_EQ(get("Off", kCFPreferencesAnyHost), "absent");
+    EXPECT_EQ(get("Flag", &kOtherHost), "number 7");
+    EXPECT_EQ(get("Off", &kOtherHost), "absent");
     set("Off", nullptr);
     steps.clear();
     ASSERT_TRUE(synchronize());

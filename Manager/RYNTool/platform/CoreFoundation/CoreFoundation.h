@@ -43,7 +43,6 @@ inline constexpr CFNumberType kCFNumberSInt64Type = 4;
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
 
 extern const CFStringRef kCFPreferencesCurrentUser;
-extern const CFStringRef kCFPreferencesAnyHost;
 extern const CFStringRef kCFPreferencesCurrentHost;
 /// Stages `value` (a CFString, CFBoolean or CFNumber; nullptr removes the key); it is read back at once in this process
 /// and reaches the disk with CFPreferencesSynchronize.
