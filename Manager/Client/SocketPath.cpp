@@ -1,23 +1,15 @@
 #include "Client/SocketPath.h"
 
+#include "Platform/Environment.h"
+
 #include <unistd.h>
 
-#include <cstdlib>
-
 namespace ryn::client {
-namespace {
 
-std::string environment(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
-
-}  // namespace
-
-SocketPath::SocketPath() : chosen_(environment("CORVANE_SOCKET")) {
-    const std::string runtimeFolder = environment("XDG_RUNTIME_DIR");
+SocketPath::SocketPath() : chosen_(platform::environment("CORVANE_SOCKET")) {
+    const auto runtimeFolder = platform::environment("XDG_RUNTIME_DIR");
     if (!runtimeFolder.empty()) {
-        perUser_ = runtimeFolder + "/corvane/manager.sock";
+        perUser_.append(runtimeFolder).append("/corvane/manager.sock");
     }
 }
 

@@ -1,6 +1,7 @@
 #include "Platform/CoreFoundation/PreferencesFile.h"
 
 #include "Platform/CoreFoundation/PreferencesWrite.h"
+#include "Platform/Environment.h"
 #include "Platform/File.h"
 #include "Platform/FileLock.h"
 #include "Platform/Json.h"
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 namespace platform {
@@ -23,18 +23,14 @@ constexpr int kDeepestNesting = 64;
 constexpr std::chrono::seconds kLockPatience{1};
 constexpr mode_t kFileMode = 0600;
 
-std::optional<std::string> absoluteFolder(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value == '/' ? std::optional<std::string>(value) : std::nullopt;
-}
-
 /// XDG base directories: a path that is not absolute counts as unset.
 std::optional<std::string> configurationFolder() {
-    if (auto folder = absoluteFolder("XDG_CONFIG_HOME")) {
+    const std::string folder(environment("XDG_CONFIG_HOME"));
+    if (folder.starts_with('/')) {
         return folder;
     }
-    auto home = absoluteFolder("HOME");
-    return home ? std::optional(*home + "/.config") : std::nullopt;
+    const std::string home(environment("HOME"));
+    return home.starts_with('/') ? std::optional(home + "/.config") : std::nullopt;
 }
 
 bool isObjectOfObjects(const Json& value) {

@@ -1,12 +1,12 @@
 #include "Platform/vsk/DeviceDescription.h"
 
+#include "Platform/Environment.h"
 #include "Platform/File.h"
 #include "Platform/Report.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <limits>
 
@@ -55,8 +55,8 @@ constexpr Member kMembers[] = {
 
 DeviceDescription readDescription() {
     constexpr std::size_t kLargestFile = 1 << 20;
-    const char* named = std::getenv("SORVEX_DEVICE_FILE");
-    const std::string path = named != nullptr && *named != '\0' ? named : "/etc/corvane/device.json";
+    const auto named = platform::environment("SORVEX_DEVICE_FILE");
+    const std::string path(named.empty() ? "/etc/corvane/device.json" : named);
     const auto content = platform::readFile(path, kLargestFile);
     if (content.missing) {
         return {};

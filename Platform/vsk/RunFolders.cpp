@@ -1,11 +1,11 @@
 #include "Platform/vsk/RunFolders.h"
 
+#include "Platform/Environment.h"
 #include "Platform/File.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <utility>
@@ -34,8 +34,7 @@ std::string pidFile(std::string folder, std::string_view name) {
 
 /// Of the manager that is meant; empty when it isn't one of several.
 std::string_view instance() {
-    const char* const socket = std::getenv("CORVANE_SOCKET");
-    const std::string_view path = socket == nullptr ? "" : socket;
+    const auto path = platform::environment("CORVANE_SOCKET");
     const std::string_view folder = path.substr(0, path.rfind('/'));
     const auto slash = folder.rfind('/');
     return slash != std::string_view::npos && folder.substr(0, slash) == kManagers ? folder.substr(slash + 1) : "";
@@ -58,8 +57,8 @@ std::string findPidFile(std::string_view name, const std::function<bool(const st
         return accepts(file);
     };
     const std::string_view own = instance();
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    const bool isUsers = own.empty() && runtime != nullptr && *runtime == '/';
+    const auto runtime = platform::environment("XDG_RUNTIME_DIR");
+    const bool isUsers = own.empty() && runtime.starts_with('/');
     const bool isFound = (isUsers && isIn(std::string(runtime) + "/corvane")) || (own.empty() && isIn(std::string(kManagers))) ||
                          isIn(folderOfService(name, own));
     return isFound ? file : std::string();
