@@ -37,7 +37,7 @@ Manager::~Manager() {
 }
 
 int Manager::perform(std::string_view command, const xpc::Object& argument, xpc::Object& reply, Clock::duration timeout) {
-    const Deadline deadline(timeout);
+    const Deadline deadline{timeout};
     Lock lock(mutex_);
     ++commands_;
     const Sent sent = send(lock, wire::Request{0, command, argument}, deadline);
@@ -45,7 +45,7 @@ int Manager::perform(std::string_view command, const xpc::Object& argument, xpc:
 }
 
 int Manager::greet(xpc::Object& reply, Clock::duration timeout) {
-    const Deadline deadline(timeout);
+    const Deadline deadline{timeout};
     Lock lock(mutex_);
     Sent sent = send(lock, std::nullopt, deadline);
     if (!sent.failure && greetingAnswer_) {
@@ -94,7 +94,7 @@ int Manager::await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::
 }
 
 void Manager::perform(std::string_view command, const xpc::Object& argument, Completion completion, Clock::duration timeout) {
-    const Deadline deadline(timeout);
+    const Deadline deadline{timeout};
     {
         Lock lock(mutex_);
         if (failureHandler_) {

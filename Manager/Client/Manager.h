@@ -56,9 +56,8 @@ public:
 private:
     using Lock = std::unique_lock<std::mutex>;
     struct Deadline {
-        explicit Deadline(Clock::duration patience) : time(Clock::now() + patience), timeout(patience) {}
-        Clock::time_point time;
         Clock::duration timeout;
+        Clock::time_point time = Clock::now() + timeout;
     };
     struct Sent {
         std::uint64_t id;

@@ -20,8 +20,9 @@ std::string& unwritten() {
 }
 
 void append(Parts parts) {
+    std::string& text = unwritten();
     for (const std::string_view part : parts) {
-        unwritten() += part;
+        text += part;
     }
 }
 

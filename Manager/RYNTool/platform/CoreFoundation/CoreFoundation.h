@@ -8,7 +8,6 @@ struct CFObject;
 using CFTypeRef = const CFObject*;
 using CFPropertyListRef = CFTypeRef;
 using CFAllocatorRef = const void*;
-using CFIndex = long;
 using Boolean = unsigned char;
 
 struct CFString;
@@ -37,7 +36,7 @@ const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding)
 extern const CFBooleanRef kCFBooleanTrue;
 extern const CFBooleanRef kCFBooleanFalse;
 
-using CFNumberType = CFIndex;
+using CFNumberType = long;
 inline constexpr CFNumberType kCFNumberSInt64Type = 4;
 /// @param value points at an integer of `type`, which is kCFNumberSInt64Type: there is no other.
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
