@@ -136,8 +136,8 @@ def test_damage_is_found_said_and_served(manager):
     for change, said, history in [
         (bytes_of(lambda _: b"this is no database"), "were damaged (file is not a database)", "256"),
         (bytes_of(lambda _: b""), "were damaged (the file is empty)", "256"),
-        (bytes_of(lambda data: data[:4608]), "were damaged (database disk image is malformed)", "256"),
-        (bytes_of(lambda data: data[:-4096] + 4096 * b"\xa5"), "were damaged", "256"),
+        (bytes_of(lambda data: data[:1536]), "were damaged (database disk image is malformed)", "256"),
+        (bytes_of(lambda data: data[:-1024] + 1024 * b"\xa5"), "were damaged", "256"),
         (bytes_of(lambda data: data.replace(b"value BLOB", b"valuf BLOB")), not_the_settings, "256"),
         (bytes_of(lambda data: data[:18] + b"\x03" + data[19:]), "attempt to write a readonly database", "256"),
         (sql("DROP TABLE setting; CREATE TABLE setting(area, name, value)"), not_the_settings, "256"),
@@ -169,7 +169,7 @@ def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, frames, lo
     for value in ("17", "18", "19", "20"):
         manager.client().set("DIAG", "History", value)
     manager.stop(signal.SIGKILL)
-    log, frame = manager.state / "settings.db-wal", 24 + 4096
+    log, frame = manager.state / "settings.db-wal", 24 + 1024
     content = bytearray(log.read_bytes())
     assert len(content) > 32 + 4 * frame
     content[32 + ((len(content) - 32) // frame - frames) * frame - 1 if frames else 24] ^= 1

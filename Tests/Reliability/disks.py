@@ -13,7 +13,7 @@ from programs import MANAGER, Manager
 from programs import run as execute
 from torture import Skipped
 
-PAGE, FRAME = 4096, 24 + 4096
+BLOCK, PAGE, FRAME = 4096, 1024, 24 + 1024
 NOT_WRITTEN, TOO_FULL = "109: ", "10A: "
 
 
@@ -34,7 +34,7 @@ class SmallDisk:
         """Takes every byte that is left, but for `spared` ones."""
         with open(self.ballast, "ab", buffering=0) as file:
             with contextlib.suppress(OSError):
-                while file.write(bytes(PAGE)):
+                while file.write(bytes(BLOCK)):
                     pass
             file.truncate(file.seek(0, os.SEEK_END) - spared)
 
@@ -62,10 +62,10 @@ def change_on_full_disk(manager, disk, history):
     disk.empty()
 
 
-def write_until_full(manager, disk, pages):
+def write_until_full(manager, disk, blocks):
     """Until the disk itself says no; whatever was acknowledged is there after a kill."""
     client, value = manager.client(), 100
-    disk.fill(pages * PAGE)
+    disk.fill(blocks * BLOCK)
     while client.set("DIAG", "History", str(value + 1)) is None:
         value += 1
     manager.stop(signal.SIGKILL)

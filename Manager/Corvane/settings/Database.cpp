@@ -18,12 +18,14 @@ constexpr const char* kTable =
 /// Keeps a second manager out, and the write-ahead log's index in memory instead of in a third file. It must come first.
 constexpr const char* kLock = "PRAGMA locking_mode=EXCLUSIVE; PRAGMA cell_size_check=ON;";
 
-/// With synchronous=FULL every commit is one write and one sync of the log. A short log reaches its full length soon, and then
-/// a sync no longer waits for the file system to note that it has grown. A change that finds the log at its limit writes it back.
+/// With synchronous=FULL every commit is one write and one sync of the log. A change writes whole pages, so that they are small;
+/// a database that is there already keeps its own size. A short log reaches its full length soon, and then a sync no longer waits
+/// for the file system to note that it has grown. A change that finds the log at its limit writes it back.
 constexpr const char* kSetUp =
+    "PRAGMA page_size=1024;"
     "PRAGMA journal_mode=WAL;"
     "PRAGMA synchronous=FULL;"
-    "PRAGMA wal_autocheckpoint=256;"
+    "PRAGMA wal_autocheckpoint=1024;"
     "PRAGMA cache_size=-256;"
     // Fails where nothing can be written, and writes nothing: a manager starts on a full disk too.
     "BEGIN IMMEDIATE;"

@@ -1,6 +1,7 @@
 #include "Corvane/settings/WriteAheadLog.h"
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <fstream>
 #include <span>
@@ -16,7 +17,9 @@ constexpr std::size_t kHeaderSize = 32;
 constexpr std::size_t kFrameHeaderSize = 24;
 constexpr std::uint32_t kMagic = 0x377F0682;
 constexpr std::uint32_t kBigEndianSums = 1;  // the lowest bit of the magic number
+constexpr std::uint32_t kSmallestPage = 512;
 constexpr std::uint32_t kLargestPage = 65536;
+constexpr std::uint32_t kUsualPage = 1024;
 
 using Bytes = std::span<const unsigned char>;
 
@@ -55,6 +58,10 @@ bool read(std::ifstream& file, std::span<unsigned char> bytes) {
     return static_cast<bool>(file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())));
 }
 
+bool isPageSize(std::uint32_t size) {
+    return std::has_single_bit(size) && size >= kSmallestPage && size <= kLargestPage;
+}
+
 /// How many of the frame's two salts are the header's: both, when it was written since the file was last begun anew.
 int saltsOf(Bytes frame, Bytes header) {
     return (wordAt(frame, 8) == wordAt(header, 16) ? 1 : 0) + (wordAt(frame, 12) == wordAt(header, 20) ? 1 : 0);
@@ -72,11 +79,11 @@ DroppedPages findDroppedPages(const std::filesystem::path& log) {
     const std::uint32_t pageSize = wordAt(header, 8);
     Checksum sum((magic & kBigEndianSums) != 0);
     sum.add(Bytes(header).first(24));
-    bool isWhole = sum.isAt(header, 24) && (magic & ~kBigEndianSums) == kMagic && pageSize <= kLargestPage;
+    bool isWhole = sum.isAt(header, 24) && (magic & ~kBigEndianSums) == kMagic && isPageSize(pageSize);
 
     DroppedPages dropped;
-    // A damaged header hides its frames; only their number can be told, by the usual size of a page.
-    std::vector<unsigned char> frame(kFrameHeaderSize + (isWhole ? pageSize : 4096));
+    // A damaged header hides its frames; only their number can be told.
+    std::vector<unsigned char> frame(kFrameHeaderSize + (isPageSize(pageSize) ? pageSize : kUsualPage));
     const bool headerIsWhole = isWhole;
     while (read(file, frame)) {
         const int salts = saltsOf(frame, header);
