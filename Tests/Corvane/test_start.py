@@ -9,7 +9,7 @@ import sqlite3
 
 import pytest
 
-from programs import MANAGER, Client, Manager, Program, run
+from programs import MANAGER, Client, Manager, Program, kept, run
 
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
 
@@ -37,40 +37,21 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     (tmp_path / "deep.jsonl").write_text('{"recording":1}\n{"ms":1,"event":"x","payload":' + "[" * 1000000 + "]" * 1000000 + "}\n")
     (tmp_path / "never.jsonl").write_text('{"recording":1}\n{"ms":9223372036854775807,"event":"x"}\n')
     replay = ["--backend", "replay", "--recording"]
-    at, kept = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
-    for status, sentence, *options in [
-        (2, "there is no option '--bogus'; Corvane --help shows those that there are\n", "--bogus"),
-        (2, "--socket takes a value; Corvane --help shows which\n", "--socket"),
-        (2, "--socket takes a value that is not empty\n", "--socket="),
-        (2, "--verbose takes no value\n", "--verbose=1"),
-        (2, "there are simulated, modemmanager and replay\n", "--backend", "real"),
-        (2, "--backend replay takes a --recording, which it replays, maybe --at-once\n", "--backend", "replay"),
-        (2, "--backend replay takes a --recording", "--recording", "x"),
-        (2, "--backend replay takes a --recording", "--at-once"),
-        (2, "--modem goes with --backend modemmanager\n", "--modem", "0"),
-        (2, "none.json can't be read: it doesn't exist\n", "--scenario", tmp_path / "none.json"),
-        (2, "--scenario goes with --backend simulated, the default\n", "--scenario", tmp_path / "sound.json", "--backend", "modemmanager"),
-        (2, "malformed is, with a RESULT that is not 0\n", "--fault", "Info=0"),
-        (2, "is no fault rule", "--fault", "Info=0x1FFFFFFFF"),
-        (1, "none.jsonl: there is none\n", *replay, tmp_path / "none.jsonl"),
-        (1, "/file is empty\n", *replay, tmp_path / "file"),
-        (1, "begins no recording of version 1\n", *replay, tmp_path / "later.jsonl"),
-        (1, "is neither a request, a reply nor an event\n", *replay, tmp_path / "other.jsonl"),
-        (1, "is no object of JSON with a packet's values\n", *replay, tmp_path / "deep.jsonl"),
-        (1, 'has no time "ms" from 0 to', *replay, tmp_path / "never.jsonl"),
-        (1, "too long: at most 107 bytes are possible; name another one with --socket\n", *kept, "/tmp/" + 120 * "x"),
-        (1, "exists and is not a socket; name another one with --socket\n", *kept, tmp_path / "file"),
-        (1, "other already; stop it or name another socket with --socket\n", *kept, tmp_path / "other"),
-        (1, "m.sock.lock: Not a directory; name another socket with --socket\n", *kept, tmp_path / "file/m.sock"),
-        (1, "directory; name another socket with --socket\n", *kept, "/proc/nowhere/m.sock"),
-        (1, "directory; name another one with --state\n", *at, "/proc/nowhere"),
-        (1, "can't make the state folder", *at, tmp_path / "file"),
-        (1, "can't open the settings in /proc/self/settings.db", *at, "/proc/self"),
-        (1, "fifo/settings.db is not a regular file; remove it or name another folder with --state\n", *at, tmp_path / "fifo"),
-        (1, "log/settings.db-wal is not a regular file; remove it", *at, tmp_path / "log"),
-        (1, "link/settings.db is not a regular file; remove it", *at, tmp_path / "link"),
+    at, kept_in = ["--socket", tmp_path / "s", "--state"], ["--state", tmp_path / "state", "--socket"]
+    shown = ""
+    for options in [
+        ["--bogus"], ["--socket"], ["--socket="], ["--verbose=1"], ["--backend", "real"], ["--backend", "replay"], ["--recording", "x"],
+        ["--at-once"], ["--modem", "0"], ["--modem="], ["--scenario", tmp_path / "none.json"], ["extra"],
+        ["--scenario", tmp_path / "sound.json", "--backend", "modemmanager"], ["--fault", "Info=0"], ["--fault", "Info=0x1FFFFFFFF"],
+        *[[*replay, tmp_path / name] for name in ("none.jsonl", "file", "later.jsonl", "other.jsonl", "deep.jsonl", "never.jsonl")],
+        *[[*kept_in, path] for path in ("/tmp/" + 120 * "x", tmp_path / "file", tmp_path / "other", tmp_path / "file/m.sock", "/proc/nowhere/m.sock")],
+        *[[*at, path] for path in ("/proc/nowhere", tmp_path / "file", tmp_path / "fifo", tmp_path / "log", tmp_path / "link")],
     ]:
-        is_refused(status, sentence, *options, XDG_CONFIG_HOME=str(tmp_path / "config"))
+        status, output, errors = run(MANAGER, *options, XDG_CONFIG_HOME=str(tmp_path / "config"))
+        assert output == "" and errors.startswith("Corvane: ") and errors.index("\n") == len(errors) - 1
+        shown += f"{status} {errors}".replace(str(tmp_path), "FOLDER")
+    assert shown == kept("refused-starts.txt", shown)
+    is_refused(1, "can't open the settings in /proc/self/settings.db", *at, "/proc/self")
     assert (tmp_path / "file").read_text() == "not a socket"
     new = tmp_path / "new/settings.db"
     for limit, refusal in [("n 10", "can't serve clients with at most 10 open files; allow more than 64 (ulimit -n)\n"),

@@ -35,6 +35,14 @@ def until(reached, what=""):
     return value
 
 
+def kept(name, shown):
+    """What a fixture has kept of a text; it keeps `shown` from now on where RENEW_FIXTURES is set."""
+    fixture = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "Tests/Corvane/fixtures" / name
+    if os.environ.get("RENEW_FIXTURES"):
+        fixture.write_text(shown)
+    return fixture.read_text()
+
+
 def run(*words, input="", **environment):
     """Exit status, output and errors of a program that ends by itself."""
     done = subprocess.run([str(word) for word in words], env=os.environ | environment, input=input, capture_output=True, text=True,

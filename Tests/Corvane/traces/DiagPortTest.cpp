@@ -17,6 +17,7 @@ TEST(DiagPort, LetsMessagesOutAsItsSettingsSay) {
         const char* name;
         DiagSettings settings;
         std::vector<Step> steps;
+        DiagSettings then{kAll, kAll};  ///< what Reconfigure brings
     };
     const Case cases[] = {
         {"each at once", {kAll, kAll}, {{Send, 3, 3}}},
@@ -28,6 +29,9 @@ TEST(DiagPort, LetsMessagesOutAsItsSettingsSay) {
         {"held until awake", {kAll, kAll, false, 0, 0, true}, {{Send, 1, 1}, {Sleep, 1, 1}, {Send, 5, 1}, {Wake, 1, 6}}},
         {"the newest are held", {kAll, kAll, false, 0, 0, true}, {{Sleep, 1, 0}, {Send, 100, 0}, {Wake, 1, 64}}},
         {"held for a snapshot", {kAll, kAll, false, 0, 0, false, true}, {{Send, 2, 0}, {Reconfigure, 1, 2}}},
+        {"still held", {kAll, kAll, true, 0, 50}, {{Send, 2, 0}, {Reconfigure, 1, 0}}, {kAll, kAll, false, 0, 0, false, true}},
+        {"still below the mark", {kAll, kAll, true, 0, 50}, {{Send, 2, 0}, {Reconfigure, 1, 0}}, {kAll, kAll, true, 0, 60}},
+        {"switched off", {kAll, kAll, true, 0, 50}, {{Send, 2, 0}, {Reconfigure, 1, 2}}, {{}, {}, true, 0, 50}},
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(row.name);
@@ -41,7 +45,7 @@ TEST(DiagPort, LetsMessagesOutAsItsSettingsSay) {
                 } else if (step.action == Drain) {
                     port.drain();
                 } else if (step.action == Reconfigure) {
-                    port.configure({kAll, kAll});
+                    port.configure(row.then);
                 } else if (step.action != Send) {
                     port.setAsleep(step.action == Sleep);
                 }
