@@ -22,6 +22,7 @@ PATIENCE = int(os.environ.get("TEST_PATIENCE", 60))
 TOOL, MANAGER, SERVICE = (os.environ[name + "_PATH"] for name in ("RYNTOOL", "CORVANE", "PELLCORE"))
 REFUSALS = 0xE020E  # the upper digits of the manager's own results
 PR_SET_NAME = 15
+FIXTURES = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "Tests/Corvane/fixtures"
 os.environ.pop("SORVEX_DEVICE_FILE", None)  # this machine's device is not the tests'
 ctypes.CDLL(None).prctl(PR_SET_NAME, b"Pellcore")  # so that the tool finds the cellular service running
 
@@ -37,10 +38,23 @@ def until(reached, what=""):
 
 def kept(name, shown):
     """What a fixture has kept of a text; it keeps `shown` from now on where RENEW_FIXTURES is set."""
-    fixture = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "Tests/Corvane/fixtures" / name
     if os.environ.get("RENEW_FIXTURES"):
-        fixture.write_text(shown)
-    return fixture.read_text()
+        (FIXTURES / name).write_text(shown)
+    return (FIXTURES / name).read_text()
+
+
+def hold_sentences(sentences):
+    """Each is one of those that the manager may say: N, PATH and '_' stand for numbers, paths and quoted words, * for anything."""
+    if "PYTEST_CURRENT_TEST" not in os.environ:
+        return  # damage of every kind makes sentences of its own
+    fixture = FIXTURES / "sentences.txt"
+    for sentence in sorted(set(sentences)):
+        for variable, name in (r"(?<!\w)'.*?'(?!\w)", "'_'"), (r"(?<![^ (])/[^\s:;,)]+", "PATH"), (r"\d+", "N"):
+            sentence = re.sub(variable, name, sentence)
+        if not re.fullmatch("|".join(".*".join(map(re.escape, line.split("*"))) for line in fixture.read_text().splitlines()), sentence):
+            assert os.environ.get("RENEW_FIXTURES"), f"sentences.txt lacks {sentence!r}"
+            with open(fixture, "a") as file:
+                file.write(sentence + "\n")
 
 
 def run(*words, input="", **environment):
@@ -170,6 +184,7 @@ class Client:
             return reply
         sentence = reply["KeyErrorString"]
         assert (result & 0xFFFFFFFF) >> 12 == REFUSALS and reply["KeyErrorCode"] == result and sentence.endswith(".")
+        hold_sentences([sentence])
         return f"{result & 0xFFF:X}: {sentence}"
 
     def do(self, command, **argument):
@@ -251,7 +266,12 @@ class Manager:
 
     def stop(self, number=signal.SIGTERM):
         assert self.program.end(number) == (0 if number == signal.SIGTERM else -number), self.program.text
+        self.hold_log()
         return self.program.text
+
+    def hold_log(self):
+        """But for requests and for whose commands they were."""
+        hold_sentences(re.findall(r"^(?:Corvane: |<\d>)(?!COMMAND=|.* #\d+ [<>] )(?:Refused [^:]*: )?(.*)$", self.program.text, re.M))
 
     def restart(self, number=signal.SIGKILL):
         self.stop(number)
@@ -287,6 +307,7 @@ class Manager:
             print(self.program.text[-10_000:])
         else:
             assert status in (0, -signal.SIGKILL), self.program.text
+            self.hold_log()
 
 
 class ScriptedManager:
