@@ -3,11 +3,13 @@
 #include "Platform/Environment.h"
 #include "Platform/File.h"
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <filesystem>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 namespace vsk {
@@ -67,7 +69,7 @@ std::string findPidFile(std::string_view name, const std::function<bool(const st
 std::vector<std::string> pidFilesOfOthers(std::string_view name) {
     std::vector<std::string> files;
     const std::string mine = instance().empty() ? "" : lowered(name).append("-").append(instance());
-    for (const std::string& found : namesIn(kRun)) {
+    for (const std::string& found : namesIn(kRun.data())) {
         if (found.starts_with(lowered(name) + "-") && found != mine) {
             files.push_back(pidFile(std::string(kRun).append(found), name));
         }
@@ -79,11 +81,11 @@ std::vector<std::string> pidFilesOfOthers(std::string_view name) {
     return files;
 }
 
-std::vector<std::string> namesIn(std::string_view folder) {
+std::vector<std::string> namesIn(const char* folder) {
     std::vector<std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; entry != end; entry.increment(error)) {
-        names.push_back(entry->path().filename());
+    const std::unique_ptr<DIR, int (*)(DIR*)> open(::opendir(folder), &::closedir);
+    while (const dirent* const entry = open ? ::readdir(open.get()) : nullptr) {
+        names.emplace_back(entry->d_name);
     }
     return names;
 }

@@ -19,7 +19,7 @@ std::string findPidFile(std::string_view name, const std::function<bool(const st
 std::vector<std::string> pidFilesOfOthers(std::string_view name);
 
 /// What lies in a folder; nothing when it can't be read.
-std::vector<std::string> namesIn(std::string_view folder);
+std::vector<std::string> namesIn(const char* folder);
 
 /// The process id that a pid file holds; 0 when there is none or it is no process id.
 int readPidFile(const std::string& path);
