@@ -22,7 +22,7 @@ PATIENCE = int(os.environ.get("TEST_PATIENCE", 60))
 TOOL, MANAGER, SERVICE = (os.environ[name + "_PATH"] for name in ("RYNTOOL", "CORVANE", "PELLCORE"))
 REFUSALS = 0xE020E  # the upper digits of the manager's own results
 PR_SET_NAME = 15
-FIXTURES = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "Tests/Corvane/fixtures"
+FIXTURES = pathlib.Path(__file__).resolve().parents[1] / "Corvane/fixtures"
 os.environ.pop("SORVEX_DEVICE_FILE", None)  # this machine's device is not the tests'
 ctypes.CDLL(None).prctl(PR_SET_NAME, b"Pellcore")  # so that the tool finds the cellular service running
 
