@@ -48,15 +48,29 @@ class Polkit(dbus.service.Object):
 
 
 class ModemManager(dbus.service.Object):
-    def __init__(self, address):
+    failure = None  # of a reset: the name and the sentence of an error
+    leaves = True  # its modem, when it is reset
+    technology = measuring = "Lte"  # of what is measured from the next request on, and now
+    parts = {SIGNAL: {"Rate": dbus.UInt32(0), "Lte": dbus.Dictionary({}, "sv")},
+             MODEM + ".Modem3gpp": {"RegistrationState": dbus.UInt32(5), "OperatorCode": "00101", "OperatorName": ""}}
+    changed = {}  # properties, of its next modem
+
+    def __init__(self, address, failures=0):
+        self.failures = failures  # to tell its modems
+        self.asked, self.unanswered = [], {}  # the latter: of each method that doesn't answer what would
         super().__init__(connect(address, SERVICE), ROOT)
-        self.modem = Modem(self, 0)
+        self.modem = Modem(self, 9)
 
     def interfaces(self):
-        return {MODEM: self.modem.properties, SIGNAL: {"Rate": dbus.UInt32(0), "Lte": dbus.Dictionary({}, "sv")}}
+        return {MODEM: self.modem.properties, **self.parts}
+
+    def soon(self, *steps):
+        """In the loop's thread, one after the other."""
+        GLib.idle_add(lambda: [step() for step in steps] and False)
 
     def leave(self):
-        self.InterfacesRemoved(self.modem.path, [MODEM, SIGNAL])
+        self.InterfacesRemoved(ROOT + "/Modem/77", [MODEM])
+        self.InterfacesRemoved(self.modem.path, [MODEM, *self.parts])
         self.modem.remove_from_connection()
 
     def come_back(self):
@@ -65,6 +79,9 @@ class ModemManager(dbus.service.Object):
 
     @dbus.service.method(OBJECTS, "", "a{oa{sa{sv}}}")
     def GetManagedObjects(self):
+        self.failures -= 1
+        if self.failures >= 0:
+            raise dbus.DBusException("Not yet", name=SERVICE + ".Error.Core.Retry")
         return {self.modem.path: self.interfaces()}
 
     @dbus.service.method(PROPERTIES, "ss", "v")
@@ -81,45 +98,53 @@ class ModemManager(dbus.service.Object):
 
 
 class Modem(dbus.service.Object):
-    failure = None  # of a reset: the name and the sentence of its error
-    asked = []
-    technology = measuring = "Lte"  # of what is measured from the next request on, and now
-
     def __init__(self, manager, index):
         self.manager, self.index, self.path = manager, index, f"{ROOT}/Modem/{index}"
-        self.properties = {"State": dbus.Int32(8), "PowerState": dbus.UInt32(3), "Device": "/fake",
-                           "EquipmentIdentifier": "490154203237518",
-                           "Fitting": dbus.UInt64(2**63 - 1), "Largest": dbus.UInt64(2**64 - 1),
-                           "SignalQuality": dbus.Struct((dbus.UInt32(57), True), signature="ub"),
-                           "Bearers": dbus.Array([], "o")}
+        self.properties = {"State": dbus.Int32(8), "PowerState": dbus.UInt32(3), "Device": "/fake", "Model": "Fake",
+                           "EquipmentIdentifier": "490154203237518", "UnlockRetries": {dbus.UInt32(2): dbus.UInt32(3)},
+                           "AccessTechnologies": dbus.UInt32(1 << 14 | 1 << 5), "CurrentBands": dbus.Array([71, 9999], "u"),
+                           "SignalQuality": dbus.Struct((dbus.UInt32(57), True), signature="ub"), "Sim": ROOT + "/SIM/0",
+                           "Bearers": dbus.Array([ROOT + "/Bearer/0"], "o"),
+                           "AllTypes": dbus.Struct((dbus.Byte(255), dbus.Int16(-2), dbus.UInt16(65535), dbus.UInt32(2**32 - 1),
+                                                    dbus.Int64(-5), dbus.UInt64(2**63 - 1), dbus.UInt64(2**64 - 1), 0.12345678,
+                                                    1e14, 1e15))} | manager.changed
         super().__init__(manager.connection, self.path)
 
-    @dbus.service.method(MODEM, "b")
-    def Enable(self, on):
-        pass
+    def answer(self, done, fail, method, *arguments):
+        self.manager.asked.append(" ".join([method, *map(str, arguments)]))
+        if method in self.manager.unanswered:
+            self.manager.unanswered[method] = done
+        elif self.manager.failure and method == "Reset":
+            fail(dbus.DBusException(self.manager.failure[1], name=self.manager.failure[0]))
+        else:
+            done()
 
-    @dbus.service.method(MODEM, "u")
-    def SetPowerState(self, state):
-        pass
+    @dbus.service.method(MODEM, "b", async_callbacks=("done", "fail"))
+    def Enable(self, on, done, fail):
+        self.answer(done, fail, "Enable", on)
 
-    @dbus.service.method(MODEM)
-    def Reset(self):
-        self.asked.append("Reset")
-        if self.failure:
-            raise dbus.DBusException(self.failure[1], name=self.failure[0])
-        GLib.timeout_add(50, self.manager.leave)
-        GLib.timeout_add(100, self.manager.come_back)
+    @dbus.service.method(MODEM, "u", async_callbacks=("done", "fail"))
+    def SetPowerState(self, state, done, fail):
+        self.answer(done, fail, "SetPowerState", state)
 
-    @dbus.service.method(MODEM, "s")
-    def FactoryReset(self, code):
-        self.asked.append("FactoryReset")
+    @dbus.service.method(MODEM, async_callbacks=("done", "fail"))
+    def Reset(self, done, fail):
+        self.answer(done, fail, "Reset")
+        if self.manager.leaves:
+            GLib.timeout_add(50, self.manager.leave)
+            GLib.timeout_add(100, self.manager.come_back)
 
-    @dbus.service.method(SIGNAL, "u")
-    def Setup(self, rate):
+    @dbus.service.method(MODEM, "s", async_callbacks=("done", "fail"))
+    def FactoryReset(self, code, done, fail):
+        self.answer(done, fail, "FactoryReset", code)
+
+    @dbus.service.method(SIGNAL, "u", async_callbacks=("done", "fail"))
+    def Setup(self, rate, done, fail):
         measured = {"rsrp": -101.0, "rsrq": -11.5, "snr": 12.4} if rate else {}
-        before, self.measuring = self.measuring, self.technology
+        before, self.manager.measuring = self.manager.measuring, self.manager.technology
         self.PropertiesChanged(SIGNAL, {"Rate": rate, before: dbus.Dictionary({}, "sv"),
-                                        self.technology: dbus.Dictionary(measured, "sv")}, [])
+                                        self.manager.technology: dbus.Dictionary(measured, "sv")}, [])
+        self.answer(done, fail, "Setup", rate)
 
     @dbus.service.signal(PROPERTIES, "sa{sv}as")
     def PropertiesChanged(self, interface, changed, forgotten):

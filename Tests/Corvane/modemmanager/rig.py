@@ -64,11 +64,11 @@ class Rig(Manager):
         until(lambda: subprocess.run(ready).returncode == 0, "the journal")
         return True
 
-    def start_modem_manager(self, session=True):
+    def start_modem_manager(self, session=True, level="INFO"):
         """Without a session on the bus it asks polkit what its callers may do."""
         words = (["--test-session"] if session else []) + (["--log-journal"] if self.inside else [])
         self.modem_manager = self.start_other(*MODEM_MANAGER, *words, "--test-enable", "--test-no-udev",
-                                              "--test-no-suspend-resume", "--test-no-qrtr", "--no-auto-scan", "--log-level=INFO",
+                                              "--test-no-suspend-resume", "--test-no-qrtr", "--no-auto-scan", "--log-level=" + level,
                                               DBUS_SESSION_BUS_ADDRESS=self.address)
         until(lambda: self.bus.name_has_owner(SERVICE), "ModemManager")
 

@@ -2,6 +2,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import signal
 import subprocess
 import time
@@ -11,12 +12,13 @@ import pytest
 
 import fakes
 from at_modem import PIN, AtModem
-from fakes import MODEM, ROOT, SERVICE
+from fakes import MODEM, ROOT, SERVICE, SIGNAL
 from programs import kilobytes, run, self_test, until
 from rig import modem, rig, two_modems  # noqa: F401
 
 ACME = "The modem Acme Modem 1, IMEI 490154203237518 isn't there: "
 OTHER = "356938035643809"
+AS_BEFORE = "108: ModemManager made the modem go offline, but shows it as registered with its power on."
 
 
 def test_mode_changes_are_told_on_the_way(rig, modem):
@@ -46,9 +48,11 @@ def test_what_a_modem_cannot_do_is_refused_in_one_sentence(rig):
         (client.set_mode(1), "102: The modem can't go to low power: Requested power transition is not supported by this modem."),
         (client.mode(), "103: The modem is in no operating mode: ModemManager shows it as disabled with its power on."),
         (client.set_mode(3), "102: The modem can't go offline: Requested power transition is not supported by this modem."),
-        (client.set_mode(2), "102: ModemManager can't bring a modem to operating mode 2; 0 (online), 1 (low power) and 3"),
+        (client.set_mode(2), "102: ModemManager can't bring a modem to operating mode 2; 0 (online), 1 (low power) and 3 (offline) are "
+         "possible."),
         (client.reset(), "102: The modem can't reset: "),
-        (client.reset("Hard"), "102: A modem behind ModemManager has no hard reset"),
+        (client.reset("Hard"), "102: A modem behind ModemManager has no hard reset: its supply isn't the manager's to switch; a "
+         "soft reset is possible."),
         (client.answer(client.ask_erase()), "102: The modem can't put its data back to the factory's: "),
         (client.do("GetBasebandTime"), "103: The modem can't tell the time: Cannot load network time: not registered yet."),
         (client.do("GetBasebandWakeReason"), "102: This baseband can't tell what woke the application processor."),
@@ -79,7 +83,9 @@ def test_a_sim_that_is_locked_or_absent_is_told(rig, sim, state, why, online):
     client.saw(state)
     assert client.do("GetBasebandBootState").get("KeyErrorString") == why
     assert client.set_mode(0) == online
-    assert client.do("GetBasebandTime").startswith("102: The modem can't tell the time: ")
+    obstacle = online.rpartition("; ")[2]
+    assert client.do("GetBasebandTime") == "102: The modem can't tell the time: " + obstacle
+    assert client.set("TEMS", "Mode", "HW") == "102: The modem's signal can't be measured: " + obstacle
     assert client.set_mode(3) is None
     client.saw(3)
     if sim == "SIM PIN":
@@ -133,7 +139,8 @@ def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig, modem):
         until(lambda: client.mode() == number, f"mode {number}")
         assert number == 0 or "AT+CFUN=1" not in modem.heard
     assert client.set_mode(3) is None
-    assert b"basebandmodem-mode3 " in (rig.state / "settings.db-wal").read_bytes()  # area, name and value
+    wish = f"3 {pathlib.Path('/proc/sys/kernel/random/boot_id').read_text().strip()} {modem.imei}"
+    assert f"basebandmodem-mode{wish}".encode() in (rig.state / "settings.db-wal").read_bytes()  # area, name and value
     rig.call(rig.modems()[0], MODEM, "Enable", True)  # somebody else's wish
     until(lambda: client.mode() == 0, "mode 0")
     modem.heard.clear()
@@ -249,7 +256,7 @@ def test_a_modem_manager_that_hangs_is_told(rig):
     client = rig.ready(AtModem())
     rig.modem_manager.kill(signal.SIGSTOP)
     reset = client.ask_reset()
-    until(lambda: "ModemManagerSilentSeconds" in client.statistics(), "the silence")
+    until(lambda: client.statistics().get("ModemManagerSilentSeconds", 0) >= 25, "the silence")
     rig.says("ModemManager doesn't answer; what is shown of the modem may be out of date.")
     assert client.answer(reset) == "106: ModemManager doesn't say whether the modem could reset: it didn't answer in time."
     assert client.state() == "Ready" and client.events == [] and client.statistics()["Boots"] == 0
@@ -277,7 +284,9 @@ def test_a_manager_that_stops_answers_what_waits(rig, modem):
     client.state()
     rig.program.kill(signal.SIGTERM)
     *changes, time_asked = [str(client.answer(number)) for number in waiting]
-    assert all(answer.startswith("107: ") for answer in changes)
+    assert changes == ["107: Whether the modem could go to low power isn't known: the manager is stopping.",
+                       "107: Whether the modem could go offline isn't known: there is no connection to the system bus.",
+                       "107: Whether the modem could reset isn't known: the manager is stopping."]
     assert re.fullmatch("103: .*|107: Whether the modem could tell the time isn't known: the manager is stopping.", time_asked)
     rig.stop()
 
@@ -339,7 +348,7 @@ def test_traces_record_what_modem_manager_tells(rig, modem):
     rig.modem_manager.end()
     has_journal = rig.start_journal()
     polkit = fakes.Polkit(rig.address, True, False)
-    rig.start_modem_manager(session=False)
+    rig.start_modem_manager(session=False, level="DEBUG")
     client = rig.ready(modem)
     for trace in "DIAG", "KernelPCI", "CoreDump":
         assert client.set(trace, "Enabled", "true").startswith(f"102: Trace {trace} can't be recorded: this baseband ")
@@ -383,7 +392,8 @@ def test_traces_record_what_modem_manager_tells(rig, modem):
     until(lambda: client.get("BasebandIPC", "Enabled") == "false", "the refusal")
     rig.says("The modem may not have its signal measured: polkit doesn't allow")
     if has_journal:
-        until(lambda: run(*rig.inside, "journalctl", "--no-pager")[1].count("logging: level 'INFO'") == 1, "the level as it was")
+        levels = lambda: re.findall("logging: level '(.*)'", run(*rig.inside, "journalctl", "--no-pager")[1])  # noqa: E731
+        until(lambda: levels() == 4 * ["DEBUG"], "the level as it was")
         rig.says(f"The modem may not have its messages logged: polkit doesn't allow the user root the action {SERVICE}.Control (")
 
 
@@ -391,18 +401,16 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     rig.modem_manager.end()
     manager = fakes.ModemManager(rig.address)
     client = rig.ready()
-    for technology, shown in [("Unknown", None), ("Nr5g", "5G"), ("Umts", "UMTS"), ("Gsm", "GSM"), ("Evdo", "EVDO"), ("Cdma", "CDMA"),
+    for technology, shown in [("Unknown", "none"), ("Nr5g", "5G"), ("Umts", "UMTS"), ("Gsm", "GSM"), ("Evdo", "EVDO"), ("Cdma", "CDMA"),
                               ("Lte", "LTE")]:
-        fakes.Modem.technology = technology
+        manager.technology = technology
         assert client.set("TEMS", "Mode", "HW") is None
-        if shown:
-            until(lambda: f"Z,{shown},,,-101,-11.5,12.4\n" in rig.recorded("TEMS"), technology)  # noqa: B023
-        else:
+        line = f"Z,{shown},,," + ("-101,-11.5,12.4\n" if shown != "none" else ",,\n")
+        until(lambda: line in rig.recorded("TEMS"), line)  # noqa: B023
+        if shown == "none":
             begin = time.monotonic()
             assert all("RSRP" not in client.statistics() for _ in range(20)) and time.monotonic() - begin < 15  # none waits a second
         assert client.set("TEMS", "Mode", "OFF") is None
-    measured = {"RSRP": -101, "RSRQ": -12, "SNR": 12, "SignalQualityPercentage": 57, "SignalQualityRecent": True}
-    assert measured.items() <= client.statistics().items()  # since the question
     core = SERVICE + ".Error.Core."
     for name, sentence, answer in [
         (core + "Unsupported", "Unsupported: No reset", "102: The modem can't reset: No reset."),
@@ -420,15 +428,110 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
         (SERVICE + ".Error.Serial.ResponseTimeout", "Late", "106: The modem can't reset: Late."),
         ("org.freedesktop.DBus.Error.UnknownMethod", "None", "102: The modem can't reset: None."),
     ]:
-        fakes.Modem.failure = name, sentence
+        manager.failure, manager.leaves = (name, sentence), False
         assert client.reset().startswith(answer) and client.state() == "Ready"
-    fakes.Modem.failure = None
-    assert client.set_mode(3) == ("108: ModemManager made the modem go offline, but shows it as registered with its power on.")
+    manager.failure, manager.leaves = None, True
+    assert client.set_mode(3) == AS_BEFORE
     # A factory reset that doesn't restart the modem is followed by a reset; only then its data is the factory's.
     assert client.answer(client.ask_erase()) is None
-    assert fakes.Modem.asked[-2:] == ["FactoryReset", "Reset"]
-    shown = json.loads((client.collect() / "modem.json").read_text())[manager.modem.path][MODEM]
-    assert (shown["Fitting"], shown["Largest"]) == (2**63 - 1, str(2**64 - 1))
+    known = {"AccessTechnologies": ["umts", "lte"], "Device": "/fake", "PowerState": "on", "State": "registered",
+             "UnlockRetries": {"sim-pin": 3}}
+    assert client.statistics() == known | {
+        "Bands": ["eutran-41", "unknown"], "Boots": 1, "ModeChanges": 0, "SoftResets": 0, "ModemManagerVersion": "1.24.0",
+        "Modem": f"{ROOT}/Modem/10 (Fake, IMEI 490154203237518)", "OperatorCode": "00101", "Registration": "roaming",
+        "RSRP": -101, "RSRQ": -12, "SNR": 12, "SignalQualityPercentage": 57, "SignalQualityRecent": True}
+    files = {path.name: json.loads(path.read_text()) for path in client.collect().glob("*.json")}
+    unknown = 'Method "GetAll" with signature "s" on interface "org.freedesktop.DBus.Properties" doesn\'t exist\\n'
+    assert files["modem.json"] == {ROOT + "/SIM/0": unknown, ROOT + "/Modem/10": {
+        MODEM: known | {"Bearers": [ROOT + "/Bearer/0"], "CurrentBands": ["eutran-41", "unknown"], "Model": "Fake",
+                        "EquipmentIdentifier": "490154203237518", "SignalQuality": [57, True], "Sim": ROOT + "/SIM/0",
+                        "AllTypes": [255, -2, 2**16 - 1, 2**32 - 1, -5, 2**63 - 1, str(2**64 - 1), "0.123457", 10**14, "1e+15"]},
+        MODEM + ".Modem3gpp": {"OperatorCode": "00101", "RegistrationState": "roaming"},
+        SIGNAL: {"Lte": {"rsrp": -101, "rsrq": "-11.5", "snr": "12.4"}, "Rate": 5}}}
+    assert files["bearers.json"] == {ROOT + "/Bearer/0": unknown}
+    rig.stop()
+    assert [asked for asked in manager.asked if not asked.startswith("Setup")] == [
+        *14 * ["Reset"], "Enable 0", "SetPowerState 1", "FactoryReset 000000", "Reset"]
+    assert set(manager.asked) >= {"Setup 1", "Setup 5"} and manager.asked[-1] == "Setup 0"
+
+
+def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
+    rig.stop_bus()
+    client = rig.start_manager("--modem", "any")
+    rig.says("Corvane: The system bus can't be reached (Connection refused); it is tried again.\n")
+    rig.start_bus()
+    rig.says("Corvane: ModemManager isn't running; the manager waits for it.\n")
+    for asked in client.mode(), client.set("TEMS", "Mode", "HW"), client.do("GetBasebandTime"):
+        assert asked == '103: There is no modem: ModemManager isn\'t running; "systemctl start ModemManager" starts it.'
+    assert not (client.collect() / "modem.json").exists()
+    rig.stop()
+    manager = fakes.ModemManager(rig.address, failures=1)
+    client = rig.start_manager("--modem", "any").wait_for("Ready")
+    manager.unanswered["Enable"] = None
+    assert client.set_mode(1, 1) == "106: The modem isn't in operating mode 1 after 1 s; it may still come."
+    late, change = until(lambda: manager.unanswered["Enable"], "the change"), client.ask_mode(0)
+    until(lambda: manager.unanswered["Enable"] != late, "the next change")
+    manager.soon(late, manager.unanswered["Enable"])
+    assert client.answer(change) is None
+    manager.unanswered["Enable"] = None
+    resource.prlimit(rig.program.child.pid, resource.RLIMIT_FSIZE, (0, resource.RLIM_INFINITY))
+    first, second = client.ask_mode(1), client.ask_mode(0)
+    until(lambda: manager.unanswered["Enable"], "the first change")
+    manager.changed = {"EquipmentIdentifier": OTHER}
+    manager.soon(manager.leave, manager.come_back)
+    until(lambda: client.statistics().get("Modem") == f"{ROOT}/Modem/10 (Fake, IMEI {OTHER})", "the other modem")
+    resource.prlimit(rig.program.child.pid, resource.RLIMIT_FSIZE, 2 * (resource.RLIM_INFINITY,))
+    manager.soon(manager.unanswered.pop("Enable"))
+    for asked in first, second:
+        assert client.answer(asked) == "103: The modem that the mode change was meant for has gone; another one has taken its place."
+    manager.failure = SERVICE + ".Error.Serial.SendFailed", "Gone"
+    assert client.reset() is None
+    manager.failure = None
+    manager.changed |= {"State": dbus.Int32(-1), "StateFailedReason": dbus.UInt32(2)}
+    assert client.reset() == "108: The modem has restarted and came back as Off (sim-missing)."
+    assert client.set("TEMS", "Mode", "HW") is None
+    manager.changed, manager.parts = {}, {}
+    manager.soon(manager.leave, manager.come_back)
+    client.wait_for("Ready")
+    assert client.set("TEMS", "Mode", "OFF") is None
+    unmeasurable = "The modem's signal can't be measured: ModemManager knows no way to it."
+    assert client.set("TEMS", "Mode", "HW") == "102: " + unmeasurable
+    del manager.parts
+    manager.soon(manager.leave, manager.come_back)
+    until(lambda: "RSRP" in client.statistics(), "the modem")
+    manager.unanswered["Setup"] = None
+    on, again = (client.ask("SetTraceProperty", TraceName="TEMS", TracePropertyName="Mode", TracePropertyValue="HW") for _ in range(2))
+    assert client.answer(again) == "104: The trace is being switched on already."
+    manager.unanswered.clear()
+    assert client.set("TEMS", "Mode", "OFF") is None
+    assert client.answer(on) == "107: The trace was switched off before it was on."
+    manager.leaves = False
+    reset = client.ask_reset()
+    until(lambda: client.state() == "Resetting", "the reset")
+    change = client.ask_mode(3)
+    client.collect()  # by now the modem has answered
+    rig.program.kill(signal.SIGTERM)
+    assert client.answer(reset) == "107: The manager stopped before the modem could reset."
+    assert client.answer(change) in ("107: The manager stopped before the mode was changed.", AS_BEFORE)  # a slow machine
+
+    def found(index, imei=AtModem().imei, state="Ready"):
+        return [f"The baseband is the modem {ROOT}/Modem/{index} (Fake, IMEI {imei}).",
+                *(["Modem state: registered", "Boot state: Ready", "Operating mode: 0"] if state == "Ready" else
+                  ["Modem state: failed", f"Boot state: {state}"])]
+
+    reset, gone = ["Soft reset of the modem (UserTriggered): because", "Boot state: Resetting", "The modem has gone."], [
+        "The modem has gone.", "Boot state: Off"]
+    assert [line for line in re.findall("Corvane: (.*)", rig.stop()) if not re.match("COMMAND|Refused|TEMS|collected", line)] == [
+        "backend: modemmanager", "ready", "ModemManager doesn't tell its modems (Not yet); it is asked again.",
+        "ModemManager 1.24.0 is running.", *found(9), "ModemManager 1.24.0 is running.",
+        "The operating mode that was asked for can't be stored; it won't outlive a restart.", *gone, *found(10, OTHER),
+        *reset, *found(11, OTHER), *reset, *found(12, OTHER, "Off (sim-missing)"), *gone, *found(13), unmeasurable, *gone, *found(14),
+        *reset[:2], "stopped"]
+    client = rig.start_manager()
+    rig.says("Corvane: The modem hasn't booted since it was asked to go offline, so it is to do so again.\n")
+    rig.says(AS_BEFORE[len("108: "):] + "\n")
+    assert [asked for asked in manager.asked if not asked.startswith("Setup")] == [
+        "Enable 0", "Enable 1", "Enable 0", "Reset", "Reset", "Reset", *2 * ["Enable 0", "SetPowerState 1"]]
 
 
 def test_hot_plugging_costs_neither_descriptors_nor_memory(rig, modem):

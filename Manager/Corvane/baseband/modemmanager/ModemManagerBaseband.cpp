@@ -156,10 +156,6 @@ bool ModemManagerBaseband::canRecord(ryn::trace::Type trace) const {
 }
 
 void ModemManagerBaseband::switchTrace(ryn::trace::Type trace, bool on, Completion<void> completion) {
-    if (!canRecord(trace)) {
-        completion(cannot("record this trace"));
-        return;
-    }
     modemmanager::ModemTrace& recorded =
         trace == ryn::trace::Type::TEMS ? static_cast<modemmanager::ModemTrace&>(measurements_) : messageLog_;
     if (on) {

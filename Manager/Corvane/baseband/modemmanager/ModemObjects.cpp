@@ -48,10 +48,9 @@ std::int64_t Modem::number(std::string_view name) const {
 std::string Modem::description() const {
     const std::string imei = text("EquipmentIdentifier");
     const std::string identity = imei.empty() ? "device " + text("Device") : "IMEI " + imei;
-    std::string known;
-    for (const std::string& part : {text("Manufacturer"), text("Model")}) {
-        known += part.empty() ? "" : part + (known.empty() && !text("Model").empty() ? " " : "");
-    }
+    std::string known = text("Manufacturer");
+    const std::string model = text("Model");
+    known += (known.empty() || model.empty() ? "" : " ") + model;
     return known.empty() ? identity : known + ", " + identity;
 }
 
