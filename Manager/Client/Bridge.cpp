@@ -18,8 +18,12 @@ namespace {
 
 using platform::FileDescriptor;
 
-/// Our end of a connection and the other one.
-std::pair<FileDescriptor, FileDescriptor> makePair(int type) {
+struct Pair {
+    FileDescriptor ours;
+    FileDescriptor theirs;
+};
+
+Pair makePair(int type) {
     std::array<int, 2> ends{-1, -1};
     ::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data());
     return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
@@ -80,18 +84,18 @@ Socket::Attempt Bridge::operator()() const {
         place += (place.size() == 1 ? "" : " ") + word;
     }
     place += "'";
-    auto [packets, theirPackets] = makePair(SOCK_SEQPACKET);
-    auto [stream, theirStream] = makePair(SOCK_STREAM);
-    if (!packets || !stream) {
+    Pair packets = makePair(SOCK_SEQPACKET);
+    Pair stream = makePair(SOCK_STREAM);
+    if (!packets.ours || !stream.ours) {
         return {nullptr, EMFILE, place};
     }
     const auto carrier = std::make_shared<Carrier>();
-    carrier->program = start(command_, theirStream.get());
+    carrier->program = start(command_, stream.theirs.get());
     if (carrier->program < 0) {
         return {nullptr, ENOEXEC, place};
     }
-    carrier->packets = std::move(theirPackets);
-    carrier->stream = std::move(stream);
+    carrier->packets = std::move(packets.theirs);
+    carrier->stream = std::move(stream.ours);
     const SignalsBlocked blocked;
     std::thread([carrier] {
         carryToStream(carrier->packets.get(), carrier->stream.get());
@@ -101,7 +105,7 @@ Socket::Attempt Bridge::operator()() const {
         carryToPackets(carrier->stream.get(), carrier->packets.get());
         carrier->end();
     }).detach();
-    return {std::make_shared<Socket>(std::move(packets)), 0, place};
+    return {std::make_shared<Socket>(std::move(packets.ours)), 0, place};
 }
 
 }  // namespace ryn::client
