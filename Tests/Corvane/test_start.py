@@ -153,10 +153,11 @@ def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, frames, lo
     log, frame = manager.state / "settings.db-wal", 24 + 1024
     content = bytearray(log.read_bytes())
     assert len(content) > 32 + 4 * frame
-    content[32 + ((len(content) - 32) // frame - frames) * frame - 1 if frames else 24] ^= 1
+    every = (len(content) - 32) // frame
+    content[32 + (every - frames) * frame - 1 if frames else 24] ^= 1
     log.write_bytes(content)
     manager.start()
-    manager.says(f"are damaged and dropped: the last {lost} changes are lost")
+    manager.says(f"{frames + 1 if frames else every} pages of the log of the settings in {manager.state}/settings.db are damaged and dropped: the last {lost} changes are lost")
     assert manager.client().get("DIAG", "History") == kept
 
 

@@ -45,8 +45,11 @@ def test_it_leaves_a_mode_alone_that_somebody_has_asked_for(service, tmp_path):
 
 
 def test_it_says_why_the_baseband_stays_offline(service, tmp_path):
-    ScriptedManager(tmp_path / "s", (0, state("Ready")), (-534716160, {"KeyErrorString": "not\nnow"}))
+    manager = ScriptedManager(tmp_path / "s", (0, state("Ready")), (-534716160, {"KeyErrorString": "not\nnow"}), (7,))
     service.says("can't bring the baseband online: not?now\n")
+    manager.broadcast(BOOT, state("Resetting"))
+    manager.broadcast(BOOT, state("Ready"))
+    service.says("can't bring the baseband online: the manager refused and did not say why\n")
 
 
 def test_it_is_announced_until_a_signal_ends_it(service, tmp_path):

@@ -102,7 +102,19 @@ def test_no_manager(tmp_path):
             client.perform(commands.info())
     with pytest.raises(NotConnected):
         asyncio.run(AsyncClient(missing).connect())
-    assert run(BRIDGE, "--version")[1].startswith("corvane-bridge 1.")
+
+
+def test_the_bridge_says_what_is_wrong(corvane):
+    assert run(BRIDGE, "--version")[1].startswith("corvane-bridge 1.") and run(BRIDGE, "--help")[1].startswith("Usage: corvane-bridge [OPTION]\n")
+    long = "/tmp/" + 110 * "x"
+    for words, path, came_in, status, said in [
+        (["x"], "", "", 2, "unexpected 'x'; it takes --help, --version or nothing"),
+        ([], "/tmp/none/s", "", 1, "no manager could be reached at /tmp/none/s: No such file or directory"),
+        ([], long, "", 1, f"the path of the manager's socket is too long: {long}"),
+        ([], corvane.socket, "\0\0\0\0", 1, "a packet of 0 bytes came in; 1 to 131072 may"),
+        ([], corvane.socket, "\0\2\0\1", 1, "a packet of 131073 bytes came in; 1 to 131072 may"),
+    ]:
+        assert run(BRIDGE, *words, input=came_in, CORVANE_SOCKET=path) == (status, "", f"corvane-bridge: {said}\n")
 
 
 def state(packet, name):
