@@ -122,8 +122,7 @@ TEST(Connection, EndsEachCommandInOneWay) {
     for (const auto& [wayName, perform] : kWays) {
         for (const Answering& row : kAnswerings) {
             SCOPED_TRACE(std::string(row.name) + ", " + wayName);
-            const TempFolder folder;
-            ScriptedManager manager(folder / "s", respondTo(row));
+            ScriptedManager manager(respondTo(row));
             TestClient client(manager.path());
             if (!row.isFirst) {
                 client.manager().setEvents(true);
@@ -153,7 +152,7 @@ TEST(Connection, MayEndUnread) {
     const std::array<std::uint8_t, 4> refusal{0x83, 0x02, 0x00, 0x26};
     EXPECT_EQ(::send(peer.get(), refusal.data(), refusal.size(), 0), ssize_t{refusal.size()});
     peer = {};
-    EXPECT_THAT(answer.get(), StartsWith("-7 "));
+    EXPECT_THAT(answer.get(), AllOf(StartsWith("-7 "), HasSubstr("/s does not serve this connection.\"}")));
 }
 
 TEST(Connection, SaysWhyThereIsNone) {
@@ -188,22 +187,9 @@ TEST(Connection, SaysWhyThereIsNone) {
             EXPECT_THAT(answer, HasSubstr(place.sentence));
         }
     }
-}
-
-TEST(Connection, FailsInSentences) {
-    namespace client = ryn::client;
-    const std::pair<client::Answer, std::string> kFailures[] = {
-        {client::notConnected("/s", EACCES), "No permission to use /s; add yourself to group corvane and log in again."},
-        {client::closedHere("/s"), "The connection to the manager at /s was closed by its client."},
-        {client::turnedAway("/s", 1, {}), "The manager at /s does not serve this connection."},
-        {client::flooded("/s"), "The manager at /s sent more events than could be handled, so the connection was closed."},
-        {client::tooLarge(std::string(81, 'C')), std::string(80, 'C') +
-                                                     " can't be sent: its argument must fit 131072 bytes, be nested at "
-                                                     "most 16 deep, hold at most 1024 values and have keys in UTF-8."},
-    };
-    for (const auto& [failure, sentence] : kFailures) {
-        EXPECT_EQ(xpc::textAt(failure.object, ryn::kKeyErrorString), sentence);
-    }
+    // Which the superuser does not meet.
+    EXPECT_EQ(xpc::textAt(ryn::client::notConnected("/s", EACCES).object, ryn::kKeyErrorString),
+              "No permission to use /s; add yourself to group corvane and log in again.");
 }
 
 TEST(Connection, IsNotHungByAManagerThatReadsNothing) {
@@ -224,7 +210,7 @@ TEST(Connection, IsMadeAgainByTheNextCommand) {
         const TempFolder folder;
         TestClient client(folder / "s");
         for (int round = 0; round < 3; ++round) {
-            ScriptedManager manager(folder / "s", kEcho);
+            ScriptedManager manager(kEcho, folder / "s");
             EXPECT_EQ(perform(client, "First", support::number(round), TestClient::kLong), "0 \"" + std::to_string(round) + "\"");
             EXPECT_EQ(perform(client, "Second", {}, TestClient::kLong), "0 \"null\"");
             EXPECT_THAT(manager.packets(),
@@ -236,11 +222,10 @@ TEST(Connection, IsMadeAgainByTheNextCommand) {
 
 /// The thread that waits reads the end of the old connection when there is a new one already.
 TEST(Connection, IsMadeAgainWhileAnotherThreadReads) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", kAnswerAny);
+    ScriptedManager manager(kAnswerAny);
     TestClient client(manager.path());
     for (std::size_t round = 1; round <= 20; ++round) {
-        std::thread waiting([&client] { EXPECT_THAT(client.perform("Never"), StartsWith(kLost)); });
+        std::thread waiting([&client] { EXPECT_THAT(client.perform("Never"), HasSubstr("/s was closed by its client.\"}")); });
         EXPECT_THAT(manager.packets(3 * round - 1).back(), EndsWith("Never null"));
         client.manager().close();
         EXPECT_EQ(client.perform("Any"), "0 \"untouched\"");
@@ -249,8 +234,7 @@ TEST(Connection, IsMadeAgainWhileAnotherThreadReads) {
 }
 
 TEST(Connection, GoesToTheGroundWithItsClient) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](const Connection&, const Request&) {});
+    ScriptedManager manager([](const Connection&, const Request&) {});
     TestClient client(manager.path());
     Lines lines;
     client.manager().perform(
@@ -263,9 +247,8 @@ TEST(Connection, GoesToTheGroundWithItsClient) {
 TEST(Connection, GivesEachThreadItsOwnReply) {
     constexpr int kThreads = 4;
     constexpr int kRounds = 50;
-    const TempFolder folder;
     std::vector<Request> held;
-    ScriptedManager manager(folder / "s", [&held](const Connection& connection, const Request& request) {
+    ScriptedManager manager([&held](const Connection& connection, const Request& request) {
         held.push_back(request);
         if (held.size() < kThreads) {
             return;

@@ -16,7 +16,7 @@ TEST(Events, ComeInOrderAndOutliveTheManager) {
     client.manager().setEvents(true);
     // Nobody sends a command: the run loop connects, also behind a manager that was absent, and switches events on again.
     for (std::size_t round = 0; round < 2; ++round) {
-        ScriptedManager manager(folder / "s", kEcho);
+        ScriptedManager manager(kEcho, folder / "s");
         ASSERT_THAT(manager.packets(2), ElementsAre("hello 1 tester", "events on"));
         manager.broadcast("E", support::number(1));
         manager.broadcast("Other", support::number(2));
@@ -28,8 +28,7 @@ TEST(Events, ComeInOrderAndOutliveTheManager) {
 }
 
 TEST(Events, AreSwitchedOffAndOn) {
-    const TempFolder folder;
-    ScriptedManager manager(folder / "s", [](const auto& connection, const auto& request) {
+    ScriptedManager manager([](const auto& connection, const auto& request) {
         request.command == "Drop" ? connection.drop()
                                   : connection.reply(request.id, 0, support::text(to_string(request.argument)));
     });
@@ -63,8 +62,7 @@ TEST(Events, BeyondMeasureEndTheConnection) {
                    {"events without a payload", {}, 80'000}};
     for (const auto& flood : kFloods) {
         SCOPED_TRACE(flood.what);
-        const TempFolder folder;
-        ScriptedManager manager(folder / "s", [&flood](const auto& connection, const auto& request) {
+        ScriptedManager manager([&flood](const auto& connection, const auto& request) {
             for (int event = 0; request.command == "Flood" && event < flood.events; ++event) {
                 connection.event("E", flood.payload);
             }
@@ -84,9 +82,8 @@ TEST(Events, BeyondMeasureEndTheConnection) {
 }
 
 TEST(Link, KeepsItsConnectionWhileTheKernelLacksMemory) {
-    const TempFolder folder;
-    const ScriptedManager manager(folder / "s", kEcho);
-    ryn::client::Link link("tester", ryn::client::SocketPath(folder / "s"), ryn::client::Greeting::Unanswered, [] {});
+    const ScriptedManager manager(kEcho);
+    ryn::client::Link link("tester", ryn::client::SocketPath(manager.path()), ryn::client::Greeting::Unanswered, [] {});
     for (const auto outcome : {ryn::client::Link::Outcome::Busy, ryn::client::Link::Outcome::Sent}) {
         lacksBuffers = outcome == ryn::client::Link::Outcome::Busy;
         EXPECT_EQ(link.send({}), outcome);
@@ -106,7 +103,7 @@ TEST(Link, ConnectsInTheBackgroundLaterEachTimeUntilItSucceeds) {
         EXPECT_EQ(link.sendDue(link.nextAttempt() - 1ns), Link::Outcome::Sent) << "not due yet";
         now = link.nextAttempt();
     }
-    ScriptedManager manager(folder / "s", kEcho);
+    ScriptedManager manager(kEcho, folder / "s");
     EXPECT_EQ(link.sendDue(now), Link::Outcome::Sent);
     EXPECT_THAT(manager.packets(2), ElementsAre("hello 1 tester", "events on"));
     const std::pair<bool, std::chrono::milliseconds> kEnds[] = {{false, 5000ms}, {true, 100ms}};

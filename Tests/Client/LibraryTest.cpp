@@ -10,8 +10,7 @@ using testing::Each;
 using testing::SizeIs;
 
 TEST(Library, CarriesEveryKindOfValue) {
-    const support::TempFolder folder;
-    const ScriptedManager manager(folder / "s", [](const auto& connection, const auto& request) {
+    const ScriptedManager manager([](const auto& connection, const auto& request) {
         connection.reply(request.id, request.command == "Fail" ? -7 : 0, request.argument);
     });
     ryn::Client client({.name = "library", .socket = manager.path()});
@@ -25,7 +24,11 @@ TEST(Library, CarriesEveryKindOfValue) {
     const ryn::Reply failed = client.perform("Fail", ryn::Dictionary{{"KeyErrorString", "It must."}});
     EXPECT_EQ(failed.result, 0xFFFFFFF9);
     EXPECT_EQ(failed.sentence, "It must.");
-    EXPECT_EQ(client.perform("Big", std::string(200'000, 'x')).result, ryn::kRequestTooLarge);
+    const ryn::Reply unsent = client.perform(std::string(81, 'C'), std::string(200'000, 'x'));
+    EXPECT_EQ(unsent.result, ryn::kRequestTooLarge);
+    EXPECT_EQ(unsent.sentence, std::string(80, 'C') +
+                                   " can't be sent: its argument must fit 131072 bytes, be nested at most 16 "
+                                   "deep, hold at most 1024 values and have keys in UTF-8.");
 }
 
 TEST(Library, WaitsForAState) {
@@ -47,19 +50,17 @@ TEST(Library, WaitsForAState) {
     };
     for (const auto& row : kCases) {
         SCOPED_TRACE(testing::PrintToString(row.answers));
-        const support::TempFolder folder;
         std::atomic<std::size_t> asked = 0;
-        const ScriptedManager manager(folder / "s", [&](const auto& connection, const auto& request) {
+        const ScriptedManager manager([&](const auto& connection, const auto& request) {
             std::string answer = row.answers[std::min(asked++, row.answers.size() - 1)];
             const bool isFollowed = answer.ends_with('!');
             answer.resize(answer.size() - (isFollowed ? 1 : 0));
             if (answer == "drop") {
                 connection.drop();
-            } else if (answer == "refuse") {
-                const auto refusal = static_cast<std::int32_t>(0xE020E102);
-                connection.reply(request.id, refusal, support::dictionary({{"KeyErrorString", support::text("There is none.")}}));
             } else if (!answer.empty()) {
-                connection.reply(request.id, 0, support::dictionary({{"KeyBasebandBootState", support::text(answer)}}));
+                connection.reply(request.id, answer == "refuse" ? static_cast<std::int32_t>(0xE020E102) : 0,
+                                 support::dictionary({{"KeyBasebandBootState", support::text(answer)},
+                                                      {"KeyErrorString", support::text("There is none.")}}));
             }
             if (isFollowed) {
                 connection.event("BasebandBootStateChangeNotification");
@@ -75,7 +76,7 @@ TEST(Library, WaitsForAState) {
 /// Requests that wait when the program that carries them is killed, or when their client goes.
 TEST(Library, EndsEachRequestOfACutConnection) {
     const support::TempFolder folder;
-    const ScriptedManager manager(folder / "s", kAnswerAny);
+    const ScriptedManager manager(kAnswerAny);
     const std::string bridge = "echo $$ > " + (folder / "pid") + "; CORVANE_SOCKET=" + manager.path() + " exec " BRIDGE_PATH;
     Lines lines;
     const auto note = [&lines](const ryn::Reply& reply) { lines.add(reply.sentence); };

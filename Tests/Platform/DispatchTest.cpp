@@ -53,21 +53,4 @@ TEST(Queue, StartsItsThreadWithTheFirstBlockAndEndsItWithTheLastReference) {
     EXPECT_FALSE(std::filesystem::exists(task));
 }
 
-TEST(Group, WaitsForTheLastLeave) {
-    const auto group = dispatch_group_create();
-    EXPECT_EQ(dispatch_group_wait(group, DISPATCH_TIME_FOREVER), 0);
-    dispatch_group_enter(group);
-    dispatch_group_enter(group);
-    dispatch_group_leave(group);
-    std::atomic<bool> left = false;
-    std::thread other([&] {
-        left = true;
-        dispatch_group_leave(group);
-    });
-    EXPECT_EQ(dispatch_group_wait(group, DISPATCH_TIME_FOREVER), 0);
-    EXPECT_TRUE(left);
-    dispatch_release(group);
-    other.join();
-}
-
 }  // namespace

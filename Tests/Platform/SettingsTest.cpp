@@ -5,16 +5,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr bool isKept(const auto& property, std::string_view key, std::uint32_t builtIn) {
+    return property.key == key && property.builtIn == builtIn;
+}
+
 // Kept in the store of nobody, and read by nobody here.
-static_assert(RYNProperties::kRFSFlushInterval.builtIn == 7200 && RYNProperties::kRFSFlushTimeout.builtIn == 0);
-static_assert(RYNProperties::kBootBaseband.builtIn && RYNProperties::kCoreDumpOnSoftResetTimeout.builtIn == 0);
-static_assert(RYNProperties::kStackshotOnShutdownTimeout.builtIn == 0);
-static_assert(std::string_view(RYNProperties::kHostServer.key) == "HostServer");
-static_assert(std::string_view(RYNProperties::kRFSFlushInterval.key) == "RFSFlushInterval");
-static_assert(std::string_view(RYNProperties::kRFSFlushTimeout.key) == "RFSFlushTimeout");
-static_assert(std::string_view(RYNProperties::kBootBaseband.key) == "BootBaseband");
-static_assert(std::string_view(RYNProperties::kCoreDumpOnSoftResetTimeout.key) == "CoreDumpOnSoftResetTimeout");
-static_assert(std::string_view(RYNProperties::kStackshotOnShutdownTimeout.key) == "StackshotOnShutdownTimeout");
+static_assert(isKept(RYNProperties::kRFSFlushInterval, "RFSFlushInterval", 7200));
+static_assert(isKept(RYNProperties::kRFSFlushTimeout, "RFSFlushTimeout", 0));
+static_assert(isKept(RYNProperties::kBootBaseband, "BootBaseband", true));
+static_assert(isKept(RYNProperties::kCoreDumpOnSoftResetTimeout, "CoreDumpOnSoftResetTimeout", 0));
+static_assert(isKept(RYNProperties::kStackshotOnShutdownTimeout, "StackshotOnShutdownTimeout", 0));
 
 TEST(Settings, StoredPropertiesFallBackToTheirDefaults) {
     const TempFolder temp;

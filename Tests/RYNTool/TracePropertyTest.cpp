@@ -6,9 +6,7 @@
 namespace {
 
 TEST(TracePropertyTest, SendsATimeoutAndNothingWithoutAName) {
-    const support::TempFolder folder;
-    support::ScriptedManager manager(folder / "manager.sock",
-                                     [](const auto& connection, const auto& request) { connection.reply(request.id, 0); });
+    support::ScriptedManager manager([](const auto& connection, const auto& request) { connection.reply(request.id, 0); });
     setenv("CORVANE_SOCKET", manager.path().c_str(), 1);
     const dispatch::Queue queue("test.queue");
     const auto client = ryn::client::CreateManager("test", queue.get());

@@ -70,9 +70,9 @@ public:
     };
     using Responder = std::function<void(const Connection& connection, const Request& request)>;
 
-    /// Listens on `path` at once.
-    ScriptedManager(std::string path, Responder responder)
-        : path_(std::move(path)),
+    /// Listens at once, in a folder of its own when no path is given.
+    explicit ScriptedManager(Responder responder, const std::string& path = "")
+        : path_(path.empty() ? folder_ / "s" : path),
           responder_(std::move(responder)),
           listener_(bindTo(path_, SOCK_SEQPACKET, 64)),
           thread_([this] { serve(); }) {}
@@ -133,7 +133,8 @@ private:
         return true;
     }
 
-    std::string path_;
+    const TempFolder folder_;
+    const std::string path_;
     Responder responder_;
     platform::FileDescriptor listener_;
     Lines packets_;

@@ -71,10 +71,8 @@ private:
 
 /// The file's bytes; empty when it can't be read.
 inline std::string readFile(const std::filesystem::path& path) {
-    const std::ifstream stream(path, std::ios::binary);
-    std::ostringstream content;
-    content << stream.rdbuf();
-    return content.str();
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 inline void writeFile(const std::filesystem::path& path, const std::string& content) {
