@@ -6,7 +6,7 @@ import re
 
 import pytest
 
-from programs import MANAGER, TOOL, Manager, run
+from programs import MANAGER, TOOL, Manager, kept, run
 from terminal import Terminal
 
 SOURCE, BUILD = pathlib.Path(os.environ["SOURCE_FOLDER"]), pathlib.Path(os.environ["BUILD_FOLDER"])
@@ -48,13 +48,10 @@ def test_the_manual_names_the_commands_of_the_tool(tree):
     agree("man/ryntool.1, lines of .It Ic", {"/" + "/".join(line.split()) for line in lines}, {path for path in tree if not path.endswith("/")})
 
 
-def test_completion_has_the_tree_of_the_tool(tree, table):
+def test_completion_has_the_tree_of_the_tool_and_the_choices_of_its_help(tree, table):
     written = {(path, "" if path.endswith("/") else help) for path, _, help in table}
     agree("completion/commands, a path and its help", written, set(tree.items()))
-
-
-def test_completion_offers_the_choices_of_each_help_text(table):
-    """"[npa|f3] dump power log" promises words; "[0x...]" and "[<reason>]" promise none."""
+    # "[npa|f3] dump power log" promises words; "[0x...]" and "[<reason>]" promise none.
     for _, offered, help in table:
         if choices := re.match(r"\[([a-z0-9|]+)\] ", help):
             assert f",{choices[1].replace('|', ',')}," in f",{offered},"
@@ -144,25 +141,12 @@ def test_everything_is_installed_below_the_prefix(tmp_path):
     assert status == 0, output + errors
     assert [path.name for path in tmp_path.iterdir()] == ["opt"]
     prefix = tmp_path / "opt/ryn"
-    units, scopes = ["corvane.service", "corvane.socket", "pellcore.service"], ["system", "user"]
     names = [str(path.relative_to(prefix)) for path in prefix.rglob("*") if not path.is_dir()]
     files = [pathlib.Path(re.sub(r"\.\d+\.\d+\.\d+$|(?<=-config-)(release|debug)|(?<=^lib/)[^/]+-linux-[^/]+/|"
                                  r"(?<=^lib/python3)\.\d+|-[\d.]+(?=\.dist-info)", "", name)) for name in names]
     modules = [path for path in files if path.suffix == ".py" and path.name != "__init__.py"]
-    assert {str(path) for path in files if path not in modules} == {
-        "bin/corvane-bridge", "bin/ryntool", "include/ryn/Client.h", "include/ryn/Value.h", "lib/python3/dist-packages/corvane/__init__.py",
-        "lib/python3/dist-packages/corvane/py.typed", *[f"lib/python3/dist-packages/corvane.dist-info/{name}" for name in ("METADATA", "entry_points.txt")],
-        *[f"lib/systemd/{scope}/{unit}" for scope in scopes for unit in units],
-        "lib/libryn-client.so", "lib/libryn-client.so.1", "lib/pkgconfig/ryn-client.pc",
-        *[f"lib/cmake/ryn-client/ryn-client-config{part}.cmake" for part in ("", "-", "-version")],
-        *[f"lib/systemd/system/{unit.replace('.', '@.')}" for unit in units],
-        "lib/sysusers.d/corvane.conf", "lib/tmpfiles.d/corvane.conf", "sbin/Corvane", "sbin/Pellcore",
-        "share/bash-completion/completions/ryntool", "share/fish/vendor_completions.d/ryntool.fish",
-        "share/doc/corvane/journal.conf",
-        *[f"share/doc/corvane/scenarios/{name}.json" for name in ("bad-day", "boot-fails", "crash", "no-service", "stalled-trace")],
-        "share/man/man1/corvane-bridge.1", "share/man/man1/ryntool.1", "share/man/man5/corvane-scenario.5", "share/man/man5/corvane-snapshot.5",
-        "share/man/man7/corvane-protocol.7", "share/man/man8/Corvane.8", "share/man/man8/Pellcore.8",
-        "share/polkit-1/rules.d/corvane.rules", "share/rlwrap/completions/ryntool", "share/zsh/site-functions/_ryntool"}
+    shown = "".join(f"{path}\n" for path in sorted(set(files) - set(modules)))
+    assert shown == kept(pathlib.Path(__file__).parent / "fixtures/installed.txt", shown)
     tool = (prefix / "bin/ryntool").read_bytes()
     for text in ("com.quorvel.Corvane", "BootBaseband", "RFSFlushInterval", "StackshotOnShutdownTimeout", "Trace::RYN::History", "Reset Baseband",
                  "/Logs/CrashReporter/Baseband/", "Passive external through software", "CSILog"):

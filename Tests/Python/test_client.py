@@ -14,7 +14,6 @@ from corvane import AsyncClient, Client, Command, ConnectionLost, CorvaneError, 
 from corvane import RequestTooLarge, TimedOut, commands
 from corvane.pytest_plugin import RunningManager
 from programs import ScriptedManager, run
-from sshd import ssh_words
 
 BRIDGE = os.environ.get("CORVANE_BRIDGE", "corvane-bridge")
 
@@ -221,8 +220,7 @@ def test_asyncio_commands_run_side_by_side(corvane):
             await asyncio.sleep(0)
             reset = asyncio.ensure_future(client.perform(commands.reset("soft", "lab")))
             hanging = asyncio.ensure_future(client.perform(commands.baseband_time()))
-            versions = await asyncio.gather(*(client.perform(commands.info()) for _ in range(100)))
-            assert len(versions) == 100
+            await asyncio.gather(*(client.perform(commands.info()) for _ in range(100)))
             assert (await first).name.startswith("Baseband")
             assert not hanging.done()  # a hundred answers came while it went on
             hanging.cancel()
@@ -253,11 +251,9 @@ def test_asyncio_end_of_the_manager_ends_each_request(corvane, monkeypatch, brid
     asyncio.run(session())
 
 
-@pytest.mark.parametrize("way", ["here", "ssh"])
-def test_a_cut_bridge_ends_the_request(corvane, monkeypatch, tmp_path, way):
+def test_a_cut_bridge_ends_the_request(corvane, monkeypatch):
     monkeypatch.setenv("CORVANE_SOCKET", corvane.socket)
-    words = [BRIDGE] if way == "here" else [*ssh_words(tmp_path), f"CORVANE_SOCKET={corvane.socket} {BRIDGE}"]
-    with Client(bridge=words) as client:
+    with Client(bridge=[BRIDGE]) as client:
         client.wait_for_state("Ready")
         client.perform(commands.reset("soft", "lab"))
         os.kill(client._transport._process.pid, signal.SIGKILL)

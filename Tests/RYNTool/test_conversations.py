@@ -1,7 +1,8 @@
 """One run of the real tool a row, against a manager that answers as told: what is typed, answered, asked, and printed."""
 import pytest
 
-from programs import TOOL, ScriptedManager, run
+from programs import TOOL, ScriptedManager, run, self_test
+from programs import command as ask
 
 REFUSAL = 1, {"KeyErrorString": "no"}
 REFUSED = '{"KeyErrorString":"no"}'
@@ -15,10 +16,6 @@ def ok(**values):
 
 def value(text):
     return ok(TracePropertyValue=text)
-
-
-def ask(command, **argument):
-    return command + "Command", {"Key" + key: value for key, value in argument.items()} or None
 
 
 def get(trace, name):
@@ -89,7 +86,6 @@ def test_baseband_state(hold):
          ("baseband state", [EMPTY, EMPTY], asked, "Boot state: Unknown\nOperating mode: -1\n"),
          ("baseband state", [UNREADABLE, UNREADABLE], asked, "Boot state: Unknown\nOperating mode: Unknown\n"),
          ("baseband state", [REFUSAL, mode(0)], asked, "Boot state: Unknown\nOperating mode: 0\n", "", 1),
-         ("baseband state", [ready, ()], asked, "Boot state: Ready\nOperating mode: Unknown\n"),
          ("baseband state", [ready, REFUSAL], asked, "Boot state: Ready\nOperating mode: Unknown\n", "", 1),
          ("baseband state 3", [], [set_mode(3)], "Success\n"),
          ("baseband state 3 10 x", [REFUSAL], [set_mode(3, Timeout=10)], "Failed\n"),
@@ -122,11 +118,7 @@ def test_baseband_reset(hold, page):
 
 
 def test_baseband_diagnostics(hold, page):
-    limits = {"KeyRFSelfTest" + name + "List": 32 * [limit] for name, limit in {
-        "ForwardPowerLimitHigh": 255, "ForwardPowerLimitLow": 0, "PowerRatioLimitHigh": 255, "PowerRatioLimitLow": 0}.items()}
-    start = [ask("BasebandDiagnostics", BasebandDiagnosticsAction="BasebandDiagnosticsActionRun",
-                 BasebandDiagnosticsType="BasebandDiagnosticsTypeRFSelfTest",
-                 BasebandDiagnosticsOptions=limits | {"KeyRFSelfTestTargetTxPower2G": 230, "KeyRFSelfTestTargetTxPower3G4G": 200})]
+    start = [ask("BasebandDiagnostics", **self_test())]
     abort = [ask("BasebandDiagnostics", BasebandDiagnosticsAction="BasebandDiagnosticsActionAbort")]
     event = "BasebandDiagnosticsNotification"
     events = [(event, {"a": 1}), ("OtherNotification", {}), (event, "x"), (event,)]
@@ -244,28 +236,23 @@ def test_status(hold):
     coredump = [get("CoreDump", "Enabled")]
     timed_out, lost = (0xE020E012 - 2**32,), (0xE020E011 - 2**32,)
     pci_failed, diag_failed = "Failed to get status of kernelpci trace\n", "Failed to get status of DIAG trace\n"
-    denied = [], [], "", "Denied: Can't modify 'Primary-dmc'\n", 1
 
     def shown(enabled, history, primary, secondary, extra, on_sleep, sleep):
         return (f"Enabled: {enabled}\nHistory: {history} MB\nPrimary-dmc: {primary}\nSecondary-dmc: {secondary}\n"
                 f"Extra-dmc: {extra}\nEnable-on-sleep: {on_sleep}\nSleep-dmc: {sleep}\n")
 
-    hold(("coredump status x", [value("true")], coredump, "Enabled: true\n"),
-         ("coredump status", [value("a\0b")], coredump, "Enabled: a\0b\n"),
+    hold(("coredump status x", [value("a\0b")], coredump, "Enabled: a\0b\n"),
          ("coredump status", [REFUSAL], coredump, "Failed to get status of baseband coredump\n", "", 1),
          ("kernelpci status x", [value("true"), value("5")], pci, "Enabled: true\nHistory: 5 MB\n"),
-         ("kernelpci status", [REFUSAL, value("5")], pci, pci_failed, "", 1),
          ("kernelpci status", [value("true"), REFUSAL], pci, pci_failed, "", 1),
          ("diag status x", [value("1"), REFUSAL, *map(value, "34567")], diag, shown(1, "", 3, 4, 5, 7, 6)),
-         ("diag status", [REFUSAL], diag, "", diag_failed, 1),
          # A manager that is silent or gone is asked no more than what decides.
          ("diag status", [timed_out], diag[:1], "", diag_failed, 1),
          ("diag status", [value("1"), lost], diag[:2], shown("1", *6 * [""])),
          ("kernelpci status", [timed_out, value("5")], pci, pci_failed, "", 1),
          ("diag primary-dmc", [value("Default")], diag[2:3], "Primary-dmc: Default\n"),
          ("diag primary-dmc", [REFUSAL], diag[2:3], "", "Failed to get 'Primary-dmc'\n", 1),
-         ("diag primary-dmc x", *denied),
-         ("diag primary-dmc x y", *denied))
+         *[("diag primary-dmc" + words, [], [], "", "Denied: Can't modify 'Primary-dmc'\n", 1) for words in (" x", " x y")])
 
 
 def test_tems(hold, page):

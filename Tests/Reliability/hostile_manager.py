@@ -36,18 +36,13 @@ def misbehaviours(run):
     """By name, what is sent to a client whose last request has this number; nothing: the connection is dropped."""
     return {
         "drops": lambda number: (),
-        "sends garbage": lambda number: [b"\xff\0\x13"],
         "sends an empty packet": lambda number: [b""],
         "sends half a packet": lambda number: [b"\x84\x02\x01"],
-        "sends too large a packet": lambda number: [bytes(MAX_PACKET + 1)],
         "sends a nested packet": lambda number: [100_000 * b"\x81"],
         "answers what was not asked": lambda number: [[2, 1 << 62, 0]],
-        "answers the number 0": lambda number: [[2, 0, 0]],
         "sends an event": lambda number: [[4, BOOT, "not a dictionary"]],
         "sends an event of its own": lambda number: [[4, 1000 * "e"]],
         "greets": lambda number: [[0, 1, "manager"]],
-        "asks": lambda number: [[1, 1, "GetCorvaneInfoCommand", 1]],
-        "switches events on": lambda number: [[3, True]],
         "answers twice": lambda number: [[2, number, 0, {}]],
         "answers a number": lambda number: [[2, number, 0, -1]],
         "answers bytes": lambda number: [[2, number, 0, b"\xff\xfe"]],
@@ -67,36 +62,30 @@ class HostileManager(ScriptedManager):
         self.has_misbehaved = threading.Event()
         super().__init__(path)
 
+    def behave(self, client):
+        """Yields at each phase, with the number of the last request."""
+        number = 1
+        yield CONNECT, number
+        while data := client.recv(MAX_PACKET):
+            kind, *rest = cbor2.loads(data)
+            number = rest[0] if kind == 1 else number
+            yield PHASE_OF[kind], number
+            if kind == 1:
+                client.send(cbor2.dumps([2, number, 0, {"KeyTracePropertyValue": "1"}]))
+                yield REPLY, number
+
     def converse(self, client):
-        with client, contextlib.suppress(OSError):
-            self.misbehave_once(client)
-
-    def misbehave_once(self, client):
-        number, done = 1, False
-
-        def goes_on(phase):
-            """Misbehaves when it is time."""
-            nonlocal done
-            if phase != self.phase or done:
-                return True
-            done, sent = True, False
+        with client, contextlib.suppress(OSError, StopIteration):  # it ends before that phase
+            phases = self.behave(client)
+            packets = list(self.misbehave(next(number for phase, number in phases if phase == self.phase)))
             client.settimeout(self.patience)
             with contextlib.suppress(OSError):
-                for packet in self.misbehave(number):
-                    sent = True
+                for packet in packets:
                     client.send(packet if isinstance(packet, bytes) else cbor2.dumps(packet))
             client.settimeout(PATIENCE)
             self.has_misbehaved.set()
-            return sent
-
-        goes_on_ = goes_on(CONNECT)
-        while goes_on_ and (data := client.recv(MAX_PACKET)):
-            packet = cbor2.loads(data)
-            number = packet[1] if packet[0] == 1 else number
-            goes_on_ = goes_on(PHASE_OF[packet[0]])
-            if goes_on_ and packet[0] == 1:
-                client.send(cbor2.dumps([2, number, 0, {"KeyTracePropertyValue": "1"}]))
-                goes_on_ = goes_on(REPLY)
+            for _ in phases if packets else ():  # it behaves again
+                pass
 
 
 ASKS, BOTH, WATCHES = {CONNECT, HELLO, REQUEST, REPLY}, set(PHASES), {CONNECT, HELLO, EVENTS}

@@ -1,5 +1,6 @@
 """The manager is killed (SIGKILL) at random moments."""
 import contextlib
+import itertools
 import signal
 import socket
 import subprocess
@@ -14,19 +15,19 @@ from tshark import is_sound
 class Setting:
     """One setting that one writer changes all the time."""
 
-    def __init__(self, name, lowest, highest):
-        self.name, self.lowest, self.highest = name, lowest, highest
-        self.value, self.possible = lowest, set()  # what a restarted manager may say: the last acknowledged one, or one under way
+    def __init__(self, name, values):
+        self.name, self.values = name, itertools.cycle(values)
+        self.possible = set()  # what a restarted manager may say: the last acknowledged value, or one under way
 
     def next(self):
-        self.value = self.lowest if self.value == self.highest else self.value + 1
-        self.possible.add(str(self.value))
-        return str(self.value)
+        self.value = str(next(self.values))
+        self.possible.add(self.value)
+        return self.value
 
     def write_as_client(self, client, progress):
         with contextlib.suppress(OSError, EOFError):
             while client.set("DIAG", self.name, self.next()) is None:
-                self.possible = {str(self.value)}
+                self.possible = {self.value}
                 progress.release()
         progress.release(100)
 
@@ -38,7 +39,7 @@ class Setting:
             tool.type(f"trace set DIAG {self.name} {value}")
             tool.says(f"{self.name} = {value}")
             if " failed\n" not in tool.text:
-                self.possible = {str(self.value)}
+                self.possible = {self.value}
                 progress.release()
         progress.release(100)
         tool.type("quit")
@@ -55,7 +56,7 @@ def check_events(manager, watch):
 
 
 def kill(run):
-    settings = [Setting("High_Watermark", 0, 100), Setting("Low_Watermark", 0, 100), Setting("History", 1000, 1999)]
+    settings = [Setting("High_Watermark", range(101)), Setting("Low_Watermark", range(101)), Setting("History", range(1000, 2000))]
     kills, acknowledged, longest = run.times(30, 500), 0, 0
     with Manager() as manager:
         watch = Terminal(TOOL, "baseband", "state", "watch", **manager.environment)

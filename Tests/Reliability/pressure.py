@@ -14,7 +14,7 @@ import time
 import cbor2
 
 from hostile_clients import attacked, change_setting, property_of, request, watch_without_reading, write
-from programs import Manager, Program, kilobytes, until
+from programs import Manager, Program, command, kilobytes, until
 from torture import Skipped, Waits, allow_descriptors, is_clean
 
 
@@ -25,9 +25,8 @@ def ask_and_never_read(run, manager):
         for index, peer in enumerate(peers):
             try:
                 if peer is None:
-                    peer = peers[index] = manager.client(events=False)
+                    peer = peers[index] = manager.client()
                     peer.socket.setblocking(False)
-                    peer.send([3, True])
                 for packet in itertools.islice(requests, 20):
                     peer.socket.send(packet)
             except BlockingIOError:
@@ -61,18 +60,19 @@ def little_memory(run, left):
 def control_group(limit):
     """A new group of processes that may have so much memory together: its folder of the kernel's, and the file that tells the most they
     had. None where this user can't make one."""
-    for hierarchy, limits, peak in (("/sys/fs/cgroup", "memory.max", "memory.peak"),
-                                    ("/sys/fs/cgroup/memory", "memory.limit_in_bytes", "memory.max_usage_in_bytes")):
-        group = pathlib.Path(hierarchy, f"torture-{os.getpid()}")
-        try:
-            group.mkdir()
-            with open(group / limits, "r+") as file:
-                file.write(limit)
-            return group, group / peak
-        except OSError:
-            with contextlib.suppress(OSError):
-                group.rmdir()
-    return None, None
+    hierarchy = pathlib.Path("/sys/fs/cgroup")
+    limits, peak = "memory.max", "memory.peak"
+    if not (hierarchy / "cgroup.controllers").exists():
+        hierarchy, limits, peak = hierarchy / "memory", "memory.limit_in_bytes", "memory.max_usage_in_bytes"
+    group = hierarchy / f"torture-{os.getpid()}"
+    try:
+        group.mkdir()
+        (group / limits).write_text(limit)
+        return group, group / peak
+    except OSError:
+        with contextlib.suppress(OSError):
+            group.rmdir()
+        return None, None
 
 
 def unit_memory(run):
@@ -172,21 +172,20 @@ def slow(run):
 
 def mixed_requests(random):
     """Of every kind; many exclude each other, so that a refusal of the manager is an answer too."""
-    history = {"KeyTraceName": "DIAG", "KeyTracePropertyName": "History"}
     commands = [
-        ("GetCorvaneInfo", {}), ("GetTraceProperty", history), ("SetTraceProperty", history | {"KeyTracePropertyValue": "33"}),
-        ("SetTraceProperty", history | {"KeyTraceName": "RYN", "KeyTracePropertyValue": "6"}), ("GetBasebandBootState", {}),
-        ("SetTraceProperty", history | {"KeyTracePropertyValue": "nonsense"}), ("GetBasebandTime", {}),
-        ("SetBasebandOperatingMode", {"KeyBasebandOperatingMode": 0}),
-        ("SetBasebandOperatingMode", {"KeyBasebandOperatingMode": 1, "KeyTimeout": 1}),
-        ("BasebandSyncFS", {"KeyFSSyncWaitForCompletion": True}), ("GetStatistics", {}), ("GetTraceFilters", {}),
-        ("BasebandDiagnostics", {"KeyBasebandDiagnosticsAction": "BasebandDiagnosticsActionAbort"}),
-        ("SimulatePowerNotification", {"KeyPowerNotificationMessage": 0x10}), ("NoSuch", {}),
-        ("AddTraceFilter", {"KeyTraceFilterName": "MaxLogLimit", "KeyTraceFilterValue": 2}),
-        ("CollectTraceLogs", {"KeyTraceLogsReason": "load"})]
+        *map(command, ("GetCorvaneInfo", "GetBasebandBootState", "GetBasebandTime", "GetStatistics", "GetTraceFilters", "NoSuch")),
+        command("GetTraceProperty", TraceName="DIAG", TracePropertyName="History"),
+        *[command("SetTraceProperty", TraceName=trace, TracePropertyName="History", TracePropertyValue=value)
+          for trace, value in (("DIAG", "33"), ("RYN", "6"), ("DIAG", "nonsense"))],
+        command("SetBasebandOperatingMode", BasebandOperatingMode=0),
+        command("SetBasebandOperatingMode", BasebandOperatingMode=1, Timeout=1),
+        command("BasebandSyncFS", FSSyncWaitForCompletion=True),
+        command("BasebandDiagnostics", BasebandDiagnosticsAction="BasebandDiagnosticsActionAbort"),
+        command("SimulatePowerNotification", PowerNotificationMessage=0x10),
+        command("AddTraceFilter", TraceFilterName="MaxLogLimit", TraceFilterValue=2),
+        command("CollectTraceLogs", TraceLogsReason="load")]
     for number in itertools.count(1):
-        command, argument = random.choice(commands)
-        yield cbor2.dumps([1, number, command + "Command", argument])
+        yield cbor2.dumps([1, number, *random.choice(commands)])
 
 
 def load(run):

@@ -69,6 +69,11 @@ def kilobytes(process, line):
     return int(re.search(rf"^{line}:\s+(\d+)", pathlib.Path(f"/proc/{process}/status").read_text(), re.M)[1])
 
 
+def command(name, **argument):
+    """A command and its argument as they travel."""
+    return name + "Command", {"Key" + key: value for key, value in argument.items()} or None
+
+
 def self_test(**changed):
     """The arguments of the tool's self-test, one of its options changed."""
     limits = {name: 32 * [255 if name.endswith("HighList") else 0] for name in
@@ -169,8 +174,8 @@ class Client:
         self.send([1, self.count, command, argument])
         return self.count
 
-    def ask(self, command, **argument):
-        return self.request(command + "Command", {"Key" + key: value for key, value in argument.items()} or None)
+    def ask(self, name, **argument):
+        return self.request(*command(name, **argument))
 
     def result(self, number):
         while number not in self.answers:
