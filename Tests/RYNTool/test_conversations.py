@@ -76,16 +76,13 @@ def test_baseband_state(hold):
     asked = [ask("GetBasebandBootState"), ask("GetBasebandOperatingMode")]
     ready = ok(BasebandBootState="Ready")
 
-    def mode(number):
-        return ok(BasebandOperatingMode=number)
-
     def set_mode(number, **more):
         return ask("SetBasebandOperatingMode", BasebandOperatingMode=number, **more)
 
-    hold(("baseband state", [ready, mode(3)], asked, "Boot state: Ready\nOperating mode: 3\n"),
+    hold(("baseband state", [ready, ok(BasebandOperatingMode=3)], asked, "Boot state: Ready\nOperating mode: 3\n"),
          ("baseband state", [EMPTY, EMPTY], asked, "Boot state: Unknown\nOperating mode: -1\n"),
          ("baseband state", [UNREADABLE, UNREADABLE], asked, "Boot state: Unknown\nOperating mode: Unknown\n"),
-         ("baseband state", [REFUSAL, mode(0)], asked, "Boot state: Unknown\nOperating mode: 0\n", "", 1),
+         ("baseband state", [REFUSAL, ok(BasebandOperatingMode=0)], asked, "Boot state: Unknown\nOperating mode: 0\n", "", 1),
          ("baseband state", [ready, REFUSAL], asked, "Boot state: Ready\nOperating mode: Unknown\n", "", 1),
          ("baseband state 3", [], [set_mode(3)], "Success\n"),
          ("baseband state 3 10 x", [REFUSAL], [set_mode(3, Timeout=10)], "Failed\n"),
@@ -183,16 +180,14 @@ def test_stats(hold):
         times = {"KeyBootModule" + key: time for key, time in data.items()}
         return [ask("ReportingStatistics", ReportingModuleType=0, ReportingData=times)]
 
-    def figures(number):
-        return [ask("GetStatistics", ReportingModuleType=number)]
-
     got, reported = "Success to get statstics.\n", "Success to create category in the statstics.\n"
     every = [("GetStatisticsCommand", {})]
     failed = "Failed to report statistics\nError data : "
     hold(("stats get-statistics", [(0, {"n": 1})], every, got + '{"n":1}\n'),
          ("stats get-statistics 1 2", [], every, got + "null\n"),
-         ("stats get-statistics 4294967297", [], figures(1), got + "null\n"),
-         ("stats get-statistics -1", [REFUSAL], figures(0xFFFFFFFF), "Failed to get statistics\n", "", 1),
+         ("stats get-statistics 4294967297", [], [ask("GetStatistics", ReportingModuleType=1)], got + "null\n"),
+         ("stats get-statistics -1", [REFUSAL], [ask("GetStatistics", ReportingModuleType=2**32 - 1)],
+          "Failed to get statistics\n", "", 1),
          ("stats bootmodule", [], report(), reported),
          ("stats bootmodule 100", [], report(LastRecoveryTime=100), reported),
          ("stats bootmodule  7", [], report(LastHardResetTime=7), reported),
@@ -257,26 +252,19 @@ def test_status(hold):
 
 def test_tems(hold, page):
     asked = [ask("GetTEMSProperty")]
-
-    def change(mode):
-        return [ask("SetTEMSProperty", TEMSMode=mode)]
-
     hold(("tems mode", [ok(TEMSMode="HW")], asked, "Mode: HW\n"),
          ("tems mode", [()], asked, "Mode: Unknown\n"),
          ("tems mode", [REFUSAL], asked, "", "Failed to get 'Mode'\n", 1),
-         ("tems mode Hw", [], change("HW"), "Mode: HW\n"),
-         ("tems mode off", [REFUSAL], change("OFF"), "", "Failed to set 'Mode' to 'OFF'\n", 1),
+         ("tems mode Hw", [], [ask("SetTEMSProperty", TEMSMode="HW")], "Mode: HW\n"),
+         ("tems mode off", [REFUSAL], [ask("SetTEMSProperty", TEMSMode="OFF")], "", "Failed to set 'Mode' to 'OFF'\n", 1),
          ("tems mode sw", [], [], page("tems"), "Invalid value(s) passed for 'Mode'\n", 1),
          ("tems mode hw off", [], [], "", "", 1))
 
 
 def test_trace(hold, page):
-    def dump(reason):
-        return [ask("CollectTraceLogs", TraceLogsReason="[ryntool] " + reason)]
-
     misused = [], [], page("trace"), "", 1
-    hold(("trace dump", [], dump("User triggered"), "Dump: Success\n"),
-         ("trace dump crash", [REFUSAL], dump("crash"), "Dump: Failed\n"),
+    hold(("trace dump", [], [ask("CollectTraceLogs", TraceLogsReason="[ryntool] User triggered")], "Dump: Success\n"),
+         ("trace dump crash", [REFUSAL], [ask("CollectTraceLogs", TraceLogsReason="[ryntool] crash")], "Dump: Failed\n"),
          *[(typed, *misused) for typed in ("trace dump a b", "trace set DIAG History", "trace get x")],
          ("trace set DIAG History 512 extra", [], [put("DIAG", "History", "512")], "DIAG: History = 512\n"),
          ("trace set NoSuch p v", [REFUSAL], [put("NoSuch", "p", "v")], "Setting NoSuch p = v failed\n", "", 1),

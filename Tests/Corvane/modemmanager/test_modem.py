@@ -109,6 +109,7 @@ def test_modem_manager_and_bus_come_and_go(rig, modem):
     for leave, why, come_back, said in [
         (rig.unplug, "ModemManager knows none.", [], "The modem has gone.\n"),
         (lambda: rig.modem_manager.end(signal.SIGKILL), stopped, [rig.start_modem_manager], "ModemManager has left the bus.\n"),
+        (lambda: rig.modem_manager.end(), stopped, [rig.start_modem_manager], "ModemManager has left the bus.\n"),
         (rig.stop_bus, "the system bus can't be reached; it is tried again every few seconds.", [rig.start_bus, rig.start_modem_manager],
          "The system bus can't be reached (the bus closed the connection); it is tried again.\n"),
     ]:
@@ -124,7 +125,7 @@ def test_modem_manager_and_bus_come_and_go(rig, modem):
             step()
         rig.plug(modem)
         client.saw("Ready")
-    rig.says(" is running.\n", 3)
+    rig.says(" is running.\n", 4)
 
 
 def test_the_mode_that_was_asked_for_holds_until_the_modem_boots(rig, modem):
