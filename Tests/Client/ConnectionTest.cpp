@@ -220,7 +220,7 @@ TEST(Connection, IsMadeAgainByTheNextCommand) {
     }
 }
 
-/// The thread that waits reads the end of the old connection when there is a new one already.
+/// The thread that waits reads the end of the old connection when there is a new one already. The last one goes with its client.
 TEST(Connection, IsMadeAgainWhileAnotherThreadReads) {
     ScriptedManager manager(kAnswerAny);
     TestClient client(manager.path());
@@ -231,11 +231,6 @@ TEST(Connection, IsMadeAgainWhileAnotherThreadReads) {
         EXPECT_EQ(client.perform("Any"), "0 \"untouched\"");
         waiting.join();
     }
-}
-
-TEST(Connection, GoesToTheGroundWithItsClient) {
-    ScriptedManager manager([](const Connection&, const Request&) {});
-    TestClient client(manager.path());
     Lines lines;
     client.manager().perform(
         "Never", {}, [&lines](int result, const xpc::Object&) { lines.add(toString(result)); }, TestClient::kLong);

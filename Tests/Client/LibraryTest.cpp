@@ -6,9 +6,6 @@
 
 namespace {
 
-using testing::Each;
-using testing::SizeIs;
-
 TEST(Library, CarriesEveryKindOfValue) {
     const ScriptedManager manager([](const auto& connection, const auto& request) {
         connection.reply(request.id, request.command == "Fail" ? -7 : 0, request.argument);
@@ -88,11 +85,11 @@ TEST(Library, EndsEachRequestOfACutConnection) {
         }
         EXPECT_TRUE(client.perform("Any"));
         ASSERT_EQ(::kill(std::stoi(support::readFile(folder / "pid")), SIGKILL), 0);
-        EXPECT_THAT(lines.wait(3), AllOf(SizeIs(3), Each(HasSubstr("closed the connection before it answered"))));
+        EXPECT_THAT(lines.wait(3), AllOf(testing::SizeIs(3), Each(HasSubstr("closed the connection before it answered"))));
         EXPECT_TRUE(client.perform("Any")) << "through a new bridge";
         client.perform("Never", {}, note);
     }
-    EXPECT_THAT(lines.wait(0), SizeIs(4)) << "the client waits for its completions";
+    EXPECT_THAT(lines.wait(0), testing::SizeIs(4)) << "the client waits for its completions";
     pid_t program = -1;
     char* words[] = {nullptr};
     if (::posix_spawn(&program, "/nonexistent", nullptr, nullptr, words, environ) == 0) {

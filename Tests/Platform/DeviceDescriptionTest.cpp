@@ -6,8 +6,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 /// "build radio/vendor/product/personality", '+' when tracing is allowed, and the defaults that follow from it.
 std::string summary() {
     std::string out = SorvexUtilIsInternalBuild()  ? "internal"
@@ -53,7 +51,7 @@ TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
     const std::string file = folder / "device.json";
     ::setenv("SORVEX_DEVICE_FILE", file.c_str(), 1);
     ::setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
-    fs::create_directory(folder / "corvane");
+    std::filesystem::create_directory(folder / "corvane");
     support::writeFile(folder / "corvane/com.quorvel.Corvane.json", R"({"CurrentUser": {"CurrentHost": {"HostServer": false}}})");
     // The file is read once in a process's life, so each row has its own; asked twice, it says what is wrong once.
     const auto print = [] {
@@ -65,7 +63,7 @@ TEST(DeviceDescriptionDeathTest, DescribesOrGivesTheDefaultsAndSaysWhy) {
         support::writeFile(file, row.json);
         EXPECT_EXIT(print(), testing::ExitedWithCode(0), "^[^=]*" + row.printed + "[^=]*=" + row.summary + "$") << row.json;
     }
-    fs::remove(file);
+    std::filesystem::remove(file);
     ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);  // not waited for either
     EXPECT_EXIT(print(), testing::ExitedWithCode(0), std::string("not a regular file.*\n=") + kDefaults + "$");
 }

@@ -87,11 +87,10 @@ TEST_F(PreferencesStore, KeepsTypesKeysUsersAndHosts) {
     struct stat status {};
     ASSERT_EQ(::stat((folder / "config/corvane").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0700U);
-    const std::pair<const char*, const char*> expected[] = {
-        {"Flag", "true"}, {"Off", "false"}, {"Least", "number -9223372036854775808"}, {"Text", "string caf\xC3\xA9 \"1\"\n"}};
-    for (const auto& [key, value] : expected) {
-        EXPECT_EQ(get(key), value);
-    }
+    EXPECT_EQ(get("Flag"), "true");
+    EXPECT_EQ(get("Off"), "false");
+    EXPECT_EQ(get("Least"), "number -9223372036854775808");
+    EXPECT_EQ(get("Text"), "string caf\xC3\xA9 \"1\"\n");
     EXPECT_EQ(get("Flag", &kOtherHost), "number 7");
     EXPECT_EQ(get("Off", &kOtherHost), "absent");
     set("Off", nullptr);
@@ -120,12 +119,16 @@ TEST_F(PreferencesStore, TakesValuesOfOtherTypesForAbsentAndLeavesThemInTheFile)
               R"({"CurrentUser":{"CurrentHost":{"a":1,"b":null,"c":[1],"d":9223372036854775808,"e":{},"f":true}},"x":{}})");
 }
 
-TEST_F(PreferencesStore, LiesWhereTheEnvironmentSays) {
+TEST_F(PreferencesStore, LiesWhereTheEnvironmentAndSymbolicLinksSay) {
+    const std::string link = folder / "home/.config/corvane/test.domain.json";
+    fs::create_directories(fs::path(link).parent_path());
+    fs::create_symlink("one.json", link);
+    fs::create_symlink(folder / "two.json", folder / "home/.config/corvane/one.json");
     ::setenv("XDG_CONFIG_HOME", "relative", 1);
     ::setenv("HOME", (folder / "home").c_str(), 1);
     set("k", kCFBooleanTrue);
     EXPECT_TRUE(synchronize());
-    EXPECT_TRUE(fs::exists(folder / "home/.config/corvane/test.domain.json"));
+    EXPECT_TRUE(fs::is_symlink(link) && fs::is_regular_file(folder / "two.json"));
     ::unsetenv("XDG_CONFIG_HOME");
     EXPECT_EQ(get("k"), "true");
     ::unsetenv("HOME");
@@ -141,17 +144,6 @@ TEST_F(PreferencesStore, LiesWhereTheEnvironmentSays) {
         EXPECT_FALSE(synchronize());
         EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(sentence));
     }
-}
-
-TEST_F(PreferencesStore, FollowsSymbolicLinks) {
-    fs::create_directories(fs::path(file()).parent_path());
-    fs::create_symlink("one.json", file());
-    fs::create_symlink(folder / "two.json", folder / "config/corvane/one.json");
-    set("k", number(1).get());
-    ASSERT_TRUE(synchronize());
-    EXPECT_TRUE(fs::is_symlink(file()));
-    EXPECT_TRUE(fs::is_regular_file(folder / "two.json"));
-    EXPECT_EQ(get("k"), "number 1");
 }
 
 TEST_F(PreferencesStore, SetsADamagedFileAside) {
@@ -175,7 +167,6 @@ TEST_F(PreferencesStore, SetsADamagedFileAside) {
         }
         const auto aside = file() + ".damaged" + (asides == 0 ? "" : "." + std::to_string(asides + 1));
         EXPECT_EQ(testing::internal::GetCapturedStderr(), file() + ": damaged; it was set aside as " + aside + "\n");
-        ASSERT_TRUE(fs::exists(aside));
         EXPECT_EQ(support::readFile(aside), damage);
         ++asides;
     }

@@ -4,7 +4,6 @@
 
 namespace {
 
-constexpr auto kNever = platform::RunLoopSource::Clock::time_point::max();
 constexpr int kTimes = 8;
 
 /// Waits for one point in time after the other, and counts how often it is asked.
@@ -17,7 +16,7 @@ struct Timer : platform::RunLoopSource {
         EXPECT_GE(Clock::now(), deadline);
         deadline += 5ms;
         if (++served == kTimes) {
-            deadline = kNever;
+            deadline = Clock::time_point::max();
             done.set_value();
         }
     }
@@ -32,9 +31,8 @@ TEST(RunLoop, SleepsUntilTheEarliestDeadline) {
     const auto timer = std::make_shared<Timer>();
     const auto later = std::make_shared<Timer>();
     later->deadline += 1h;
-    for (const auto& source : {timer, later}) {
-        platform::addToRunLoop(source);
-    }
+    platform::addToRunLoop(timer);
+    platform::addToRunLoop(later);
     std::thread(CFRunLoopRun).detach();  // parked for good, as the tool's main thread is
     EXPECT_EQ(timer->done.get_future().wait_for(support::kPatience), std::future_status::ready);
     EXPECT_LE(timer->looks, 2 * kTimes) << "one deadline is one wake-up";

@@ -4,18 +4,12 @@
 
 namespace {
 
-using xpc::Object;
-
-using xpc::array;
-using xpc::number;
-using xpc::text;
-
 TEST(Value, DictionaryKeepsOneValuePerKeyInByteOrder) {
-    const auto first = number(1);
-    const auto last = number(2);
+    const auto first = xpc::number(1);
+    const auto last = xpc::number(2);
     const char* const keys[] = {"b", "\xFF", "", "B", "b"};
     const xpc_object_t values[] = {first.get(), first.get(), first.get(), first.get(), last.get()};
-    const auto made = Object::adopt(xpc_dictionary_create(keys, values, std::size(keys)));
+    const auto made = xpc::Object::adopt(xpc_dictionary_create(keys, values, std::size(keys)));
     EXPECT_EQ(xpc_dictionary_get_count(made.get()), 4U);
     xpc_dictionary_set_value(made.get(), "", nullptr);
     xpc_dictionary_set_value(made.get(), "a", nullptr);
@@ -29,10 +23,10 @@ TEST(Value, DictionaryKeepsOneValuePerKeyInByteOrder) {
 }
 
 TEST(Value, ReadersTakeAnyKind) {
-    const auto string = text({"a\0b", 3});
+    const auto string = xpc::text({"a\0b", 3});
     EXPECT_EQ(std::string(xpc_string_get_string_ptr(string.get()), xpc_string_get_length(string.get()) + 1),
               std::string("a\0b\0", 4));
-    const auto list = array({number(7)});
+    const auto list = xpc::array({xpc::number(7)});
     for (xpc_object* const object : {xpc_object_t{}, xpc_null_create(), string.get(), list.get()}) {
         EXPECT_EQ(xpc_int64_get_value(object), 0);
         EXPECT_FALSE(xpc_bool_get_value(object));
@@ -40,7 +34,7 @@ TEST(Value, ReadersTakeAnyKind) {
         EXPECT_EQ(xpc_dictionary_get_count(object), 0U);
         EXPECT_EQ(vsk::toInt32(object, -5), -5);
     }
-    EXPECT_EQ(vsk::toInt32(number(0x1'8000'0000).get(), 0), INT32_MIN);
+    EXPECT_EQ(vsk::toInt32(xpc::number(0x1'8000'0000).get(), 0), INT32_MIN);
     EXPECT_EQ(vsk::toInt32(xpc_array_get_value(list.get(), 0), 0), 7);
     EXPECT_EQ(xpc_array_get_value(list.get(), 1), nullptr);
     EXPECT_EQ(xpc_string_get_string_ptr(list.get()), nullptr);

@@ -81,8 +81,6 @@ public:
         thread_.join();
         unlink(path_.c_str());
     }
-    ScriptedManager(const ScriptedManager&) = delete;
-    ScriptedManager& operator=(const ScriptedManager&) = delete;
 
     const std::string& path() const { return path_; }
     /// Sends an event to every connection that has events on.

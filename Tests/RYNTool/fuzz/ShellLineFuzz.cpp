@@ -110,10 +110,7 @@ void EventsOn(ManagerPtr) {}
 void EventsOff(ManagerPtr) {}
 
 void CollectTraceLogs(ManagerPtr, const std::string& reason, Completion completion) {
-    xpc::Object reply;
-    const auto text = xpc::Object::adopt(xpc_string_create_with_length(reason.data(), reason.size()));
-    const int result = ::manager.answer("CollectTraceLogs", text, reply);
-    completion(result, reply);
+    PerformCommand({}, "CollectTraceLogs", std::move(completion), xpc::text(reason));
 }
 
 int AddTraceFilter(ManagerPtr, const std::string& filter, const xpc::Object& value) {
@@ -122,8 +119,7 @@ int AddTraceFilter(ManagerPtr, const std::string& filter, const xpc::Object& val
 }
 
 int RemoveTraceFilter(ManagerPtr, const std::string& filter) {
-    xpc::Object reply;
-    return ::manager.answer(filter, xpc::null(), reply);
+    return AddTraceFilter({}, filter, xpc::null());
 }
 
 int GetTraceFilters(ManagerPtr, xpc::Object& filters) {
