@@ -207,13 +207,14 @@ def test_a_database_of_a_later_version_is_left_as_it_is(manager):
 def test_a_socket_that_is_handed_over_is_taken(tmp_path):
     """As systemd starts a service with a socket, sd_listen_fds(3)."""
     path, unused = tmp_path / "handed", tmp_path / "unused"
+    words = ["sh", "-c", 'LISTEN_FDS=1 LISTEN_PID=$$ exec "$@" 3<&0', "sh", MANAGER, "--socket", unused, "--state", tmp_path / "state"]
+    not_one = "systemd handed over what is not one listening socket of the kind ListenSequentialPacket="
+    assert run(*words, XDG_CONFIG_HOME=str(tmp_path)) == (1, "", f"Corvane: {not_one}\n")
     with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as listener:
         listener.bind(str(path))
         listener.listen(16)
         client = Client(path)  # comes before the manager does
-        command = 'LISTEN_FDS=1 LISTEN_PID=$$ exec "$@" 3<&0'
-        manager = Program("sh", "-c", command, "sh", MANAGER, "--socket", unused, "--state", tmp_path / "state", stdin=listener,
-                          XDG_CONFIG_HOME=str(tmp_path))
+        manager = Program(*words, stdin=listener, XDG_CONFIG_HOME=str(tmp_path))
     assert client.is_served()
     assert not unused.exists()
     assert manager.end() == 0
