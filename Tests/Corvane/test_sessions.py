@@ -60,7 +60,8 @@ def test_the_tool_says_on_request_why_a_command_failed(manager):
          "Reason: The max-log filter is 0, so that no trace logs are kept; raise or remove it.\n"),
         ("baseband time", "1", "Reason: The manager answered with the result 7 and no reason.\n"),
     ]:
-        assert manager.tool(line, RYNTOOL_DEBUG=debug)[2] == errors, line
+        said = manager.tool(line, RYNTOOL_DEBUG=debug)
+        assert said[2] == errors and said[:2] == manager.tool(line)[:2], line
     assert in_order((manager.folder / "corvane/manager.log").read_text(), f"Refused ryntool: {refused}",
                     f"collected trace logs in {manager.state}/Snapshots/log-bb-")
 
