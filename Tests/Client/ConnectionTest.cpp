@@ -175,7 +175,7 @@ TEST(Connection, SaysWhyThereIsNone) {
         {folder / "stream", "is not a manager's; set CORVANE_SOCKET to the one that Corvane listens on."},
         {folder / "full", "took no new connection in time"},
         {folder / std::string(120, 'x'), "is too long: at most 107 bytes can be used."},
-        {folder / "file/below", "Can't connect to " + (folder / "file/below") + ": Not a directory"},
+        {folder / "file/below", "Can't connect to " + (folder / "file/below") + ": Not a directory.\"}"},
     };
     for (const auto& place : kPlaces) {
         for (const auto& [wayName, perform] : kWays) {

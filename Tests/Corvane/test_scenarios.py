@@ -226,7 +226,7 @@ def test_a_wrong_file_is_refused_with_the_place(tmp_path):
         '{"at": 1,\n"delay": 1, "action": "hang"}', '{"after": "ready", "action": "hang"}', '{"at": 1, "name": "Ready", "action": "hang"}',
         '{"name": "a",\n"after": "b", "action": "hang"},\n{"name": "b", "after": "a", "action": "hang"}',
         r'{"at": 1, "action": "crash", "reason": "\u001b[2J"}', ", ".join(1001 * ['{"at": 1, "action": "crash"}'])]
-    for text in ["", '{"steps": [\n{"at": 1\n"action": "crash"}]}', '{"steps": [], "seed": 1e999}', "[]", '{\n"steps": {}}',
+    for text in ["", '{"steps":\n\n x}', '{"steps": [\n{"at": 1\n"action": "crash"}]}', '{"steps": [], "seed": 1e999}', "[]", '{\n"steps": {}}',
                  '{"steps": [],\n"sead": 1}', '{"steps": [],\n"seed": -1}', '{"steps": [],\n"seed": 1,\n"seed": 2}',
                  *[f'{{"steps": [{step}]}}' for step in steps]]:
         file.write_text(text)

@@ -86,7 +86,7 @@ def test_a_second_manager_is_refused_and_the_first_goes_on(manager):
 
 @pytest.mark.parametrize("option, line", [
     ("--verbose", "listening on "),
-    ("--metrics=/nonexistent/prom", "Corvane: the metrics can't be written to /nonexistent/prom: No such file or directory\n"),
+    ("--metrics=/proc/nowhere/prom", "Corvane: the metrics can't be written to /proc/nowhere/prom: No such file or directory\n"),
     ("--record=/dev/full", "Corvane: the recording ends here: No space left on device\n"),
     ("--trace-requests", 'rig #1 > GetTEMSPropertyCommand null\nCorvane: rig #1 < 0 {"KeyTEMSMode":"OFF"}\n'),
 ])
