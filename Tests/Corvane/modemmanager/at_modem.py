@@ -3,6 +3,7 @@
 What one command changes another shows: power, SIM lock, registration, clock.
 """
 import contextlib
+import itertools
 import os
 import socket
 import threading
@@ -12,6 +13,7 @@ OK, ERROR = "\r\nOK\r\n", "\r\nERROR\r\n"
 SIM_ABSENT, PIN_NEEDED = "\r\n+CME ERROR: 10\r\n", "\r\n+CME ERROR: 11\r\n"
 PIN = "1234"
 POWER = {"AT+CFUN=1": 1, "AT+CFUN=15": 1, "AT+CFUN=4": 4, "AT+CFUN=0": 0, "AT+CPWROFF": 0, "ATZ": 1}
+counter = itertools.count()  # Packaging/test-units-inside unplugs the modem with the number 0
 
 
 def line(text):
@@ -27,7 +29,7 @@ class AtModem:
         self.instead = {}  # command: what it answers instead, or a function that returns it (None: nothing)
         self.heard = []
         # ModemManager keeps the word "abstract:" in the socket's name.
-        self.port = f"abstract:corvane-test-{os.getpid()}-{id(self)}"
+        self.port = f"abstract:corvane-test-{os.getpid()}-{next(counter)}"
         self.listener = socket.socket(socket.AF_UNIX)
         self.listener.bind("\0" + self.port)
         self.listener.listen()
