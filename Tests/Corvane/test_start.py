@@ -146,19 +146,23 @@ def test_damage_is_found_said_and_served(manager):
         assert "settings" not in manager.stop(), "said again"
 
 
-@pytest.mark.parametrize("frames, lost, kept", [(2, 3, "17"), (None, 5, "256")])  # frames behind the damage, None: its header's sum
-def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, frames, lost, kept):
+# Frames from the damage on, and the byte of the log's header that is damaged instead of the first of them: its page size or its sum.
+@pytest.mark.parametrize("page, frames, place, kept", [(1024, 3, None, "17"), (1024, 4, 24, "256"), (4096, 4, 8, "256")])
+def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, page, frames, place, kept):
+    manager.stop()
+    sql(f"PRAGMA journal_mode = DELETE; PRAGMA page_size = {page}; VACUUM; PRAGMA journal_mode = WAL")(manager.state / "settings.db")
+    manager.start()
     for value in ("17", "18", "19", "20"):
         manager.client().set("DIAG", "History", value)
     manager.stop(signal.SIGKILL)
-    log, frame = manager.state / "settings.db-wal", 24 + 1024
+    log, frame = manager.state / "settings.db-wal", 24 + page
     content = bytearray(log.read_bytes())
-    assert len(content) > 32 + 4 * frame
-    every = (len(content) - 32) // frame
-    content[32 + (every - frames) * frame - 1 if frames else 24] ^= 1
+    assert len(content) == 32 + 4 * frame
+    content[place or len(content) - (frames - 1) * frame - 1] ^= 1
     log.write_bytes(content)
     manager.start()
-    manager.says(f"{frames + 1 if frames else every} pages of the log of the settings in {manager.state}/settings.db are damaged and dropped: the last {lost} changes are lost")
+    dropped = f"{frames} pages of the log of the settings in {manager.state}/settings.db"
+    manager.says(f"{dropped} are damaged and dropped: the last {frames} changes are lost")
     assert manager.client().get("DIAG", "History") == kept
 
 

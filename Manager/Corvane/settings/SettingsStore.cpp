@@ -130,7 +130,7 @@ Result<std::unique_ptr<SettingsStore>> SettingsStore::open(const fs::path& folde
             return renewed.refusal();
         }
     }
-    const DroppedPages dropped = findDroppedPages(file.string() + kLogSuffix);
+    const DroppedPages dropped = findDroppedPages(file);
     auto database = std::make_unique<Database>(file);
     if (database->condition() == Database::Condition::Damaged) {
         const std::string finding = database->finding();

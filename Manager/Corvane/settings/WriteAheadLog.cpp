@@ -20,6 +20,7 @@ constexpr std::uint32_t kBigEndianSums = 1;  // the lowest bit of the magic numb
 constexpr std::uint32_t kSmallestPage = 512;
 constexpr std::uint32_t kLargestPage = 65536;
 constexpr std::uint32_t kUsualPage = 1024;
+constexpr std::size_t kDatabasePageSize = 16;  // where the database's own header has it (section 1.3 there), in two bytes
 
 using Bytes = std::span<const unsigned char>;
 
@@ -62,6 +63,16 @@ bool isPageSize(std::uint32_t size) {
     return std::has_single_bit(size) && size >= kSmallestPage && size <= kLargestPage;
 }
 
+/// The size of the database's pages by its own header, for a log whose header doesn't tell it.
+std::uint32_t pageSizeOf(const std::filesystem::path& database) {
+    std::ifstream file(database, std::ios::binary);
+    std::array<unsigned char, kDatabasePageSize + 2> header{};
+    read(file, header);
+    const std::uint32_t stored = header[kDatabasePageSize] * 256U + header[kDatabasePageSize + 1];
+    const std::uint32_t size = stored == 1 ? kLargestPage : stored;  // which two bytes can't hold
+    return isPageSize(size) ? size : kUsualPage;
+}
+
 /// How many of the frame's two salts are the header's: both, when it was written since the file was last begun anew.
 int saltsOf(Bytes frame, Bytes header) {
     return (wordAt(frame, 8) == wordAt(header, 16) ? 1 : 0) + (wordAt(frame, 12) == wordAt(header, 20) ? 1 : 0);
@@ -69,8 +80,8 @@ int saltsOf(Bytes frame, Bytes header) {
 
 }  // namespace
 
-DroppedPages findDroppedPages(const std::filesystem::path& log) {
-    std::ifstream file(log, std::ios::binary);
+DroppedPages findDroppedPages(const std::filesystem::path& database) {
+    std::ifstream file(database.string() + "-wal", std::ios::binary);
     std::array<unsigned char, kHeaderSize> header{};
     if (!read(file, header)) {
         return {};
@@ -83,7 +94,7 @@ DroppedPages findDroppedPages(const std::filesystem::path& log) {
 
     DroppedPages dropped;
     // A damaged header hides its frames; only their number can be told.
-    std::vector<unsigned char> frame(kFrameHeaderSize + (isPageSize(pageSize) ? pageSize : kUsualPage));
+    std::vector<unsigned char> frame(kFrameHeaderSize + (isPageSize(pageSize) ? pageSize : pageSizeOf(database)));
     const bool headerIsWhole = isWhole;
     while (read(file, frame)) {
         const int salts = saltsOf(frame, header);
