@@ -9,15 +9,25 @@
 namespace platform {
 namespace {
 
-/// Nearly all text is. Eight bytes at a time: a loop over the bytes costs a piped command 250 instructions of 8,200 more.
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+
+std::uint64_t wordAt(const char* bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, kWord);
+    return word;
+}
+
+/// Nearly all text is. Eight bytes at a time, the last ones of a longer text twice: a loop over the bytes costs a piped command
+/// 250 instructions of 8,200 more.
 bool isAscii(std::string_view text) {
-    for (std::uint64_t word = 0; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
-        std::memcpy(&word, text.data(), sizeof word);
-        if ((word & 0x8080808080808080) != 0) {
-            return false;
-        }
+    if (text.size() < kWord) {
+        return std::ranges::all_of(text, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
     }
-    return std::ranges::all_of(text, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+    std::uint64_t seen = wordAt(text.end() - kWord);
+    for (; text.size() > kWord; text.remove_prefix(kWord)) {
+        seen |= wordAt(text.data());
+    }
+    return (seen & 0x8080808080808080) == 0;
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-/// What stands behind an `xpc_object_t`. Only the sources of this folder look inside.
+/// What stands behind an `xpc_object_t`. Only the sources of this folder and the encoder look inside.
 struct xpc_object {
     using Null = std::monostate;
     using Array = std::vector<xpc::Object>;

@@ -1,6 +1,7 @@
 #include "Client/wire/Cbor.h"
 #include "Client/wire/Packet.h"
 #include "Platform/Utf8.h"
+#include "Platform/xpc/Value.h"
 
 namespace ryn::wire {
 namespace {
@@ -29,14 +30,14 @@ public:
         begin(4, Kind::Request);
         head(Major::Unsigned, request.id);
         string(request.command);
-        value(request.argument.get(), 1);
+        value(request.argument, 1);
     }
     void packet(const Reply& reply) {
         begin(reply.object ? 4 : 3, Kind::Reply);
         head(Major::Unsigned, reply.id);
         integer(reply.result);
         if (reply.object) {
-            value(reply.object.get(), 1);
+            value(reply.object, 1);
         }
     }
     void packet(const Events& events) {
@@ -47,7 +48,7 @@ public:
         begin(event.payload ? 3 : 2, Kind::Event);
         string(event.name);
         if (event.payload) {
-            value(event.payload.get(), 1);
+            value(event.payload, 1);
         }
     }
 
@@ -62,8 +63,11 @@ private:
         const auto type = static_cast<std::uint8_t>(static_cast<unsigned>(major) << 5U);
         if (argument <= kLargestInline) {
             buffer_.push_back(static_cast<std::uint8_t>(type | argument));
-            return;
+        } else {
+            longHead(type, argument);
         }
+    }
+    void longHead(std::uint8_t type, std::uint64_t argument) {
         unsigned sizeBits = 0;  // the argument takes 2^sizeBits bytes
         while (sizeBits < 3 && (argument >> (8U << sizeBits)) != 0) {
             ++sizeBits;
@@ -94,45 +98,35 @@ private:
 
     void string(std::string_view content) { bytes(platform::isUtf8(content) ? Major::Text : Major::Bytes, content); }
 
-    void value(xpc_object_t object, unsigned depth) {
+    void value(const xpc::Object& object, unsigned depth) {
         valid_ = valid_ && ++values_ <= kMaxValues;
-        const xpc_type_t type = xpc_get_type(object);
-        if (type == nullptr || type == XPC_TYPE_NULL) {
+        if (!object) {
             buffer_.push_back(kNull);
-        } else if (type == XPC_TYPE_STRING) {
-            string({xpc_string_get_string_ptr(object), xpc_string_get_length(object)});
-        } else if (type == XPC_TYPE_INT64) {
-            integer(xpc_int64_get_value(object));
-        } else if (type == XPC_TYPE_BOOL) {
-            buffer_.push_back(xpc_bool_get_value(object) ? kTrue : kFalse);
-        } else if (depth > kMaxNesting) {
-            valid_ = false;
-        } else if (type == XPC_TYPE_ARRAY) {
-            array(object, depth);
         } else {
-            dictionary(object, depth);
+            std::visit([this, depth](const auto& content) { item(content, depth); }, object.get()->value);
         }
     }
 
-    // Both stop at the first refusal: what is shared many times within itself would otherwise be walked without end.
-    void array(xpc_object_t object, unsigned depth) {
-        const std::size_t count = xpc_array_get_count(object);
-        head(Major::Array, count);
-        for (std::size_t index = 0; index < count && ok(); ++index) {
-            value(xpc_array_get_value(object, index), depth + 1);
+    void item(xpc_object::Null, unsigned) { buffer_.push_back(kNull); }
+    void item(bool boolean, unsigned) { buffer_.push_back(boolean ? kTrue : kFalse); }
+    void item(std::int64_t number, unsigned) { integer(number); }
+    void item(const std::string& content, unsigned) { string(content); }
+    // Containers stop at the first refusal: what is shared many times within itself would otherwise be walked without end.
+    void item(const xpc_object::Array& values, unsigned depth) {
+        valid_ = valid_ && depth <= kMaxNesting;
+        head(Major::Array, values.size());
+        for (auto entry = values.begin(); ok() && entry != values.end(); ++entry) {
+            value(*entry, depth + 1);
         }
     }
-    void dictionary(xpc_object_t object, unsigned depth) {
-        head(Major::Map, xpc_dictionary_get_count(object));
-        xpc_dictionary_apply(object, [this, depth](const char* key, xpc_object_t entry) {
-            const std::string_view name = key;
-            valid_ = valid_ && platform::isUtf8(name);
-            bytes(Major::Text, name);
-            if (ok()) {
-                value(entry, depth + 1);
-            }
-            return ok();
-        });
+    void item(const xpc_object::Dictionary& entries, unsigned depth) {
+        valid_ = valid_ && depth <= kMaxNesting;
+        head(Major::Map, entries.size());
+        for (auto entry = entries.begin(); ok() && entry != entries.end(); ++entry) {
+            valid_ = platform::isUtf8(entry->first);
+            bytes(Major::Text, entry->first);
+            value(entry->second, depth + 1);
+        }
     }
 
     std::vector<std::uint8_t>& buffer_;
