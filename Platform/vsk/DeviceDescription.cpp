@@ -19,6 +19,7 @@ using Json = nlohmann::json;
 
 bool readBuild(const Json& value, DeviceDescription& description) {
     constexpr const char* kBuilds[] = {"internal", "carrier", "vendor", "customer"};  // in the order of Build
+    static_assert(std::size(kBuilds) == static_cast<std::size_t>(Build::Customer) + 1);
     const auto* const build = std::find(std::begin(kBuilds), std::end(kBuilds), value);
     description.build = static_cast<Build>(build - kBuilds);
     return build != std::end(kBuilds);

@@ -46,7 +46,7 @@ def kept(name, shown):
 def hold_sentences(sentences):
     """Each is one of those that the manager may say: N, PATH and '_' stand for numbers, paths and quoted words, * for anything."""
     if "PYTEST_CURRENT_TEST" not in os.environ:
-        return  # damage of every kind makes sentences of its own
+        return  # a torture program may meet any
     fixture = FIXTURES / "sentences.txt"
     for sentence in sorted(set(sentences)):
         for variable, name in (r"(?<!\w)'.*?'(?!\w)", "'_'"), (r"(?<![^ (])/[^\s:;,)]+", "PATH"), (r"\d+", "N"):
@@ -275,7 +275,7 @@ class Manager:
         return self.program.text
 
     def hold_log(self):
-        """But for requests and for whose commands they were."""
+        """Holds the lines of its log, but for those of --trace-requests and of the audit."""
         hold_sentences(re.findall(r"^(?:Corvane: |<\d>)(?!COMMAND=|.* #\d+ [<>] )(?:Refused [^:]*: )?(.*)$", self.program.text, re.M))
 
     def restart(self, number=signal.SIGKILL):

@@ -82,7 +82,8 @@ std::shared_ptr<CommandBase> create(const std::string& name, const std::weak_ptr
     return createNode<Command>(name, parent, manager, queue);
 }
 
-/// Print one line and return what a handler returns then: success on standard output, failure mostly on standard error.
+/// Print one line and return what a handler returns then: success on standard output, failure on standard error
+/// unless `stream` says otherwise.
 bool succeed(output::Parts line);
 bool fail(output::Parts line, output::Stream stream = output::Stream::Error);
 
