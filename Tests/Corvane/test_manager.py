@@ -10,38 +10,24 @@ import stat
 import cbor2
 import pytest
 
-from programs import Manager, kept, kilobytes, self_test, until
+from programs import Manager, expanded, hold_table, kilobytes, until
 
 
-def test_what_cannot_be_served_is_refused_in_a_sentence(manager):
-    diagnostics, run = "BasebandDiagnostics", {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun"}
-    rows = [
-        ("MakeCoffee", {}), ("\x1b[31m", {}), (63 * "x" + "\u00e4", {}),  # the sentence shows 64 bytes, which end within a character
-        ("GetTraceProperty", {}), ("GetTraceProperty", {"TracePropertyName": "Mode"}), ("GetTraceProperty", {"TraceName": 100_000 * "x"}),
-        ("SetTraceProperty", {"TraceName": "DIAG", "TracePropertyName": "Enabled"}),
-        *[("SetBasebandOperatingMode", {"BasebandOperatingMode": mode}) for mode in (8, -1, 1 << 40, "x")],
-        ("ResetBaseband", {"BasebandResetType": "Warm"}), ("BasebandNVData", {"BasebandNVDataAction": "Read"}),
-        ("BasebandSyncFS", {"FSSyncWaitForCompletion": 1}),
-        (diagnostics, {"BasebandDiagnosticsAction": "Walk"}), (diagnostics, run), (diagnostics, self_test() | {"BasebandDiagnosticsOptions": 1}),
-        *[(diagnostics, self_test(**{name: value})) for name, value in [
-            ("TargetTxPower2G", None), ("TargetTxPower3G4G", 331), ("TargetTxPower2G", -501), ("PowerRatioLimitLowList", None),
-            ("PowerRatioLimitHighList", 33 * [0]), ("ForwardPowerLimitHighList", 32 * ["0"]), ("ForwardPowerLimitLowList", 32 * [256])]],
-        ("LogCollection", {"LogCollectionAction": "Enable", "TracePropertyName": "X"}),
-        ("LogCollection", {"LogCollectionAction": "Erase", "TracePropertyName": "NPA"}),
-        ("SimulatePowerNotification", {"PowerNotificationMessage": -1}),
-        *[("SetTEMSProperty", {"TEMSMode": value}) for value in ("SW", [], True, 1, {}, None)],
-        ("GetStatistics", {"ReportingModuleType": 3}), ("ReportingStatistics", {"ReportingModuleType": 1, "ReportingData": {}}),
-        ("ReportingStatistics", {"ReportingModuleType": 0}), ("CollectTraceLogs", {"x": 1}),
-        ("AddTraceFilter", {"TraceFilterName": "Size", "TraceFilterValue": 1}),
-        *[("AddTraceFilter", {"TraceFilterName": name, "TraceFilterValue": value}) for name, value in [
-            ("FreeSpacePercentage", 101), ("FreeSpacePercentage", "1"), ("MaxLogLimit", -1)]],
-        ("RemoveTraceFilter", {"TraceFilterName": ""}),
-    ]
-    client = manager.client()
-    shown = "".join(f"{client.do(command, **argument)}\n" for command, argument in rows)
-    assert shown == kept("refused-commands.txt", shown)
-    figures = client.statistics(1)
-    assert (figures["Refused"], figures["Unknown"], figures["Served"]["GetTracePropertyCommand"]) == (len(rows), 3, 3)
+def test_requests_are_answered_as_the_table_says(manager):
+    """Its lines: a trace's property with a value to set or without one, a command with its keys, or a whole command with anything."""
+    (manager.state / "DMC").mkdir()
+    for name, content in [("broken", "{"), ("number", '{"groups": [1]}'), ("other", '{"groups": [], "more": 1}'),
+                          ("typo", '{"groups": ["NAS", "RCC"]}')]:
+        (manager.state / f"DMC/{name}.json").write_text(content)
+    client = manager.client(events=False)
+
+    def answer(line):
+        name, what, *value = json.loads(line, object_hook=expanded)
+        answered = (client.set(name, what, *value) if value else client.do(name, **what) if isinstance(what, dict) else
+                    client.answer(client.request(name, what)) if name.endswith("Command") else client.get(name, what))
+        return str(answered).replace(str(manager.folder), "FOLDER")
+
+    hold_table("requests.txt", answer)
 
 
 @pytest.mark.options("--fault", "A=0xE020E0FF", "--fault", "B=-7:nodict", "--fault", "C=drop", "--fault", "D=malformed",
@@ -128,26 +114,6 @@ def test_settings_are_typed_ranged_and_kept_over_a_kill(manager):
     client = manager.client()
     for trace, name, by_default, _, _ in rows:
         assert client.get(trace, name) == by_default
-
-
-def test_settings_are_refused_in_a_sentence_that_says_what_would_be_accepted(manager):
-    client = manager.client()
-    (manager.state / "DMC").mkdir()
-    for name, content in [("broken", "{"), ("number", '{"groups": [1]}'), ("other", '{"groups": [], "more": 1}'),
-                          ("typo", '{"groups": ["NAS", "RCC"]}')]:
-        (manager.state / f"DMC/{name}.json").write_text(content)
-    rows = [("DIAG", name, value) for name, values in [
-        ("Enabled", ["yes", "TRUE"]), ("History", ["0", "2049", "12x", "99999999999999999999"]), ("High_Watermark", ["101", ""]),
-        ("Mode", ["5"]), ("Enabled_During_Sleep", ["half"]), ("Stall_Detection_Recovery", ["3"]), ("File", ["Tput"]), ("enabled", ["true"]),
-        ("File_Extra", ["a/b", "..", 255 * "x", "broken", "number", "other", "typo", 256 * "x", "a\x1b", "a\n", "a\x7f", "a\u009b", "\u202ea",
-                        b"a\xff"])] for value in values]
-    rows += [("Elsewhere", "Enabled", "true"), ("", "", ""), ("Mux", "Enabled", "true"), ("EURCoreDump", "Enabled", "true"),
-             ("IPCTrace", "Enabled", "true"), ("KernelPCI", "BufferCount", "65"), ("RYN", "History", "0"), ("TEMS", "Mode", "SW")]
-    shown = "".join(f"{client.set(*row)}\n" for row in rows).replace(str(manager.folder), "FOLDER")
-    assert shown == kept("refused-settings.txt", shown)
-    assert client.get("DIAG", "File_Extra") == "None"
-    for trace in "EURCoreDump", "IPCTrace":
-        assert client.set(trace, "Enabled", client.get(trace, "Enabled")) is None  # it is off, and may be switched off
 
 
 def test_settings_of_unsupported_traces_are_refused(tmp_path):

@@ -9,6 +9,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import textwrap
 import threading
 import time
 
@@ -41,6 +42,13 @@ def kept(name, shown):
     if os.environ.get("RENEW_FIXTURES"):
         (FIXTURES / name).write_text(shown)
     return (FIXTURES / name).read_text()
+
+
+def hold_table(name, answer):
+    """A fixture of questions, a line each, and behind each, indented, what `answer` makes of it."""
+    asked = [line for line in (FIXTURES / name).read_text().splitlines() if line and not line.startswith("  ")]
+    shown = "".join(f"{line}\n" + textwrap.indent(f"{answer(line)}\n", "  ") for line in asked)
+    assert shown == kept(name, shown)
 
 
 def hold_sentences(sentences):
@@ -82,6 +90,13 @@ def self_test(**changed):
     return {"BasebandDiagnosticsAction": "BasebandDiagnosticsActionRun",
             "BasebandDiagnosticsType": "BasebandDiagnosticsTypeRFSelfTest",
             "BasebandDiagnosticsOptions": {"KeyRFSelfTest" + name: value for name, value in given.items()}}
+
+
+def expanded(entry):
+    """An object of JSON that says in short a text or a list repeated, bytes, or the tool's self-test with options of its own."""
+    if "times" in entry:
+        return entry["of"] * entry["times"]
+    return bytes.fromhex(entry["hex"]) if "hex" in entry else self_test(**entry["self-test"]) if "self-test" in entry else entry
 
 
 class Program:
