@@ -87,8 +87,11 @@ def test_members_whose_group_is_one_of_several_may_connect():
 
 def test_places_are_kept_for_root():
     with Host("ulimit -n 100 && exec") as host:  # enough for 36 clients
-        clients = [Client(host.socket) for _ in range(20)]
+        clients = [Client(host.socket) for _ in range(19)]
         assert all(client.is_served() for client in clients)
+        assert host.seen_by(USER, GROUP) == SERVED
+        clients.append(Client(host.socket))
+        assert clients[-1].is_served()
         assert host.seen_by(USER, GROUP) == TURNED_AWAY
         assert host.seen_by(0, 0, connections=16) == SERVED
 

@@ -52,7 +52,10 @@ def test_statistics_tell_what_happened_and_keep_what_was_reported(manager):
     assert client.reset("Hard", "\u009b") is None
     every = client.do("GetStatistics")
     assert every["Boot"]["HardResets"] == every["Clients"]["Connected"] == 1
-    assert every["Clients"]["EventsSent"] == len(client.events)
+    assert every["Clients"]["EventsSent"] == len(client.events) and every["Clients"]["WatchingEvents"] == 1
+    for wanted in False, False, True, True:
+        client.send([3, wanted])
+        assert client.statistics(2)["WatchingEvents"] == wanted
     assert every["Boot"]["LastHardResetReason"] == r"\u009b"
     manager.restart()
     kept = manager.client().do("GetStatistics", ReportingModuleType=0)
@@ -230,7 +233,7 @@ def test_hello(served, hello, spoken):
         about = first[3]
         assert first[:3] == [2, 0, 0] and (about["KeyProtocolVersion"], about["KeyProtocolVersions"]) == (1, [1, 1])
         assert about["KeyCorvaneVersion"] == served[1].do("GetCorvaneInfo")["KeyCorvaneVersion"]
-        assert "GetTraceFiltersCommand" in about["KeyFeatures"] and peer.receive()[:3] == [2, 5, 0]
+        assert "GetTraceFiltersCommand" in about["KeyFeatures"] == sorted(about["KeyFeatures"]) and peer.receive()[:3] == [2, 5, 0]
     else:
         assert peer.answer(0).startswith(f"10D: This manager speaks version 1 of the protocol and the client version {spoken};")
         assert peer.is_closed()
@@ -247,6 +250,8 @@ def test_hello(served, hello, spoken):
     ("more", bytes.fromhex("8203f500"), "sent a malformed packet"),
     ("nested", 40 * b"\x81", "sent a malformed packet"),
     ("large", bytes((1 << 17) + 1), "sent a packet of 131073 bytes"),
+    ("largest", bytes(1 << 17), "sent a malformed packet"),
+    (70 * "n", [2, 1, 0], "sent a packet that is not a client's"),
     ("manager", [2, 1, 0], "sent a packet that is not a client's"),
 ])
 def test_a_hostile_client_loses_its_connection_and_no_other_does(served, name, packet, why):
@@ -256,7 +261,7 @@ def test_a_hostile_client_loses_its_connection_and_no_other_does(served, name, p
     assert peer.is_closed()
     assert other.is_served()
     if why:
-        shown = name or ("another version" if packet[0] == 0 else "")
+        shown = (name or "")[:64] or ("another version" if packet[0] == 0 else "")
         manager.says(f"ended the connection of '{shown}' (process {os.getpid()}, user {os.geteuid()}): it {why}\n")
 
 

@@ -97,6 +97,7 @@ def test_a_recorded_session_is_replayed(manager, tmp_path):
     with Manager("--record", file) as recorded:
         shown = [recorded.tool(line) for line in session]
         answers = ask_side_by_side(recorded)
+    assert re.match(r'{"recording":1,"version":"1.0.0","time":"20[-\dT:.]+Z"}\n{"ms":\d+,', file.read_text()) and file.stat().st_mode & 0o777 == 0o600
     file.write_text(file.read_text() + '{"ms":99999,"client":1,"na')  # a kill may cut the last line
     for pace in (), ("--at-once",):
         with Manager("--backend", "replay", "--recording", file, *pace) as replaying:
@@ -108,8 +109,8 @@ def test_a_recorded_session_is_replayed(manager, tmp_path):
         client = replaying.client(name="ryntool")
         assert client.do("GetCorvaneInfo")["KeyCorvaneVersion"]
         line = next(line for line, text in enumerate(file.read_text().splitlines(), 1) if "SetBasebandOperatingMode" in text)
-        assert client.do("GetBasebandWakeReason") == (
-            "103: 'GetBasebandWakeReasonCommand null' departs from the recording: the next of ryntool is "
+        assert client.do("GetBasebandWakeReason", x=300 * "x") == (
+            f"103: 'GetBasebandWakeReasonCommand {{\"Keyx\":\"{218 * 'x'}' departs from the recording: the next of ryntool is "
             f"'SetBasebandOperatingModeCommand {{\"KeyBasebandOperatingMode\":3,\"KeyTimeout\":10}}' in line {line}.")
         assert isinstance(client.do("GetBasebandTime"), dict)
         replaying.says("ryntool departs from the recording: it leaves out 'SetBasebandOperatingModeCommand")

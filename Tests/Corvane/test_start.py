@@ -117,6 +117,7 @@ def test_damage_is_found_said_and_served(manager):
         (sql("UPDATE setting SET value = '2049' WHERE name = 'DIAG/History'"), "the stored DIAG History is '2049'", "256"),
         (sql("INSERT INTO setting VALUES('filter', 'FreeSpacePercentage', '101')"), "FreeSpacePercentage is '101'", "17"),
         (sql("INSERT INTO setting VALUES('filter', 'MaxLogLimit', 'many')"), "MaxLogLimit is 'many'", "17"),
+        (sql("INSERT INTO setting VALUES('erasure', 'under way', 'preferences')"), "finishing an erasure during which the manager ended", "256"),
     ]:
         database.write_bytes(sound)
         change(database)

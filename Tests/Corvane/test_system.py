@@ -1,16 +1,18 @@
 """The manager as a service of the system: what it tells systemd and the journal, signals, its folders, scarce descriptors."""
+import contextlib
 import itertools
 import os
 import pathlib
 import resource
 import signal
 import socket
+import sqlite3
 import tempfile
 import time
 
 import pytest
 
-from programs import MANAGER, PATIENCE, Manager, Program, run
+from programs import FIXTURES, MANAGER, PATIENCE, Client, Manager, Program, kilobytes, run
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
@@ -52,6 +54,7 @@ def test_the_log_takes_a_line_a_second_of_a_client_and_has_two_files():
         assert client.set("RYN", "History", "1") is None
         for _ in range(400):
             client.do("MakeCoffee", Cup=2000 * "x")
+        manager.says('rig #2 < 0xE020E100 {"KeyErrorCode":-534716160,"KeyErrorString":"There is no command')
         for log, most in ("corvane/manager.log", 1 << 17), ("state/Scratch/Corvane.log", 1 << 19):
             newer, older = ((manager.folder / (log + end)).stat().st_size for end in ("", ".1"))
             assert newer < most + 2200 and most <= older < most + 2200
@@ -70,15 +73,21 @@ def test_a_users_manager_has_its_folders_in_the_users(variable, below):
         assert manager.end() == 0
 
 
-def test_roots_manager_has_its_folders_in_the_systems():
+def test_roots_manager_has_its_folders_in_the_systems(tmp_path):
     own = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"])]
     if run(*own, "true")[0] != 0:
         pytest.skip("this machine permits no mounts of one's own")
-    manager = Program(*own, "sh", "-c", 'for at in /run /var/lib; do mount -t tmpfs tmpfs $at; done; exec "$0"', MANAGER,
-                      CORVANE_SOCKET="", XDG_RUNTIME_DIR="/nonexistent", XDG_STATE_HOME="/nonexistent")
+    with contextlib.closing(sqlite3.connect(tmp_path / "settings.db")) as store:
+        store.executescript((FIXTURES / "settings-1.0.0.sql").read_text() + "INSERT INTO setting VALUES('trace', 'SYSLOG/Enabled', 'true');")
+    script = 'cd "$1"; for at in /run /var/lib /var/log; do mount -t tmpfs tmpfs $at; done; mkdir /var/lib/corvane; cp settings.db /var/lib/corvane; exec "$0"'
+    manager = Program(*own, "sh", "-c", script, MANAGER, tmp_path, CORVANE_SOCKET="", XDG_RUNTIME_DIR="/nonexistent", XDG_STATE_HOME="/nonexistent")
     manager.says("ready\n")
+    refusal = "Trace SYSLOG can't be recorded: there is no journal that the manager's user may read; members of group systemd-journal may read the system's."
+    assert f"Corvane: {refusal}\n" in manager.text
     root = pathlib.Path(f"/proc/{manager.child.pid}/root")
-    assert (root / "run/corvane/manager.sock").is_socket() and (root / "var/lib/corvane/settings.db").exists()
+    assert (root / "run/corvane/manager.sock").is_socket() and (root / "var/lib/corvane/settings.db-wal").exists()
+    client = Client(root / "run/corvane/manager.sock")
+    assert (client.get("SYSLOG", "Enabled"), client.set("SYSLOG", "Enabled", "true")) == ("false", f"10B: {refusal}")
     assert manager.end() == 0
 
 
@@ -122,3 +131,20 @@ def test_a_manager_raises_its_limit_of_descriptors():
     with Manager() as manager:
         resource.setrlimit(resource.RLIMIT_NOFILE, before)
         assert resource.prlimit(manager.program.child.pid, resource.RLIMIT_NOFILE)[0] == 1088
+
+
+@pytest.mark.options("--fault", "GetCorvaneInfoCommand=hang")
+def test_without_memory_the_client_that_takes_most_is_ended(manager):
+    process = manager.program.child.pid
+    if (taken := kilobytes(process, "VmSize")) > 1 << 22:
+        pytest.skip("a sanitizer takes more addresses than there are")
+    others, greedy = [manager.client()], manager.client(name="greedy")
+    greedy.ask("GetCorvaneInfo")
+    assert others[0].is_served()
+    unlimited = resource.prlimit(process, resource.RLIMIT_AS)
+    resource.prlimit(process, resource.RLIMIT_AS, (taken << 10, unlimited[1]))
+    while "ended" not in manager.program.text:
+        others.append(manager.client(events=False))
+    manager.says(f"{os.getpid()}, user {os.geteuid()}): it takes memory that there is not\n")
+    resource.prlimit(process, resource.RLIMIT_AS, unlimited)
+    assert greedy.is_closed() and manager.program.text.index("'greedy'") < manager.program.text.index("user ") and manager.client().is_served()

@@ -59,11 +59,9 @@ void Erasure::finishInterrupted() {
 
 Result<void> Erasure::eraseSettings() {
     SettingsStore::Transaction change(store_);
-    for (const auto& step : {settings_.erase(), filters_.erase(), store_.store(kErasure, kUnderWay, "preferences")}) {
-        if (!step) {
-            return step;
-        }
-    }
+    // A step that fails makes the commit fail, which says why.
+    [[maybe_unused]] const Result<void> steps[] = {settings_.erase(), filters_.erase(),
+                                                   store_.store(kErasure, kUnderWay, "preferences")};
     return change.commit();
 }
 
