@@ -7,8 +7,8 @@ import re
 
 import pytest
 
-from programs import MANAGER, Client, Manager, kept, run, until
-from test_baseband import begin
+from programs import FIXTURES, MANAGER, Client, Manager, kept, run, until
+from test_baseband import begin, sync
 from tshark import is_sound, tshark
 
 EXAMPLES = pathlib.Path(os.environ["SOURCE_FOLDER"]) / "docs/scenarios"
@@ -105,6 +105,8 @@ AFTER_MODE_3 = {"after": "mode 3", "delay": 0.05}
     ("Ready", {"after": "mode 2", "delay": 1}, lambda client: [client.ask_mode(2), client.answer(begin(client))][1],
      ("107: The RF self-test was aborted by a crash", "107: The RF self-test was aborted because the baseband hangs")),
     ("Ready", AFTER_MODE_3, lambda client: [client.set_mode(3), client.collect().name][1], ("log-bb-", "log-bb-")),
+    ("Ready", {"after": "mode 2"}, lambda client: [client.ask_mode(2), client.answer(sync(client))][1],
+     ("107: The sync of the remote filesystem was interrupted by a crash", "107: The sync of the remote filesystem was interrupted because")),
 ])
 def test_what_a_failure_comes_amid_is_answered_truly(scripted, state, step, ask, answer):
     for action, expected in zip(("crash", "hang"), answer):
@@ -193,19 +195,21 @@ def test_service_comes_back_with_the_signal_where_there_is_any(scripted, then, m
 
 def test_a_measurement_a_second_is_recorded(scripted):
     manager, client = scripted({"after": "mode 0", "action": "fade-signal", "dBm": -110})
-    assert client.set_mode(0) is client.set("TEMS", "Mode", "HW") is None
+    manager.does("diag secondary-dmc Tput -- diag enabled true -- baseband state 0 -- trace set TEMS Mode HW")
     file = manager.state / "Scratch/TEMS.scratch/00000001.csv"
-    until(lambda: file.exists() and file.read_text().count("\n") >= 4, "three measurements")
+    until(lambda: file.exists() and file.read_text().count("\n") >= 6, "five measurements")
     header, *lines = file.read_text().splitlines()
     assert header == "UTC time,technology,operator,cell,RSRP dBm,RSRQ dB,SNR dB"
     for line in lines:
         power, quality, noise = map(int, re.fullmatch(r"[0-9TZ:.-]+Z,LTE,001 01,\d+,(-\d+),(-\d+),(\d+)", line).groups())
         deviation = power + 110
         assert (quality, noise) == (-12 + int(deviation / 4), 5 + deviation)
+    messages, = client.collect().glob("DIAG/*.pcapng")
+    assert all(line in str(tshark(messages, "_ws.col.Info")) for line in ("'alive for 5 s'", "'harq 7: transport block of "))
 
 
 def test_a_phone_moves_between_the_cells_of_its_network(scripted):
-    manager, client = scripted()
+    manager, client = scripted(*1000 * [{"at": 31536000, "action": "hang"}])  # as many as there may be
     assert client.set("DIAG", "Enabled", "true") is None
     for mode in 12 * (0, 3):
         assert client.set_mode(mode) is None
@@ -218,19 +222,10 @@ def test_a_phone_moves_between_the_cells_of_its_network(scripted):
 
 def test_a_wrong_file_is_refused_with_the_place(tmp_path):
     file, shown = tmp_path / "scenario.json", ""
-    steps = [
-        "\n5", '\n{"at": 5}', '\n{"at": 5, "action": "hang",\n"seconds": 1}', '\n{"at": 5, "action": "fade-signal"}',
-        '{"at": 5, "action": "hang"},\n{"at": "5", "action": "hang"}', '{"at": 5, "action": "fail-boot",\n"times": 1.5}',
-        '{"at": 5, "action": "fade-signal",\n"dBm": -141}', '{"at": 5, "action": "stall-trace",\n"trace": "RYN", "seconds": 1}',
-        '{"at": 5, "action": "remove"}', '{"action": "hang"}', '{"at": 1,\n"after": "Ready", "action": "hang"}',
-        '{"at": 1,\n"delay": 1, "action": "hang"}', '{"after": "ready", "action": "hang"}', '{"at": 1, "name": "Ready", "action": "hang"}',
-        '{"name": "a",\n"after": "b", "action": "hang"},\n{"name": "b", "after": "a", "action": "hang"}',
-        r'{"at": 1, "action": "crash", "reason": "\u001b[2J"}', ", ".join(1001 * ['{"at": 1, "action": "crash"}'])]
-    for text in ["", '{"steps":\n\n x}', '{"steps": [\n{"at": 1\n"action": "crash"}]}', '{"steps": [], "seed": 1e999}', "[]", '{\n"steps": {}}',
-                 '{"steps": [],\n"sead": 1}', '{"steps": [],\n"seed": -1}', '{"steps": [],\n"seed": 1,\n"seed": 2}',
-                 *[f'{{"steps": [{step}]}}' for step in steps]]:
+    many = '{"steps": [' + ", ".join(1001 * ['{"at": 1, "action": "crash"}']) + "]}"
+    for text in [*(FIXTURES / "wrong-scenarios.txt").read_text().removesuffix("\n").split("\n\n"), many]:
         file.write_text(text)
         status, output, errors = run(MANAGER, "--scenario", file)
         assert (status, output, errors.count("\n")) == (2, "", 1)
-        shown += re.sub("(no JSON: ).*?(;.*)?$", r"\1...", errors.replace(str(file), "FILE"))  # the library's words
+        shown += re.sub(r"(no JSON: \w+ \w+ ).*?(;.*)?$", r"\1...", errors.replace(str(file), "FILE"))  # the library's words
     assert shown == kept("refused-scenarios.txt", shown)

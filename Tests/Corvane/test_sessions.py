@@ -7,7 +7,7 @@ import time
 
 import pytest
 
-from programs import TOOL, Manager, Program, kept, until
+from programs import TOOL, Manager, Program, kept, self_test, until
 from tshark import is_sound, tshark
 
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
@@ -269,24 +269,25 @@ def test_what_passes_between_manager_and_baseband_is_on_disk_until_it_is_switche
 
 def session():
     """What a session with a seed shows and leaves behind, but for times, the serial number and what depends on them."""
+    begin = time.strftime("%FT%T", time.gmtime())
     with Manager("--scenario", FIXTURES / "session.json") as manager:
-        manager.ready()
-        shown = [manager.tool("trace set BasebandIPC Enabled true -- kernelpci enabled true -- power enable npa -- power enable f3 -- "
-                              "baseband reset soft lab -- baseband diagnostics run rftest -- baseband state 2 -- "
-                              "power simulate 0x21 -- power dump npa -- baseband wake -- rfs sync")[1],
-                 manager.does("power simulate 0x10 -- baseband reset hard two -- baseband wake -- baseband state 6 -- baseband state -- "
-                              "baseband state 3 -- diag enabled true -- baseband state 0 -- baseband state 3")]
-        folder = manager.client().collect()
-        for file in sorted(path for path in folder.rglob("*") if path.suffix in (".txt", ".json", ".log")):
+        client = manager.ready()
+        shown = ["{1}{2}{0}\n".format(*manager.tool(line)) for line in (FIXTURES / "session-lines.txt").read_text().splitlines()]
+        client.do("BasebandDiagnostics", **self_test(TargetTxPower3G4G=330, TargetTxPower2G=330, ForwardPowerLimitHighList=32 * [400]))
+        folder = client.collect()
+        for file in sorted(path for path in folder.rglob("*") if path.suffix in (".txt", ".json", ".log", ".csv")):
             shown.append(f"{file.relative_to(folder)}\n{file.read_text()}")
-        for kind, data in tshark(folder / "DIAG/00000001.pcapng", "gsmtap.type", "udp.payload"):
+        for kind, data, when in tshark(folder / "DIAG/00000001.pcapng", "gsmtap.type", "udp.payload", "frame.time_epoch"):
             # Of logs the text behind process and time, of LTE messages all but the frame's number, which is the time too.
             packet = bytes.fromhex(data)
-            is_master = packet[2] == 0x0d and packet[12] == 4
-            shown.append(f"{kind} {packet[32:].replace(bytes(1), b' ').decode()}\n" if packet[2] == 0x10 else
+            is_log, is_master = packet[2] == 0x10, packet[2] == 0x0d and packet[12] == 4
+            assert is_log or int.from_bytes(packet[8:12], "big") == int(when.replace(".", "")[:12]) % 1024
+            shown.append(f"{kind} {packet[32:].replace(bytes(1), b' ').decode()}\n" if is_log else
                          f"{kind} {packet[:8].hex()} {packet[12:16 if is_master else None].hex()}\n")
-    text = re.sub(r"\d{4}-\d\d-\d\dT[\d:.]+Z", "TIME", "".join(shown) + manager.program.text)
-    text = re.sub(r"in /.*/Snapshots/log-bb.*|listening on .*", "PATH", text)
+    end = time.strftime("%FT%T", time.gmtime())
+    text = re.sub(r"(\d{4}-\d\d-\d\dT[\d:]+)\.\d+Z", lambda found: "TIME" if begin <= found[1] <= end else "ANOTHER TIME",
+                  "".join(shown) + manager.program.text)
+    text = re.sub(r"in /.*/Snapshots/log-bb.*|listening on .*|ready after \d+ ms", "PATH", text)
     return re.sub(r'("SerialNumber"|Milliseconds"|BootStateCommand"|"Connected"|"WatchingEvents"|_UID|_PID)(: ?|=)\d+', r"\1\2N", text)
 
 

@@ -1,3 +1,4 @@
+#include "Corvane/baseband/simulated/CoreDump.h"
 #include "Corvane/baseband/simulated/diag/Signalling.h"
 
 #include "Corvane/loop/Loop.h"
@@ -24,13 +25,13 @@ std::string describe(const std::string& packet) {
     return hex;
 }
 
-/// Second by second, with the seed 7.
+/// Second by second, with the seed 8.
 TEST(Signalling, SaysTheSameWithTheSameSeed) {
     const auto loop = std::move(*Loop::make());
     std::string shown;
     DiagPort port([&](const TraceRecord& record) { shown += describe(record.content) + '\n'; });
     constexpr DiagGroups kAll = ~DiagGroups();
-    Signalling signalling(*loop, port, 7);
+    Signalling signalling(*loop, port, 8);
     const auto pass = [&](unsigned seconds) {
         for (unsigned second = 0; second < seconds; ++second) {
             signalling.second();
@@ -47,24 +48,42 @@ TEST(Signalling, SaysTheSameWithTheSameSeed) {
     signalling.fade(-130, 2);
     pass(3);
     signalling.throughput();
-    signalling.fade(-90, 0);
-    pass(1);
+    for (const int rsrpDbm : {-121, -120, -124, -125, -90, -44}) {
+        signalling.fade(rsrpDbm, 0);
+        pass(3);
+    }
     signalling.setServed(false);
     pass(1);
+    signalling.setServed(true);
     signalling.setServed(true);
     signalling.setSimPresent(false);
     signalling.setSimPresent(false);
     pass(1);
+    signalling.setServed(true);
     signalling.setServed(false);
     signalling.setSimPresent(true);
     pass(1);
     signalling.setServed(true);
     signalling.goOffline(false);
+    signalling.goOffline(false);
+    pass(1);
+    signalling.setServed(true);
+    signalling.goOnline();
+    signalling.fade(-130, 0);
     pass(1);
     if (std::getenv("RENEW_FIXTURES") != nullptr) {
         support::writeFile(FIXTURES "/signalling.txt", shown);
     }
     EXPECT_EQ(shown, support::readFile(FIXTURES "/signalling.txt"));
+}
+
+/// What readelf says of it was compared, field by field, with what it is to be.
+TEST(CoreDump, IsAnElfFileOfTheReasonAndTheMemory) {
+    const std::string dump = coreDump(std::string(100, 'r'), "memory");
+    if (std::getenv("RENEW_FIXTURES") != nullptr) {
+        support::writeFile(FIXTURES "/baseband.core", dump);
+    }
+    EXPECT_EQ(dump, support::readFile(FIXTURES "/baseband.core"));
 }
 
 }  // namespace

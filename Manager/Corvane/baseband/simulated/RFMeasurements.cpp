@@ -15,8 +15,7 @@ struct Design {
     std::int64_t spread;
 };
 constexpr Design kForwardDeviation{1, 0, 6};
-constexpr Design kSaturation3G4G{2, 265, 5};
-constexpr Design kSaturation2G{3, 345, 5};
+constexpr Design kSaturation3G4G{2, 265, 5};  // of 2G it is above what may be asked for
 constexpr Design kReturnLoss{4, 150, 25};
 constexpr Design kReceivePathLoss{5, 900, 10};
 constexpr std::int64_t kPortBCableLoss = 3;
@@ -67,8 +66,7 @@ void measure(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Po
              RFSelfTestResult& result) {
     const auto of = [&](const Design& design) { return actual(design, calibrationSeed, port, channel); };
     const bool is2G = channel >= kFirst2GChannel;
-    const std::int64_t target = is2G ? options.targetTxPower2G : options.targetTxPower3G4G;
-    const std::int64_t transmitted = std::min(target, of(is2G ? kSaturation2G : kSaturation3G4G));
+    const std::int64_t transmitted = is2G ? options.targetTxPower2G : std::min(options.targetTxPower3G4G, of(kSaturation3G4G));
 
     PortMeasurements& measured = port == Port::A ? result.portA : result.portB;
     measured.forwardPower[channel] = transmitted + of(kForwardDeviation) - (port == Port::B ? kPortBCableLoss : 0);

@@ -196,7 +196,7 @@ void StateMachine::boot() {
 
 void StateMachine::becomeReady() {
     if (failingBoots_ > 0) {
-        failingBoots_ -= failingBoots_ == kEveryBoot ? 0 : 1;
+        --failingBoots_;
         failToBoot();
         return;
     }

@@ -58,7 +58,7 @@ public:
 
     /// @return false when it is Off, on its way to that, or hanging: nothing happens then.
     bool crash(const std::string& reason);
-    /// The next boots fail. @param times kEveryBoot: all of them.
+    /// The next boots fail. @param times kEveryBoot: more than a manager lives to see.
     void failBoots(unsigned times) { failingBoots_ = times; }
     static constexpr unsigned kEveryBoot = std::numeric_limits<unsigned>::max();
     /// Nothing is answered or happens any more until a hard reset. @return as `crash`

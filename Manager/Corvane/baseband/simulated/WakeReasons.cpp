@@ -88,7 +88,7 @@ WakeReason WakeReasons::last() const {
     const xpc::Object wake = record_.values();
     WakeReason last{numberAt(wake, kChannel).value_or(0), textAt(wake, kReason).value_or(""), textAt(wake, kTime).value_or(""),
                     numberAt(wake, kWakes).value_or(0)};
-    if (const auto slept = numberAt(wake, kSlept).value_or(0); slept != kUnknownSleep) {
+    if (const auto slept = numberAt(wake, kSlept).value_or(kUnknownSleep); slept != kUnknownSleep) {
         last.sleptMilliseconds = slept;
     }
     return last;

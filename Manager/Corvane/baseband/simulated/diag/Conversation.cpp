@@ -78,9 +78,6 @@ void Conversation::begin() {
 }
 
 void Conversation::step() {
-    if (script_.empty()) {
-        return;
-    }
     const Step next = std::exchange(script_.front(), {});
     script_.pop_front();
     if (!script_.empty()) {

@@ -35,12 +35,10 @@ void DiagSource::resetBegins(const ResetRequest& request) {
     } else {
         signalling_.log("BOOT", "power cycle: " + request.reason, gsmtap::Level::Error);
     }
-    signalling_.abandon();
     port_.drain();
 }
 
 void DiagSource::crashed(const std::string& reason) {
-    signalling_.abandon();
     signalling_.log("BOOT", "crash: " + reason, gsmtap::Level::Error);
     port_.drain();
 }

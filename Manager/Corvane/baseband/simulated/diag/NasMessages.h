@@ -21,7 +21,7 @@ std::string attachAccept(const Subscriber& subscriber, const Cell& cell, std::ui
 std::string attachComplete();
 
 /// 24.301 section 9.9.3.9
-enum class Cause : std::uint8_t { IllegalEquipment = 6, NetworkNotAllowed = 11, ServiceOptionNotAuthorized = 35 };
+enum class Cause : std::uint8_t { IllegalEquipment = 6, NetworkNotAllowed = 11 };
 std::string attachReject(Cause cause);
 
 std::string detachRequest(const Subscriber& subscriber, bool isSwitchedOff);

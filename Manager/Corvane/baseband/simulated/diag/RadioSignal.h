@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 
@@ -26,10 +27,10 @@ public:
     }
     bool isFading() const { return fadeSeconds_ > 0; }
 
-    // Within what the baseband can report (3GPP TS 36.133 section 9.1).
-    int rsrpDbm() const { return within(mean_ + deviation_, -140, -44); }
-    int rsrqDb() const { return within(kMeanRsrqDb - loss() / 6 + deviation_ / 4, -19, -3); }
-    int snrDb() const { return within(kMeanSnrDb - loss() / 2 + deviation_, -20, 40); }
+    // The most that the baseband can report (3GPP TS 36.133 section 9.1). It loses the cell before it comes to the least.
+    int rsrpDbm() const { return std::min(mean_ + deviation_, -44); }
+    int rsrqDb() const { return std::min(kMeanRsrqDb - loss() / 6 + deviation_ / 4, -3); }
+    int snrDb() const { return std::min(kMeanSnrDb - loss() / 2 + deviation_, 40); }
     /// Too weak to stay registered.
     bool isLost() const { return mean_ < kWeakestRsrpDbm; }
     /// Strong enough to register.
@@ -42,7 +43,6 @@ private:
     static constexpr int kWeakestRsrpDbm = -124;
     static constexpr int kHysteresisDb = 4;
 
-    static int within(int value, int low, int high) { return value < low ? low : value > high ? high : value; }
     int loss() const { return kMeanRsrpDbm - mean_; }
 
     std::mt19937 random_;

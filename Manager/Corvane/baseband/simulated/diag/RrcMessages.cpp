@@ -113,8 +113,8 @@ std::string connectionRelease(unsigned transaction) {
 
 std::string measurementReport(int rsrpDbm, int rsrqDb) {
     // 36.133 sections 9.1.4 and 9.1.7: steps of 1 dB from -140 dBm and of 0.5 dB from -19.5 dB
-    const auto rsrp = static_cast<unsigned>(std::clamp(rsrpDbm + 141, 0, 97));
-    const auto rsrq = static_cast<unsigned>(std::clamp(2 * rsrqDb + 40, 0, 34));
+    const auto rsrp = static_cast<unsigned>(rsrpDbm + 141);
+    const auto rsrq = static_cast<unsigned>(2 * rsrqDb + 40);
     BitWriter out = message(1);
     firstRelease(out, 3).bits(1, 0).bits(1, 0).bits(1, 0);  // measResults, no neighbours
     return out.bits(5, 0).bits(7, rsrp).bits(6, rsrq).take();

@@ -34,7 +34,7 @@ std::string securityModeComplete(unsigned transaction);
 std::string connectionReconfiguration(unsigned transaction, std::string_view nas);
 std::string connectionReconfigurationComplete(unsigned transaction);
 std::string connectionRelease(unsigned transaction);
-/// @param rsrpDbm from -140 to -43. @param rsrqDb from -19 to -3.
+/// @param rsrpDbm from -140 to -44. @param rsrqDb from -19 to -3.
 std::string measurementReport(int rsrpDbm, int rsrqDb);
 
 }  // namespace corvane::simulated::rrc

@@ -206,10 +206,9 @@ void Signalling::listen() {
                                         fmt::format("RSRP {} dBm, RSRQ {} dB, SNR {} dB", signal_.rsrpDbm(), signal_.rsrqDb(),
                                                     signal_.snrDb())));
     }
-    const bool isAttached = subscriber_.temporaryId != 0;
-    if (isAttached && seconds_ % kMovesEvery == 0) {
+    if (seconds_ % kMovesEvery == 0) {
         updateTrackingArea();
-    } else if (isAttached && seconds_ % kPagedEvery == 0) {
+    } else if (seconds_ % kPagedEvery == 0) {
         requestService();
     } else {
         conversation_.add(RrcChannel::BroadcastBch, rrc::masterInformationBlock(frameNumber(std::chrono::system_clock::now())));

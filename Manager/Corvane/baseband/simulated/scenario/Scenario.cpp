@@ -145,11 +145,11 @@ bool Reader::readStep(const json& step) {
     for (const ScenarioAction& action : scenarioActions()) {
         names.emplace_back(action.name);
     }
-    std::vector<ScenarioKey> keys{{"name", Form::Text, 0, 0, {}, "", false},
+    std::vector<ScenarioKey> keys{{.name = "name", .form = Form::Text, .fallback = "", .mandatory = false},
                                   {"at", Form::Number, 0, kLongestWait, {}, -1.0, false},
-                                  {"after", Form::Text, 0, 0, {}, "", false},
+                                  {.name = "after", .form = Form::Text, .fallback = "", .mandatory = false},
                                   {"delay", Form::Number, 0, kLongestWait, {}, -1.0, false},
-                                  {"action", Form::Choice, 0, 0, names}};
+                                  {.name = "action", .form = Form::Choice, .choices = names}};
     ScenarioStep read;
     const auto action = std::ranges::find_if(
         scenarioActions(), [&](const ScenarioAction& row) { return step.contains("action") && step.at("action") == row.name; });

@@ -71,7 +71,7 @@ bool failSelfTest(const Stage& stage, const Values& values) {
 const std::vector<ScenarioAction>& table() {
     static const std::vector<ScenarioAction> kActions = {
         {"crash",
-         {{"reason", Form::Text, 0, 0, {}, "assertion failed", false}},
+         {{.name = "reason", .form = Form::Text, .fallback = "assertion failed", .mandatory = false}},
          [](const Stage& stage, const Values& values) { return stage.stateMachine.crash(textOf(values, "reason")); }},
         {"fail-boot",
          {kTimes},
@@ -103,9 +103,10 @@ const std::vector<ScenarioAction>& table() {
              return true;
          }},
         {"jump-time", {{"seconds", Form::Number, -1e9, 1e9}}, jumpTime},
-        {"fail-self-test", {{"port", Form::Choice, 0, 0, {"A", "B"}}, kTimes}, failSelfTest},
+        {"fail-self-test", {{.name = "port", .form = Form::Choice, .choices = {"A", "B"}}, kTimes}, failSelfTest},
         {"stall-trace",
-         {{"trace", Form::Choice, 0, 0, {"DIAG", "BasebandIPC", "KernelPCI", "TEMS"}}, {"seconds", Form::Number, 0.001, kDay}},
+         {{.name = "trace", .form = Form::Choice, .choices = {"DIAG", "BasebandIPC", "KernelPCI", "TEMS"}},
+          {"seconds", Form::Number, 0.001, kDay}},
          [](const Stage& stage, const Values& values) {
              stage.stalledTraces.stall(traceOf(values), secondsOf(values));
              return true;

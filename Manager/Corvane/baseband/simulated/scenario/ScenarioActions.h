@@ -33,8 +33,8 @@ struct ScenarioKey {
     };
     const char* name;
     Form form;
-    double lowest = 0;
-    double highest = 0;
+    double lowest{};
+    double highest{};
     std::vector<std::string> choices = {};
     ScenarioValues::mapped_type fallback = {};
     bool mandatory = true;
