@@ -8,7 +8,7 @@ import sqlite3
 
 import pytest
 
-from programs import self_test, until
+from programs import Client, self_test, until
 
 
 def notify(client, message):
@@ -78,12 +78,13 @@ def test_commands_wait_for_a_boot_in_their_order(manager):
     assert client.events == ["Resetting", "Booting", 1, "Ready", 3, 4, "Resetting", "Booting", 1, "Ready", 2, 5, "Off"]
 
 
-def test_one_reset_goes_on_at_a_time(manager):
+@pytest.mark.parametrize("begin_one", [Client.ask_reset, lambda client: client.ask_mode(5)])
+def test_one_reset_goes_on_at_a_time(manager, begin_one):
     client = manager.ready()
 
     def is_refused():
         """Unless the machine was so busy that the first one had ended."""
-        numbers = client.ask_reset(), client.ask_reset("Hard")
+        numbers = begin_one(client), client.ask_reset("Hard")
         first, second = map(client.answer, numbers)
         assert first is None
         return second and second.startswith("104: ")
@@ -213,6 +214,9 @@ def test_a_reset_ends_a_sync(manager):
     until(is_cut_short, "a sync that a reset ends")
     assert client.do("BasebandSyncFS", FSSyncWaitForCompletion=False) is client.answer(sync(client)) is None
     assert last()
+    begin_shutdown = sync(client), client.set_mode(5)
+    assert str(client.answer(begin_shutdown[0])).startswith(("107: ", "None"))
+    assert client.reset() is None
     waiting = sync(client)
     manager.stop()
     assert str(client.answer(waiting)).startswith(("107: ", "None"))  # None where the machine was so busy
@@ -313,14 +317,14 @@ def test_a_self_test_measures_and_judges_by_its_limits(manager):
 
 
 @pytest.mark.parametrize("limit, value, error", [
-    ("ForwardPowerLimitLow", 210, "forward power"),
-    ("ForwardPowerLimitHigh", 180, "at port A is outside 0 to 180, and 63 more."),
-    ("PowerRatioLimitLow", 176, "at port A is outside 176 to 255, and 63 more."),
-    ("PowerRatioLimitHigh", 124, "power ratio"),
+    ("ForwardPowerLimitLow", 32 * [210], "forward power"),
+    ("ForwardPowerLimitHigh", 32 * [180], "at port A is outside 0 to 180, and 63 more."),
+    ("PowerRatioLimitLow", [176] + 31 * [0], "on channel 0 at port A is outside 176 to 255, and 1 more."),
+    ("PowerRatioLimitHigh", 32 * [124], "power ratio"),
 ])
 def test_a_self_test_says_what_is_outside_its_limits(manager, limit, value, error):
     client = manager.ready()
-    _, result, (code, reply) = told(client, begin(client, **{limit + "List": 32 * [value]}))
+    _, result, (code, reply) = told(client, begin(client, **{limit + "List": value}))
     assert code == 0 and error in str(reply)  # the command has done what it was asked for
     assert reply["KeyBasebandDiagnosticsErrorCode"] == (1 if limit.startswith("PowerRatio") else 2)
     assert (result["ForwardPowerStatus"] == "Passed", result["PowerRatioStatus"] == "Passed") == (

@@ -11,8 +11,8 @@ class NoBaseband final : public Baseband {
 public:
     void start(BasebandListener&) override {}
     void stop() override {}
-    void getBootState(Completion<BootStatus> completion) override { completion(cannot()); }
-    void getOperatingMode(Completion<OperatingMode> completion) override { completion(cannot()); }
+    void getBootState(Completion<BootStatus> completion) override { completion(cannot("tell its state")); }
+    void getOperatingMode(Completion<OperatingMode> completion) override { completion(cannot("tell its operating mode")); }
 };
 
 /// Makes a backend that has an option of its own.

@@ -100,8 +100,8 @@ public:
 
     // A completion is taken by value because the backends keep it until they have the answer.
     // NOLINTBEGIN(performance-unnecessary-value-param)
-    virtual void getVersion(Completion<BasebandVersion> completion) { completion(cannot()); }
-    virtual void getTime(Completion<BasebandTime> completion) { completion(cannot()); }
+    virtual void getVersion(Completion<BasebandVersion> completion) { completion(cannot("tell its version")); }
+    virtual void getTime(Completion<BasebandTime> completion) { completion(cannot("tell the time")); }
     virtual void getWakeReason(Completion<WakeReason> completion) {
         completion(cannot("tell what woke the application processor"));
     }
@@ -109,12 +109,12 @@ public:
     /// Completes when the mode is reached; a mode that resets, when the baseband is ready again.
     /// @param timeout 0 or less: as long as it takes. When it passes first the answer is TimedOut, and what was begun goes on.
     virtual void setOperatingMode(OperatingMode, std::chrono::seconds /*timeout*/, Completion<void> completion) {
-        completion(cannot());
+        completion(cannot("change its operating mode"));
     }
     /// Completes when the baseband is ready again. Whether resets are blocked is the caller's to check.
-    virtual void reset(const ResetRequest&, Completion<void> completion) { completion(cannot()); }
+    virtual void reset(const ResetRequest&, Completion<void> completion) { completion(cannot("be reset")); }
     /// Puts the non-volatile data back to the factory's.
-    virtual void eraseNVData(Completion<void> completion) { completion(cannot()); }
+    virtual void eraseNVData(Completion<void> completion) { completion(cannot("erase its non-volatile data")); }
     /// Writes the remote filesystem out; completes before it is written unless `waitForCompletion`.
     virtual void syncFileSystem(bool /*waitForCompletion*/, Completion<void> completion) {
         completion(cannot("sync a remote filesystem"));
@@ -143,16 +143,16 @@ public:
     /// Tells the listener the messages that the baseband still holds, those of a procedure under way among them.
     virtual void drainDiag() {}
     /// Begins or ceases to tell the listener the records of another trace.
-    virtual void switchTrace(ryn::trace::Type, bool /*on*/, Completion<void> completion) { completion(cannot()); }
+    virtual void switchTrace(ryn::trace::Type, bool /*on*/, Completion<void> completion) {
+        completion(cannot("record this trace"));
+    }
     /// A dictionary of the backend's own figures: boots, resets, modes, ...
     virtual void getStatistics(Completion<xpc::Object> completion) { completion(dictionary({})); }
     virtual void collectSnapshot(Completion<SnapshotFiles> completion) { completion(SnapshotFiles()); }
     // NOLINTEND(performance-unnecessary-value-param)
 
 protected:
-    static Refusal cannot(const std::string& what = "do that") {
-        return Refusal::notSupported("This baseband can't " + what + ".");
-    }
+    static Refusal cannot(const std::string& what) { return Refusal::notSupported("This baseband can't " + what + "."); }
 };
 
 }  // namespace corvane

@@ -33,8 +33,8 @@ struct ScenarioKey {
     };
     const char* name;
     Form form;
-    double lowest{};
-    double highest{};
+    double lowest = 0;
+    double highest = 0;
     std::vector<std::string> choices = {};
     ScenarioValues::mapped_type fallback = {};
     bool mandatory = true;
