@@ -57,17 +57,15 @@ std::string keyText(const xpc::Object& key) {
     return key.is(XPC_TYPE_STRING) ? xpc_string_get_string_ptr(key.get()) : xpc::to_string(key);
 }
 
-xpc::Object readDictionary(sd_bus_message* message) {
-    xpc::Object entries = dictionary({});
-    while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, nullptr) > 0) {
-        const xpc::Object key = readValue(message);
-        const xpc::Object value = readValue(message);
-        if (!key || !value || sd_bus_message_exit_container(message) < 0) {
-            return {};
-        }
-        xpc::set(entries, keyText(key).c_str(), value);
+/// @param entries each an array of the key and the value.
+xpc::Object toDictionary(const xpc::Object& entries) {
+    xpc::Object values = dictionary({});
+    for (std::size_t i = 0; i < xpc_array_get_count(entries.get()); ++i) {
+        const xpc_object_t entry = xpc_array_get_value(entries.get(), i);
+        const auto key = xpc::Object::share(xpc_array_get_value(entry, 0));
+        xpc_dictionary_set_value(values.get(), keyText(key).c_str(), xpc_array_get_value(entry, 1));
     }
-    return entries;
+    return values;
 }
 
 xpc::Object readContainer(sd_bus_message* message, char type, const char* contents) {
@@ -75,10 +73,11 @@ xpc::Object readContainer(sd_bus_message* message, char type, const char* conten
         return {};
     }
     const bool isDictionary = type == SD_BUS_TYPE_ARRAY && contents[0] == SD_BUS_TYPE_DICT_ENTRY_BEGIN;
-    const xpc::Object values = type == SD_BUS_TYPE_VARIANT ? readValue(message)
-                               : isDictionary              ? readDictionary(message)
-                                                           : readRest(message);
-    return sd_bus_message_exit_container(message) < 0 ? xpc::Object() : values;
+    const xpc::Object values = type == SD_BUS_TYPE_VARIANT ? readValue(message) : readRest(message);
+    if (sd_bus_message_exit_container(message) < 0) {  // what can't be read still stands before its end
+        return {};
+    }
+    return isDictionary ? toDictionary(values) : values;
 }
 
 xpc::Object readValue(sd_bus_message* message) {

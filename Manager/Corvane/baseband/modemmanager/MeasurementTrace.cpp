@@ -64,7 +64,7 @@ Result<void> MeasurementTrace::check() const {
 
 void MeasurementTrace::begin(Completion<void> done) {
     signal_.measureEverySecond(true, [this, done = std::move(done)](const Result<void>& measured) {
-        if (measured && !second_.isSet()) {
+        if (measured) {
             second_.set(1s, [this] { everySecond(); });
         }
         done(measured);

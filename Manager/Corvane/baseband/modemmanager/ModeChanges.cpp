@@ -73,18 +73,16 @@ void ModeChanges::add(OperatingMode mode, std::chrono::seconds timeout, Completi
     changes_.push_back({follower_.identity(), mode, std::move(completion), timeout, std::make_unique<Timer>(loop_)});
     Change& added = changes_.back();
     added.timer->set(timeout, [this, &added] { expire(&added); });
-    const bool isInTheWay = changes_.size() > 1 && !changes_.front().completion;
-    if (isInTheWay) {
-        end({});
-    } else {
+    if (changes_.front().completion) {
         beginNext();
+    } else {
+        end({});
     }
 }
 
 void ModeChanges::beginNext() {
     while (!changes_.empty() && !changes_.front().begun) {
         changes_.front().begun = true;
-        ++number_;
         if (auto refusal = refuse()) {
             end(std::move(*refusal));
         } else {

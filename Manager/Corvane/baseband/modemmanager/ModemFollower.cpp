@@ -40,12 +40,9 @@ ModemFollower::ModemFollower(Loop& loop, std::string name, OnChange onChange, Lo
       bus_(loop, kMatches, *this) {}
 
 void ModemFollower::stop() {
-    ++generation_;
-    reload_.cancel();
-    ping_.cancel();
-    bus_.stop();
     forget();
     modem_ = nullptr;
+    bus_.stop();
 }
 
 Refusal ModemFollower::absence() const {
@@ -96,9 +93,6 @@ void ModemFollower::busLost(const std::string& why) {
         complained_ = true;
         log_("The system bus can't be reached (" + why + "); it is tried again.");
     }
-    busAnswers_ = false;
-    ++generation_;
-    reload_.cancel();
     forget();
     update();
 }
@@ -127,13 +121,11 @@ void ModemFollower::busSignal(const BusSignal& signal) {
 }
 
 void ModemFollower::ownerChanged(const BusSignal& signal) {
-    ++generation_;
     forget();
     const bool owned = !textArgument(signal, 2).empty();
     if (owned) {
         load();
     } else {
-        reload_.cancel();
         log_("ModemManager has left the bus.");
     }
 }
@@ -204,6 +196,8 @@ void ModemFollower::loaded(const BusReply& reply) {
 }
 
 void ModemFollower::forget() {
+    ++generation_;
+    reload_.cancel();
     managerRuns_ = false;
     left_ = false;
     silent_ = false;

@@ -34,7 +34,6 @@ ModemManagerBaseband::ModemManagerBaseband(Loop& loop, SettingsStore& store, std
 
 void ModemManagerBaseband::start(BasebandListener& listener) {
     listener_ = &listener;
-    announcedBootStatus_ = bootStatus();
     follower_.setOnEnding([this] { stopTraces(); });
     measurements_.start();
     messageLog_.start();

@@ -59,7 +59,6 @@ std::string Modem::describe() const {
 }
 
 void ModemObjects::load(const xpc::Object& objects) {
-    clear();
     xpc_dictionary_apply(objects.get(), [this](const char* path, xpc_object_t interfaces) {
         add(path, xpc::Object::share(interfaces));
         return true;

@@ -47,7 +47,7 @@ struct Modem {
 /// Mirrors the objects that ModemManager's ObjectManager shows, by their paths.
 class ModemObjects {
 public:
-    /// Takes what GetManagedObjects returned (a dictionary of paths) in place of what was there.
+    /// What GetManagedObjects returned: a dictionary of paths.
     void load(const xpc::Object& objects);
     void clear() { modems_.clear(); }
     /// What InterfacesAdded carries: a dictionary of interfaces.

@@ -33,7 +33,6 @@ void ModemReset::begin(std::string action, Completion<void> ended) {
     modem_ = follower_.identity();
     mayInitialize_ = follower_.modem()->state() > MM_MODEM_STATE_LOCKED;
     phase_ = Phase::Asked;
-    ++number_;
     limit_.set(kWholeLimit, [this] { end(late()); });
 }
 
@@ -58,7 +57,7 @@ void ModemReset::eraseData(Completion<void> ended) {
             return;
         }
         replied(reply);
-        if (phase_ == Phase::Accepted && underWay()) {
+        if (phase_ == Phase::Accepted) {
             leave_.set(kLeaveLimit, [this] { askReset(); });
         }
     };
@@ -67,7 +66,7 @@ void ModemReset::eraseData(Completion<void> ended) {
 
 void ModemReset::replied(const BusReply& reply) {
     const bool wasAsked = !reply.error || !foundNoModem(*reply.error);
-    if (!underWay() || (phase_ == Phase::Left && wasAsked)) {
+    if (phase_ == Phase::Left && wasAsked) {
         return;
     }
     if (!reply.error) {
@@ -110,17 +109,13 @@ void ModemReset::modemChanged() {
     }
 }
 
+/// ModemManager has answered by now.
 Refusal ModemReset::late() const {
+    static_assert(kResetLimit < kWholeLimit && kFactoryResetLimit < kWholeLimit);
     const auto waited = kWholeLimit.count();
-    switch (phase_) {
-        case Phase::Asked:
-            return Refusal::timedOut(
-                fmt::format("ModemManager doesn't say whether the modem could {}: no answer within {} s.", action_, waited));
-        case Phase::Accepted:
-            return Refusal::timedOut(
-                fmt::format("ModemManager accepted to make the modem {}, but it hasn't restarted within {} s.", action_, waited));
-        case Phase::Left:
-            break;
+    if (phase_ != Phase::Left) {
+        return Refusal::timedOut(
+            fmt::format("ModemManager accepted to make the modem {}, but it hasn't restarted within {} s.", action_, waited));
     }
     return Refusal::timedOut(fmt::format(
         "The modem has left to {} but isn't back within {} s; \"baseband state watch\" shows when it is.", action_, waited));

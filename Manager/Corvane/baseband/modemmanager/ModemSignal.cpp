@@ -111,7 +111,6 @@ void ModemSignal::stop() {
 }
 
 void ModemSignal::finish() {
-    wait_.cancel();
     for (const auto& then : std::exchange(waiting_, {})) {
         then();
     }
