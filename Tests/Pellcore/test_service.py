@@ -1,9 +1,10 @@
 """The cellular service as a process, with managers that answer as told."""
+import re
 import signal
 
 import pytest
 
-from programs import SERVICE, Program, ScriptedManager, run
+from programs import SERVICE, Program, ScriptedManager, kept, run
 
 ASK = "GetBasebandBootStateCommand", None
 BRING_ONLINE = "SetBasebandOperatingModeCommand", {"KeyBasebandOperatingMode": 0}
@@ -20,11 +21,11 @@ def service(tmp_path):
 
 
 def test_it_brings_the_baseband_online_whenever_that_gets_ready(service, tmp_path):
-    service.says(f"There is no manager socket {tmp_path}/s; is Corvane running?")
+    service.says("is Corvane running?\n")
     manager = ScriptedManager(tmp_path / "s", (0, state("Booting")))
     service.says("boot state is Booting")
     manager.broadcast(BOOT, state("Ready"))
-    manager.got(BRING_ONLINE[0])
+    service.says("Pellcore: brought the baseband online\n")
     # What somebody does with the mode then is left alone; so is a state that was known.
     for name, payload in [(MODE, {"KeyBasebandOperatingMode": 1}), (BOOT, state("Ready")), (BOOT, state("Resetting")),
                           (BOOT, state("Ready"))]:
@@ -45,24 +46,35 @@ def test_it_leaves_a_mode_alone_that_somebody_has_asked_for(service, tmp_path):
 
 
 def test_it_says_why_the_baseband_stays_offline(service, tmp_path):
-    manager = ScriptedManager(tmp_path / "s", (0, state("Ready")), (-534716160, {"KeyErrorString": "not\nnow"}), (7,))
-    service.says("can't bring the baseband online: not?now\n")
-    manager.broadcast(BOOT, state("Resetting"))
-    manager.broadcast(BOOT, state("Ready"))
-    service.says("can't bring the baseband online: the manager refused and did not say why\n")
+    service.says("is Corvane running?\n")
+    refused, unexplained = (-534716160, {"KeyErrorString": "not\nnow"}), (7,)
+    manager = ScriptedManager(tmp_path / "s", unexplained, unexplained, (0,), (0, state("Ready")), refused, refused, unexplained)
+    for count in 1, 2, 3:
+        manager.got(ASK[0], count)
+        manager.drop_all()
+    for why, count in ("not?now", 1), ("not?now", 2), ("the manager refused and did not say why", 1):
+        service.says(f"can't bring the baseband online: {why}\n", count)
+        manager.broadcast(BOOT, state("Resetting"))
+        manager.broadcast(BOOT, state("Ready"))
+    service.says("brought the baseband online\n")
+    shown = service.text.replace(str(tmp_path), "")
+    assert shown == kept("pellcore.txt", shown)
 
 
-def test_it_is_announced_until_a_signal_ends_it(service, tmp_path):
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_it_is_announced_until_a_signal_ends_it(service, tmp_path, number):
     service.says("is Corvane running?")
     announcement = tmp_path / "corvane/Pellcore.pid"
     assert announcement.read_text() == f"{service.child.pid}\n"
     with open(f"/proc/{service.child.pid}/comm") as name:
         assert name.read() == "Pellcore\n"
-    assert service.end(signal.SIGTERM) == 0
-    assert "Pellcore: ended by Terminated\n" in service.text and not announcement.exists()
+    assert service.end(number) == 0
+    assert service.text.endswith(f"\nPellcore: ended by {signal.strsignal(number)}\n") and not announcement.exists()
 
 
 def test_its_options_are_few():
-    assert run(SERVICE, "--help")[1].startswith("Usage: Pellcore")
-    assert run(SERVICE, "--version")[1].startswith("Pellcore 1.")
-    assert run(SERVICE, "--help", "x") == (2, "", "Pellcore: unexpected 'x'; it takes --help, --version or nothing\n")
+    for word, shown in ("--help", r"Usage: Pellcore [^\0]*"), ("--version", r"Pellcore [\d.]+\n"):
+        status, output, errors = run(SERVICE, word)
+        assert (status, errors) == (0, "") and re.fullmatch(shown, output)
+    for words in ["--help", "x"], ["x"]:
+        assert run(SERVICE, *words) == (2, "", "Pellcore: unexpected 'x'; it takes --help, --version or nothing\n")

@@ -48,7 +48,7 @@ class Polkit(dbus.service.Object):
 
 
 class ModemManager(dbus.service.Object):
-    failure = None  # of a reset: the name and the sentence of an error
+    failure = None  # of a reset: the name and the sentence of an error, when it is answered
     leaves = True  # its modem, when it is reset
     technology = measuring = "Lte"  # of what is measured from the next request on, and now
     parts = {SIGNAL: {"Rate": dbus.UInt32(0), "Lte": dbus.Dictionary({}, "sv")},
@@ -84,6 +84,10 @@ class ModemManager(dbus.service.Object):
             raise dbus.DBusException("Not yet", name=SERVICE + ".Error.Core.Retry")
         return {self.modem.path: self.interfaces()}
 
+    @dbus.service.method(SERVICE, "s")
+    def SetLogging(self, level):
+        self.asked.append("SetLogging " + level)
+
     @dbus.service.method(PROPERTIES, "ss", "v")
     def Get(self, interface, name):
         return "1.24.0"
@@ -101,7 +105,7 @@ class Modem(dbus.service.Object):
     def __init__(self, manager, index):
         self.manager, self.index, self.path = manager, index, f"{ROOT}/Modem/{index}"
         self.properties = {"State": dbus.Int32(8), "PowerState": dbus.UInt32(3), "Device": "/fake", "Model": "Fake",
-                           "EquipmentIdentifier": "490154203237518", "UnlockRetries": {dbus.UInt32(2): dbus.UInt32(3)},
+                           "EquipmentIdentifier": "490154203237518", "UnlockRetries": {dbus.UInt32(10): dbus.UInt32(3)},
                            "AccessTechnologies": dbus.UInt32(1 << 14 | 1 << 5), "CurrentBands": dbus.Array([71, 9999], "u"),
                            "SignalQuality": dbus.Struct((dbus.UInt32(57), True), signature="ub"), "Sim": ROOT + "/SIM/0",
                            "Bearers": dbus.Array([ROOT + "/Bearer/0"], "o"),
@@ -111,13 +115,15 @@ class Modem(dbus.service.Object):
         super().__init__(manager.connection, self.path)
 
     def answer(self, done, fail, method, *arguments):
+        def finish():
+            name, sentence = self.manager.failure if self.manager.failure and method == "Reset" else (None, None)
+            fail(dbus.DBusException(sentence, name=name)) if name else done()
+
         self.manager.asked.append(" ".join([method, *map(str, arguments)]))
         if method in self.manager.unanswered:
-            self.manager.unanswered[method] = done
-        elif self.manager.failure and method == "Reset":
-            fail(dbus.DBusException(self.manager.failure[1], name=self.manager.failure[0]))
+            self.manager.unanswered[method] = finish
         else:
-            done()
+            finish()
 
     @dbus.service.method(MODEM, "b", async_callbacks=("done", "fail"))
     def Enable(self, on, done, fail):
@@ -142,9 +148,18 @@ class Modem(dbus.service.Object):
     def Setup(self, rate, done, fail):
         measured = {"rsrp": -101.0, "rsrq": -11.5, "snr": 12.4} if rate else {}
         before, self.manager.measuring = self.manager.measuring, self.manager.technology
-        self.PropertiesChanged(SIGNAL, {"Rate": rate, before: dbus.Dictionary({}, "sv"),
-                                        self.manager.technology: dbus.Dictionary(measured, "sv")}, [])
+        self.PropertiesChanged(SIGNAL, {"Rate": rate, self.manager.technology: dbus.Dictionary(measured, "sv")},
+                               {before} - {self.manager.technology})
         self.answer(done, fail, "Setup", rate)
+
+    @dbus.service.method(MODEM + ".Location", "", "a{uv}")
+    def GetLocation(self):
+        self.manager.asked.append("GetLocation")
+        return {}
+
+    @dbus.service.signal(MODEM, "iiu")
+    def StateChanged(self, before, now, reason):
+        pass
 
     @dbus.service.signal(PROPERTIES, "sa{sv}as")
     def PropertiesChanged(self, interface, changed, forgotten):
