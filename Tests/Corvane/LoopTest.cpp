@@ -122,5 +122,23 @@ TEST_F(LoopTest, GivesUpWhatFindsNoMemoryAndIsRelievedAfterTheTurn) {
     EXPECT_EQ(relieved, 2);
 }
 
+TEST_F(LoopTest, LeavesMuchThatWaitsForLaterOnceATurnIsLong) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const platform::FileDescriptor reader(ends[0]), writer(ends[1]);
+    const std::string much(65536, 'x');
+    ASSERT_EQ(write(writer.get(), much.data(), much.size()), 65536);
+    const Busy busy(*loop, 3ms), urgent(*loop, 0us, Watch::Order::Ahead);
+    int served = 0;
+    const Watch watch(*loop, reader.get(), Watch::Order::Fair, [&served] { ++served; });
+    loop->turn();
+    EXPECT_EQ(busy.served, 1);
+    EXPECT_EQ(served, 0);
+    for (int turn = 0; turn < 100 && served == 0; ++turn) {
+        loop->turn();
+    }
+    EXPECT_EQ(served, 1);
+}
+
 }  // namespace
 }  // namespace corvane

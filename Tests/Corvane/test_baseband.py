@@ -249,9 +249,11 @@ def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
     resource.prlimit(process, resource.RLIMIT_FSIZE, (0, unlimited[1]))  # as on a full disk: no file may grow
     for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "DumpLog"),
                    notify(client, 0x21), client.answer(client.ask_erase()), client.answer(sync(client)),
-                   client.set("RYN", "History", "7"), client.set("RYN", "Enabled", "false"), client.collect()):
+                   client.set("RYN", "History", "7"), client.set("RYN", "Enabled", "false"), client.set("KernelPCI", "Enabled", "true"),
+                   client.collect()):
         assert re.match(r"109: The (change could not be written to disk \(.*\); nothing has changed|preferences|trace logs could)", answer)
-    assert (client.get("RYN", "History"), client.get("RYN", "Enabled")) == ("5", "true")
+    manager.says("KernelPCI Enabled is now false\n")  # it was switched on before it was stored
+    assert (client.get("RYN", "History"), client.get("RYN", "Enabled"), client.get("KernelPCI", "Enabled")) == ("5", "true", "false")
     assert not list(manager.state.glob("Snapshots/*"))
     resource.prlimit(process, resource.RLIMIT_FSIZE, unlimited)
     client.events = []

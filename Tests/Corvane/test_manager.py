@@ -14,15 +14,15 @@ from programs import Manager, expanded, hold_table, kilobytes, until
 
 
 def test_requests_are_answered_as_the_table_says(manager):
-    """Its lines: a trace's property with a value to set or without one, a command with its keys, or a whole command with anything."""
+    """Its lines: a trace's property with a value to set or without one, a command with its keys, or a whole command with anything; and
+    a file in the folder of DMC files."""
     (manager.state / "DMC").mkdir()
-    for name, content in [("broken", "{"), ("number", '{"groups": [1]}'), ("other", '{"groups": [], "more": 1}'),
-                          ("typo", '{"groups": ["NAS", "RCC"]}')]:
-        (manager.state / f"DMC/{name}.json").write_text(content)
     client = manager.client(events=False)
 
     def answer(line):
         name, what, *value = json.loads(line, object_hook=expanded)
+        if name == "DMC":
+            return (manager.state / "DMC" / what).write_text(*value)
         answered = (client.set(name, what, *value) if value else client.do(name, **what) if isinstance(what, dict) else
                     client.answer(client.request(name, what)) if name.endswith("Command") else client.get(name, what))
         return str(answered).replace(str(manager.folder), "FOLDER")
@@ -113,10 +113,10 @@ def test_settings_are_typed_ranged_and_kept_over_a_kill(manager):
     assert client.answer(client.ask_erase()) is None
     assert client.set("DIAG", "Low_Watermark", "7") is None
     assert "DIAG Low_Watermark is now 7" in (manager.state / "Scratch/Corvane.log").read_text(), "the log is on again"
-    manager.restart()
-    client = manager.client()
-    for trace, name, by_default, _, _ in rows:
-        assert client.get(trace, name) == by_default
+    for _ in range(2):
+        assert [client.get(trace, name) for trace, name, *_ in rows] == [by_default for _, _, by_default, _, _ in rows]
+        manager.restart()
+        client = manager.client()
 
 
 def test_settings_of_unsupported_traces_are_refused(tmp_path):
@@ -137,7 +137,7 @@ def add(client, name, value):
 def test_trace_logs_are_a_folder_that_a_person_can_read(manager):
     client = manager.client()
     folder = client.collect("[tool] \x1bwhy")
-    assert folder.parent == manager.state / "Snapshots"
+    assert folder.parent == manager.state / "Snapshots" and {stat.S_IMODE(path.stat().st_mode) for path in (folder, folder.parent, manager.state)} == {0o750}
     assert re.fullmatch(r"log-bb-\d{4}-\d\d-\d\dT\d\d-\d\d-\d\dZ-1", folder.name)
     manager.says(f"collected trace logs in {folder}")
     assert json.loads((folder / "manager.json").read_text())["Reason"] == r"[tool] \u001bwhy"
@@ -145,15 +145,16 @@ def test_trace_logs_are_a_folder_that_a_person_can_read(manager):
 
 def test_trace_logs_are_kept_up_to_the_limit(manager):
     client, kept = manager.client(), manager.state / "Snapshots"
-    (kept / "log-bb-2026-01-01T00-00-00Z-9.partial").mkdir(parents=True)  # what a kill leaves, and the next collection removes
+    # Of an earlier day; what a kill leaves, and the next collection removes; and others' folders.
+    for name in "log-bb-2026-01-01T00-00-00Z-9", "log-bb-2026-01-01T00-00-00Z-19.partial", "other-99", "log-bb":
+        (kept / name).mkdir(parents=True)
     assert add(client, "MaxLogLimit", 2) is None
     names = [client.collect().name for _ in range(2)]
     other, asked = manager.client(), client.ask("CollectTraceLogs", TraceLogsReason="at the same time")
     names += [other.collect().name, pathlib.Path(client.answer(asked)["KeyTraceLogsFolder"]).name]
-    assert sorted(folder.name for folder in kept.iterdir()) == sorted(names[2:]) and max(names).endswith("Z-4")
     assert add(client, "MaxLogLimit", 0) is None
     assert re.match("10A: .*max-log filter is 0", client.collect())
-    assert sorted(folder.name for folder in kept.iterdir()) == sorted(names[2:])
+    assert {folder.name for folder in kept.iterdir()} == {*names[2:], "other-99", "log-bb"} and max(names).endswith("Z-13")
 
 
 def test_trace_logs_take_the_scratch_log_along_unless_it_is_kept(manager):
@@ -186,6 +187,10 @@ def test_filters_outlive_the_manager(manager):
     assert client.do("RemoveTraceFilter", TraceFilterName="FreeSpacePercentage") is None and client.collect().exists()
     assert add(client, "FreeSpacePercentage", None) is None
     assert filters() == by_default
+    assert add(client, "MaxLogLimit", 7) is client.answer(client.ask_erase()) is None
+    assert filters() == by_default
+    manager.restart()
+    assert filters() == by_default
 
 
 def test_what_the_manager_keeps_is_its_owners(manager):
@@ -213,62 +218,24 @@ def test_the_log_never_follows_a_link_nor_waits_for_a_pipe(manager):
         assert not elsewhere.exists()
 
 
-@pytest.mark.parametrize("hello, spoken", [
-    ("8300016464656d6f", None),  # as clients have said it from the first release on: it isn't answered
-    ("8400016464656d6f01", True),  # asks
-    ("8500006464656d6f07f6", True),  # asks with a wider range, and with an item of a later version
-    ("8300026464656d6f", "2"),
-    ("8400026464656d6f03", "2 to 3"),
-    ("8400006464656d6f00", "0 to 0"),
-])
-def test_hello(served, hello, spoken):
-    peer = served[0].client(name=None, events=False)
-    peer.send(bytes.fromhex(hello))
-    if spoken in (None, True):  # a refused connection may be closed by now
-        peer.send([1, 5, "GetTraceFiltersCommand", None])
-        first = peer.receive()
-    if spoken is None:
-        assert first[:3] == [2, 5, 0]
-    elif spoken is True:
-        about = first[3]
-        assert first[:3] == [2, 0, 0] and (about["KeyProtocolVersion"], about["KeyProtocolVersions"]) == (1, [1, 1])
-        assert about["KeyCorvaneVersion"] == served[1].do("GetCorvaneInfo")["KeyCorvaneVersion"]
-        assert "GetTraceFiltersCommand" in about["KeyFeatures"] == sorted(about["KeyFeatures"]) and peer.receive()[:3] == [2, 5, 0]
-    else:
-        assert peer.answer(0).startswith(f"10D: This manager speaks version 1 of the protocol and the client version {spoken};")
-        assert peer.is_closed()
+def test_packets_are_answered_or_end_their_connection_and_no_other(manager):
+    """A line: all packets of one client, up to the answer to request 5 or the connection's end; or what the log says by then."""
+    other = manager.client(events=False)
 
+    def answer(line):
+        manager.says("ended the connection of", other.statistics(2)["EndedByManager"])
+        if line == "log":
+            who = rf"\(process {os.getpid()}, user {os.geteuid()}\)"
+            return "\n".join(map(": ".join, re.findall(f"ended the connection of ('.*') {who}: (.*)\n", manager.program.text)))
+        peer, met = manager.client(name=None, events=False), [[]]
+        for packet in json.loads(line, object_hook=expanded):
+            peer.send(packet)
+        with contextlib.suppress(ConnectionResetError):
+            while met[-1] is not None and met[-1][:2] != [2, 5]:
+                met.append(peer.receive())
+        return "\n".join(map(str, met[1:]))
 
-@pytest.mark.parametrize("name, packet, why", [
-    (None, [1, 1, "x", None], "did not begin with hello"),
-    (None, [3, True], "did not begin with hello"),
-    (None, [0, 2, "another version"], "speaks version 2 of the protocol"),
-    ("again", [0, 1, "a second hello"], "sent a packet that is not a client's"),
-    ("empty", b"", None),  # which is taken for the end
-    ("bytes", bytes.fromhex("ff1337"), "sent a malformed packet"),
-    ("truncated", bytes.fromhex("840101784047"), "sent a malformed packet"),
-    ("more", bytes.fromhex("8203f500"), "sent a malformed packet"),
-    ("nested", 40 * b"\x81", "sent a malformed packet"),
-    ("large", bytes((1 << 17) + 1), "sent a packet of 131073 bytes"),
-    ("largest", bytes(1 << 17), "sent a malformed packet"),
-    (70 * "n", [2, 1, 0], "sent a packet that is not a client's"),
-    ("manager", [2, 1, 0], "sent a packet that is not a client's"),
-])
-def test_a_hostile_client_loses_its_connection_and_no_other_does(served, name, packet, why):
-    manager, other = served
-    peer = manager.client(name=name, events=False)
-    peer.send(packet)
-    assert peer.is_closed()
-    assert other.is_served()
-    if why:
-        shown = (name or "")[:64] or ("another version" if packet[0] == 0 else "")
-        manager.says(f"ended the connection of '{shown}' (process {os.getpid()}, user {os.geteuid()}): it {why}\n")
-
-
-@pytest.fixture(scope="module")
-def served():
-    with Manager() as manager:
-        yield manager, manager.client()
+    hold_table("packets.txt", answer)
 
 
 @pytest.mark.options("--fault", "GetCorvaneInfoCommand=hang")

@@ -128,6 +128,12 @@ TEST_F(RecorderTest, SurvivesAFullDiskAndCountsWhatIsLost) {
     writeAll(10);
     EXPECT_TRUE(recorder.isFailing());
     EXPECT_EQ(fs::file_size(segments()[0]), whole + whole / 10);  // one fits, and no part of another
+    Recorder other(folder_.path() / "other", kTextLines, {kMegabyte});
+    for (const std::size_t size : {whole + 300, std::uint64_t{1}}) {  // the first doesn't fit into a file of its own
+        other.append(at(0), record(size));
+        other.flush();
+        EXPECT_EQ(fs::is_empty(folder_.path() / "other"), size > 1);
+    }
     setrlimit(RLIMIT_FSIZE, &before);
     writeAll(1);
     EXPECT_FALSE(recorder.isFailing());
@@ -136,21 +142,23 @@ TEST_F(RecorderTest, SurvivesAFullDiskAndCountsWhatIsLost) {
 
 TEST_F(RecorderTest, LinksItsFilesAndLeavesThemAlone) {
     Recorder(scratch_, kTextLines, {kMegabyte}).append(at(0), "first");
+    fs::rename(scratch_ / "00000001.txt", scratch_ / "00000019.txt");
     Recorder recorder(scratch_, kTextLines, {1});  // a setting allows more before the next record
     recorder.setLimits({kMegabyte});
     const fs::path taken = folder_.path() / "taken";
     EXPECT_FALSE(recorder.link(taken));
-    recorder.append(at(1), "second");
+    recorder.append(at(1), "second\n\x7f");
     recorder.flush();
     EXPECT_EQ(segments().size(), 2U);
     EXPECT_EQ(fs::hard_link_count(segments()[0]), 2U);
-    EXPECT_THAT(support::readFile(taken / "00000001.txt"), testing::EndsWith("Z first\n"));
+    EXPECT_THAT(support::readFile(taken / "00000019.txt"), testing::EndsWith("Z first\n"));
+    EXPECT_EQ(segments()[1].filename(), "00000020.txt");
     recorder.removeLinked();
     ASSERT_EQ(segments().size(), 1U);
     recorder.append(at(2), "third");
     recorder.flush();
     EXPECT_THAT(content(), testing::EndsWith("Z third\n")) << "of what has been recorded since, nothing is lost";
-    EXPECT_THAT(content(), testing::HasSubstr("Z second\n"));
+    EXPECT_THAT(content(), testing::HasSubstr("Z second\\x0a\\x7f\n"));
     EXPECT_EQ(recorder.bytes(), content().size());
 }
 
