@@ -1,4 +1,5 @@
 """The real tool against the real manager: what a person types, what the simulated baseband does, and what the traces hold then."""
+import json
 import os
 import pathlib
 import re
@@ -120,7 +121,8 @@ def test_a_recorded_session_is_replayed(manager, tmp_path):
 def test_blocked_resets_include_the_mode_that_resets(manager):
     manager.preferences.parent.mkdir(parents=True, exist_ok=True)
     for _ in range(2):  # what was unblocked can be blocked again
-        manager.preferences.write_text('{"CurrentUser":{"CurrentHost":{"BlockBasebandResets":true}}}')
+        manager.preferences.write_text('{"CurrentUser":{"CurrentHost":{"BlockBasebandResets":true,"Trace::RYN::History":9}}}')
+        assert manager.client().get("RYN", "History") == "9"
         assert manager.does("baseband state 3 -- baseband state 4") == "Success\nFailed\n"
         assert "BlockBasebandResets" in manager.tool("baseband reset soft")[2]
         assert manager.does("baseband reset unblock -- baseband state 4") == "Reset unblock: Success\nSuccess\n"
@@ -197,6 +199,20 @@ def test_each_property_of_the_trace_decides_what_is_recorded(manager):
 
     until(is_held, "a snapshot that stops the recording")
     assert status(manager) == "Dumping"
+
+
+def test_a_silence_is_a_stall_unless_it_is_right(tmp_path):
+    (tmp_path / "scenario.json").write_text(json.dumps({"silence": 1, "steps": [
+        {"after": "mode 0", "action": "stall-trace", "trace": "DIAG", "seconds": 3600}]}))
+    with Manager("--scenario", tmp_path / "scenario.json") as manager:
+        manager.ready()
+        for right in "power simulate 0x10 -- diag enabled true", "diag mode 1 -- power simulate 0x20":
+            manager.does(right + " -- baseband diagnostics run rftest")  # which takes longer
+            assert "stalled" not in manager.program.text, right
+        manager.does("trace set DIAG Stall_Detection_Recovery 2 -- diag mode 0 -- baseband state 0")
+        manager.says("the DIAG trace has stalled: no message for 1 s\n")
+        manager.does("baseband state 3")
+        manager.says("the DIAG trace goes on\n")
 
 
 def test_a_kill_keeps_what_was_recorded_and_another_segment_goes_on(manager):

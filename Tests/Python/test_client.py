@@ -104,8 +104,10 @@ def test_no_manager(tmp_path):
 
 
 def test_the_bridge_says_what_is_wrong(corvane):
-    assert run(BRIDGE, "--version")[1].startswith("corvane-bridge 1.") and run(BRIDGE, "--help")[1].startswith("Usage: corvane-bridge [OPTION]\n")
-    long = "/tmp/" + 110 * "x"
+    status, page, errors = run(BRIDGE, "--help")
+    assert (status, errors) == (0, "") and page.startswith("Usage: corvane-bridge [OPTION]\n") and "its length, 32 bits with" in page
+    assert run(BRIDGE, "--version") == (0, "corvane-bridge 1.0.0\n", "") and run(BRIDGE, CORVANE_SOCKET=corvane.socket) == (0, "", "")
+    long = "/tmp/" + 103 * "x"
     for words, path, came_in, status, said in [
         (["x"], "", "", 2, "unexpected 'x'; it takes --help, --version or nothing"),
         ([], "/tmp/none/s", "", 1, "no manager could be reached at /tmp/none/s: No such file or directory"),
