@@ -18,8 +18,8 @@ std::error_code lastError() {
 std::error_code writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const auto written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written <= 0) {
-            return written == 0 ? std::make_error_code(std::errc::io_error) : lastError();
+        if (written < 0) {
+            return lastError();
         }
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
@@ -54,9 +54,7 @@ std::error_code renameFile(const std::string& temporary, const std::string& path
 }
 
 std::error_code syncFolderOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    const auto folderPath = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const FileDescriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor folder(::open(path.substr(0, path.rfind('/') + 1).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return !folder || ::fsync(folder.get()) != 0 ? lastError() : std::error_code();
 }
 
@@ -75,11 +73,8 @@ FileContent readFile(const std::string& path, std::size_t limit) {
     char block[4096];
     for (;;) {
         const auto got = ::read(file.get(), block, sizeof block);
-        if (got == 0) {
-            return content;
-        }
-        if (got < 0) {
-            return {{}, lastError().message()};
+        if (got <= 0) {
+            return got == 0 ? content : FileContent{{}, lastError().message()};
         }
         content.bytes.append(block, static_cast<std::size_t>(got));
         if (content.bytes.size() > limit) {

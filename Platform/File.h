@@ -27,6 +27,7 @@ std::error_code replaceFile(const std::string& path, const std::string& temporar
 
 /// The two steps of a replacement that survives a power cut. Each waits for one sync of the disk. After an error of the first,
 /// and of the renaming, there is no temporary file; when only the durability of the renaming is in doubt, the new file stands.
+/// @param path absolute
 std::error_code writeSynced(const std::string& temporary, std::string_view bytes, mode_t mode);
 std::error_code renameSynced(const std::string& temporary, const std::string& path);
 

@@ -16,7 +16,6 @@ namespace platform {
 namespace {
 
 using Clock = RunLoopSource::Clock;
-constexpr auto kNever = Clock::time_point::max();
 
 class RunLoop {
 public:
@@ -52,12 +51,11 @@ private:
     void look() {
         {
             const std::lock_guard lock(mutex_);
-            std::erase_if(sources_, [](const auto& source) { return source.expired(); });
             watched_ = sources_;
         }
         interests_.clear();
         descriptors_.clear();
-        deadline_ = kNever;
+        deadline_ = Clock::time_point::max();
         for (const auto& weak : watched_) {
             const auto source = weak.lock();
             const auto& interest = interests_.emplace_back(source ? source->interest() : RunLoopSource::Interest{});
@@ -67,21 +65,12 @@ private:
     }
 
     void sleep() {
-        constexpr Clock::duration kLongest = std::chrono::hours(1);  // as milliseconds it must fit an int
+        // Out of descriptors, it looks again soon instead of being woken. As milliseconds an hour fits an int.
+        const Clock::duration longest = waker_ < 0 ? Clock::duration(kFirstLook) : std::chrono::hours(1);
+        const auto left = std::clamp(deadline_ - Clock::now(), Clock::duration::zero(), longest);
+        const auto timeout = std::chrono::ceil<std::chrono::milliseconds>(left).count();
         descriptors_.push_back({waker_, POLLIN, 0});
-        if (waker_ < 0) {  // out of descriptors: look again soon instead of being woken
-            deadline_ = std::min<Clock::time_point>(deadline_, Clock::now() + kFirstLook);
-        }
-        int timeout = -1;
-        if (deadline_ != kNever) {
-            const auto left = std::clamp(deadline_ - Clock::now(), Clock::duration::zero(), kLongest);
-            timeout = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count());
-        }
-        if (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
-            for (auto& entry : descriptors_) {
-                entry.revents = 0;  // interrupted: nothing is known
-            }
-        }
+        ::poll(descriptors_.data(), descriptors_.size(), static_cast<int>(timeout));  // interrupted, it has set no events
         if (descriptors_.back().revents != 0) {
             std::uint64_t count = 0;
             [[maybe_unused]] const auto got = ::read(waker_, &count, sizeof count);

@@ -56,5 +56,4 @@ int main(int argumentCount, char* arguments[]) {
         __assert_fail("ret == 0", "Manager/RYNTool/RYNShell", 89, "main");
     }
     CFRunLoopRun();
-    return 0;
 }

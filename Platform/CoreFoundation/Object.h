@@ -2,7 +2,6 @@
 
 #include "platform/CoreFoundation/CoreFoundation.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -11,11 +10,10 @@
 /// What stands behind the CoreFoundation references.
 struct CFObject {
     enum class Kind : std::uint8_t { String, Bool, Number };
-    enum class Lifetime : std::uint8_t { Counted, Immortal };
+    enum class Lifetime : std::uint8_t { Owned, Immortal };
 
     constexpr CFObject(Kind objectKind, Lifetime objectLifetime) : kind(objectKind), lifetime(objectLifetime) {}
 
-    mutable std::atomic<std::uint32_t> references{1};
     const Kind kind;
     const Lifetime lifetime;
 };
@@ -26,12 +24,12 @@ struct CFString : CFObject {
 };
 
 /// Owns its bytes.
-struct CountedString final : CFString {
-    explicit CountedString(const char* content) : CFString({}, Lifetime::Counted), bytes(content) { text = bytes; }
+struct OwnedString final : CFString {
+    explicit OwnedString(const char* content) : CFString({}, Lifetime::Owned), bytes(content) { text = bytes; }
     const std::string bytes;
 };
 
-/// A string of static storage that is neither counted nor freed and needs no code at start:
+/// A string of static storage that is never freed and needs no code at start:
 ///
 ///     constinit const ConstantString npaPowerLog("NPA");
 ///     const CFStringRef kNPAPowerLog = &npaPowerLog;
@@ -46,6 +44,6 @@ struct CFBoolean : CFObject {
 };
 
 struct CFNumber : CFObject {
-    explicit CFNumber(std::int64_t number) : CFObject(Kind::Number, Lifetime::Counted), value(number) {}
+    explicit CFNumber(std::int64_t number) : CFObject(Kind::Number, Lifetime::Owned), value(number) {}
     const std::int64_t value;
 };

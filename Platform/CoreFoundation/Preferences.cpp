@@ -50,9 +50,9 @@ Json toJson(CFPropertyListRef value) {
         case CFObject::Kind::Bool:
             return static_cast<CFBooleanRef>(value)->value;
         case CFObject::Kind::Number:
-            return static_cast<CFNumberRef>(value)->value;
+            break;
     }
-    return nullptr;
+    return static_cast<CFNumberRef>(value)->value;
 }
 
 /// One reference; nullptr for what none of the three types can hold.
@@ -105,11 +105,11 @@ Boolean CFPreferencesSynchronize(CFStringRef domain, CFStringRef user, CFStringR
     const auto changes = staged().changes.extract(scopeOf(domain, user, host));
     const auto file = platform::PreferencesFile::ofDomain(text(domain));
     if (!changes) {
-        return !file || file->read() ? 1 : 0;
+        return !file || file->read();
     }
     if (!file) {
         platform::report("The preferences can't be written: neither XDG_CONFIG_HOME nor HOME names an absolute folder");
         return 0;
     }
-    return file->update([&](Json& tree) { tree[text(user)][text(host)].merge_patch(changes.mapped()); }) ? 1 : 0;
+    return file->update([&](Json& tree) { tree[text(user)][text(host)].merge_patch(changes.mapped()); });
 }

@@ -51,10 +51,8 @@ std::optional<Json> parsePreferences(std::string_view text) {
 
 std::optional<PreferencesFile> PreferencesFile::ofDomain(std::string_view domain) {
     const auto folder = configurationFolder();
-    if (!folder || domain.empty() || domain.find('/') != std::string_view::npos) {
-        return std::nullopt;
-    }
-    return PreferencesFile(followLinks(*folder + "/corvane/" + std::string(domain) + ".json"));
+    return folder ? std::optional(PreferencesFile(followLinks(*folder + "/corvane/" + std::string(domain) + ".json")))
+                  : std::nullopt;
 }
 
 std::optional<Json> PreferencesFile::read() const {

@@ -21,7 +21,8 @@ std::optional<nlohmann::json> parsePreferences(std::string_view text);
 /// reported in a sentence.
 class PreferencesFile {
 public:
-    /// nullopt when the domain can't name a file, or neither XDG_CONFIG_HOME nor HOME says where it would be.
+    /// @param domain a file name
+    /// @return nullopt when neither XDG_CONFIG_HOME nor HOME says where it would be
     static std::optional<PreferencesFile> ofDomain(std::string_view domain);
 
     /// What stands in the file now, empty when there is none; nullopt when it can't be read. Makes no file or folder.

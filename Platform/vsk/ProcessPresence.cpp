@@ -47,11 +47,11 @@ bool runsAs(const std::string& folder, std::string_view name) {
     // "pid (name) state ...": the name may hold blanks and parentheses, what follows holds none.
     char buffer[256];
     const auto status = readStart(folder + "/stat", buffer);
-    const auto open = status.find('(');
-    const auto close = status.rfind(')');
-    if (open == std::string_view::npos || close == std::string_view::npos || close + 2 >= status.size()) {
+    if (status.empty()) {
         return false;
     }
+    const auto open = status.find('(');
+    const auto close = status.rfind(')');
     const char state = status[close + 2];
     return state != 'Z' && state != 'X' && isNamed(folder, status.substr(open + 1, close - open - 1), name);
 }

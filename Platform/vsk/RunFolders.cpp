@@ -20,7 +20,7 @@ constexpr std::string_view kRun = "/run/";
 constexpr std::string_view kManagers = "/run/corvane";
 
 bool isFileName(std::string_view name) {
-    return !name.empty() && name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
+    return !name.empty() && name.find('/') == std::string_view::npos;
 }
 
 std::string lowered(std::string_view name) {
@@ -96,8 +96,7 @@ int readPidFile(const std::string& path) {
     int pid = 0;
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, pid);
-    const bool wholeLine = error == std::errc() && end + 1 == last && *end == '\n';
-    return wholeLine && pid > 0 ? pid : 0;
+    return error == std::errc() && std::string_view(end, last) == "\n" && pid > 0 ? pid : 0;
 }
 
 }  // namespace vsk

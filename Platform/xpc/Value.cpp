@@ -49,11 +49,6 @@ auto place(Entries& entries, std::string_view key) {
     return std::ranges::lower_bound(entries, key, std::less<>(), &Dictionary::value_type::first);
 }
 
-template <typename Pointer>
-bool anyMissing(const Pointer* pointers, std::size_t count) {
-    return count != 0 && (pointers == nullptr || std::find(pointers, pointers + count, nullptr) != pointers + count);
-}
-
 }  // namespace
 
 const xpc_type_t XPC_TYPE_NULL = &kTypes[0];
@@ -103,12 +98,11 @@ std::int64_t xpc_int64_get_value(xpc_object_t integer) {
 }
 
 xpc_object_t xpc_string_create(const char* text) {
-    return text == nullptr ? nullptr : create<std::string>(text);
+    return create<std::string>(text);
 }
 
 xpc_object_t xpc_string_create_with_length(const char* bytes, std::size_t length) {
-    const bool possible = length == 0 || (bytes != nullptr && length <= std::string().max_size());
-    return possible ? create<std::string>(std::string_view(bytes, length)) : nullptr;
+    return create<std::string>(std::string_view(bytes, length));
 }
 
 const char* xpc_string_get_string_ptr(xpc_object_t string) {
@@ -121,11 +115,8 @@ std::size_t xpc_string_get_length(xpc_object_t string) {
 }
 
 xpc_object_t xpc_dictionary_create(const char* const* keys, const xpc_object_t* values, std::size_t count) {
-    if (anyMissing(keys, count) || anyMissing(values, count)) {
-        return nullptr;
-    }
     auto* const dictionary = create<Dictionary>();
-    for (std::size_t i = 0; dictionary != nullptr && i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         xpc_dictionary_set_value(dictionary, keys[i], values[i]);
     }
     return dictionary;
@@ -136,14 +127,13 @@ void xpc_dictionary_set_value(xpc_object_t dictionary, const char* key, xpc_obje
     if (entries == nullptr || key == nullptr) {
         return;
     }
-    const auto entry = place(*entries, key);
-    const bool isKnown = entry != entries->end() && entry->first == key;
-    if (value != nullptr && isKnown) {
-        entry->second = xpc::Object::share(value);
-    } else if (value != nullptr) {
-        entries->emplace(entry, key, xpc::Object::share(value));
-    } else if (isKnown) {
-        entries->erase(entry);
+    auto shared = xpc::Object::share(value);  // before what may hold the last reference to it goes
+    auto entry = place(*entries, key);
+    if (entry != entries->end() && entry->first == key) {
+        entry = entries->erase(entry);
+    }
+    if (shared) {
+        entries->emplace(entry, key, std::move(shared));
     }
 }
 
@@ -168,11 +158,8 @@ bool xpc_dictionary_apply(xpc_object_t dictionary, const std::function<bool(cons
 }
 
 xpc_object_t xpc_array_create(const xpc_object_t* values, std::size_t count) {
-    if (anyMissing(values, count)) {
-        return nullptr;
-    }
     auto* const array = create<Array>();
-    for (std::size_t i = 0; array != nullptr && i < count; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         xpc_array_append_value(array, values[i]);
     }
     return array;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <numeric>
 
 namespace xpc {
 namespace {
@@ -23,19 +24,11 @@ struct MemoryOf {
     static constexpr std::size_t kBlock = 2 * sizeof(void*);  // the heap's own part of a block
 
     std::size_t operator()(const std::string& text) const { return text.capacity() + kBlock; }
-    std::size_t operator()(const xpc_object::Array& array) const {
-        std::size_t sum = array.capacity() * sizeof(Object) + kBlock;
-        for (const auto& value : array) {
-            sum += memoryOf(value);
-        }
-        return sum;
-    }
-    std::size_t operator()(const xpc_object::Dictionary& dictionary) const {
-        std::size_t sum = dictionary.capacity() * sizeof(xpc_object::Dictionary::value_type) + kBlock;
-        for (const auto& [key, value] : dictionary) {
-            sum += (*this)(key) + memoryOf(value);
-        }
-        return sum;
+    std::size_t operator()(const Object& object) const { return memoryOf(object); }
+    std::size_t operator()(const Entry& entry) const { return (*this)(entry.first) + memoryOf(entry.second); }
+    template <typename Item>
+    std::size_t operator()(const std::vector<Item>& items) const {
+        return std::transform_reduce(items.begin(), items.end(), items.capacity() * sizeof(Item) + kBlock, std::plus<>(), *this);
     }
     template <typename Scalar>
     std::size_t operator()(const Scalar&) const {

@@ -149,7 +149,9 @@ def test_everything_is_installed_below_the_prefix(tmp_path):
     assert shown == kept(pathlib.Path(__file__).parent / "fixtures/installed.txt", shown)
     tool = (prefix / "bin/ryntool").read_bytes()
     for text in ("com.quorvel.Corvane", "BootBaseband", "RFSFlushInterval", "StackshotOnShutdownTimeout", "Trace::RYN::History", "Reset Baseband",
-                 "/Logs/CrashReporter/Baseband/", "Passive external through software", "CSILog"):
+                 "/Logs/CrashReporter/Baseband/", "Passive external through software", "CSILog", "HostServer", "LogScratchPath", "LogSnapshotPath",
+                 "/Logs/Corvane/", "DIAG.scratch/", "/Logs/ryn.trash/", "/tmp/Corvane.dumping", "Trace::NumberOfLogsInSnapshotPath",
+                 "RFSFlushTimeout", "CoreDumpOnSoftResetTimeout"):
         assert text.encode() + b"\0" in tool, f"the linker dropped {text}"
 
 

@@ -14,4 +14,6 @@
     &RYNProperties::kHostServer, &RYNProperties::kRFSFlushInterval, &RYNProperties::kRFSFlushTimeout,
     &RYNProperties::kBootBaseband, &RYNProperties::kLogScratchPath, &RYNProperties::kLogSnapshotPath,
     &RYNProperties::kCoreDumpOnSoftResetTimeout, &RYNProperties::kStackshotOnShutdownTimeout,
-    &RYNProperties::kBlockBasebandResets, &RYNProperties::kTraceRYNEnabled, &RYNProperties::kTraceRYNHistory);
+    &RYNProperties::kBlockBasebandResets, &RYNProperties::kTraceRYNEnabled, &RYNProperties::kTraceRYNHistory,
+    &diag::config::kDIAGScratchDir, &ryn::trace::kTrashFolder, &ryn::trace::kDumpIndicationFilePath,
+    &ryn::trace::kNumberOfLogsInSnapshotPath);

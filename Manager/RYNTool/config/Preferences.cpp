@@ -2,6 +2,5 @@
 
 Preferences::Preferences()
     : adapter_(
-          cf::Owned<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8))
-              .get(),
+          cf::Owned<CFStringRef>(CFStringCreateWithCString(kCFAllocatorDefault, "com.quorvel.Corvane", kCFStringEncodingUTF8)),
           kCFPreferencesCurrentUser) {}

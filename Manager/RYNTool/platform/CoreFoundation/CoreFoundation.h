@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// The subset of CoreFoundation that the tool and its settings layer use. Create and Copy return one reference that the
-/// caller releases; constants are never freed. All operations may be called from any thread.
+/// The subset of CoreFoundation that the tool and its settings layer use. Create and Copy return the one reference to an object,
+/// which the caller releases; constants are never freed. All operations may be called from any thread.
 struct CFObject;
 using CFTypeRef = const CFObject*;
 using CFPropertyListRef = CFTypeRef;
@@ -22,13 +22,12 @@ inline constexpr CFAllocatorRef kCFAllocatorDefault = nullptr;
 /// Parks the caller for good. Asynchronous replies and events of the manager's client library are received here.
 void CFRunLoopRun();
 
-CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 void CFRelease(CFStringRef string);
 
 using CFStringEncoding = std::uint32_t;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
-/// nullptr when the bytes are not UTF-8.
+/// @param encoding kCFStringEncodingUTF8: there is no other. @return nullptr when the bytes are not UTF-8.
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding);
 /// NUL-terminated, lives as long as the string.
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding);

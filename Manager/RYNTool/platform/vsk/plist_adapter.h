@@ -5,14 +5,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace vsk::cf {
 
 /// The preferences of one domain and one user, on the current host.
 class plist_adapter {
 public:
-    /// Both are retained.
-    plist_adapter(CFStringRef domain, CFStringRef user);
+    /// @param user a constant
+    plist_adapter(::cf::Owned<CFStringRef> domain, CFStringRef user) : domain_(std::move(domain)), user_(user) {}
 
     /// Stores a `bool` as a CFBoolean, an `unsigned long` as a signed 64-bit CFNumber; there is no other form.
     /// @param synchronise whether the value has to be on disk on return; else it is only staged
@@ -29,7 +30,7 @@ private:
     bool store(const std::string& key, CFPropertyListRef value, bool synchronise) const;
 
     ::cf::Owned<CFStringRef> domain_;
-    ::cf::Owned<CFStringRef> user_;
+    CFStringRef user_;
 };
 
 template <>
@@ -38,8 +39,8 @@ template <>
 bool plist_adapter::set<unsigned long>(const std::optional<unsigned long>& value, const std::string& key, bool synchronise) const;
 
 /// Converts `value` when it is of the type that goes with `out`: CFBoolean for bool, CFNumber for the number, of which the
-/// low 32 bits are taken. @return whether it was; otherwise, and for nullptr, `out` is untouched
-bool assign(bool& out, CFPropertyListRef value);
-bool assign(std::uint32_t& out, CFPropertyListRef value);
+/// low 32 bits are taken. Otherwise, and for nullptr, `out` is untouched.
+void assign(bool& out, CFPropertyListRef value);
+void assign(std::uint32_t& out, CFPropertyListRef value);
 
 }  // namespace vsk::cf

@@ -9,7 +9,8 @@
 /// Values are immutable once made; dictionaries and arrays are containers that their maker fills before sharing them.
 /// Reference counts are atomic, so an object may be retained, released and read from any thread. Every `create`
 /// returns one reference that the caller releases; every `get` returns a borrowed pointer that lives as long as its container.
-/// Creation returns nullptr only when memory runs out or a required pointer argument is nullptr.
+/// Creation returns nullptr only when memory runs out or a required text is nullptr. An entry or element that is nullptr is left
+/// out.
 struct xpc_object;
 using xpc_object_t = xpc_object*;
 
