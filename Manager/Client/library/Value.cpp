@@ -1,12 +1,35 @@
 #include "ryn/Value.h"
 
 #include "Client/library/Conversions.h"
+#include "Platform/xpc/Value.h"
 #include "platform/xpc/Values.h"
 
 #include <algorithm>
 #include <iterator>
 
 namespace ryn {
+namespace {
+
+struct ToValue {
+    Value operator()(xpc_object::Null) const { return {}; }
+    Value operator()(const xpc_object::Array& array) const {
+        Array values;
+        for (const auto& value : array) {
+            values.push_back(toValue(value.get()));
+        }
+        return values;
+    }
+    Value operator()(const xpc_object::Dictionary& dictionary) const {
+        Dictionary entries;
+        for (const auto& [key, value] : dictionary) {
+            entries.emplace(key, toValue(value.get()));
+        }
+        return entries;
+    }
+    Value operator()(const auto& scalar) const { return scalar; }
+};
+
+}  // namespace
 
 std::optional<bool> Value::boolean() const {
     const bool* const found = std::get_if<bool>(&content_);
@@ -55,32 +78,7 @@ xpc::Object toObject(const Value& value) {
 }
 
 Value toValue(xpc_object_t object) {
-    const xpc_type_t type = xpc_get_type(object);
-    if (type == XPC_TYPE_BOOL) {
-        return xpc_bool_get_value(object);
-    }
-    if (type == XPC_TYPE_INT64) {
-        return xpc_int64_get_value(object);
-    }
-    if (type == XPC_TYPE_STRING) {
-        return std::string(xpc_string_get_string_ptr(object), xpc_string_get_length(object));
-    }
-    if (type == XPC_TYPE_ARRAY) {
-        Array values;
-        for (std::size_t index = 0; index < xpc_array_get_count(object); ++index) {
-            values.push_back(toValue(xpc_array_get_value(object, index)));
-        }
-        return values;
-    }
-    if (type == XPC_TYPE_DICTIONARY) {
-        Dictionary entries;
-        xpc_dictionary_apply(object, [&entries](const char* key, xpc_object_t value) {
-            entries.emplace(key, toValue(value));
-            return true;
-        });
-        return entries;
-    }
-    return {};
+    return object == nullptr ? Value() : std::visit(ToValue(), object->value);
 }
 
 }  // namespace ryn

@@ -13,8 +13,8 @@ namespace {
 constexpr std::uint64_t kUsualEntries = 4;  // of a dictionary
 constexpr std::uint64_t kLargestInteger = std::numeric_limits<std::int64_t>::max();
 
-/// Reads CBOR items from the front of a packet. Once an item is not what was to be read, ok() stays false and nothing is left;
-/// what the readers give from then on means nothing.
+/// Reads CBOR items from the front of a packet. Once an item is not what was to be read, ok() stays false, and what the readers
+/// give means nothing.
 class Decoder {
 public:
     explicit Decoder(std::span<const std::uint8_t> packet) : rest_(packet) {}
@@ -45,7 +45,7 @@ public:
 
     bool boolean() {
         const Head head = nextHead();
-        require(head.major == Major::Simple && (head.initial == kTrue || head.initial == kFalse));
+        require(head.initial == kTrue || head.initial == kFalse);
         return head.initial == kTrue;
     }
 
@@ -75,17 +75,12 @@ public:
 
 private:
     struct Head {
-        std::uint8_t initial = 0;
-        Major major = Major::Unsigned;
-        std::uint64_t argument = 0;
+        std::uint8_t initial;
+        Major major;
+        std::uint64_t argument;
     };
 
-    void require(bool condition) {
-        if (!condition) {
-            valid_ = false;
-            rest_ = {};
-        }
-    }
+    void require(bool condition) { valid_ = valid_ && condition; }
 
     Head nextHead() {
         require(!rest_.empty());
@@ -134,7 +129,7 @@ private:
     // What a packet claims to hold is believed only as far as its bytes go: little is set aside for it beforehand, and the
     // first item that is missing ends the reading.
     xpc::Object array(std::uint64_t count, unsigned depth) {
-        require(depth <= kMaxNesting && count <= valuesLeft_);
+        require(depth <= kMaxNesting);
         std::vector<xpc::Object> values;
         for (; count > 0 && valid_; --count) {
             values.push_back(value(depth + 1));
@@ -143,7 +138,7 @@ private:
     }
 
     xpc::Object dictionary(std::uint64_t count, unsigned depth) {
-        require(depth <= kMaxNesting && count <= valuesLeft_);
+        require(depth <= kMaxNesting);
         std::vector<xpc::Entry> entries;
         entries.reserve(static_cast<std::size_t>(std::min(count, kUsualEntries)));
         for (; count > 0 && valid_; --count) {
