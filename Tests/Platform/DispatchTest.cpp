@@ -10,6 +10,7 @@ std::ptrdiff_t threadCount() {
 TEST(Queue, RunsAndDisposesOfBlocksInOrderOnOneThread) {
     constexpr int kBlocks = 500;
     const auto group = dispatch_group_create();
+    EXPECT_DEATH(dispatch_group_leave(group), "^dispatch_group_leave: the group was left more often than it was entered\n$");
     const auto queue = dispatch_queue_create("test.queue", nullptr);
     std::vector<int> seen;
     std::set<std::thread::id> threads;

@@ -5,48 +5,31 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr bool isKept(const auto& property, std::string_view key, std::uint32_t builtIn) {
-    return property.key == key && property.builtIn == builtIn;
-}
-
 // Kept in the store of nobody, and read by nobody here.
-static_assert(isKept(RYNProperties::kRFSFlushInterval, "RFSFlushInterval", 7200));
-static_assert(isKept(RYNProperties::kRFSFlushTimeout, "RFSFlushTimeout", 0));
-static_assert(isKept(RYNProperties::kBootBaseband, "BootBaseband", true));
-static_assert(isKept(RYNProperties::kCoreDumpOnSoftResetTimeout, "CoreDumpOnSoftResetTimeout", 0));
-static_assert(isKept(RYNProperties::kStackshotOnShutdownTimeout, "StackshotOnShutdownTimeout", 0));
+static_assert(RYNProperties::kRFSFlushInterval.builtIn == 7200 && RYNProperties::kRFSFlushTimeout.builtIn == 0);
+static_assert(RYNProperties::kCoreDumpOnSoftResetTimeout.builtIn == 0 && RYNProperties::kStackshotOnShutdownTimeout.builtIn == 0);
+static_assert(RYNProperties::kBootBaseband.builtIn);
 
 TEST(Settings, StoredPropertiesFallBackToTheirDefaults) {
     const TempFolder temp;
     ::setenv("XDG_CONFIG_HOME", temp.path().c_str(), 1);
     ::setenv("SORVEX_DEVICE_FILE", "/nonexistent", 1);
-    const struct {
-        std::string stored;
-        std::uint32_t history;
-        bool enabled;
-        bool blocked;
-    } cases[] = {
-        {"", 5, true, false},
-        {R"("Trace::RYN::Enabled": false, "Trace::RYN::History": 12, "BlockBasebandResets": true)", 12, false, true},
-        {R"("Trace::RYN::Enabled": true, "Trace::RYN::History": 0, "BlockBasebandResets": false)", 0, true, false},
-        {R"("Trace::RYN::Enabled": 0, "Trace::RYN::History": true, "BlockBasebandResets": 1)", 5, true, false},
-        {R"("Trace::RYN::Enabled": "false", "Trace::RYN::History": "9", "BlockBasebandResets": "true")", 5, true, false},
-        {R"("Trace::RYN::Enabled": [], "Trace::RYN::History": 4.5, "BlockBasebandResets": null)", 5, true, false},
-        {R"("Trace::RYN::History": 4294967297)", 1, true, false},
-        {R"("Trace::RYN::History": -1)", 4294967295, true, false},
-        {R"("Trace::RYN::History": 12, "deep": )" + std::string(61, '[') + std::string(61, ']'), 12, true, false},
-        {R"("Trace::RYN::History": 12, "deeper": )" + std::string(62, '[') + std::string(62, ']'), 5, true, false},
-    };
+    std::string stored;
+    std::uint32_t history = 0;
+    bool isEnabled = false;
+    bool isBlocked = false;
     EXPECT_TRUE(RYNProperties::traceRYNEnabled());
     EXPECT_TRUE(fs::is_empty(temp.path())) << "reading a default makes nothing";
     fs::create_directory(temp / "corvane");
-    for (const auto& row : cases) {
-        support::writeFile(temp / "corvane/com.quorvel.Corvane.json",
-                           R"({"CurrentUser": {"CurrentHost": {)" + row.stored + "}}}");
-        EXPECT_EQ(RYNProperties::traceRYNEnabled(), row.enabled) << row.stored;
-        EXPECT_EQ(RYNProperties::traceRYNHistory(), row.history) << row.stored;
-        EXPECT_EQ(RYNProperties::storedBlockBasebandResets(), row.blocked) << row.stored;
+    std::ifstream cases(FIXTURES "/settings.txt");
+    ASSERT_TRUE(std::getline(cases, stored));
+    while (cases >> std::boolalpha >> history >> isEnabled >> isBlocked && std::getline(cases, stored)) {
+        support::writeFile(temp / "corvane/com.quorvel.Corvane.json", R"({"CurrentUser": {"CurrentHost": {)" + stored + "}}}");
+        EXPECT_EQ(RYNProperties::traceRYNHistory(), history) << stored;
+        EXPECT_EQ(RYNProperties::traceRYNEnabled(), isEnabled) << stored;
+        EXPECT_EQ(RYNProperties::storedBlockBasebandResets(), isBlocked) << stored;
     }
+    EXPECT_TRUE(cases.eof());
 }
 
 }  // namespace

@@ -135,7 +135,7 @@ const Case kCases[] = {
      true},
     {{}, "cd //trace/\ncd ../trace/filter/..\ndump\n", kRoot + kTrace + kTrace + "dump\n" + kTrace, false},
     {{}, "cd leafless/deep/..\ngo\n", kRoot + "(/tool/leafless/deep/..)>> go\n(/tool/leafless/deep/..)>> ", false},
-    {{}, "cd trace/bogus\nget\n", kRoot + kTraceHelp + kRoot + "get\n" + kRoot, false},
+    {{}, "cd trace/bogus\nget", kRoot + kTraceHelp + kRoot + "get\n" + kRoot, false},
     {{}, "trace cd filter\nadd\n", kRoot + "(/tool/trace/filter)>> add\n(/tool/trace/filter)>> ", false},
     {{},
      "get -- set\nget fail -- set\nget -- set\n",

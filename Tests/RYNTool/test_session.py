@@ -83,7 +83,7 @@ def test_a_watch_shows_changes_until_it_is_interrupted(manager):
     def show(line, name, payload):  # sent until it is shown: nothing reaches the tool while it begins its events anew
         until(lambda: manager.broadcast(name, payload) or f"{line}\n" in tool.text, line)
 
-    show("Operating mode: 1", MODE, {"KeyBasebandOperatingMode": 1})
+    show("Operating mode: 0", MODE, {"KeyBasebandOperatingMode": 0})
     for payload in ([{"KeyBasebandOperatingMode": -1}], [{}], []):
         manager.broadcast(MODE, *payload)
     show("Boot state: Booting", BOOT, {"KeyBasebandBootState": "Booting"})
@@ -92,7 +92,7 @@ def test_a_watch_shows_changes_until_it_is_interrupted(manager):
     show("Boot state: Ready", BOOT, {"KeyBasebandBootState": "Ready"})
     assert tool.end(signal.SIGINT) == -signal.SIGINT
     assert [line for line, _ in itertools.groupby(tool.text.splitlines())] == [
-        "Operating mode: 1", "Boot state: Booting", "Boot state: Unknown", "Boot state: Ready"]
+        "Operating mode: 0", "Boot state: Booting", "Boot state: Unknown", "Boot state: Ready"]
 
 
 @pytest.mark.parametrize("name", ["ryntool", "Pellcore", "Corvane"])
@@ -149,13 +149,14 @@ def test_each_line_is_one_write_and_a_slow_reader_gets_all(manager):
 
 
 def test_only_a_terminal_is_spared_control_characters(manager):
-    typed = b"\xff\xc3(\x80\xed\xa0\x80\x1b[m\x7f \xc2\x9b \xe2\x80\xae\xe2\x81\xa6\xd8\x9c\xc3\xa9\xf0\x9f\x98\x80"
+    marks = "\x1b\x7f\x80\x9f\u061c\u200e\u200f\u202a\u202e\u2066\u2069"
+    typed = b"\xff\xc3(\x80\xed\xa0\x80" + (marks + " \xa0\u200d\u2010\u2029\u202f\u2065\u206a\U0001f600").encode()
     raw = os.fsdecode(typed)
     assert run(TOOL, "coredump", "enabled", raw, "--", "coredump", "status")[1] == 2 * f"Enabled: {raw}\n"
     terminal = Terminal(TOOL, "coredump", "status")
     terminal.end()
-    assert terminal.shown == (
-        "Enabled: \\xff\\xc3(\\x80\\xed\\xa0\\x80\\u001b[m\\u007f \\u009b \\u202e\\u2066\\u061c\u00e9\U0001f600\n")
+    assert terminal.shown == ("Enabled: \\xff\\xc3(\\x80\\xed\\xa0\\x80" + "".join(f"\\u{ord(mark):04x}" for mark in marks)
+                              + " \xa0\u200d\u2010\u2029\u202f\u2065\u206a\U0001f600\n")
 
 
 @pytest.mark.parametrize("words, shown", [(["baseband", "state", "watch"], ""), ([], ROOT)])

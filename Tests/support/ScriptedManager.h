@@ -123,7 +123,10 @@ private:
             return false;
         }
         packets_.add(render(*packet));
-        if (const auto* events = std::get_if<ryn::wire::Events>(&*packet)) {
+        const auto* const hello = std::get_if<ryn::wire::Hello>(&*packet);
+        if (hello != nullptr && hello->highestVersion) {
+            client.reply(0, 0, xpc::dictionary({{"KeyCorvaneVersion", xpc::text("scripted")}}));
+        } else if (const auto* events = std::get_if<ryn::wire::Events>(&*packet)) {
             client.eventsOn = events->on;
         } else if (const auto* request = std::get_if<Request>(&*packet)) {
             responder_(client, *request);
