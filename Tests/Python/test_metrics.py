@@ -18,6 +18,7 @@ def test_metrics(tmp_path: Path) -> None:
     manager.client.close()
     manager.stop()
     assert not path.exists(), "figures of a manager that is gone"
+    assert "metrics" not in manager.log.read_text()
 
     manager.start()
     text = path.read_text()

@@ -93,7 +93,7 @@ TEST(DiagMessages, AreWhatTsharkReadsInThem) {
         {uplink(nas::detachRequest(kKnown, true)), "Detach request (EPS detach / switch-off)", "3gpp.tmsi", "2882400001"},
         {downlink(nas::detachRequestOfNetwork(nas::Cause::NetworkNotAllowed)),
          "Detach request (Re-attach not required) (PLMN not allowed)", "nas_eps.emm.cause", "11"},
-        {downlink(nas::detachAccept()), "Detach accept", "gsmtap.type", "18"},
+        {downlink(nas::detachAccept()), "Detach accept", "frame.time_epoch", "1700000000.000000000"},
         {uplink(nas::trackingAreaUpdateRequest(kKnown, kCell)), "Tracking area update request", "nas_eps.emm.tai_tac", "43"},
         {downlink(nas::trackingAreaUpdateAccept(kKnown, kCell)), "Tracking area update accept", "nas_eps.emm.tai_tac", "43"},
         {uplink(nas::trackingAreaUpdateComplete()), "Tracking area update complete", "gsmtap.type", "18"},
