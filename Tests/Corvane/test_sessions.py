@@ -233,7 +233,7 @@ def test_messages_are_streamed_as_they_happen(manager):
     with pytest.raises(OSError):
         reader()
     os.mkdir(path)
-    manager.does("diag mode 3 -- diag enabled true -- diag mode 0")
+    manager.does("baseband state 3 -- diag mode 3 -- diag enabled true -- diag mode 0")  # once it has booted, which it would tell
     manager.says(f"There is no live stream of DIAG messages: {path} exists and is not a socket; name another one with --socket.\n")
     os.rmdir(path)
     manager.does("diag mode 3")
