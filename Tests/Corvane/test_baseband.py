@@ -36,40 +36,6 @@ def kept(client, name="baseband.json"):
     return json.loads(text)
 
 
-def test_each_state_leads_to_the_next(manager):
-    client, off, state = manager.ready(), ["Off", 5], "103: "
-    soft = ["Resetting", "Booting", 1, "Ready"]
-    for number, (ask, refusal, events, boot, mode) in enumerate([
-        (lambda: client.set_mode(0), None, [0], "Ready", 0),
-        (lambda: client.set_mode(0), None, [], "Ready", 0),
-        (lambda: client.set_mode(1), None, [1], "Ready", 1),
-        (lambda: client.set_mode(2), None, [2], "Ready", 2),
-        (lambda: client.set_mode(4), state, [], "Ready", 2),
-        (lambda: client.set_mode(7), None, [7], "Ready", 7),
-        (lambda: client.set_mode(3), None, [3], "Ready", 3),
-        (lambda: client.set_mode(4), None, [4, *soft], "Ready", 1),
-        (lambda: client.reset(), None, soft, "Ready", 1),
-        (lambda: client.set_mode(6), None, [6], "Ready", 6),
-        (lambda: client.reset("Hard"), None, ["Resetting", "Booting", 6, "Ready"], "Ready", 6),  # persistent
-        (lambda: client.set_mode(3), None, [3], "Ready", 3),
-        (lambda: client.set_mode(4), None, [4, "Resetting", "Booting", 6, "Ready"], "Ready", 6),
-        (lambda: client.set_mode(1), None, [1], "Ready", 1),
-        (lambda: client.set_mode(5), None, [5, "Off"], *off),
-        (lambda: client.set_mode(0), state, [], *off),
-        (lambda: client.do("GetBasebandTime"), state, [], *off),
-        (lambda: client.answer(sync(client)), state, [], *off),
-        (lambda: notify(client, 0x21), state, [], *off),
-        (lambda: notify(client, 0x20), None, [], *off),
-        (lambda: client.reset(), None, ["Booting", 1, "Ready"], "Ready", 1),
-        (lambda: client.set_mode(5, 60), None, [5, "Off"], *off),
-        (lambda: client.reset("Hard"), None, ["Booting", 1, "Ready"], "Ready", 1),
-    ]):
-        answer = ask()
-        assert answer is None if refusal is None else answer.startswith(refusal), f"{number}: {answer}"
-        assert (client.events, client.state(), client.mode()) == (events, boot, mode), number
-        client.events = []
-
-
 def test_commands_wait_for_a_boot_in_their_order(manager):
     client = manager.ready()
     reset, *modes = [client.ask_reset(), *map(client.ask_mode, (3, 4, 2, 5, 0))]
@@ -116,65 +82,13 @@ def test_a_stop_answers_what_is_outstanding(manager):
     manager.stop()
 
 
-def test_the_last_wake_follows_notifications_and_survives(manager):
+def test_power_logs_keep_the_newest_entries(manager):
     client = manager.ready()
-    for message, channel, reason, count in [
-        (0x10, 0, None, 0), (0x21, 1, "voice call", 1), (0x22, 2, "short message", 2), (0x23, 3, "packet data", 3),
-        (0x20, 0, None, 3), (0x24, 4, "network registration", 4), (0x25, 5, "positioning", 5), (0x26, 6, "SIM", 6),
-        (0x10, 6, "SIM", 6),
-    ]:
-        assert notify(client, message) is None
-        woken = wake(client)
-        assert (woken["KeyBasebandWakeChannel"], woken.get("KeyBasebandWakeReason")) == (channel, reason), message
-        assert channel == 0 or woken["KeyBasebandWakeCount"] == count and woken["KeyBasebandWakeTime"].startswith("20")
-        assert (woken.get("KeyBasebandWakeSleptMilliseconds") in range(60_000)) == (message == 0x21)  # the first since it slept
-    assert client.reset() is None
-    after = wake(client)
-    assert after["KeyBasebandWakeChannel"] == after["KeyBasebandWakeCount"] == 7
-    assert client.reset() is None
-    assert wake(client) == after  # a reset wakes nobody who is awake
-    manager.restart()
-    assert wake(manager.ready()) == after
-
-
-def test_power_logs_record_while_they_are_enabled(manager):
-    client = manager.ready()
-    radio, on = "/rf/transceiver client=mode request=", "receive+transmit"
-    radio_on = radio + on
-
-    def holds(name, *parts, no=()):
-        text = kept(client, f"power-log-{name}.txt")
-        assert all(part in text for part in parts) and not any(part in text for part in no), text
-
-    assert client.set_mode(0) is None
-    holds("npa", "power log, disabled\n", "Never dumped", no=["/rf"])
-    assert power_log(client, "NPA", "DumpLog").startswith("103: ")
-    assert power_log(client, "NPA", "Enable") is None
-    manager.restart()
-    client = manager.ready()
-    assert client.set_mode(0) is notify(client, 0x10) is None
-    holds("npa", "power log, enabled\n", radio_on, "/xo/crystal")
-    assert client.set_mode(1) is client.set_mode(2) is client.set_mode(7) is None
-    assert re.findall(f"{radio}(.*)", kept(client, "power-log-npa.txt")) == ["off", on, "off", on, "off"]
-    holds("f3", "disabled", no=["mode:"])
-    assert power_log(client, "NPA", "DumpLog") is None
-    holds("npa", "Dumped at", radio_on, "Nothing recorded since\n")
     assert power_log(client, "F3", "Enable") is client.reset() is None
-    holds("f3", "boot: Resetting", "mode: 1 (low power)", "collection begins")
-    assert notify(client, 0x20) is None
-    holds("f3", "application processor: woken by itself\n")
-    holds("npa", *[f"/cpu/modem client=boot request={level}\n" for level in ("retention", "turbo", "nominal")])
-    assert client.reset("Hard") is None
-    holds("f3", no=["collection begins"])  # a power cycle loses what was in memory
-    assert power_log(client, "NPA", "Disable") is client.set_mode(2) is None
-    holds("npa", "collection ends")
-    manager.restart()
-    client = manager.ready()
-    holds("npa", radio_on, no=["collection ends"])  # the dump is on disk, the rest was not
     for number in range(600):
         assert client.set_mode(number % 2) is None
     text = kept(client, "power-log-f3.txt")
-    assert text.count("\n") == 405 and "mode: 1" in text and "collection begins" not in text  # the newest 400 are kept
+    assert text.count("\n") == 405 and "mode: 1" in text and "collection begins" not in text
 
 
 def test_an_erasure_puts_the_factory_values_back(manager):
@@ -220,25 +134,6 @@ def test_a_reset_ends_a_sync(manager):
     waiting = sync(client)
     manager.stop()
     assert str(client.answer(waiting)).startswith(("107: ", "None"))  # None where the machine was so busy
-
-
-def test_statistics_count_what_happened(manager):
-    client = manager.ready()
-    for kind, reason in ("Soft", "first"), ("Soft", "second"), ("Hard", 4096 * "x"):
-        assert client.reset(kind, reason) is None
-    assert len(str(client.statistics())) < 2_000  # fits a packet whatever a client sends
-    assert client.reset("Hard", "third") is None
-    for mode in (3, 4, 5):
-        assert client.set_mode(mode) is None
-    expected = {"SoftResets": 3, "HardResets": 2, "Boots": 6, "LastHardResetReason": "third", "ModeChanges": 3, "Shutdowns": 1}
-    figures = client.statistics()
-    assert figures | expected == figures and "Operating mode 4 (reset)" in str(figures)
-    for length in (*range(50, 65), 49, 65):  # up to 16 sub types of up to 64 bytes are told apart
-        assert client.do("ResetBaseband", BasebandResetType="Soft reset", BasebandResetSubType=length * "s", BasebandResetReason="") is None
-    assert client.statistics(1)["Resets"] == {"UserTriggered": 4, "other": 2} | {length * "s": 1 for length in range(50, 65)}
-    manager.restart(signal.SIGTERM)
-    figures = manager.ready().statistics()
-    assert (figures["SoftResets"], figures["Boots"]) == (20, 24)
 
 
 def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
@@ -332,16 +227,6 @@ def test_a_self_test_says_what_is_outside_its_limits(manager, limit, value, erro
     assert (result["ForwardPowerStatus"] == "Passed", result["PowerRatioStatus"] == "Passed") == (
         limit.startswith("PowerRatio"), limit.startswith("ForwardPower"))
     assert client.statistics()["SelfTestsFailed"] == 1
-
-
-def test_a_self_test_runs_in_modes_that_it_can_run_in(manager):
-    client = manager.ready()
-    assert abort(client).startswith("103: ")
-    assert client.set_mode(3) is None
-    answer = client.answer(begin(client))
-    assert answer.startswith("103: ")
-    assert "in operating mode 3 (offline); it runs in modes 0 (online), 1 (low power) and 2 (factory test)." in answer
-    client.saw(3)
 
 
 @pytest.mark.parametrize("disturb, refusal, why", [
