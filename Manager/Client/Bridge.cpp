@@ -53,6 +53,7 @@ struct Carrier {
 /// @return -1 when it could not be started.
 pid_t start(const std::vector<std::string>& command, int standardStreams) {
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command) {
         words.push_back(const_cast<char*>(word.c_str()));
     }

@@ -61,7 +61,7 @@ std::string keyText(const xpc::Object& key) {
 xpc::Object toDictionary(const xpc::Object& entries) {
     xpc::Object values = dictionary({});
     for (std::size_t i = 0; i < xpc_array_get_count(entries.get()); ++i) {
-        const xpc_object_t entry = xpc_array_get_value(entries.get(), i);
+        xpc_object_t entry = xpc_array_get_value(entries.get(), i);
         const auto key = xpc::Object::share(xpc_array_get_value(entry, 0));
         xpc_dictionary_set_value(values.get(), keyText(key).c_str(), xpc_array_get_value(entry, 1));
     }
