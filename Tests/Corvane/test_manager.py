@@ -111,6 +111,18 @@ def test_trace_logs_are_kept_up_to_the_limit(manager):
     assert {folder.name for folder in kept.iterdir()} == {*names[2:], "other-99", "log-bb"} and max(names).endswith("Z-13")
 
 
+def test_a_lower_count_of_trace_files_holds_at_once(manager):
+    files = manager.state / "Scratch/KernelPCI.scratch"
+    assert manager.ready().set("KernelPCI", "Enabled", "true") is None
+    for _ in range(3):
+        manager.stop()
+        manager.start()
+        client = manager.ready()
+    assert len(list(files.iterdir())) >= 3
+    assert client.set("KernelPCI", "BufferCount", "1") is None
+    assert len(list(files.iterdir())) <= 1
+
+
 def test_what_the_manager_keeps_is_its_owners(manager):
     manager.stop()
     manager.state.chmod(0o755)
