@@ -7,6 +7,15 @@
 namespace corvane::simulated {
 namespace {
 
+std::string inHex(const std::string& bytes) {
+    std::string hex;
+    for (const char byte : bytes) {
+        hex += "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4U];
+        hex += "0123456789abcdef"[byte & 0xF];
+    }
+    return hex;
+}
+
 /// A packet without what depends on the time: the frame's number, also in what the cell broadcasts of it, and a line's time.
 std::string describe(const std::string& packet) {
     constexpr std::size_t kGsmtap = 28, kFrame = kGsmtap + 8, kMessage = kGsmtap + 16, kLogText = kGsmtap + 32;
@@ -16,13 +25,7 @@ std::string describe(const std::string& packet) {
         return text;
     }
     const bool isMaster = packet[kGsmtap + 2] == 0x0D && packet[kFrame + 4] == 4;
-    std::string hex;
-    for (const char byte :
-         packet.substr(kGsmtap + 2, 6) + packet.substr(kFrame + 4, 1) + (isMaster ? "" : packet.substr(kMessage))) {
-        hex += "0123456789abcdef"[static_cast<unsigned char>(byte) >> 4U];
-        hex += "0123456789abcdef"[byte & 0xF];
-    }
-    return hex;
+    return inHex(packet.substr(kGsmtap + 2, 6) + packet.substr(kFrame + 4, 1) + (isMaster ? "" : packet.substr(kMessage)));
 }
 
 /// Second by second, with the seed 8.
@@ -79,11 +82,11 @@ TEST(Signalling, SaysTheSameWithTheSameSeed) {
 
 /// What readelf says of it was compared, field by field, with what it is to be.
 TEST(CoreDump, IsAnElfFileOfTheReasonAndTheMemory) {
-    const std::string dump = coreDump(std::string(100, 'r'), "memory");
+    const std::string shown = inHex(coreDump(std::string(100, 'r'), "memory")) + "\n";
     if (std::getenv("RENEW_FIXTURES") != nullptr) {
-        support::writeFile(FIXTURES "/baseband.core", dump);
+        support::writeFile(FIXTURES "/core-dump.txt", shown);
     }
-    EXPECT_EQ(dump, support::readFile(FIXTURES "/baseband.core"));
+    EXPECT_EQ(shown, support::readFile(FIXTURES "/core-dump.txt"));
 }
 
 }  // namespace
