@@ -60,16 +60,16 @@ def test_the_log_takes_a_line_a_second_of_a_client_and_has_two_files():
             assert newer < most + 2200 and most <= older < most + 2200
 
 
-@pytest.mark.parametrize("variable, below", [("XDG_STATE_HOME", ""), ("HOME", ".local/state")])
-def test_a_users_manager_has_its_folders_in_the_users(variable, below):
+@pytest.mark.parametrize("variable, below, named", [("XDG_STATE_HOME", "", ""), ("HOME", ".local/state", "named.sock")])
+def test_a_users_manager_has_its_folders_in_the_users(variable, below, named):
     user = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups"] if os.geteuid() == 0 else []
     with tempfile.TemporaryDirectory() as name:  # pytest's are closed to others
         os.chmod(name, 0o777)
         folder = pathlib.Path(name)
-        environment = dict.fromkeys(("CORVANE_SOCKET", "XDG_STATE_HOME"), "") | {variable: str(folder)}
+        environment = {"CORVANE_SOCKET": named and str(folder / named), "XDG_STATE_HOME": "", variable: str(folder)}
         manager = Program(*user, MANAGER, XDG_RUNTIME_DIR=str(folder), XDG_CONFIG_HOME=str(folder), **environment)
         manager.says("ready\n")
-        assert (folder / "corvane/manager.sock").is_socket() and (folder / below / "corvane/settings.db").exists()
+        assert (folder / (named or "corvane/manager.sock")).is_socket() and (folder / below / "corvane/settings.db").exists()
         assert manager.end() == 0
 
 

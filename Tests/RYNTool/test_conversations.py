@@ -288,7 +288,7 @@ def test_trace_filter_add(hold, page):
          *[(f"trace filter add maxlog {typed}", [], add("MaxLogLimit", sent), f"Max-log limit filter: {typed}\n")
            for typed, sent in [("0", 0), ("010", 8), ("2147483647", 2**31 - 1), ("0X7fffffff", 2**31 - 1), ("\t5", 5)]],
          *[(f"trace filter add freespace {typed}", [], [], help, f"\nInvalid free-space percentage [ {typed} % ] passed\n", 1)
-           for typed in ("101", "-1", "0x")],
+           for typed in ("101", "-1", "0x", "x5")],
          *[(f"trace filter add maxlog {typed}", [], [], help, f"\nInvalid max-log limit [ {typed} ] passed\n", 1)
            for typed in ("0b11", "0x-5", "5abc", "08", "-2147483648", "2147483648", "Default")],
          *[("trace filter add maxlog" + words, [], *by_default) for words in ("", " 3 4")],

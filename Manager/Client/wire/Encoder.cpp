@@ -111,17 +111,19 @@ private:
     void item(bool boolean, unsigned) { buffer_.push_back(boolean ? kTrue : kFalse); }
     void item(std::int64_t number, unsigned) { integer(number); }
     void item(const std::string& content, unsigned) { string(content); }
+    void container(Major major, std::size_t count, unsigned depth) {
+        valid_ = valid_ && depth <= kMaxNesting;
+        head(major, count);
+    }
     // Containers stop at the first refusal: what is shared many times within itself would otherwise be walked without end.
     void item(const xpc_object::Array& values, unsigned depth) {
-        valid_ = valid_ && depth <= kMaxNesting;
-        head(Major::Array, values.size());
+        container(Major::Array, values.size(), depth);
         for (auto entry = values.begin(); ok() && entry != values.end(); ++entry) {
             value(*entry, depth + 1);
         }
     }
     void item(const xpc_object::Dictionary& entries, unsigned depth) {
-        valid_ = valid_ && depth <= kMaxNesting;
-        head(Major::Map, entries.size());
+        container(Major::Map, entries.size(), depth);
         for (auto entry = entries.begin(); ok() && entry != entries.end(); ++entry) {
             valid_ = platform::isUtf8(entry->first);
             bytes(Major::Text, entry->first);
