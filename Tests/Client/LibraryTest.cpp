@@ -13,6 +13,7 @@ TEST(Library, CarriesEveryKindOfValue) {
     ryn::Client client({.name = "library", .socket = manager.path()});
     EXPECT_EQ(client.connect().value.toJson(), R"({"KeyCorvaneVersion":"scripted"})") << "waited for";
     EXPECT_EQ(client.connect().value.toJson(), R"({"KeyCorvaneVersion":"scripted"})") << "known";
+    EXPECT_EQ(client.connect().result, 0U);
     const ryn::Value value = ryn::Dictionary{
         {"array", ryn::Array{1, -2, true, "text", {}}}, {"bytes", std::string("\xFF\0", 2)}, {"dictionary", ryn::Dictionary{}}};
     const ryn::Reply echoed = client.perform("Echo", value);
