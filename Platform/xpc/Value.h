@@ -9,7 +9,8 @@
 #include <variant>
 #include <vector>
 
-/// What stands behind an `xpc_object_t`. Only the sources of this folder and the encoder look inside.
+/// What stands behind an `xpc_object_t`. Only the sources of this folder, the encoder and the
+/// client library look inside.
 struct xpc_object {
     using Null = std::monostate;
     using Array = std::vector<xpc::Object>;

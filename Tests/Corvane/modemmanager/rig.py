@@ -22,7 +22,7 @@ JOURNALD = "/lib/systemd/systemd-journald"
 class Rig(Manager):
     """A manager that the test starts, with the modems that there are by then."""
 
-    program = None
+    program = None  # until the test starts it
 
     def __init__(self):
         super().__init__()
