@@ -132,8 +132,7 @@ void Manager::setEvents(bool on) {
         if (link_.isConnected()) {
             sendDue(Clock::now());
         } else if (on) {
-            // A program that is over before the run loop's first look does not connect for its events.
-            link_.setNextAttempt(Clock::now() + platform::kFirstLook);
+            link_.setNextAttempt(Clock::now());  // however long it would have waited after those that failed
         }
     }
     platform::wakeRunLoop();

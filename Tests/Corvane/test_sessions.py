@@ -162,6 +162,7 @@ def test_each_property_of_the_trace_decides_what_is_recorded(manager):
         ("diag enabled-on-sleep full -- " + sleep, {rrc, nas, log}),
         ("diag enabled-on-sleep lite -- " + sleep, {nas, log}),
         ("diag enabled-on-sleep lite -- diag sleep-dmc mine -- " + sleep, {rrc, log}),
+        ("diag enabled-on-sleep lite -- diag sleep-dmc None -- " + sleep, {log}),
         ("trace set DIAG Enabled_Temp false", set()),
         ("diag enabled false -- trace set DIAG Enabled_Temp true", {rrc, nas, log}),
         ("trace set DIAG Mode_Temp 2", set()),

@@ -137,8 +137,13 @@ def test_damage_is_found_said_and_served(manager):
 
 
 # Frames from the damage on, and the byte of the log's header that is damaged instead of the first of them: its page size or its sum.
-@pytest.mark.parametrize("page, frames, place, kept", [(1024, 3, None, "17"), (1024, 4, 24, "256"), (4096, 4, 8, "256")])
-def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, page, frames, place, kept):
+@pytest.mark.parametrize("page, frames, place, kept, said", [
+    (1024, 1, None, "19", "incomplete and dropped: the last change, which was under way when the manager ended"),
+    (1024, 3, None, "17", "damaged and dropped: the last 3 changes are lost"),
+    (1024, 4, 24, "256", "damaged and dropped: the last 4 changes are lost"),
+    (4096, 4, 8, "256", "damaged and dropped: the last 4 changes are lost"),
+])
+def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, page, frames, place, kept, said):
     manager.stop()
     sql(f"PRAGMA journal_mode = DELETE; PRAGMA page_size = {page}; VACUUM; PRAGMA journal_mode = WAL")(manager.state / "settings.db")
     manager.start()
@@ -151,8 +156,7 @@ def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, page, fram
     content[place or len(content) - (frames - 1) * frame - 1] ^= 1
     log.write_bytes(content)
     manager.start()
-    dropped = f"{frames} pages of the log of the settings in {manager.state}/settings.db"
-    manager.says(f"{dropped} are damaged and dropped: the last {frames} changes are lost")
+    manager.says(f"{frames} pages of the log of the settings in {manager.state}/settings.db are {said}\n")
     assert manager.client().get("DIAG", "History") == kept
 
 

@@ -1,6 +1,8 @@
 #include "platform/dispatch/dispatch.h"
 #include "support/Test.h"
 
+#include <malloc.h>
+
 namespace {
 
 std::ptrdiff_t threadCount() {
@@ -52,6 +54,19 @@ TEST(Queue, StartsItsThreadWithTheFirstBlockAndEndsItWithTheLastReference) {
         std::this_thread::yield();
     }
     EXPECT_FALSE(std::filesystem::exists(task));
+}
+
+/// The sanitizers, which have no such counts, tell what isn't freed by themselves.
+TEST(Group, IsFreedByWhoeverIsLast) {
+    const auto before = mallinfo2().uordblks;
+    constexpr int kGroups = 1000;
+    for (int i = 0; i < kGroups; ++i) {
+        const auto group = dispatch_group_create();
+        dispatch_group_enter(group);
+        dispatch_release(group);
+        dispatch_group_leave(group);
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + kGroups);
 }
 
 }  // namespace

@@ -38,6 +38,8 @@ TEST(Value, ReadersTakeAnyKind) {
     EXPECT_EQ(vsk::toInt32(xpc::number(0x1'8000'0000).get(), 0), INT32_MIN);
     EXPECT_EQ(vsk::toInt32(xpc_array_get_value(list.get(), 0), 0), 7);
     xpc_array_append_value(list.get(), nullptr);
+    xpc_array_append_value(string.get(), list.get());
+    EXPECT_EQ(xpc_array_get_count(list.get()), 1U);
     EXPECT_EQ(xpc_array_get_value(list.get(), 1), nullptr);
     EXPECT_EQ(xpc_string_get_string_ptr(list.get()), nullptr);
     EXPECT_EQ(xpc_string_create_with_length("", SIZE_MAX / 2 + 1), nullptr);

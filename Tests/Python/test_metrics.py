@@ -4,6 +4,7 @@ import re
 from pathlib import Path
 
 from prometheus_client.parser import text_string_to_metric_families
+from programs import until
 
 from corvane import commands
 from corvane.pytest_plugin import RunningManager
@@ -23,6 +24,7 @@ def test_metrics(tmp_path: Path) -> None:
     manager.start()
     text = path.read_text()
     assert path.stat().st_mode & 0o777 == 0o644
+    until(lambda: path.read_text() != text, "newer figures")  # the manager's interval is 15 s
     manager.stop()
     shown = re.sub(f'{{socket="{manager.socket}"(,|}})', "{", text)
     assert re.sub(r"((boots_total|boot_seconds){) .*", r"\1", shown) == (Path(__file__).parent / "fixtures/simulated.prom").read_text()

@@ -14,7 +14,7 @@ enum class Mode : std::uint32_t {
     PassiveOnAP = 4,
 };
 
-enum class DuringAPSleep : std::uint32_t { Off = 0, Full = 1, Lite = 2 };
+enum class DuringAPSleep : std::uint32_t { Off, Full, Lite };
 
 /// What to do about a stalled trace. The values are stored and sent: their order is fixed.
 enum class Recovery : std::uint32_t { None = 0, ResetBaseband = 1, Reconfigure = 2 };

@@ -389,6 +389,10 @@ def test_modem_manager_logs_as_before_once_the_trace_is_off(rig):
         until(lambda: rig.recorded("BasebandIPC").count("more") == 500 * (count + 1), "every line")
         assert client.set("BasebandIPC", "Enabled", "false") is None
         until(lambda: manager.asked[-2:] == ["SetLogging DEBUG", "SetLogging " + level], level)
+    assert client.set("SYSLOG", "Enabled", "true") is None
+    renewed = "journalctl --rotate --vacuum-size=1 && echo alone | systemd-cat && journalctl --sync"  # younger than the trace
+    subprocess.run([*rig.inside, "sh", "-c", renewed], check=True, capture_output=True)
+    assert (client.collect() / "system.log").read_text().count("alone\n") == 1
 
 
 def test_figures_and_errors_are_understood_by_their_names(rig):
