@@ -43,6 +43,9 @@ TEST_F(PowerCut, LosesNoSettingThatIsStored) {
         const SettingsStore::Transaction dropped(*store);
         EXPECT_EQ(stepsOf([this] { return store->store("trace", "a", "2"); }), "");
     }
+    SettingsStore::Transaction whole(*store);
+    { const SettingsStore::Transaction part(*store); }
+    EXPECT_EQ(whole.commit().refusal().sentence, "The change could not be written to disk (given up); nothing has changed.");
     EXPECT_EQ(store->get("trace", "a"), "1");
     store->writeBack();
     store->beginLog();

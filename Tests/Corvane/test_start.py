@@ -114,6 +114,7 @@ def test_damage_is_found_said_and_served(manager):
         (sql("DROP TABLE setting; CREATE TABLE setting(area, name, value)"), not_the_settings, "256"),
         (sql("CREATE TRIGGER t AFTER INSERT ON setting BEGIN DELETE FROM setting; END"), not_the_settings, "256"),
         (sql("PRAGMA user_version=3"), "version number of the settings was damaged (3)", "17"),
+        (sql("PRAGMA user_version=0"), "version number of the settings was damaged (0)", "17"),
         (sql("UPDATE setting SET value = '2049' WHERE name = 'DIAG/History'"), "the stored DIAG History is '2049'", "256"),
         (sql("INSERT INTO setting VALUES('filter', 'FreeSpacePercentage', '101')"), "FreeSpacePercentage is '101'", "17"),
         (sql("INSERT INTO setting VALUES('filter', 'MaxLogLimit', 'many')"), "MaxLogLimit is 'many'", "17"),

@@ -164,10 +164,7 @@ int Database::checkPages() const {
 
 int Database::readSchema() {
     schema_.clear();
-    // The names in the schema must agree with its text.
-    const int code = forEachRow("SELECT sql, type || name || tbl_name FROM sqlite_schema", [this](sqlite3_stmt* row) {
-        schema_ += textOf(row, 0) + (textOf(row, 1) == "tablesettingsetting" ? "" : textOf(row, 1));
-    });
+    const int code = forEachRow("SELECT sql FROM sqlite_schema", [this](sqlite3_stmt* row) { schema_ += textOf(row, 0); });
     const auto takeVersion = [this](sqlite3_stmt* row) { version_ = sqlite3_column_int(row, 0); };
     return code == SQLITE_OK ? forEachRow("PRAGMA user_version", takeVersion) : code;
 }
