@@ -65,6 +65,7 @@ TEST(PcapngTest, CountsThePacketsThatAreLost) {
     const std::uint64_t count = 9;
     std::memcpy(option.count, &count, sizeof count);
     const std::string dropped(reinterpret_cast<const char*>(&option), sizeof option);
+    EXPECT_EQ(kPcapng.header.substr(38, 6), std::string(6, '\0')) << "reserved, and no limit of a packet's length";
     for (const std::uint64_t lost : {0U, 9U}) {
         std::string packet;
         kPcapng.append(packet, {}, "packet", lost);
