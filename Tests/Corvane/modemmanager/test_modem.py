@@ -38,7 +38,7 @@ def test_mode_changes_are_told_on_the_way_and_the_modem_is_shown_with_its_parts(
     assert shown == kept("modem-statistics.json", shown)
     rig.call(f"{ROOT}/Modem/0", MODEM, "CreateBearer", dbus.Dictionary({"apn": "internet"}, "sv"))
     until(lambda: rig.call(f"{ROOT}/Modem/0", MODEM + ".Location", "GetLocation"), "a location")
-    folder = client.collect()
+    folder = until(lambda: "Bearer/0" in ((made := client.collect()) / "bearers.json").read_text() and made, "the bearer")
     shown = json.loads((folder / "modem.json").read_text())
     assert shown[f"{ROOT}/Modem/0"][MODEM]["SupportedBands"] == ["unknown"]
     assert shown[f"{ROOT}/SIM/0"]["Imsi"] == "001010123456789"
