@@ -238,10 +238,18 @@ def test_messages_are_streamed_as_they_happen(manager):
     manager.says(f"There is no live stream of DIAG messages: {path} exists and is not a socket; name another one with --socket.\n")
     os.rmdir(path)
     manager.does("diag mode 3")
-    with reader() as brief:
-        brief.send(b"?")
-        until(lambda: status(manager) == "Dumping", "the reader")
-    until(lambda: status(manager) == "Idle", "its end")
+    for farewell in "unread", "read", "silent":
+        with reader() as brief:
+            brief.send(b"?")
+            until(lambda: status(manager) == "Dumping", "the reader")
+            if farewell != "unread":
+                assert brief.recv(4096)
+            if farewell == "silent":
+                brief.shutdown(socket.SHUT_WR)
+                assert manager.client().is_served() and status(manager) == "Dumping"
+        if farewell == "silent":
+            manager.does("baseband state 0 -- baseband state 3")  # it is missed when it is to be sent something
+        until(lambda: status(manager) == "Idle", farewell)
     stream, _deaf = reader(), reader()
     stream.shutdown(socket.SHUT_WR)
     manager.does("baseband state 0")
