@@ -129,7 +129,8 @@ TEST_F(RecorderTest, SurvivesAFullDiskAndCountsWhatIsLost) {
     testing::internal::CaptureStderr();
     writeAll(10);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                testing::EndsWith("can't write " + segments()[0].string() + ": No space left on device; its records are lost until there is room\n"));
+                testing::EndsWith("can't write " + segments()[0].string() +
+                                  ": No space left on device; its records are lost until there is room\n"));
     EXPECT_TRUE(recorder.isFailing());
     EXPECT_EQ(fs::file_size(segments()[0]), whole + whole / 10);  // one fits, and no part of another
     Recorder other(folder_.path() / "other", kTextLines, {kMegabyte});
