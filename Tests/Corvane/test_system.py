@@ -137,11 +137,11 @@ def test_a_manager_raises_its_limit_of_descriptors():
 @pytest.mark.options("--fault", "GetCorvaneInfoCommand=hang")
 def test_without_memory_the_client_that_takes_most_is_ended(manager):
     process = manager.program.child.pid
+    if (taken := kilobytes(process, "VmSize")) > 1 << 22:
+        pytest.skip("a sanitizer takes more addresses than there are")
     others, greedy = [manager.client()], manager.client(name="greedy")
     greedy.ask("GetCorvaneInfo")
     assert others[0].is_served()
-    if (taken := kilobytes(process, "VmSize")) > 1 << 22:
-        pytest.skip("a sanitizer takes more addresses than there are")
     unlimited = resource.prlimit(process, resource.RLIMIT_AS)
     resource.prlimit(process, resource.RLIMIT_AS, (taken << 10, unlimited[1]))
     while "ended" not in manager.program.text:
