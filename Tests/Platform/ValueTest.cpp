@@ -45,4 +45,11 @@ TEST(Value, ReadersTakeAnyKind) {
     EXPECT_EQ(xpc_string_create_with_length("", SIZE_MAX / 2 + 1), nullptr);
 }
 
+TEST(Value, TellsAboutWhatItTakes) {
+    const auto text = xpc::text(std::string(1000, 'x'));
+    const auto nested = xpc::dictionary({{std::string(100, 'k').c_str(), xpc::array({text, text, xpc::null()})}});
+    EXPECT_THAT(xpc::memoryOf(text), testing::AllOf(testing::Ge(1000U), testing::Le(1200U)));
+    EXPECT_THAT(xpc::memoryOf(nested), testing::AllOf(testing::Ge(2100U), testing::Le(2800U)));
+}
+
 }  // namespace
