@@ -91,7 +91,9 @@ def add(client, name, value):
 def test_trace_logs_are_a_folder_that_a_person_can_read(manager):
     client = manager.client()
     folder = client.collect("[tool] \x1bwhy")
-    assert folder.parent == manager.state / "Snapshots" and {stat.S_IMODE(path.stat().st_mode) for path in (folder, folder.parent, manager.state)} == {0o750}
+    os.umask(mask := os.umask(0))
+    modes = {stat.S_IMODE(path.stat().st_mode) for path in (folder, folder.parent, manager.state)}
+    assert folder.parent == manager.state / "Snapshots" and modes == {0o750, 0o750 & ~mask}
     assert re.fullmatch(r"log-bb-\d{4}-\d\d-\d\dT\d\d-\d\d-\d\dZ-1", folder.name)
     manager.says(f"collected trace logs in {folder}")
     assert json.loads((folder / "manager.json").read_text())["Reason"] == r"[tool] \u001bwhy"
