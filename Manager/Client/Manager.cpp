@@ -132,7 +132,7 @@ void Manager::setEvents(bool on) {
         if (link_.isConnected()) {
             sendDue(Clock::now());
         } else if (on) {
-            link_.setNextAttempt(Clock::now());  // however long it would have waited after those that failed
+            link_.setNextAttempt(Clock::now());  // earlier attempts that failed may have put it off
         }
     }
     platform::wakeRunLoop();

@@ -57,7 +57,8 @@ fs::path partialOf(const fs::path& folder) {
     return folder.string() + std::string(kPartial);
 }
 
-/// Makes a folder that its group may read, unless everybody may enter the state folder. @return whether it is there.
+/// Makes a folder that its group may read as far as the umask lets it, unless everybody may enter the state folder. The umask holds
+/// for the files in it too. @return whether it is made.
 bool makeFolder(const fs::path& folder, const fs::path& stateFolder) {
     struct stat status {};
     const bool isOpen = stat(stateFolder.c_str(), &status) != 0 || (status.st_mode & S_IRWXO) != 0;

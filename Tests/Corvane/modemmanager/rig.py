@@ -37,7 +37,10 @@ class Rig(Manager):
 
     def __exit__(self, *error):
         with self.others:
-            super().__exit__(*error) if self.program else self.kept.cleanup()
+            if self.program:
+                super().__exit__(*error)
+            else:
+                self.kept.cleanup()
 
     def start_other(self, *words, **environment):
         program = Program(*self.inside, *words, **self.environment | environment)
