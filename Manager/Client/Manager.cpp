@@ -318,7 +318,6 @@ void Manager::disconnect(const Answer& failure) {
     lastEnd_ = failure;
     link_.close();
     calls_.answerAll(failure);
-    changed_.notify_all();
 }
 
 void Manager::sendDue(Clock::time_point now) {

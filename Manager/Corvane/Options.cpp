@@ -108,9 +108,8 @@ std::string environmentOr(const char* name, const std::string& fallback) {
 Result<Options> Options::parse(int count, char* const* words) {
     Options options;
     const std::vector<option> known = longOptions();
-    opterr = 0;
     optind = 1;
-    // The leading '+' ends the options at the first other word, the ':' tells a missing value apart.
+    // The leading '+' ends the options at the first other word; the ':' tells a missing value apart, and nothing is printed.
     for (int found = 0; options.output.empty() && (found = getopt_long(count, words, "+:", known.data(), nullptr)) != -1;) {
         const std::string word = words[optind - 1];
         if (found == ':') {
