@@ -103,8 +103,10 @@ bool Loop::serve(bool wait) {
     std::array<epoll_event, kReadyAtOnce> ready;
     const bool isIdle = deferred_.empty() && deferredToLull_.empty();
     const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? untilTimer() : 0);
-    turnBegan_ = now_ = Clock::now();
     isShared_ = count > 1;
+    if (isShared_ || !timers_.empty()) {
+        turnBegan_ = now_ = Clock::now();
+    }
     bool eventIsDue = false;
     for (int index = 0; index < count; ++index) {
         auto* watch = static_cast<Watch*>(ready[static_cast<std::size_t>(index)].data.ptr);
@@ -177,9 +179,11 @@ void Loop::serveOne(Watch& watch) {
 }
 
 void Loop::shareTurn() {
-    if (ready_.size() == 1) {  // it needs no order
-        serveOne(*ready_.front());
-        ready_.clear();
+    if (!isShared_) {  // what is alone needs no order, and nobody waits for as long as it takes
+        if (!ready_.empty()) {
+            withinMemory(ready_.front()->ready_);
+            ready_.clear();
+        }
         return;
     }
     const auto isCostly = [](const Watch* watch) { return watch->cost_ && *watch->cost_ >= kLittle; };

@@ -8,8 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
-#include <sstream>
 #include <utility>
 
 namespace corvane {
@@ -84,11 +84,12 @@ Result<RecordedRequests> readRecording(const std::string& file) {
             fmt::format("can't read the recording {}: {}", file, content.missing ? "there is none" : content.problem));
     }
     Reader reader;
-    std::istringstream lines(content.bytes);
     std::size_t number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        const xpc::Object entry = parseJson(line, kDeepestLine);
-        if (!entry && lines.eof()) {
+    std::size_t end = 0;
+    for (std::size_t begin = 0; begin < content.bytes.size(); begin = end + 1) {
+        end = std::min(content.bytes.find('\n', begin), content.bytes.size());
+        const xpc::Object entry = parseJson({content.bytes.data() + begin, end - begin}, kDeepestLine);
+        if (!entry && end == content.bytes.size()) {
             break;
         }
         ++number;

@@ -2,9 +2,10 @@
 
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 struct sqlite3;
@@ -18,8 +19,14 @@ struct SQLiteDeleter {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, SQLiteDeleter>;
 
-/// Every stored text: {area: {name: text}}.
-using StoredTexts = std::map<std::string, std::map<std::string, std::string, std::less<>>, std::less<>>;
+/// For looking up a text without a copy of it.
+struct TextHash : std::hash<std::string_view> {
+    using is_transparent = void;
+};
+template <typename Value>
+using ByText = std::unordered_map<std::string, Value, TextHash, std::equal_to<>>;
+/// Every stored text: {area: {name: text}}. One is found as fast however many there are.
+using StoredTexts = ByText<ByText<std::string>>;
 
 /// The settings' file as an SQLite database. It is checked whole before anything is written to it: its pages, its version, its
 /// schema, and that each text can be read.

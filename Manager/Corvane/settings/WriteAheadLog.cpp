@@ -1,9 +1,13 @@
 #include "Corvane/settings/WriteAheadLog.h"
 
+#include "Platform/FileDescriptor.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <fstream>
 #include <span>
 #include <vector>
 
@@ -55,8 +59,13 @@ private:
     std::uint32_t second_ = 0;
 };
 
-bool read(std::ifstream& file, std::span<unsigned char> bytes) {
-    return static_cast<bool>(file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size())));
+platform::FileDescriptor open(const std::string& path) {
+    return platform::FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+/// @return whether there are so many.
+bool read(const platform::FileDescriptor& file, std::span<unsigned char> bytes) {
+    return ::read(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }
 
 bool isPageSize(std::uint32_t size) {
@@ -65,7 +74,7 @@ bool isPageSize(std::uint32_t size) {
 
 /// The size of the database's pages by its own header, for a log whose header doesn't tell it.
 std::uint32_t pageSizeOf(const std::filesystem::path& database) {
-    std::ifstream file(database, std::ios::binary);
+    const auto file = open(database);
     std::array<unsigned char, kDatabasePageSize + 2> header{};
     read(file, header);
     const std::uint32_t stored = header[kDatabasePageSize] * 256U + header[kDatabasePageSize + 1];
@@ -81,7 +90,7 @@ int saltsOf(Bytes frame, Bytes header) {
 }  // namespace
 
 DroppedPages findDroppedPages(const std::filesystem::path& database) {
-    std::ifstream file(database.string() + "-wal", std::ios::binary);
+    const auto file = open(database.string() + "-wal");
     std::array<unsigned char, kHeaderSize> header{};
     if (!read(file, header)) {
         return {};

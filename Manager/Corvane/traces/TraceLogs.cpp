@@ -13,9 +13,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <system_error>
 
 namespace corvane {
@@ -41,10 +41,12 @@ Refusal failed(const fs::path& folder, const std::string& why) {
 }
 
 bool writeFile(const fs::path& path, const std::string& content) {
-    std::ofstream file(path, std::ios::binary);
-    file << content;
-    file.close();
-    return file.good();
+    std::FILE* const file = std::fopen(path.c_str(), "wbe");
+    if (file == nullptr) {
+        return false;
+    }
+    const bool isWritten = std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    return std::fclose(file) == 0 && isWritten;
 }
 
 /// Waits until a file or a folder is on disk. @return whether it is.
@@ -57,8 +59,8 @@ fs::path partialOf(const fs::path& folder) {
     return folder.string() + std::string(kPartial);
 }
 
-/// Makes a folder that its group may read as far as the umask lets it, unless everybody may enter the state folder. The umask holds
-/// for the files in it too. @return whether it is made.
+/// Makes a folder that its group may read as far as the umask lets it, unless everybody may enter the state folder. The umask
+/// holds for the files in it too. @return whether it is made.
 bool makeFolder(const fs::path& folder, const fs::path& stateFolder) {
     struct stat status {};
     const bool isOpen = stat(stateFolder.c_str(), &status) != 0 || (status.st_mode & S_IRWXO) != 0;

@@ -6,7 +6,7 @@
 #include "Corvane/support/Journal.h"
 #include "Corvane/support/Text.h"
 
-#include <sstream>
+#include <ranges>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -21,19 +21,20 @@ constexpr const char* kEverything = "DEBUG";
 
 /// The level that a ModemManager with this command line begins with.
 std::string levelOf(std::string_view commandLine) {
-    std::istringstream words{std::string(commandLine)};
-    std::string level = "INFO";
-    for (std::string word; words >> word;) {
+    std::string_view level = "INFO";
+    bool isNext = false;
+    for (const auto& part : std::views::split(commandLine, ' ')) {
         constexpr std::string_view kLevel = "--log-level";
-        if (word == "--debug") {
+        const std::string_view word(part.begin(), part.end());
+        if (std::exchange(isNext, word == kLevel)) {
+            level = word;
+        } else if (word == "--debug") {
             level = kEverything;
-        } else if (word == kLevel) {
-            words >> level;
         } else if (word.starts_with(kLevel) && word[kLevel.size()] == '=') {
             level = word.substr(kLevel.size() + 1);
         }
     }
-    return level;
+    return std::string(level);
 }
 
 }  // namespace

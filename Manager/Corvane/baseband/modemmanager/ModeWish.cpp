@@ -1,7 +1,8 @@
 #include "Corvane/baseband/modemmanager/ModeWish.h"
 
+#include "Platform/File.h"
+
 #include <cstdint>
-#include <fstream>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -13,9 +14,9 @@ constexpr std::string_view kName = "modem-mode";
 /// Another one each time that the machine boots (random(4)).
 const std::string& bootId() {
     static const std::string kId = [] {
-        std::string id;
-        std::ifstream("/proc/sys/kernel/random/boot_id") >> id;
-        return id;
+        constexpr std::size_t kLongest = 64;
+        const std::string line = platform::readFile("/proc/sys/kernel/random/boot_id", kLongest).bytes;
+        return line.substr(0, line.find('\n'));
     }();
     return kId;
 }

@@ -11,7 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <memory>
-#include <sstream>
+#include <ranges>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -84,11 +84,9 @@ xpc::Object toDictionary(const std::string& interface, const Properties& propert
 xpc::Object placeOf(const std::string& location) {
     constexpr const char* kKeys[] = {"MCC", "MNC", "LAC", "Cell", "TAC"};
     xpc::Object place = dictionary({});
-    std::istringstream parts(location);
-    for (const char* key : kKeys) {
-        std::string part;
-        std::getline(parts, part, ',');
-        setKnown(place, key, text(part));
+    const auto* key = std::begin(kKeys);
+    for (const auto& part : std::views::split(location, ',') | std::views::take(std::size(kKeys))) {
+        setKnown(place, *key++, text({part.begin(), part.end()}));
     }
     return place;
 }

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <sstream>
+#include <iterator>
 
 namespace corvane::simulated {
 
@@ -25,26 +25,39 @@ std::string reason(const json::exception& error) {
     return escaped(cut(text, kLongest));
 }
 
+/// Goes through a text and counts the lines that it leaves.
+class LineCounter {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    LineCounter(const char* at, std::size_t& line) : at_(at), line_(&line) {}
+    const char& operator*() const { return *at_; }
+    LineCounter& operator++() {
+        *line_ += *at_++ == '\n' ? 1U : 0U;
+        return *this;
+    }
+    bool operator==(const LineCounter& other) const { return at_ == other.at_; }
+
+private:
+    const char* at_;
+    std::size_t* line_;
+};
+
 }  // namespace
 
 Result<json> JsonPlaces::parse(std::string_view text) {
-    std::istringstream stream{std::string(text)};
-    std::size_t counted = 0;  // bytes whose lines are counted
-    const auto countLines = [&] {
-        const auto end = static_cast<std::size_t>(std::streamoff(stream.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in)));
-        line_ += static_cast<std::size_t>(std::ranges::count(text.substr(counted, end - counted), '\n'));
-        counted = end;
-    };
     const auto callback = [&](int depth, json::parse_event_t event, const json& parsed) {
-        countLines();
         hear(depth, event, parsed);
         return true;
     };
     try {
-        json read = json::parse(stream, callback);
+        json read = json::parse(LineCounter(text.data(), line_), LineCounter(text.data() + text.size(), line_), callback);
         return problem_.empty() ? Result(std::move(read)) : Refusal::invalidArgument(problem_);
     } catch (const json::exception& error) {
-        countLines();
         return Refusal::invalidArgument(fmt::format("line {}: this is no JSON: {}", line_, reason(error)));
     }
 }
