@@ -3,12 +3,12 @@
 #include "Client/wire/Packet.h"
 #include "Corvane/requests/Recording.h"
 #include "Corvane/support/Json.h"
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "Platform/File.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -84,12 +84,11 @@ Result<RecordedRequests> readRecording(const std::string& file) {
             fmt::format("can't read the recording {}: {}", file, content.missing ? "there is none" : content.problem));
     }
     Reader reader;
+    const auto lines = split(content.bytes, '\n');
     std::size_t number = 0;
-    std::size_t end = 0;
-    for (std::size_t begin = 0; begin < content.bytes.size(); begin = end + 1) {
-        end = std::min(content.bytes.find('\n', begin), content.bytes.size());
-        const xpc::Object entry = parseJson({content.bytes.data() + begin, end - begin}, kDeepestLine);
-        if (!entry && end == content.bytes.size()) {
+    for (const std::string_view& line : lines) {
+        const xpc::Object entry = parseJson(line, kDeepestLine);
+        if (!entry && &line == &lines.back()) {
             break;
         }
         ++number;

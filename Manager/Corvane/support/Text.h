@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Text that comes from a client or a modem is data: it passes through here before it reaches a log, a file or another user.
 namespace corvane {
@@ -22,6 +23,9 @@ std::optional<std::int64_t> parseNumber(std::string_view text, int base = 10);
 
 /// The beginning of `text`, of at most `size` bytes, without a piece of a character at its end.
 std::string_view cut(std::string_view text, std::size_t size);
+
+/// The pieces of `text` between the separators: one more than there are of these.
+std::vector<std::string_view> split(std::string_view text, char separator);
 
 /// All `items`, as in a sentence: "a, b or c". @param last stands between the last two. @param nameOf makes a text of each.
 template <typename Items, typename NameOf = std::identity>

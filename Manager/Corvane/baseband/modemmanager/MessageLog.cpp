@@ -6,7 +6,6 @@
 #include "Corvane/support/Journal.h"
 #include "Corvane/support/Text.h"
 
-#include <ranges>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -23,9 +22,8 @@ constexpr const char* kEverything = "DEBUG";
 std::string levelOf(std::string_view commandLine) {
     std::string_view level = "INFO";
     bool isNext = false;
-    for (const auto& part : std::views::split(commandLine, ' ')) {
+    for (const std::string_view word : split(commandLine, ' ')) {
         constexpr std::string_view kLevel = "--log-level";
-        const std::string_view word(part.begin(), part.end());
         if (std::exchange(isNext, word == kLevel)) {
             level = word;
         } else if (word == "--debug") {

@@ -4,14 +4,15 @@
 #include "Corvane/baseband/modemmanager/ModemNames.h"
 #include "Corvane/baseband/modemmanager/ModemSignal.h"
 #include "Corvane/support/Json.h"
+#include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 
 #include <ModemManager.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
-#include <ranges>
 #include <utility>
 
 namespace corvane::modemmanager {
@@ -84,9 +85,9 @@ xpc::Object toDictionary(const std::string& interface, const Properties& propert
 xpc::Object placeOf(const std::string& location) {
     constexpr const char* kKeys[] = {"MCC", "MNC", "LAC", "Cell", "TAC"};
     xpc::Object place = dictionary({});
-    const auto* key = std::begin(kKeys);
-    for (const auto& part : std::views::split(location, ',') | std::views::take(std::size(kKeys))) {
-        setKnown(place, *key++, text({part.begin(), part.end()}));
+    const auto parts = split(location, ',');
+    for (std::size_t index = 0; index < std::min(parts.size(), std::size(kKeys)); ++index) {
+        setKnown(place, kKeys[index], text(parts[index]));
     }
     return place;
 }
