@@ -123,17 +123,21 @@ TEST_F(LoopTest, GivesUpWhatFindsNoMemoryAndIsRelievedAfterTheTurn) {
 }
 
 TEST_F(LoopTest, LeavesMuchThatWaitsForLaterOnceATurnIsLong) {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe(ends.data()), 0);
-    const platform::FileDescriptor reader(ends[0]), writer(ends[1]);
-    const std::string much(65536, 'x');
-    ASSERT_EQ(write(writer.get(), much.data(), much.size()), 65536);
+    const auto filled = [](std::size_t bytes) {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(pipe(ends.data()), 0);
+        EXPECT_EQ(write(ends[1], std::string(bytes, 'x').data(), bytes), static_cast<ssize_t>(bytes));
+        return std::pair(platform::FileDescriptor(ends[0]), platform::FileDescriptor(ends[1]));
+    };
+    const auto much = filled(65536), little = filled(1);
     const Busy busy(*loop, 3ms), urgent(*loop, 0us, Watch::Order::Ahead);
-    int served = 0;
-    const Watch watch(*loop, reader.get(), Watch::Order::Fair, [&served] { ++served; });
+    int served = 0, servedLittle = 0;
+    const Watch watch(*loop, much.first.get(), Watch::Order::Fair, [&] { ++served; });
+    const Watch other(*loop, little.first.get(), Watch::Order::Fair, [&] { ++servedLittle; });
     loop->turn();
     EXPECT_EQ(busy.served, 1);
     EXPECT_EQ(served, 0);
+    EXPECT_EQ(servedLittle, 1);
     for (int turn = 0; turn < 100 && served == 0; ++turn) {
         loop->turn();
     }

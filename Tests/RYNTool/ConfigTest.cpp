@@ -109,6 +109,7 @@ TEST(TraceTypeTest, NamesGoBothWays) {
         EXPECT_EQ(type, trace::Type::KernelPCI) << name;
     }
     EXPECT_EQ(trace::typeAsString(static_cast<trace::Type>(16)), "Unknown");
+    EXPECT_STREQ(config::toString(static_cast<config::Mode>(5)), "Unknown");
     EXPECT_TRUE(trace::isSupported("diag"));
     EXPECT_FALSE(trace::isSupported("no such kind"));
 }
