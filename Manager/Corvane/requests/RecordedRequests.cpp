@@ -17,7 +17,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::size_t kLargestFile = std::size_t{1} << 28U;
+constexpr std::size_t kLargestRecording = std::size_t{1} << 28U;
 constexpr std::int64_t kLongestRecording = std::int64_t{1} << 40U;  // in milliseconds: 35 years
 
 /// The line's own object around a packet's values.
@@ -78,7 +78,7 @@ std::string describeRequest(std::string_view command, const xpc::Object& argumen
 }
 
 Result<RecordedRequests> readRecording(const std::string& file) {
-    const platform::FileContent content = platform::readFile(file, kLargestFile);
+    const platform::FileContent content = platform::readFile(file, kLargestRecording);
     if (content.missing || !content.problem.empty()) {
         return Refusal::invalidArgument(
             fmt::format("can't read the recording {}: {}", file, content.missing ? "there is none" : content.problem));

@@ -59,7 +59,7 @@ private:
     std::uint32_t second_ = 0;
 };
 
-platform::FileDescriptor open(const std::string& path) {
+platform::FileDescriptor openToRead(const std::string& path) {
     return platform::FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
@@ -74,7 +74,7 @@ bool isPageSize(std::uint32_t size) {
 
 /// The size of the database's pages by its own header, for a log whose header doesn't tell it.
 std::uint32_t pageSizeOf(const std::filesystem::path& database) {
-    const auto file = open(database);
+    const auto file = openToRead(database);
     std::array<unsigned char, kDatabasePageSize + 2> header{};
     read(file, header);
     const std::uint32_t stored = header[kDatabasePageSize] * 256U + header[kDatabasePageSize + 1];
@@ -90,7 +90,7 @@ int saltsOf(Bytes frame, Bytes header) {
 }  // namespace
 
 DroppedPages findDroppedPages(const std::filesystem::path& database) {
-    const auto file = open(database.string() + "-wal");
+    const auto file = openToRead(database.string() + "-wal");
     std::array<unsigned char, kHeaderSize> header{};
     if (!read(file, header)) {
         return {};

@@ -17,7 +17,7 @@ namespace {
 using nlohmann::json;
 using Form = ScenarioKey::Form;
 
-constexpr std::size_t kLargestFile = 1'048'576;
+constexpr std::size_t kLargestScenario = 1'048'576;
 constexpr std::size_t kMostSteps = 1000;
 constexpr std::size_t kLongestText = 200;
 constexpr double kLongestWait = 31'536'000;             // seconds: a year
@@ -220,7 +220,7 @@ Result<Scenario> parseScenario(const std::string& name, std::string_view text) {
 }
 
 Result<Scenario> readScenario(const std::string& path) {
-    const platform::FileContent file = platform::readFile(path, kLargestFile);
+    const platform::FileContent file = platform::readFile(path, kLargestScenario);
     if (file.missing || !file.problem.empty()) {
         return Refusal::invalidArgument(
             fmt::format("{} can't be read: {}", path, file.missing ? "it doesn't exist" : file.problem));
