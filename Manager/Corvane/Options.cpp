@@ -109,7 +109,7 @@ Result<Options> Options::parse(int count, char* const* words) {
     Options options;
     const std::vector<option> known = longOptions();
     optind = 1;
-    // The leading '+' ends the options at the first other word; the ':' tells a missing value apart, and nothing is printed.
+    // The leading '+' ends the options at the first other word. The ':' tells a missing value apart and keeps getopt_long quiet.
     for (int found = 0; options.output.empty() && (found = getopt_long(count, words, "+:", known.data(), nullptr)) != -1;) {
         const std::string word = words[optind - 1];
         if (found == ':') {

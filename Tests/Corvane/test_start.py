@@ -161,6 +161,16 @@ def test_what_a_damaged_log_of_the_settings_has_lost_is_said(manager, page, fram
     assert manager.client().get("DIAG", "History") == kept
 
 
+def test_what_an_earlier_use_left_in_the_log_of_the_settings_is_no_damage(manager):
+    client = manager.client()
+    for number in range(40):  # after 32 of them the log begins anew, in front of the rest of the old one
+        assert client.set("DIAG", "History", str(17 + number % 2)) is None
+    manager.stop(signal.SIGKILL)
+    manager.start()
+    assert manager.client().get("DIAG", "History") == "18"
+    assert "log of the settings" not in manager.stop()
+
+
 def test_what_the_first_version_stored_is_read(manager):
     manager.stop()
     database = manager.state / "settings.db"

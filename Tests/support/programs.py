@@ -137,7 +137,8 @@ class Program:
         """@return the exit status, negative for a signal"""
         if self.child.poll() is None:
             self.kill(number)
-            # Only what has stopped is told to go on: a leak check, which stops the program at its end, would wait for that for ever.
+            # Only what has stopped is told to go on. SIGCONT also takes back a stop that is still to come: the leak check of a program that
+            # ends would wait for its own in vain.
             if "State:\tT" in pathlib.Path(f"/proc/{self.child.pid}/status").read_text():
                 self.kill(signal.SIGCONT)
         self.child.wait(PATIENCE)

@@ -104,7 +104,7 @@ bool Loop::serve(bool wait) {
     const bool isIdle = deferred_.empty() && deferredToLull_.empty();
     const int count = epoll_wait(descriptors_.get(), ready.data(), kReadyAtOnce, wait && isIdle ? untilTimer() : 0);
     isShared_ = count > 1;
-    if (isShared_ || !timers_.empty()) {
+    if (isShared_ || !timers_.empty()) {  // for one client alone nothing depends on the time, and reading it costs
         turnBegan_ = now_ = Clock::now();
     }
     bool eventIsDue = false;
@@ -179,7 +179,7 @@ void Loop::serveOne(Watch& watch) {
 }
 
 void Loop::shareTurn() {
-    if (!isShared_) {  // what is alone needs no order, and nobody waits for as long as it takes
+    if (!isShared_) {  // nobody else waits: it needs no order, and what it takes doesn't matter
         if (!ready_.empty()) {
             withinMemory(ready_.front()->ready_);
             ready_.clear();

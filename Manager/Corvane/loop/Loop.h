@@ -113,9 +113,9 @@ private:
     platform::FileDescriptor descriptors_;  ///< the epoll set
     Timers timers_;                         ///< that are set, by when they are due
     std::vector<Watch*> ready_;             ///< those that are to be served in this turn
-    Clock::time_point turnBegan_;
-    Clock::time_point now_;  ///< when the last watch was served, in this turn
-    long preemptions_ = 0;   ///< as the kernel counts them
+    Clock::time_point turnBegan_;           ///< not renewed in turns in which nothing depends on it
+    Clock::time_point now_;                 ///< when the last watch was served, in this turn
+    long preemptions_ = 0;                  ///< as the kernel counts them
     std::vector<std::function<void()>> deferred_;
     std::deque<std::function<void()>> deferredToLull_;
     int turnsWithoutLull_ = 0;                    ///< since the first of them has waited

@@ -63,7 +63,7 @@ platform::FileDescriptor openToRead(const std::string& path) {
     return platform::FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
-/// @return whether there are so many.
+/// Fills `bytes` with what comes next in the file. @return false when less is left.
 bool read(const platform::FileDescriptor& file, std::span<unsigned char> bytes) {
     return ::read(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }

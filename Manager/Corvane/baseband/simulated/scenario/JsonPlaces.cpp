@@ -25,7 +25,7 @@ std::string reason(const json::exception& error) {
     return escaped(cut(text, kLongest));
 }
 
-/// Goes through a text and counts the lines that it leaves.
+/// An iterator over a text that counts the ends of lines it has passed.
 class LineCounter {
 public:
     using iterator_category = std::input_iterator_tag;
