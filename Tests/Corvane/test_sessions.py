@@ -250,6 +250,10 @@ def test_messages_are_streamed_as_they_happen(manager):
         if farewell == "silent":
             manager.does("baseband state 0 -- baseband state 3")  # it is missed when it is to be sent something
         until(lambda: status(manager) == "Idle", farewell)
+    client = manager.client()
+    waiting = [client.ask("CollectTraceLogs", TraceLogsReason="why")]  # which keeps the changes behind it until both are there
+    waiting += [client.ask("SetTraceProperty", TraceName="DIAG", TracePropertyName="Mode", TracePropertyValue=mode) for mode in "03"]
+    assert [bool(client.answer(number)) for number in waiting] == [True, False, False]
     stream, _deaf = reader(), reader()
     stream.shutdown(socket.SHUT_WR)
     manager.does("baseband state 0")

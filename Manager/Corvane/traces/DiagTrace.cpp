@@ -1,6 +1,8 @@
 #include "Corvane/traces/DiagTrace.h"
 
 #include "Corvane/support/Log.h"
+#include "Corvane/traces/DMCFiles.h"
+#include "config/DiagConfig.h"
 
 #include <fmt/format.h>
 
@@ -21,7 +23,7 @@ constexpr const char* kFiles[] = {diag::kPrimaryDMCFileKey, diag::kSecondaryDMCF
 
 DiagTrace::DiagTrace(Surroundings surroundings, const fs::path& stateFolder)
     : around_(std::move(surroundings)), dmcFolder_(stateFolder / "DMC"), stallTimer_(around_.loop) {
-    around_.recorders.setOnFailing([this] { showStatus(); });
+    around_.recorders.setOnFailing([this] { updateStatus(); });
 }
 
 DiagTrace::~DiagTrace() = default;
@@ -113,22 +115,28 @@ void DiagTrace::apply() {
         baseband_->drainDiag();
     }
     target_ = now;
-    openStream(now == Target::Stream);
+    followTarget();
     if (const DiagSettings settings = basebandSettings(); settings != applied_) {
         baseband_->configureDiag(settings);
         applied_ = settings;
     }
     watchForStall();
-    showStatus();
+    updateStatus();
 }
 
-void DiagTrace::openStream(bool open) {
-    if (open == (stream_ != nullptr)) {
+/// Opens the live stream, or closes it once no watch is being served. A stream that is wanted again by then goes on: its socket
+/// can't be opened a second time before it is closed.
+void DiagTrace::followTarget() {
+    const bool isStreamed = target_ == Target::Stream;
+    if (isStreamed == (stream_ != nullptr)) {
         return;
     }
-    if (!open) {
-        // A watch may be the one that is being served.
-        around_.loop.defer([gone = std::exchange(stream_, nullptr)] {});
+    if (!isStreamed) {
+        around_.loop.defer([this] {
+            if (target_ != Target::Stream) {
+                stream_.reset();
+            }
+        });
         return;
     }
     auto listening = around_.streamAccess.listen();
@@ -136,8 +144,8 @@ void DiagTrace::openStream(bool open) {
         log::warning(listening.refusal().sentence);
         return;
     }
-    stream_ = std::make_shared<LiveStream>(around_.loop, std::move(*listening), around_.streamAccess.admits);
-    stream_->setOnReaders([this] { showStatus(); });
+    stream_ = std::make_unique<LiveStream>(around_.loop, std::move(*listening), around_.streamAccess.admits);
+    stream_->setOnReaders([this] { updateStatus(); });
 }
 
 void DiagTrace::record(const TraceRecord& message) {
@@ -160,7 +168,7 @@ void DiagTrace::bootStateChanged(BootState state) {
 void DiagTrace::sleepChanged(bool asleep) {
     asleep_ = asleep;
     watchForStall();
-    showStatus();
+    updateStatus();
 }
 
 void DiagTrace::beginSnapshot() {
@@ -174,7 +182,7 @@ void DiagTrace::endSnapshot() {
     apply();
 }
 
-void DiagTrace::showStatus() {
+void DiagTrace::updateStatus() {
     const bool isSilent = snapshots_ > 0 ? applied_.hold : asleep_ && (applied_.holdUntilAwake || applied_.asleep == 0);
     const bool isWritable = !around_.recorders.isFailing(Type::DIAG);
     const bool isTaken =

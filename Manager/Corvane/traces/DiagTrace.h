@@ -2,11 +2,9 @@
 
 #include "Corvane/baseband/Baseband.h"
 #include "Corvane/loop/Timer.h"
-#include "Corvane/traces/DMCFiles.h"
 #include "Corvane/traces/LiveStream.h"
 #include "Corvane/traces/TraceRecorders.h"
 #include "Corvane/traces/TraceSettings.h"
-#include "config/DiagConfig.h"
 
 #include <functional>
 #include <memory>
@@ -58,8 +56,8 @@ private:
     DiagSettings basebandSettings() const;
 
     void apply();
-    void openStream(bool open);
-    void showStatus();
+    void followTarget();
+    void updateStatus();
     void watchForStall();
     void checkForStall();
     void recover();
@@ -68,7 +66,7 @@ private:
     const std::filesystem::path dmcFolder_;
     Baseband* baseband_ = nullptr;
     Timer stallTimer_;
-    std::shared_ptr<LiveStream> stream_;  ///< while the trace is streamed
+    std::unique_ptr<LiveStream> stream_;  ///< while the trace is streamed, and to the end of the turn in which that stops
     Target target_ = Target::Nowhere;
     DiagSettings applied_;
     bool ready_ = false;
