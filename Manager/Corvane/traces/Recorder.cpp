@@ -80,7 +80,7 @@ void Recorder::cutTornTail(Segment& segment) const {
 void Recorder::append(TraceTime time, std::string_view record) {
     if (time < lastTime_ || format_.oneRecordEach) {
         flush();
-        close();
+        file_ = {};
     }
     lastTime_ = time;
     format_.append(pending_, time, record, lost_);
@@ -103,7 +103,7 @@ void Recorder::flush() {
 
 bool Recorder::open() {
     if (file_ && segments_.back().size + pending_.size() > segmentBytes()) {
-        close();
+        file_ = {};
     }
     makeRoom(pending_.size() + (file_ ? 0 : format_.header.size()));
     if (file_) {
@@ -143,7 +143,7 @@ void Recorder::write() {
         segments_.pop_back();
         file_ = {};
     } else if (!isCut) {
-        close();
+        file_ = {};
     }
 }
 
@@ -153,11 +153,6 @@ void Recorder::fail(const fs::path& path, int error) {
         log::warning("can't write " + path.string() + ": " + std::strerror(error) + "; its records are lost until there is room");
     }
     failing_ = true;
-}
-
-void Recorder::close() {
-    file_ = {};
-    lastTime_ = {};
 }
 
 std::uint64_t Recorder::segmentBytes() const {
@@ -189,7 +184,7 @@ void Recorder::setLimits(Limits limits) {
 
 std::error_code Recorder::link(const fs::path& folder) {
     flush();
-    close();
+    file_ = {};
     std::error_code error;
     if (!segments_.empty()) {
         fs::create_directory(folder, error);

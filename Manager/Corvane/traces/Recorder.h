@@ -20,8 +20,8 @@ constexpr std::uint64_t kMegabyte = 1048576;
 ///
 /// Records are gathered in memory until `flush`, or until there are 64 KB of them, and are never synced to disk. The oldest
 /// files go when the limits are reached. A disk that takes no more costs records, which are counted, and one line in the log;
-/// the recording goes on by itself when there is room. Times never go back within a file: a clock that was set back begins
-/// the next one.
+/// the recording goes on by itself when there is room. Times never go back within a file: a record that is older than the one
+/// before it begins the next file.
 class Recorder {
 public:
     struct Limits {
@@ -62,7 +62,6 @@ private:
     void findSegments();
     void cutTornTail(Segment& segment) const;
     bool open();
-    void close();
     void write();
     void fail(const std::filesystem::path& path, int error);
     void dropOldest();
@@ -79,8 +78,8 @@ private:
     platform::FileDescriptor file_;
     std::string pending_;
     std::uint64_t pendingRecords_ = 0;  ///< in `pending_`, with those that it says are lost
-    TraceTime lastTime_;
-    std::uint64_t lost_ = 0;  ///< records since the last one that was written
+    TraceTime lastTime_;                ///< of the last record, whichever file it is in
+    std::uint64_t lost_ = 0;            ///< records since the last one that was written
     bool failing_ = false;
 };
 
