@@ -158,6 +158,7 @@ void Daemon::serve(platform::FileDescriptor socket) {
     }
     sd_notify(0, "STOPPING=1");
     loop_->withinMemory([&] { services.stop(); });
+    loop_->withinMemory([&] { replay.stop(); });
     log::notice("stopped");
 }
 

@@ -97,7 +97,14 @@ def test_a_recorded_session_is_replayed(manager, tmp_path):
             f"'SetBasebandOperatingModeCommand {{\"KeyBasebandOperatingMode\":3,\"KeyTimeout\":10}}' in line {line}.")
         assert isinstance(client.do("GetBasebandTime"), dict)
         replaying.says("ryntool departs from the recording: it leaves out 'SetBasebandOperatingModeCommand")
-        assert replaying.client(name="other").do("GetBasebandTime").endswith("it has no more requests of other.")
+    file.write_text('{"recording":1}\n{"ms":0,"client":0,"name":"other","id":1,"request":"Never"}\n'
+                    '{"ms":0,"client":0,"name":"other","id":2,"request":"Late"}\n{"ms":99999999,"client":0,"id":2,"result":0}\n')
+    with Manager("--backend", "replay", "--recording", file) as replaying:
+        client = replaying.client(name="other")
+        waiting = client.request("Never", None), client.request("Late", None)
+        assert client.do("GetBasebandTime").endswith("it has no more requests of other.")
+        assert "the recording has no reply to 'Never null' of other in line 2, so it gets none\n" in replaying.stop()
+        assert 2 * ["107: The manager stopped before it had replayed an answer."] == [client.answer(number) for number in waiting]
 
 
 def test_blocked_resets_include_the_mode_that_resets(manager):

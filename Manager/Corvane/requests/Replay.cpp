@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace corvane {
 
@@ -23,24 +24,34 @@ std::string shown(std::string_view request) {
 
 }  // namespace
 
-/// One request that was made again, until all that followed it has happened.
+/// One request that was made again, until it is answered and all that followed it has happened.
 struct Replay::Run {
     Run(Loop& loop, std::shared_ptr<RecordedRequest> made, AnswerCompletion completion)
         : request(std::move(made)), answer(std::move(completion)), timer(loop) {}
 
     std::shared_ptr<RecordedRequest> request;
-    AnswerCompletion answer;
+    AnswerCompletion answer;  ///< none once it has run
     Timer timer;
     Clock::time_point began = Clock::now();
     std::size_t next = 0;  ///< of its steps
 };
+
+Replay::Replay(Loop& loop, RecordedRequests requests, Pace pace, OnEvent onEvent)
+    : loop_(loop), requests_(std::move(requests)), pace_(pace), onEvent_(std::move(onEvent)) {}
+
+Replay::~Replay() = default;
 
 std::optional<Answer> Replay::answer(const ryn::wire::Request& request, const Requester& client, const Later& later) {
     auto taken = take(describeRequest(request.command, request.argument), client.name);
     if (!taken) {
         return Answer(taken.refusal());
     }
-    goOn(std::make_shared<Run>(loop_, std::move(*taken), later({})));
+    const RecordedRequest& recorded = **taken;
+    if (std::ranges::none_of(recorded.steps, [](const auto& step) { return step.event.empty(); })) {
+        log::warning(fmt::format("the recording has no reply to '{}' of {} in line {}, so it gets none", shown(recorded.request),
+                                 client.name, recorded.line));
+    }
+    goOn(runs_.emplace(runs_.end(), loop_, std::move(*taken), later({})));
     return std::nullopt;
 }
 
@@ -62,7 +73,15 @@ Result<std::shared_ptr<RecordedRequest>> Replay::take(const std::string& request
     return taken;
 }
 
-void Replay::goOn(const std::shared_ptr<Run>& run) {
+void Replay::goOn(std::list<Run>::iterator run) {
+    const bool hadMemory = loop_.withinMemory([&] { performSteps(run); });
+    const bool isOver = !run->timer.isSet() && !run->answer;
+    if (!hadMemory || isOver) {
+        runs_.erase(run);
+    }
+}
+
+void Replay::performSteps(std::list<Run>::iterator run) {
     for (const auto& steps = run->request->steps; run->next < steps.size(); ++run->next) {
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(run->began + steps[run->next].after - Clock::now());
         if (pace_ == Pace::Recorded && wait.count() > 0) {
@@ -73,15 +92,24 @@ void Replay::goOn(const std::shared_ptr<Run>& run) {
     }
 }
 
-void Replay::perform(const RecordedRequest::Step& step, const AnswerCompletion& answer) const {
+void Replay::perform(const RecordedRequest::Step& step, AnswerCompletion& answer) const {
     if (!step.event.empty()) {
         onEvent_(step.event.c_str(), step.object);
     } else if (step.result == 0) {
-        answer(step.object);
+        std::exchange(answer, nullptr)(step.object);
     } else {
         const auto code = static_cast<ResultCode>(static_cast<std::uint32_t>(step.result));
-        answer(Refusal{code, textAt(step.object, ryn::kKeyErrorString).value_or(""), step.object});
+        std::exchange(answer, nullptr)(Refusal{code, textAt(step.object, ryn::kKeyErrorString).value_or(""), step.object});
     }
+}
+
+void Replay::stop() {
+    for (const Run& run : runs_) {
+        if (run.answer) {
+            run.answer(Refusal::aborted("The manager stopped before it had replayed an answer."));
+        }
+    }
+    runs_.clear();
 }
 
 }  // namespace corvane

@@ -6,6 +6,7 @@
 #include "Corvane/requests/RecordedRequests.h"
 
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,24 +25,29 @@ public:
     using OnEvent = std::function<void(const char* event, const xpc::Object& payload)>;
 
     /// @param loop outlives this.
-    Replay(Loop& loop, RecordedRequests requests, Pace pace, OnEvent onEvent)
-        : loop_(loop), requests_(std::move(requests)), pace_(pace), onEvent_(std::move(onEvent)) {}
+    Replay(Loop& loop, RecordedRequests requests, Pace pace, OnEvent onEvent);
+    ~Replay();
 
-    /// nullopt: answered through `later`, or never where the recording has no reply.
+    /// nullopt: answered through `later`. A request without a reply in the recording waits until `stop`; the log names it.
     std::optional<Answer> answer(const ryn::wire::Request& request, const Requester& client, const Later& later);
+    /// Answers everything that waits.
+    void stop();
 
 private:
     struct Run;
 
     /// Takes the request out of those that are still to be made.
     Result<std::shared_ptr<RecordedRequest>> take(const std::string& request, const std::string& client);
-    void goOn(const std::shared_ptr<Run>& run);
-    void perform(const RecordedRequest::Step& step, const AnswerCompletion& answer) const;
+    void goOn(std::list<Run>::iterator run);
+    /// Performs the steps that are due, and sets the timer to the next one.
+    void performSteps(std::list<Run>::iterator run);
+    void perform(const RecordedRequest::Step& step, AnswerCompletion& answer) const;
 
     Loop& loop_;
     RecordedRequests requests_;  ///< that are still to be made
     Pace pace_;
     OnEvent onEvent_;
+    std::list<Run> runs_;
 };
 
 }  // namespace corvane
