@@ -39,9 +39,11 @@ struct PowerCut : testing::Test {
 
 TEST_F(PowerCut, LosesNoSettingThatIsStored) {
     EXPECT_THAT(stepsOf([this] { return store->store("trace", "a", "1"); }), testing::MatchesRegex("w+s"));
+    store->storeLazily("count", "a", "1");
     {
         const SettingsStore::Transaction dropped(*store);
-        EXPECT_EQ(stepsOf([this] { return store->store("trace", "a", "2"); }), "");
+        EXPECT_EQ(stepsOf([this] { return store->store("trace", "a", "2") && store->store("count", "a", "2"); }), "");
+        store->storeLazily("count", "b", "2");
     }
     SettingsStore::Transaction whole(*store);
     { const SettingsStore::Transaction part(*store); }
@@ -50,6 +52,9 @@ TEST_F(PowerCut, LosesNoSettingThatIsStored) {
     store->writeBack();
     store->beginLog();
     EXPECT_THAT(stepsOf([this] { return store->clear("trace"); }), testing::MatchesRegex("w+s")) << "in a new log too";
+    store.reset();
+    store = std::move(*SettingsStore::open(folder.path()));
+    EXPECT_EQ(store->get("count", "a").value_or("lost") + store->get("count", "b").value_or(""), "1");
 }
 
 TEST_F(PowerCut, LeavesWholeTraceLogsOrTheLogTheyWereMadeOf) {

@@ -189,8 +189,8 @@ Statement Database::prepare(const char* sql) const {
     return Statement(statement);
 }
 
-bool Database::execute(const char* sql) const {
-    return sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+void Database::execute(const char* sql) const {
+    sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr);
 }
 
 void Database::setVersion() const {

@@ -51,7 +51,8 @@ public:
 
     /// nullptr when SQLite can't make sense of `sql`; every function of SQLite's but sqlite3_clear_bindings bears that.
     Statement prepare(const char* sql) const;
-    bool execute(const char* sql) const;
+    /// What fails is made up for by a later change.
+    void execute(const char* sql) const;
     /// Writes the number that is there already, a change that changes nothing.
     void setVersion() const;
     std::string lastError() const;

@@ -27,6 +27,10 @@ void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
     sqlite3_bind_text(statement, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
 }
 
+Refusal notWritten(const std::string& why) {
+    return Refusal::storageFailed("The change could not be written to disk (" + why + "); nothing has changed.");
+}
+
 Refusal cannotOpen(const fs::path& file, const std::string& why) {
     return Refusal::storageFailed("can't open the settings in " + file.string() + ": " + why);
 }
@@ -185,9 +189,7 @@ Result<void> SettingsStore::store(std::string_view area, std::string_view name, 
     Transaction transaction(*this);
     const Key key{std::string(area), std::string(name)};
     if (write(key, text)) {
-        remember(key);
-        replace(key, std::string(text));
-        lazy_.erase(key);
+        change(key, std::string(text), false);
     }
     return transaction.commit();
 }
@@ -198,19 +200,14 @@ Result<void> SettingsStore::clear(std::string_view area) {
     if (run(clear_.get())) {
         const auto texts = texts_[std::string(area)];
         for (const auto& [name, text] : texts) {
-            const Key key{std::string(area), name};
-            remember(key);
-            replace(key, std::nullopt);
-            lazy_.erase(key);
+            change({std::string(area), name}, std::nullopt, false);
         }
     }
     return transaction.commit();
 }
 
 void SettingsStore::storeLazily(std::string_view area, std::string_view name, std::string_view text) {
-    const Key key{std::string(area), std::string(name)};
-    replace(key, std::string(text));
-    lazy_.insert(key);
+    change({std::string(area), std::string(name)}, std::string(text), true);
 }
 
 void SettingsStore::writeBack() {
@@ -218,7 +215,8 @@ void SettingsStore::writeBack() {
     database_.execute("PRAGMA wal_checkpoint");
 }
 
-/// The log's new header is synced before anything that follows it. The change that it is written with may be lost.
+/// The first write after that starts a new log, whose header is synced by itself. It rewrites the version number, so losing it
+/// costs nothing.
 void SettingsStore::beginLog() {
     database_.execute("PRAGMA synchronous=NORMAL");
     database_.setVersion();
@@ -228,7 +226,7 @@ void SettingsStore::beginLog() {
 void SettingsStore::begin() {
     if (depth_++ == 0) {
         before_.clear();
-        failure_.clear();
+        outcome_ = {};
         run(begin_.get());
     }
 }
@@ -236,14 +234,14 @@ void SettingsStore::begin() {
 Result<void> SettingsStore::commit() {
     if (depth_ > 1) {
         --depth_;
-        return failure_.empty() ? Result<void>() : refuse();
+        return outcome_;
     }
     for (const Key& key : lazy_) {
         write(key, texts_[key.area][key.name]);
     }
     if (!run(commit_.get())) {
         rollBack();
-        return refuse();
+        return outcome_;
     }
     depth_ = 0;
     lazy_.clear();
@@ -253,43 +251,47 @@ Result<void> SettingsStore::commit() {
 
 void SettingsStore::rollBack() {
     if (--depth_ > 0) {
-        failure_ = failure_.empty() ? "given up" : failure_;
+        outcome_ = outcome_ ? notWritten("given up") : outcome_;
         return;
     }
     database_.execute("ROLLBACK");
     for (auto change = before_.rbegin(); change != before_.rend(); ++change) {
-        replace(change->key, std::move(change->text));
+        replace(change->key, std::move(change->text), change->wasLazy);
     }
 }
 
-Result<void> SettingsStore::refuse() {
-    return Refusal::storageFailed("The change could not be written to disk (" + failure_ + "); nothing has changed.");
-}
-
-bool SettingsStore::run(sqlite3_stmt* statement) {
-    if (failure_.empty() && sqlite3_step(statement) != SQLITE_DONE) {
-        failure_ = database_.lastError();
+const Result<void>& SettingsStore::run(sqlite3_stmt* statement) {
+    if (outcome_ && sqlite3_step(statement) != SQLITE_DONE) {
+        outcome_ = notWritten(database_.lastError());
     }
     sqlite3_reset(statement);  // so that no read transaction stays open
-    return failure_.empty();
+    return outcome_;
 }
 
-bool SettingsStore::write(const Key& key, std::string_view text) {
+const Result<void>& SettingsStore::write(const Key& key, std::string_view text) {
     bindText(store_.get(), 1, key.area);
     bindText(store_.get(), 2, key.name);
     sqlite3_bind_blob(store_.get(), 3, text.empty() ? "" : text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
     return run(store_.get());
 }
 
-void SettingsStore::remember(const Key& key) {
-    before_.push_back({key, get(key.area, key.name)});
+void SettingsStore::change(const Key& key, std::optional<std::string> text, bool isLazy) {
+    if (depth_ > 0) {
+        before_.push_back({key, get(key.area, key.name), lazy_.contains(key)});
+    }
+    replace(key, std::move(text), isLazy);
 }
 
-void SettingsStore::replace(const Key& key, std::optional<std::string> text) {
+void SettingsStore::replace(const Key& key, std::optional<std::string> text, bool isLazy) {
     if (text) {
         texts_[key.area][key.name] = std::move(*text);
     } else {
         texts_[key.area].erase(key.name);
+    }
+    if (isLazy) {
+        lazy_.insert(key);
+    } else {
+        lazy_.erase(key);
     }
 }
 

@@ -33,11 +33,12 @@ public:
     Result<void> store(std::string_view area, std::string_view name, std::string_view text);
     /// Removes all texts of an area; otherwise as `store`.
     Result<void> clear(std::string_view area);
-    /// Stores what may be lost in a power cut, such as a count: on disk with the next change.
+    /// Stores what may be lost in a power cut, such as a count: on disk with the next change, or never where the transaction that
+    /// it is a part of fails.
     void storeLazily(std::string_view area, std::string_view name, std::string_view text);
 
-    // The log of changes is written back into the database now and then, or else as a part of a change. Each of the two steps
-    // waits for one sync of the disk; a step that fails is made up for by a later change.
+    // Writes the log back between changes, in two steps of one disk sync each; otherwise a change that finds it full would do so.
+    // If a step fails, a later change makes up for it.
     bool isLogLong() const { return changesInLog_ >= kLongLog; }
     void writeBack();
     /// After it has been written back.
@@ -77,18 +78,19 @@ private:
     struct Before {
         Key key;
         std::optional<std::string> text;
+        bool wasLazy;
     };
 
     explicit SettingsStore(Database database);
     void begin();
     Result<void> commit();
     void rollBack();
-    Result<void> refuse();
-    /// Runs a statement, unless the transaction has failed already. @return false when it has, or when this statement fails
-    bool run(sqlite3_stmt* statement);
-    bool write(const Key& key, std::string_view text);
-    void remember(const Key& key);
-    void replace(const Key& key, std::optional<std::string> text);
+    /// Runs a statement, unless the transaction has failed already. @return how the transaction goes
+    const Result<void>& run(sqlite3_stmt* statement);
+    const Result<void>& write(const Key& key, std::string_view text);
+    /// In memory. @param isLazy it is still to be written
+    void change(const Key& key, std::optional<std::string> text, bool isLazy);
+    void replace(const Key& key, std::optional<std::string> text, bool isLazy);
 
     Database database_;
     Statement begin_;
@@ -100,7 +102,7 @@ private:
     int depth_ = 0;       ///< of nested transactions
     std::vector<Before> before_;
     int changesInLog_ = 0;
-    std::string failure_;  ///< of the transaction, empty while there is none
+    Result<void> outcome_;  ///< of the transaction, so far
 };
 
 }  // namespace corvane
