@@ -143,18 +143,23 @@ def test_what_cannot_be_written_is_refused_and_changes_nothing(manager):
     unlimited = resource.prlimit(process, resource.RLIMIT_FSIZE)
     resource.prlimit(process, resource.RLIMIT_FSIZE, (0, unlimited[1]))  # as on a full disk: no file may grow
     for answer in (client.set_mode(6), power_log(client, "NPA", "Enable"), power_log(client, "F3", "DumpLog"),
-                   notify(client, 0x21), client.answer(client.ask_erase()), client.answer(sync(client)),
+                   power_log(client, "F3", "Disable"), notify(client, 0x21), client.answer(client.ask_erase()), client.answer(sync(client)),
                    client.set("RYN", "History", "7"), client.set("RYN", "Enabled", "false"), client.set("KernelPCI", "Enabled", "true"),
                    client.collect()):
         assert re.match(r"109: The (change could not be written to disk \(.*\); nothing has changed|preferences|trace logs could)", answer)
     manager.says("KernelPCI Enabled is now false\n")  # it was switched on before it was stored
     assert (client.get("RYN", "History"), client.get("RYN", "Enabled"), client.get("KernelPCI", "Enabled")) == ("5", "true", "false")
-    assert not list(manager.state.glob("Snapshots/*"))
+    assert not list(manager.state.glob("Snapshots/*")) and wake(client) == before
+    assert notify(client, 0x10) is client.reset() is None
+    woken, figures = wake(client), client.statistics()
+    assert (woken["KeyBasebandWakeChannel"], figures["WakesByBaseband"], figures["NVDataErasures"]) == (7, 1, 0), "whatever the disk"
     resource.prlimit(process, resource.RLIMIT_FSIZE, unlimited)
     client.events = []
-    assert client.reset() is None
-    assert 6 not in client.events and wake(client) == before
+    assert client.reset() is client.set("DIAG", "History", "7") is None
+    assert 6 not in client.events and "collection ends" not in kept(client, "power-log-f3.txt")
     assert "disabled" in kept(client, "power-log-npa.txt")
+    manager.restart()
+    assert wake(manager.ready()) == woken
 
 
 @pytest.mark.parametrize("damage", ["", "{", "[]", "null", '{"SoftResets":"x","Boots":1.5,"SerialNumber":true}'])

@@ -49,14 +49,11 @@ Result<void> PowerLogs::control(PowerLog log, PowerLogAction action) {
     if (enable == nvData_.powerLogEnabled(log)) {
         return {};
     }
-    if (!enable) {
-        record(log, "collection ends");
+    auto stored = nvData_.setPowerLogEnabled(log, enable);
+    if (stored) {
+        add(log, enable ? "collection begins" : "collection ends");
     }
-    if (auto stored = nvData_.setPowerLogEnabled(log, enable); !stored) {
-        return stored;
-    }
-    record(log, "collection begins");
-    return {};
+    return stored;
 }
 
 Result<void> PowerLogs::dump(PowerLog log) {
@@ -93,9 +90,12 @@ void PowerLogs::selfTest(const char* what, bool transmitting) {
 }
 
 void PowerLogs::record(PowerLog log, const std::string& entry) {
-    if (!nvData_.powerLogEnabled(log)) {
-        return;
+    if (nvData_.powerLogEnabled(log)) {
+        add(log, entry);
     }
+}
+
+void PowerLogs::add(PowerLog log, const std::string& entry) {
     std::deque<std::string>& entries = entriesOf(log);
     if (entries.size() == kMostEntries) {
         entries.pop_front();

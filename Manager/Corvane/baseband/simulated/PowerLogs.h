@@ -33,7 +33,9 @@ public:
     SnapshotFile file(PowerLog log) const;
 
 private:
+    /// Adds an entry to a log that is enabled.
     void record(PowerLog log, const std::string& entry);
+    void add(PowerLog log, const std::string& entry);
     Result<void> dump(PowerLog log);
     std::deque<std::string>& entriesOf(PowerLog log) { return entries_[static_cast<std::size_t>(log)]; }
     std::string recorded(PowerLog log) const;

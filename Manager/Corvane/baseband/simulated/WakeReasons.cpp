@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <string>
 
 namespace corvane::simulated {
 namespace {
@@ -56,32 +55,37 @@ Result<WakeReasons::Notified> WakeReasons::notify(std::uint32_t message, bool ba
     }
     if (!known->wakes) {
         asleepSince_ = std::chrono::steady_clock::now();
-    } else if (const auto recorded = recordWake(known->channel, known->meaning); !recorded) {
-        return recorded.refusal();
+    } else if (const auto stored = record_.set(wake(known->channel, known->meaning)); stored) {
+        asleepSince_.reset();
+    } else {
+        return stored.refusal();
     }
     return Notified{known->meaning, known->channel != 0, !known->wakes};
 }
 
 bool WakeReasons::resetBegins() {
-    return asleepSince_ && recordWake(kResetChannel, "baseband reset");
+    if (!asleepSince_) {
+        return false;
+    }
+    if (const xpc::Object woken = wake(kResetChannel, "baseband reset"); !record_.set(woken)) {
+        record_.setLazily(woken);
+    }
+    asleepSince_.reset();
+    return true;
 }
 
-Result<void> WakeReasons::recordWake(std::int64_t channel, const char* reason) {
+xpc::Object WakeReasons::wake(std::int64_t channel, const char* reason) const {
     std::int64_t slept = kUnknownSleep;
     if (asleepSince_) {
         const auto asleep = std::chrono::steady_clock::now() - *asleepSince_;
         slept = std::chrono::duration_cast<std::chrono::milliseconds>(asleep).count();
     }
     const std::int64_t wakes = record_.number(kWakes) + (channel == 0 ? 0 : 1);
-    auto stored = record_.set(dictionary({{kChannel, number(channel)},
-                                          {kReason, text(reason)},
-                                          {kTime, text(clock_.text())},
-                                          {kWakes, number(wakes)},
-                                          {kSlept, number(slept)}}));
-    if (stored) {
-        asleepSince_.reset();
-    }
-    return stored;
+    return dictionary({{kChannel, number(channel)},
+                       {kReason, text(reason)},
+                       {kTime, text(clock_.text())},
+                       {kWakes, number(wakes)},
+                       {kSlept, number(slept)}});
 }
 
 WakeReason WakeReasons::last() const {

@@ -33,7 +33,7 @@ public:
     };
     /// Takes a notification; the wake that it tells of is on disk before this returns. A baseband that is off wakes nobody.
     Result<Notified> notify(std::uint32_t message, bool basebandIsOff);
-    /// Wakes the application processor if it sleeps. @return whether it did.
+    /// Wakes the application processor if it sleeps; a disk that is full doesn't keep it asleep. @return whether it did.
     bool resetBegins();
 
     WakeReason last() const;
@@ -41,7 +41,8 @@ public:
     xpc::Object toDictionary() const { return record_.values(); }
 
 private:
-    Result<void> recordWake(std::int64_t channel, const char* reason);
+    /// What there is to store of a wake that happens now.
+    xpc::Object wake(std::int64_t channel, const char* reason) const;
 
     StoredRecord record_;
     const BasebandClock& clock_;
