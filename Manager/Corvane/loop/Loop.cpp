@@ -181,6 +181,7 @@ void Loop::serveOne(Watch& watch) {
 void Loop::shareTurn() {
     if (!isShared_) {  // nobody else waits: it needs no order, and what it takes doesn't matter
         if (!ready_.empty()) {
+            ready_.front()->due_.reset();
             withinMemory(ready_.front()->ready_);
             ready_.clear();
         }
