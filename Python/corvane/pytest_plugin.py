@@ -24,7 +24,7 @@ import socket
 import subprocess
 from functools import cached_property
 from pathlib import Path
-from typing import Iterator, Sequence
+from typing import Iterator, NoReturn, Sequence
 
 import pytest
 
@@ -84,17 +84,24 @@ class RunningManager:
             except TimeoutError:
                 if self._process.poll() is not None:
                     break
-        pytest.fail(f"The manager did not start: {self.log.read_text(errors='replace')[-500:]}")
+        self._fail("The manager did not start")
 
     def stop(self) -> None:
-        if self._process is not None:
-            self._process.terminate()
-            try:
-                self._process.wait(_PATIENCE)
-            except subprocess.TimeoutExpired:
-                self._process.kill()
-                self._process.wait()
-            self._process = None
+        """Fails the test, with the end of the log, when the manager had ended by itself or doesn't end when it is told to."""
+        if self._process is None:
+            return
+        process, self._process = self._process, None
+        process.terminate()
+        try:
+            if status := process.wait(_PATIENCE):
+                self._fail(f"The manager ended with {status}")
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+            self._fail(f"The manager did not end within {_PATIENCE:g} s")
+
+    def _fail(self, what: str) -> NoReturn:
+        pytest.fail(f"{what}: {self.log.read_text(errors='replace')[-500:]}")
 
     def restart(self) -> None:
         """With the same state folder."""

@@ -146,6 +146,7 @@ TEST(Connection, MayEndUnread) {
     TestClient client(folder / "s");
     auto answer = std::async(std::launch::async, [&client] { return client.perform("Any"); });
     platform::FileDescriptor peer(::accept(listener.get(), nullptr, nullptr));
+    support::bound(peer);
     std::array<char, 1> unread{};
     for (const int flags : {0, static_cast<int>(MSG_PEEK)}) {  // hello is read, the request is seen to be there
         EXPECT_EQ(::recv(peer.get(), unread.data(), unread.size(), flags), 1);

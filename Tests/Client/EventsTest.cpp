@@ -49,6 +49,16 @@ TEST(Events, AreSwitchedOffAndOn) {
     EXPECT_EQ(client.manager().interest().deadline, std::chrono::steady_clock::time_point::max());
     client.manager().setEvents(true);  // the run loop has looked, and sleeps without a connection
     EXPECT_EQ(manager.packets(10).back(), "events on");
+    const TempFolder empty;
+    const dispatch::Queue queue("test.queue");
+    ryn::client::Manager alone("tester", queue.get(), ryn::client::SocketPath(empty / "s"));
+    const auto begin = ryn::client::Clock::now();
+    alone.setEvents(true);
+    alone.serve(0);
+    EXPECT_GE(alone.interest().deadline, begin + 100ms) << "it has failed";
+    alone.setEvents(false);
+    alone.setEvents(true);
+    EXPECT_LE(alone.interest().deadline, ryn::client::Clock::now());
 }
 
 TEST(Events, BeyondMeasureEndTheConnection) {

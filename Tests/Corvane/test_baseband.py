@@ -107,8 +107,13 @@ def test_an_erasure_puts_the_factory_values_back(manager):
         "PowerLogNPA": 0, "PowerLogF3": 0, "PersistentLowPower": 0, "SerialNumber": before["NVData"]["SerialNumber"],
         "CalibrationRun": None}
     assert client.set("RYN", "History", "7") is None
-    manager.preferences.with_suffix(".json.new").mkdir()  # stands in the way of a change
+    obstacle = manager.preferences.with_suffix(".json.new")  # stands in the way of a change
+    obstacle.mkdir()
     assert client.answer(client.ask_erase()) == "109: The preferences could not be written."
+    obstacle.rmdir()
+    assert client.set("RYN", "History", "8") is None
+    manager.restart()
+    assert manager.client().get("RYN", "History") == "8"  # the erasure was answered, and isn't gone on with
 
 
 def test_a_reset_ends_a_sync(manager):

@@ -3,6 +3,7 @@ import json
 import os
 import pathlib
 import re
+import signal
 import socket
 import time
 
@@ -59,7 +60,7 @@ def test_a_self_test_shows_everything_or_ends_with_its_client(manager):
     # One whose client goes leaves the baseband free.
     interrupted = Program(TOOL, "baseband", "diagnostics", "run", "rftest", **manager.environment)
     interrupted.says("Event data")
-    interrupted.end()
+    assert interrupted.end() == -signal.SIGTERM
     manager.says("COMMAND=BasebandDiagnosticsCommand RESULT=0xE020E107 ")
     manager.says("The RF self-test was aborted because its client has gone;")
     assert '"SelfTestsAborted":1' in manager.does("stats get-statistics 0")

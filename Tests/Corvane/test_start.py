@@ -31,6 +31,7 @@ def test_what_is_wrong_is_said_with_its_status(tmp_path):
     other = socket.socket(socket.AF_UNIX)
     other.bind(str(tmp_path / "other"))
     other.listen()
+    (tmp_path / "linked.lock").symlink_to(tmp_path / "elsewhere")
     at = ["--socket", tmp_path / "s", "--state"]
 
     def start(line):

@@ -13,7 +13,7 @@ import time
 
 import pytest
 
-from programs import FIXTURES, MANAGER, PATIENCE, Client, Manager, Program, kilobytes, run
+from programs import FIXTURES, MANAGER, PATIENCE, Client, Manager, Program, kilobytes, run, until
 
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
@@ -30,18 +30,21 @@ def test_systemd_is_told_of_start_life_and_end(tmp_path, number):
 
 
 class ShortJournal(Manager):
-    """Its standard error is the journal's stream, as far as it can tell, and takes three lines."""
+    """Its standard error is the journal's stream, as far as it can tell, and takes no line behind a warning."""
 
-    command = ("bash", "-c", '{ export JOURNAL_STREAM=$(stat -Lc %d:%i /proc/self/fd/2); exec "$0" "$@" >/dev/null; } 2> >(head -n 3)', MANAGER)
+    command = ("bash", "-c", '{ export JOURNAL_STREAM=$(stat -Lc %d:%i /proc/self/fd/2); exec "$0" "$@" >/dev/null; } 2> >(sed -u /^.4/q)', MANAGER)
 
 
 def test_the_journal_gets_levels_and_may_go_away():
-    with ShortJournal("--verbose") as manager:
-        manager.program.reader.join(PATIENCE)
-        assert manager.program.text == f"<7>listening on {manager.socket}\n<5>backend: simulated\n<5>ready\n"
+    with ShortJournal("--verbose", "--metrics", "/dev/null/figures") as manager:
         client = manager.client()
-        for value in "17", "18":
-            assert client.set("DIAG", "History", value) is None
+        client.do("MakeCoffee")
+        (manager.folder / "corvane/diag.sock").mkdir()
+        for name, value in ("Enabled", "true"), ("Mode", "3"), ("History", "17"), ("History", "18"):
+            assert client.set("DIAG", name, value) is None
+        manager.program.reader.join(PATIENCE)
+        assert {line.split(" ")[0] for line in manager.program.lines if "COMMAND=" not in line} == {
+            "<7>listening", "<3>the", "<5>backend:", "<5>ready\n", "<6>Refused", "<6>DIAG", "<4>There"}
 
 
 def test_the_log_takes_a_line_a_second_of_a_client_and_has_two_files():
@@ -93,11 +96,13 @@ def test_roots_manager_has_its_folders_in_the_systems(tmp_path):
 
 
 def test_a_client_that_sends_no_hello_is_ended_in_its_time(manager):
-    begun = []
+    polite, begun = manager.client(name=None, events=False), []
+    host = manager.client()
+    until(lambda: host.statistics(2)["Connected"] == 2, "the client")
+    polite.send([0, 1, "polite, after a while"])
     for pause in 0, 0.2:
         time.sleep(pause)
         begun.append((time.monotonic(), manager.client(name=None, events=False)))
-    polite = manager.client(events=False)
     for begin, silent in begun:
         assert silent.is_closed() and time.monotonic() - begin >= 10
     manager.says("user 0): it sent no hello in time" if os.geteuid() == 0 else "it sent no hello in time", 2)

@@ -227,6 +227,12 @@ TEST_F(PreferencesStore, AFailedSetLeavesNoTrace) {
              fs::create_directory(file + ".lock");
          },
          [](const std::string& file) { fs::remove(file + ".lock"); }},
+        {"the lock is a link", ".lock: Too many levels of symbolic links\n",
+         [](const std::string& file) {
+             fs::remove(file + ".lock");
+             fs::create_symlink("elsewhere", file + ".lock");
+         },
+         [](const std::string& file) { fs::remove(file + ".lock"); }},
         {"the lock is held", "can't be changed: another process holds /",
          [&holder](const std::string& file) {
              holder = std::make_unique<platform::FileLock>(file + ".lock", std::chrono::milliseconds(0));
@@ -265,6 +271,7 @@ TEST_F(PreferencesStore, EightWritersLoseNothing) {
     constexpr int kWrites = 40;
     for (int writer = 0; writer < kWriters; ++writer) {
         if (::fork() == 0) {
+            ::alarm(static_cast<unsigned>(support::kPatience.count()));  // ends it
             for (int write = 0; write < kWrites; ++write) {
                 do {  // again, when the others had the lock for longer than it is waited for
                     set(std::to_string(writer * kWrites + write), kCFBooleanTrue);

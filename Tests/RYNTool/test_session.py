@@ -10,7 +10,7 @@ import time
 
 import pytest
 
-from programs import MANAGER, SERVICE, TOOL, Program, ScriptedManager, run, until
+from programs import MANAGER, PATIENCE, SERVICE, TOOL, Program, ScriptedManager, run, until
 from terminal import Terminal
 
 ROOT = "(/ryntool)>> "
@@ -110,7 +110,7 @@ def test_nothing_takes_the_place_of_a_closed_stream(manager, tmp_path, name):
         for stream in range(3):
             target = os.readlink(f"/proc/{program.child.pid}/fd/{stream}")
             assert (target == "/dev/null") == (stream == 0 or bool(closed >> stream & 1)), f"{stream} of {closing}"
-        program.end(signal.SIGKILL)
+        assert program.end(signal.SIGKILL) == -signal.SIGKILL
         own.unlink(missing_ok=True)
 
 
@@ -118,7 +118,7 @@ def test_lost_output_is_a_failure_and_cuts_no_command_short(manager):
     watch = Program("sh", "-c", 'exec "$0" baseband state watch >/dev/full', TOOL)
     manager.got("events True")
     manager.broadcast(BOOT)
-    assert watch.child.wait() == 1
+    assert watch.child.wait(PATIENCE) == 1
     lost = "ryntool: output is lost: No space left on device\n"
     for words, redirections, typed, errors, commands in [
         ("info -- baseband time", ">/dev/full", "", lost, ["GetCorvaneInfo"]),
@@ -144,7 +144,7 @@ def test_each_line_is_one_write_and_a_slow_reader_gets_all(manager):
     writes = []
     while packet := reader.recv(2 * len(value)):
         writes.append(packet.decode())
-    os.waitpid(tool, 0)
+    assert os.waitpid(tool, 0)[1] == 0
     assert writes == [f"Enabled: {value}\n", f"Enabled: {value}\n", f"History: {value} MB\n"]
 
 
@@ -165,4 +165,4 @@ def test_without_a_manager_it_sleeps(tmp_path, words, shown):
     time.sleep(1)
     fields = pathlib.Path(f"/proc/{tool.child.pid}/stat").read_text().split()
     assert (int(fields[13]) + int(fields[14])) / os.sysconf("SC_CLK_TCK") < 0.1 and tool.text in ("", shown)
-    tool.end()
+    assert tool.end() == -signal.SIGTERM

@@ -8,6 +8,7 @@ import pathlib
 import random
 import re
 import resource
+import signal
 import subprocess
 import sys
 import time
@@ -94,7 +95,13 @@ class Waits:
         return answer
 
 
+def give_up(*_):
+    raise TimeoutError("it isn't done in its time")
+
+
 def run_here(name, options):
+    signal.signal(signal.SIGALRM, give_up)
+    signal.alarm(300 if options.short else 3600)
     try:
         getattr(__import__(PROGRAMS[name][1]), name)(Run(options))
         return KEPT

@@ -7,6 +7,12 @@
 
 namespace support {
 
+/// accept(2) and recv(2) of the socket fail when they have waited for as long as the test's patience.
+inline void bound(const platform::FileDescriptor& socket) {
+    const timeval patience{kPatience.count(), 0};
+    setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
 /// A socket that is bound to `path`, in place of what is there, and listens when `backlog` is not negative.
 /// @throw std::system_error
 inline platform::FileDescriptor bindTo(const std::string& path, int type, int backlog) {
@@ -19,6 +25,7 @@ inline platform::FileDescriptor bindTo(const std::string& path, int type, int ba
         (backlog >= 0 && listen(descriptor.get(), backlog) != 0)) {
         throw std::system_error(errno, std::generic_category(), path);
     }
+    bound(descriptor);
     return descriptor;
 }
 

@@ -23,6 +23,7 @@ PATIENCE = int(os.environ.get("TEST_PATIENCE", 60))
 TOOL, MANAGER, SERVICE = (os.environ[name + "_PATH"] for name in ("RYNTOOL", "CORVANE", "PELLCORE"))
 REFUSALS = 0xE020E  # the upper digits of the manager's own results
 PR_SET_NAME = 15
+MORTAL = "setpriv", "--pdeathsig", "KILL"  # what follows doesn't outlive the test
 FIXTURES = pathlib.Path(__file__).resolve().parents[1] / "Corvane/fixtures"
 os.environ.pop("SORVEX_DEVICE_FILE", None)  # this machine's device is not the tests'
 ctypes.CDLL(None).prctl(PR_SET_NAME, b"Pellcore")  # so that the tool finds the cellular service running
@@ -67,7 +68,7 @@ def hold_sentences(sentences):
 
 def run(*words, input="", **environment):
     """Exit status, output and errors of a program that ends by itself."""
-    done = subprocess.run([str(word) for word in words], env=os.environ | environment, input=input, capture_output=True, text=True,
+    done = subprocess.run([*MORTAL, *map(str, words)], env=os.environ | environment, input=input, capture_output=True, text=True,
                           errors="surrogateescape", timeout=2 * PATIENCE)
     return done.returncode, done.stdout, done.stderr
 
@@ -100,11 +101,11 @@ def expanded(entry):
 
 
 class Program:
-    """A child that doesn't outlive the test; what it prints is gathered."""
+    """A child; what it prints is gathered."""
 
     def __init__(self, *words, stdin=subprocess.DEVNULL, **environment):
         self.lines, self.printed = [], threading.Condition()
-        self.child = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *map(str, words)], env=os.environ | environment, text=True,
+        self.child = subprocess.Popen([*MORTAL, *map(str, words)], env=os.environ | environment, text=True,
                                       errors="surrogateescape", stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.reader = threading.Thread(target=self.read, daemon=True)
         self.reader.start()
