@@ -46,9 +46,9 @@ def kept(name, shown):
 
 
 def hold_table(name, answer):
-    """A fixture of questions, a line each, and behind each, indented, what `answer` makes of it."""
+    """A fixture of questions, a line each, and behind each, indented, what `answer` makes of it. Behind # is what they are about."""
     asked = [line for line in (FIXTURES / name).read_text().splitlines() if line and not line.startswith("  ")]
-    shown = "".join(f"{line}\n" + textwrap.indent(f"{answer(line)}\n", "  ") for line in asked)
+    shown = "".join(f"{line}\n" + ("" if line[0] == "#" else textwrap.indent(f"{answer(line)}\n", "  ")) for line in asked)
     assert shown == kept(name, shown)
 
 
