@@ -17,8 +17,8 @@ struct SegmentFormat {
     std::string header;
     /// Appends `record`, taken at `time`, to `out`. @param lost how many records were lost just before it.
     void (*append)(std::string& out, TraceTime time, std::string_view record, std::uint64_t lost);
-    /// The bytes up to the end of the last whole record in a piece of a segment that begins with it or behind a record; 0 when
-    /// there is none, nor a whole header.
+    /// How many leading bytes of `piece` are the header and whole records. `piece` begins at the segment's start or right after a
+    /// record.
     std::size_t (*wholeLength)(std::string_view piece);
     bool oneRecordEach = false;  ///< a segment holds one record
 };

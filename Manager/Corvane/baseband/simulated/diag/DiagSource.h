@@ -7,7 +7,8 @@ namespace corvane::simulated {
 
 /// The baseband's diagnostic messages and measurements: follows its states, and is heard every second while anyone wants them.
 ///
-/// Nothing wakes while no group of messages is chosen and nothing is measured, or while the baseband is not Ready.
+/// No timer is set while no group of messages is chosen and nothing is measured, or while the baseband is not Ready, unless the
+/// signal is fading.
 class DiagSource {
 public:
     DiagSource(Loop& loop, std::uint64_t seed, OnRecord onRecord)
