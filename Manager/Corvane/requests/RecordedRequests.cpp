@@ -30,15 +30,19 @@ xpc::Object at(const xpc::Object& entry, const char* key) {
 /// Takes one line after the other.
 class Reader {
 public:
-    /// @return what is wrong with the line, if anything is.
-    std::optional<std::string> take(const xpc::Object& entry, std::size_t line) {
+    /// A refusal is a clause about the line.
+    Result<void> take(const xpc::Object& entry, std::size_t line) {
+        if (!entry.isDictionary()) {
+            return Refusal::invalidArgument("is no object of JSON with a packet's values");
+        }
         if (line == 1) {
-            const bool known = numberAt(entry, "recording") == recording::kVersion;
-            return known ? std::nullopt : std::optional(fmt::format("begins no recording of version {}", recording::kVersion));
+            return numberAt(entry, "recording") == recording::kVersion
+                       ? Result<void>()
+                       : Refusal::invalidArgument(fmt::format("begins no recording of version {}", recording::kVersion));
         }
         const auto time = numberAt(entry, "ms");
         if (!time || *time < 0 || *time > kLongestRecording) {
-            return fmt::format("has no time \"ms\" from 0 to {}", kLongestRecording);
+            return Refusal::invalidArgument(fmt::format("has no time \"ms\" from 0 to {}", kLongestRecording));
         }
         const std::pair client(numberAt(entry, "client"), numberAt(entry, "id"));
         if (const auto command = textAt(entry, "request")) {
@@ -55,9 +59,9 @@ public:
                 add(*last_, *time, *event, 0, at(entry, "payload"));
             }
         } else {
-            return "is neither a request, a reply nor an event";
+            return Refusal::invalidArgument("is neither a request, a reply nor an event");
         }
-        return std::nullopt;
+        return {};
     }
 
     RecordedRequests requests;
@@ -92,9 +96,9 @@ Result<RecordedRequests> readRecording(const std::string& file) {
             break;
         }
         ++number;
-        const auto wrong = entry.isDictionary() ? reader.take(entry, number) : "is no object of JSON with a packet's values";
-        if (wrong) {
-            return Refusal::invalidArgument(fmt::format("line {} of the recording {} {}", number, file, *wrong));
+        if (const auto taken = reader.take(entry, number); !taken) {
+            return Refusal::invalidArgument(
+                fmt::format("line {} of the recording {} {}", number, file, taken.refusal().sentence));
         }
     }
     if (number == 0) {

@@ -111,7 +111,7 @@ void Services::prepareSetting(const TraceProperty& property, std::string_view va
 void Services::settingChanged(const TraceProperty& property, const std::string& value) {
     log::info(fmt::format("{} {} is now {}", ryn::trace::typeAsString(property.trace), property.name, value));
     if (property.trace == ryn::trace::Type::RYN) {
-        scratchLog_.refresh();
+        scratchLog_.reload();
     }
     if (property.name == std::string_view(TraceProperty::kKeepScratchLogs) && value == "false") {
         scratchLog_.clear();

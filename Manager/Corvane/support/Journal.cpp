@@ -7,24 +7,26 @@
 
 namespace corvane::journal {
 
-Journal openAtEnd(int& error) {
+Result<Journal> openAtEnd() {
     sd_journal* opened = nullptr;
-    error = sd_journal_open(&opened, SD_JOURNAL_LOCAL_ONLY);
+    int error = sd_journal_open(&opened, SD_JOURNAL_LOCAL_ONLY);
     Journal journal(error < 0 ? nullptr : opened);
     error = journal ? sd_journal_seek_tail(journal.get()) : error;
-    return error < 0 ? nullptr : std::move(journal);
+    if (error < 0) {
+        return Refusal::notPermitted(std::strerror(-error));
+    }
+    return journal;
 }
 
 Result<void> checkReadable(std::string_view trace) {
-    int error = 0;
-    const Journal journal = openAtEnd(error);
-    if (journal && sd_journal_previous(journal.get()) > 0) {
+    const auto journal = openAtEnd();
+    if (journal && sd_journal_previous(journal->get()) > 0) {
         return {};
     }
     return Refusal::notPermitted(
         fmt::format("Trace {} can't be recorded: there is no journal that the manager's user may read{}; members of group "
                     "systemd-journal may read the system's.",
-                    trace, journal ? "" : fmt::format(" ({})", std::strerror(-error))));
+                    trace, journal ? "" : fmt::format(" ({})", journal.refusal().sentence)));
 }
 
 std::string_view field(sd_journal* journal, std::string_view name) {

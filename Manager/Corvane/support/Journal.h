@@ -15,8 +15,8 @@ struct Closer {
 };
 using Journal = std::unique_ptr<sd_journal, Closer>;
 
-/// At its end, before which there may be no entry; nullptr with a negative `error` when it can't be opened.
-Journal openAtEnd(int& error);
+/// At its end, before which there may be no entry. A refusal is a clause.
+Result<Journal> openAtEnd();
 /// Whether there is anything that this user may read; the refusal says who may. @param trace that needs it.
 Result<void> checkReadable(std::string_view trace);
 /// Of the entry that `journal` is at; empty when it has no such field. Valid until the next one is asked for.

@@ -59,6 +59,10 @@ std::string DiagTrace::value(const char* property) const {
     return around_.settings.value(Type::DIAG, property);
 }
 
+std::uint64_t DiagTrace::number(const char* property) const {
+    return around_.settings.number(Type::DIAG, property);
+}
+
 DiagTrace::Target DiagTrace::target() const {
     if (!isSet(diag::kTempEnabledKey)) {
         return Target::Nowhere;
@@ -96,8 +100,8 @@ DiagSettings DiagTrace::basebandSettings() const {
     }
     // What is streamed is to be seen as it happens.
     settings.useThreshold = target_ == Target::Disk && isSet(diag::kUseThresholdKey);
-    settings.lowWatermark = static_cast<unsigned>(std::stoul(value(diag::kLowWatermarkKey)));
-    settings.highWatermark = static_cast<unsigned>(std::stoul(value(diag::kHighWatermarkKey)));
+    settings.lowWatermark = static_cast<unsigned>(number(diag::kLowWatermarkKey));
+    settings.highWatermark = static_cast<unsigned>(number(diag::kHighWatermarkKey));
     settings.holdUntilAwake = isSet(diag::kBufferingOnAPAwake);
     settings.hold = snapshots_ > 0 && isSet(diag::kStopReaderKey);
     return settings;
@@ -107,7 +111,7 @@ void DiagTrace::apply() {
     if (baseband_ == nullptr) {
         return;
     }
-    around_.recorders.setLimits(Type::DIAG, {std::stoul(value(diag::kHistoryKey)) * kMegabyte});
+    around_.recorders.setLimits(Type::DIAG, {number(diag::kHistoryKey) * kMegabyte});
     const Target before = target_;
     const Target now = target();
     if (before != now) {
@@ -187,7 +191,8 @@ void DiagTrace::updateStatus() {
     const bool isWritable = !around_.recorders.isFailing(Type::DIAG);
     const bool isTaken =
         (target_ == Target::Disk && isWritable) || (target_ == Target::Stream && stream_ && stream_->hasReaders());
-    around_.settings.setReadOnly(Type::DIAG, diag::kDumpStateKey, isTaken && !isSilent ? "Dumping" : "Idle");
+    around_.settings.setReadOnly(Type::DIAG, diag::kDumpStateKey,
+                                 isTaken && !isSilent ? TraceProperty::kDumping : TraceProperty::kIdle);
 }
 
 void DiagTrace::watchForStall() {

@@ -50,6 +50,7 @@ private:
     enum class Target { Nowhere, Disk, Stream };
 
     std::string value(const char* property) const;
+    std::uint64_t number(const char* property) const;
     bool isSet(const char* property) const { return value(property) == "true"; }
     Target target() const;
     DiagGroups groups(const char* property) const;

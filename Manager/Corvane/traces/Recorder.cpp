@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 namespace corvane {
@@ -182,25 +183,25 @@ void Recorder::setLimits(Limits limits) {
     makeRoom(0);
 }
 
-std::error_code Recorder::link(const fs::path& folder) {
+Result<void> Recorder::link(const fs::path& folder) {
     flush();
     file_ = {};
     std::error_code error;
     if (!segments_.empty()) {
         fs::create_directory(folder, error);
     }
-    for (const Segment& segment : segments_) {
+    for (auto segment = segments_.begin(); !error && segment != segments_.end(); ++segment) {
+        const fs::path link = folder / segment->path.filename();
+        fs::create_hard_link(segment->path, link, error);
         if (error) {
-            return error;
-        }
-        const fs::path link = folder / segment.path.filename();
-        fs::create_hard_link(segment.path, link, error);
-        if (error) {
-            fs::copy_file(segment.path, link, error);
+            fs::copy_file(segment->path, link, error);
         }
     }
+    if (error) {
+        return Refusal::storageFailed(error.message());
+    }
     linked_ = segments_.size();
-    return error;
+    return {};
 }
 
 void Recorder::removeLinked() {

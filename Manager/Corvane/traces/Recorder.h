@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Corvane/support/Result.h"
 #include "Corvane/traces/SegmentFormat.h"
 #include "Platform/FileDescriptor.h"
 
@@ -9,7 +10,6 @@
 #include <limits>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace corvane {
 
@@ -49,7 +49,8 @@ public:
     void setLimits(Limits limits);
 
     /// Puts hard links to all files into `folder`, which it makes when there is something to link, and begins the next file.
-    std::error_code link(const std::filesystem::path& folder);
+    /// A refusal is a clause.
+    Result<void> link(const std::filesystem::path& folder);
     /// Removes the files that were linked. What has been recorded since stays.
     void removeLinked();
 

@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include <cstring>
 #include <deque>
 #include <string_view>
 
@@ -84,13 +83,12 @@ SystemJournal::SystemJournal(Loop& loop) : loop_(loop) {}
 SystemJournal::~SystemJournal() = default;
 
 void SystemJournal::read(Time since, Then then) {
-    int error = 0;
-    Journal journal = journal::openAtEnd(error);
+    auto journal = journal::openAtEnd();
     if (!journal) {
-        then(fmt::format("The journal can't be read: {}\n", std::strerror(-error)));
+        then(fmt::format("The journal can't be read: {}\n", journal.refusal().sentence));
         return;
     }
-    goOn(readings_.emplace(readings_.end(), loop_, std::move(journal), since, std::move(then)));
+    goOn(readings_.emplace(readings_.end(), loop_, std::move(*journal), since, std::move(then)));
 }
 
 void SystemJournal::goOn(std::list<Reading>::iterator reading) {

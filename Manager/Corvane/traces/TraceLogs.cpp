@@ -34,25 +34,25 @@ long numberOf(const std::string& name) {
                : 0;
 }
 
-Refusal failed(const fs::path& folder, const std::string& why) {
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-    return Refusal::storageFailed("The trace logs could not be written to " + folder.parent_path().string() + ": " + why + ".");
+// The refusals of these are clauses.
+
+Refusal systemRefusal() {
+    return Refusal::storageFailed(std::strerror(errno));
 }
 
-bool writeFile(const fs::path& path, const std::string& content) {
+Result<void> writeFile(const fs::path& path, const std::string& content) {
     std::FILE* const file = std::fopen(path.c_str(), "wbe");
-    if (file == nullptr) {
-        return false;
+    const bool isWritten = file != nullptr && std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    if (file != nullptr && std::fclose(file) == 0 && isWritten) {
+        return {};
     }
-    const bool isWritten = std::fwrite(content.data(), 1, content.size(), file) == content.size();
-    return std::fclose(file) == 0 && isWritten;
+    return Refusal::storageFailed(path.filename().string() + " did not fit or could not be made");
 }
 
-/// Waits until a file or a folder is on disk. @return whether it is.
-bool syncPath(const fs::path& path) {
+/// Waits until a file or a folder is on disk.
+Result<void> syncPath(const fs::path& path) {
     const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    return file && fsync(file.get()) == 0;
+    return file && fsync(file.get()) == 0 ? Result<void>() : systemRefusal();
 }
 
 fs::path partialOf(const fs::path& folder) {
@@ -60,11 +60,20 @@ fs::path partialOf(const fs::path& folder) {
 }
 
 /// Makes a folder that its group may read as far as the umask lets it, unless everybody may enter the state folder. The umask
-/// holds for the files in it too. @return whether it is made.
-bool makeFolder(const fs::path& folder, const fs::path& stateFolder) {
+/// holds for the files in it too.
+Result<void> makeFolder(const fs::path& folder, const fs::path& stateFolder) {
     struct stat status {};
     const bool isOpen = stat(stateFolder.c_str(), &status) != 0 || (status.st_mode & S_IRWXO) != 0;
-    return mkdir(folder.c_str(), isOpen ? S_IRWXU : S_IRWXU | S_IRGRP | S_IXGRP) == 0;
+    const mode_t mode = isOpen ? S_IRWXU : S_IRWXU | S_IRGRP | S_IXGRP;
+    return mkdir(folder.c_str(), mode) == 0 ? Result<void>() : systemRefusal();
+}
+
+/// Removes what there is of the trace logs in `folder`. @param why they could not be written
+Refusal giveUp(const fs::path& folder, const Refusal& why) {
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+    return Refusal::storageFailed(
+        fmt::format("The trace logs could not be written to {}: {}.", folder.parent_path().string(), why.sentence));
 }
 
 }  // namespace
@@ -93,29 +102,17 @@ Result<void> TraceLogs::checkFilters() const {
 Result<TraceLogs::Written> TraceLogs::write(const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
     std::error_code error;
     const fs::path stateFolder = folder_.parent_path();
-    const bool isFirst = makeFolder(folder_, stateFolder);
-    if (!isFirst && errno != EEXIST) {
-        return Refusal::storageFailed("The folder " + folder_.string() + " can't be made: " + std::strerror(errno) + ".");
+    const bool isFirst = !fs::exists(folder_, error);
+    if (const auto made = isFirst ? makeFolder(folder_, stateFolder) : Result<void>(); !made) {
+        return Refusal::storageFailed(fmt::format("The folder {} can't be made: {}.", folder_.string(), made.refusal().sentence));
     }
     removeLeftovers();
     const std::vector<Collection> before = collections();
     const long number = before.empty() ? 1 : before.back().number + 1;
     const fs::path whole = folder_ / fmt::format("{}{}-{}", ryn::trace::kLogDirPrefix, utcTime("%Y-%m-%dT%H-%M-%SZ"), number);
     const fs::path partial = partialOf(whole);
-    if (!makeFolder(partial, stateFolder)) {
-        return failed(partial, std::strerror(errno));
-    }
-    for (const SnapshotFile& file : files) {
-        if (!writeFile(partial / file.name, file.content)) {
-            return failed(partial, file.name + " did not fit or could not be made");
-        }
-    }
-    if ((error = recorders_.link(partial))) {
-        return failed(partial, error.message());
-    }
-    // The manager's own log comes last: a failure before has left it where it was.
-    if ((error = scratchLog_.collect(partial, keepScratchLogs))) {
-        return failed(partial, error.message());
+    if (const auto filled = fill(partial, files, keepScratchLogs); !filled) {
+        return giveUp(partial, filled.refusal());
     }
     Written written{whole, {}, keepScratchLogs};
     if (isFirst) {
@@ -125,16 +122,32 @@ Result<TraceLogs::Written> TraceLogs::write(const std::vector<SnapshotFile>& fil
     for (fs::recursive_directory_iterator entry(partial, error), end; !error && entry != end; entry.increment(error)) {
         written.unsynced.push_back(entry->path());
     }
-    return error ? Result<Written>(failed(partial, error.message())) : written;
+    return error ? Result<Written>(giveUp(partial, Refusal::storageFailed(error.message()))) : written;
 }
 
-/// Of what isn't synced the last comes first: a power cut leaves a whole folder or none, and the scratch log where none is left.
+Result<void> TraceLogs::fill(const fs::path& partial, const std::vector<SnapshotFile>& files, bool keepScratchLogs) {
+    if (auto made = makeFolder(partial, folder_.parent_path()); !made) {
+        return made;
+    }
+    for (const SnapshotFile& file : files) {
+        if (auto written = writeFile(partial / file.name, file.content); !written) {
+            return written;
+        }
+    }
+    if (auto linked = recorders_.link(partial); !linked) {
+        return linked;
+    }
+    // The manager's own log comes last: a failure before has left it where it was.
+    return scratchLog_.collect(partial, keepScratchLogs);
+}
+
+/// Syncs from the end of the list: the files, then their folder. A power cut leaves a whole folder, or none and the scratch logs.
 Result<std::optional<fs::path>> TraceLogs::sync(Written& written) {
     if (written.unsynced.empty()) {
         return publish(written).then([](const fs::path& folder) { return std::optional(folder); });
     }
-    if (!syncPath(written.unsynced.back())) {
-        return failed(partialOf(written.folder), std::strerror(errno));
+    if (const auto synced = syncPath(written.unsynced.back()); !synced) {
+        return giveUp(partialOf(written.folder), synced.refusal());
     }
     written.unsynced.pop_back();
     return std::optional<fs::path>();
@@ -145,10 +158,10 @@ Result<fs::path> TraceLogs::publish(const Written& written) {
     const fs::path& whole = written.folder;
     fs::rename(partialOf(whole), whole, error);
     if (error) {
-        return failed(partialOf(whole), error.message());
+        return giveUp(partialOf(whole), Refusal::storageFailed(error.message()));
     }
-    if (!syncPath(folder_)) {
-        return failed(whole, std::strerror(errno));
+    if (const auto synced = syncPath(folder_); !synced) {
+        return giveUp(whole, synced.refusal());
     }
     // The last line of a log that isn't kept, which the folder shares until now.
     log::notice("collected trace logs in " + whole.string());

@@ -42,6 +42,8 @@ private:
         std::filesystem::path folder;
     };
 
+    /// Makes the folder `partial` with all that belongs in it. A refusal is a clause.
+    Result<void> fill(const std::filesystem::path& partial, const std::vector<SnapshotFile>& files, bool keepScratchLogs);
     Result<std::filesystem::path> publish(const Written& written);
     std::vector<Collection> collections() const;
     void removeLeftovers() const;

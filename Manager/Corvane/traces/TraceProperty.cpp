@@ -81,7 +81,7 @@ std::vector<TraceProperty> allTraceProperties() {
         flag(Type::DIAG, diag::kBufferingOnAPAwake, diag::kDefaultBufferingOnAPAwake),
         flag(Type::DIAG, diag::kStallDetectionKey, diag::kDefaultStallDetection),
         choice(Type::DIAG, diag::kStallDetectionRecoveryKey, textsUpTo(diag::Recovery::Reconfigure), 0),
-        choice(Type::DIAG, diag::kDumpStateKey, {"Idle", "Dumping"}, 0, Keeping::ReadOnly),
+        choice(Type::DIAG, diag::kDumpStateKey, {TraceProperty::kIdle, TraceProperty::kDumping}, 0, Keeping::ReadOnly),
         flag(Type::CoreDump, diag::kEnabledKey, false),
         flag(Type::EURCoreDump, diag::kEnabledKey, false),
         flag(Type::IPCTrace, diag::kEnabledKey, false),
@@ -94,12 +94,14 @@ std::vector<TraceProperty> allTraceProperties() {
         inPreferences(
             number(Type::RYN, diag::kHistoryKey, 1, diag::kMaxHistory, kRYNHistory),
             [] { return std::to_string(RYNProperties::traceRYNHistory()); },
-            [](const std::string& value) { return RYNProperties::setTraceRYNHistory(std::stoul(value)); }),
+            [](const std::string& value) {
+                return RYNProperties::setTraceRYNHistory(static_cast<unsigned long>(parseNumber(value).value_or(kRYNHistory)));
+            }),
         flag(Type::RYN, TraceProperty::kKeepScratchLogs, false),
         flag(Type::SYSLOG, diag::kEnabledKey, false),
         flag(Type::KernelPCI, diag::kEnabledKey, false),
         number(Type::KernelPCI, diag::kHistoryKey, 1, diag::kMaxHistory, kKernelPCIHistory),
-        number(Type::KernelPCI, "BufferCount", 1, kMaxKernelPCIBuffers, kKernelPCIBuffers),
+        number(Type::KernelPCI, TraceProperty::kBufferCount, 1, kMaxKernelPCIBuffers, kKernelPCIBuffers),
     };
 }
 
@@ -117,16 +119,35 @@ bool isPlainFileName(std::string_view name) {
            isPrintable(name);
 }
 
+/// What a property takes, for a sentence.
+std::string acceptable(const TraceProperty& property) {
+    switch (property.form) {
+        case Form::Flag:
+            return "true or false";
+        case Form::Number:
+            return fmt::format("a whole number from {} to {}", property.lowest, property.highest);
+        case Form::Choice:
+            return fmt::format("{}, or its number from 0 to {}", listed(property.choices, " or "), property.choices.size() - 1);
+        case Form::FileName:
+            return "the plain name of a DMC file, such as Default, Sleep, Tput or None";
+    }
+    return {};
+}
+
 }  // namespace
 
-std::optional<std::string> TraceProperty::accept(std::string_view value) const {
+Result<std::string> TraceProperty::accept(std::string_view value) const {
     switch (form) {
         case Form::Flag:
-            return value == "true" || value == "false" ? std::optional<std::string>(value) : std::nullopt;
-        case Form::Number: {
-            const auto parsed = parseNumber(value);
-            return parsed && *parsed >= lowest && *parsed <= highest ? std::optional(std::to_string(*parsed)) : std::nullopt;
-        }
+            if (value == "true" || value == "false") {
+                return std::string(value);
+            }
+            break;
+        case Form::Number:
+            if (const auto parsed = parseNumber(value); parsed && *parsed >= lowest && *parsed <= highest) {
+                return std::to_string(*parsed);
+            }
+            break;
         case Form::Choice: {
             const auto position = parseNumber(value);
             for (std::size_t index = 0; index < choices.size(); ++index) {
@@ -134,26 +155,15 @@ std::optional<std::string> TraceProperty::accept(std::string_view value) const {
                     return choices[index];
                 }
             }
-            return std::nullopt;
+            break;
         }
         case Form::FileName:
-            return isPlainFileName(value) ? std::optional<std::string>(value) : std::nullopt;
+            if (isPlainFileName(value)) {
+                return std::string(value);
+            }
+            break;
     }
-    return std::nullopt;
-}
-
-std::string TraceProperty::acceptable() const {
-    switch (form) {
-        case Form::Flag:
-            return "true or false";
-        case Form::Number:
-            return fmt::format("a whole number from {} to {}", lowest, highest);
-        case Form::Choice:
-            return fmt::format("{}, or its number from 0 to {}", listed(choices, " or "), choices.size() - 1);
-        case Form::FileName:
-            return "the plain name of a DMC file, such as Default, Sleep, Tput or None";
-    }
-    return {};
+    return Refusal::invalidArgument("takes " + acceptable(*this));
 }
 
 std::vector<TraceProperty> supportedTraceProperties() {

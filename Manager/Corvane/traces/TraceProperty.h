@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Corvane/support/Result.h"
 #include "config/TraceType.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +27,11 @@ struct TraceProperty {
 
     /// Of the RYN trace: whether its logs stay when they were collected.
     static constexpr const char* kKeepScratchLogs = "KeepScratchLogs";
+    /// Of KernelPCI: how many files there may be.
+    static constexpr const char* kBufferCount = "BufferCount";
+    /// What DIAG's Status is: whether messages are being written.
+    static constexpr const char* kIdle = "Idle";
+    static constexpr const char* kDumping = "Dumping";
 
     ryn::trace::Type trace;
     const char* name;
@@ -40,10 +45,8 @@ struct TraceProperty {
     std::string (*read)() = nullptr;
     bool (*write)(const std::string& value) = nullptr;
 
-    /// The value as it is kept and shown; nullopt when it is not acceptable.
-    std::optional<std::string> accept(std::string_view value) const;
-    /// What `accept` accepts, for a sentence: "true or false", "a whole number from 1 to 2048".
-    std::string acceptable() const;
+    /// The value as it is kept and shown. A refusal is a clause: "takes true or false", "takes a whole number from 1 to 2048".
+    Result<std::string> accept(std::string_view value) const;
 };
 
 /// Every property of every kind that this device and build support, kind by kind.

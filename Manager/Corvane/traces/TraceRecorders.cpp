@@ -56,12 +56,13 @@ void TraceRecorders::flush() {
     }
 }
 
-std::error_code TraceRecorders::link(const fs::path& folder) {
-    std::error_code error;
+Result<void> TraceRecorders::link(const fs::path& folder) {
     for (const auto& [trace, recorder] : recorders_) {
-        error = error ? error : recorder->link(folder / ryn::trace::typeAsString(trace));
+        if (auto linked = recorder->link(folder / ryn::trace::typeAsString(trace)); !linked) {
+            return linked;
+        }
     }
-    return error;
+    return {};
 }
 
 void TraceRecorders::removeLinked() {

@@ -8,7 +8,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <system_error>
 
 namespace corvane {
 
@@ -30,8 +29,8 @@ public:
     xpc::Object bytes() const;
     bool isFailing(ryn::trace::Type trace) const { return recorders_.at(trace)->isFailing(); }
 
-    /// Puts hard links to what is recorded into a folder a kind, below `folder`.
-    std::error_code link(const std::filesystem::path& folder);
+    /// Puts hard links to what is recorded into a folder a kind, below `folder`. A refusal is a clause.
+    Result<void> link(const std::filesystem::path& folder);
     /// Removes what was linked. What has been recorded since stays.
     void removeLinked();
 

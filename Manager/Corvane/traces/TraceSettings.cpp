@@ -48,12 +48,13 @@ void TraceSettings::load(Row& row) {
     if (!stored) {
         return;
     }
-    if (const auto accepted = row.property.accept(*stored)) {
+    const auto accepted = row.property.accept(*stored);
+    if (accepted) {
         cache(row, *accepted);
         return;
     }
-    log::error(fmt::format("the stored {} is '{}' and takes {}; it is now at its default, {}", shownName(row.property), *stored,
-                           row.property.acceptable(), row.value));
+    log::error(fmt::format("the stored {} is '{}' and {}; it is now at its default, {}", shownName(row.property), *stored,
+                           accepted.refusal().sentence, row.value));
     store_.storeLazily(kArea, storedName(row.property), row.value);
 }
 
@@ -98,11 +99,12 @@ Result<std::string> TraceSettings::accept(const Row& row, std::string_view value
     if (row.property.keeping == Keeping::ReadOnly) {
         return Refusal::invalidArgument(shownName(row.property) + " can only be read.");
     }
-    if (const auto accepted = row.property.accept(value)) {
-        return *accepted;
+    auto accepted = row.property.accept(value);
+    if (accepted) {
+        return accepted;
     }
     return Refusal::invalidArgument(
-        fmt::format("{} can't be '{}'; it takes {}.", shownName(row.property), value, row.property.acceptable()));
+        fmt::format("{} can't be '{}'; it {}.", shownName(row.property), value, accepted.refusal().sentence));
 }
 
 void TraceSettings::set(std::string_view trace, std::string_view property, std::string_view value, Completion<void> done) {
@@ -216,6 +218,10 @@ std::string TraceSettings::value(ryn::trace::Type trace, std::string_view proper
     }
     reload(*row);
     return row->value;
+}
+
+std::uint64_t TraceSettings::number(ryn::trace::Type trace, std::string_view property) {
+    return static_cast<std::uint64_t>(parseNumber(value(trace, property)).value_or(0));
 }
 
 void TraceSettings::setReadOnly(ryn::trace::Type trace, std::string_view property, const std::string& value) {

@@ -43,6 +43,8 @@ public:
 
     /// For the manager itself, of properties that exist wherever it asks for them; empty otherwise.
     std::string value(ryn::trace::Type trace, std::string_view property);
+    /// The same of a property of the form Number; 0 otherwise.
+    std::uint64_t number(ryn::trace::Type trace, std::string_view property);
     /// Sets what clients can only read.
     void setReadOnly(ryn::trace::Type trace, std::string_view property, const std::string& value);
 

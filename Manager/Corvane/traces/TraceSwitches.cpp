@@ -78,9 +78,9 @@ void TraceSwitches::apply(const Switch& trace) {
 }
 
 void TraceSwitches::setLimits() {
-    if (const std::string history = settings_.value(Type::KernelPCI, diag::kHistoryKey); !history.empty()) {
-        recorders_.setLimits(Type::KernelPCI,
-                             {std::stoul(history) * kMegabyte, std::stoul(settings_.value(Type::KernelPCI, "BufferCount"))});
+    if (const std::uint64_t history = settings_.number(Type::KernelPCI, diag::kHistoryKey); history > 0) {
+        const auto buffers = static_cast<std::size_t>(settings_.number(Type::KernelPCI, TraceProperty::kBufferCount));
+        recorders_.setLimits(Type::KernelPCI, {history * kMegabyte, buffers});
     }
 }
 

@@ -41,10 +41,9 @@ std::string levelOf(std::string_view commandLine) {
 class MessageLog::Reader {
 public:
     Reader(Loop& loop, const OnRecord& onRecord) : onRecord_(onRecord), more_(loop) {
-        int error = 0;
-        journal_ = journal::openAtEnd(error);
+        const auto opened = journal::openAtEnd().into(journal_);
         // The journal itself says whose an entry is: a field that begins with "_" can't be forged.
-        if (!journal_ || sd_journal_add_match(journal_.get(), "_COMM=ModemManager", 0) < 0) {
+        if (!opened || sd_journal_add_match(journal_.get(), "_COMM=ModemManager", 0) < 0) {
             return;
         }
         if (sd_journal_previous(journal_.get()) > 0) {
