@@ -115,7 +115,7 @@ void DiagTrace::apply() {
     const Target before = target_;
     const Target now = target();
     if (before != now) {
-        // What was meant for the old target goes there.
+        // Messages that the baseband still holds go to the old target.
         baseband_->drainDiag();
     }
     target_ = now;

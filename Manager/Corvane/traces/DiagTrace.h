@@ -12,7 +12,7 @@
 
 namespace corvane {
 
-/// The DIAG trace: makes its properties what the baseband does with its messages, and takes them to the recorder or to the live
+/// The DIAG trace: has the baseband send the messages that its properties choose, and takes them to the recorder or to the live
 /// stream. "Enabled_Temp" and "Mode_Temp" are what counts; setting "Enabled" or "Mode" sets them too.
 class DiagTrace {
 public:
@@ -33,7 +33,7 @@ public:
     DiagTrace(Surroundings surroundings, const std::filesystem::path& stateFolder);
     ~DiagTrace();
 
-    /// Whether `value` of a property can be had, beyond its form.
+    /// Refuses a value of the right form that names no readable DMC file.
     Result<void> check(const TraceProperty& property, std::string_view value) const;
     /// Before the baseband is started. @param baseband outlives this.
     void start(Baseband& baseband);

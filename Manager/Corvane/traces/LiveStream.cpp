@@ -34,7 +34,7 @@ void LiveStream::accept() {
     onReaders_();
 }
 
-/// What a reader says is of no interest, but for its end.
+/// Drops what a reader sends: only the end of its connection matters.
 void LiveStream::serve(Reader& reader) {
     std::array<char, 512> ignored{};
     const ssize_t count = ::recv(reader.socket.get(), ignored.data(), ignored.size(), 0);

@@ -39,15 +39,15 @@ private:
     void accept();
     void serve(Reader& reader);
     void write(Reader& reader);
-    /// Later, when no watch is being served.
+    /// Removes readers that have ended, once no watch is being served.
     void tidy();
 
     Loop& loop_;
     std::function<bool(int socket)> admits_;
     std::function<void()> onReaders_;
     std::vector<std::unique_ptr<Reader>> readers_;
-    ListeningSocket listener_;  ///< gone before the readers are
-    /// Of what a task on the loop may still touch.
+    ListeningSocket listener_;  ///< destroyed before the readers: who sees its connection end can't connect again
+    /// Expired once the stream is gone, for the loop's tasks that would touch it.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     std::unique_ptr<Watch> watch_;
 };

@@ -137,7 +137,6 @@ Result<void> TraceLogs::fill(const fs::path& partial, const std::vector<Snapshot
     if (auto linked = recorders_.link(partial); !linked) {
         return linked;
     }
-    // The manager's own log comes last: a failure before has left it where it was.
     return scratchLog_.collect(partial, keepScratchLogs);
 }
 
@@ -163,7 +162,7 @@ Result<fs::path> TraceLogs::publish(const Written& written) {
     if (const auto synced = syncPath(folder_); !synced) {
         return giveUp(whole, synced.refusal());
     }
-    // The last line of a log that isn't kept, which the folder shares until now.
+    // A log that isn't kept ends with this line: until it is cleared, it is the folder's file too.
     log::notice("collected trace logs in " + whole.string());
     if (!written.keepsScratchLogs) {
         scratchLog_.clear();

@@ -21,7 +21,7 @@ public:
 
     /// Whether the filters allow a collection now.
     Result<void> checkFilters() const;
-    /// When the newest folder was written; the past's end when there is none.
+    /// When the newest folder was written; 1970 when there is none.
     std::chrono::system_clock::time_point lastCollected() const;
     /// A folder that is written and not yet on disk.
     struct Written {

@@ -41,7 +41,7 @@ struct TraceProperty {
     std::int64_t lowest = 0;
     std::int64_t highest = 0;
     std::vector<std::string> choices = {};
-    /// Of the preferences: what is stored now, and storing. @return of `write`: whether it is on disk.
+    /// Of a property in the preferences: reads what is stored now, and stores. @return of `write`: whether it is on disk.
     std::string (*read)() = nullptr;
     bool (*write)(const std::string& value) = nullptr;
 

@@ -61,7 +61,8 @@ private:
         std::string_view name;  ///< of `property`, with its length, by which most are told apart
         TraceProperty property;
         std::string value;
-        xpc::Object reply;  ///< of `value`
+        /// What a client that asks for `value` is sent. Making it for each request would cost a fifth more instructions.
+        xpc::Object reply;
         std::vector<Preferred> preferred;
     };
     struct Trace {

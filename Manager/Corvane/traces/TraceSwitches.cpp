@@ -64,7 +64,7 @@ void TraceSwitches::settingChanged(const TraceProperty& property) {
 
 void TraceSwitches::apply(const Switch& trace) {
     if (!baseband_->canRecord(trace.trace)) {
-        // What was stored for another baseband, or is the default, is not what happens.
+        // The value may be the default, or have been stored for another baseband.
         settings_.setReadOnly(trace.trace, trace.property, std::string(trace.off));
         return;
     }

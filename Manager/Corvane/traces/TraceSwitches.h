@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-/// Which traces are recorded: has the baseband tell the records of those that are on, and refuses those that it can't record.
+/// Switches traces on and off in the baseband, and refuses those that it can't record.
 class TraceSwitches {
 public:
     /// The references outlive this.
@@ -16,7 +16,8 @@ public:
 
     /// Before the baseband is started. @param baseband outlives this.
     void start(Baseband& baseband);
-    /// Has the baseband do what a property is about to be set to, unless that is to record nothing more; refused when it can't.
+    /// Before a property is stored: switches its trace on if the value does, or refuses it. Switching off follows once it is
+    /// stored.
     void prepare(const TraceProperty& property, std::string_view value, Completion<void> done);
     void settingChanged(const TraceProperty& property);
 

@@ -171,7 +171,7 @@ void Signalling::requestService() {
     endProcedure();
 }
 
-/// Who is out of reach says nothing to the network; where it is heard again it says where that is.
+/// A baseband that loses its cell sends nothing more. When it hears one again it updates its tracking area, or attaches.
 void Signalling::followSignal() {
     if (heard_ && signal_.isLost()) {
         heard_ = false;
