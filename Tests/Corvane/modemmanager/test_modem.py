@@ -255,6 +255,7 @@ def test_a_modem_manager_that_hangs_is_told(rig):
 
 
 def test_mode_changes_wait_no_longer_than_they_say(rig):
+    client.do("GetBasebandTime")
     client = rig.ready(AtModem())
     assert client.set("TEMS", "Mode", "HW") is None
     rig.modem_manager.kill(signal.SIGSTOP)

@@ -66,6 +66,17 @@ std::optional<std::chrono::seconds> ModemFollower::silence() const {
     return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - lastAnswer_);
 }
 
+/// Any answer of ModemManager's shows that it doesn't hang.
+void ModemFollower::heard(const BusReply& reply) {
+    if (reply.error && reply.error->cause != BusError::Cause::Answered) {
+        return;
+    }
+    lastAnswer_ = std::chrono::steady_clock::now();
+    if (std::exchange(silent_, false)) {
+        log_("ModemManager answers again.");
+    }
+}
+
 /// ModemManager tells changes by itself: without a question it could hang unnoticed for as long as nothing is asked of it.
 void ModemFollower::ping() {
     callObject(kRoot, "org.freedesktop.DBus.Peer", "Ping", kPingLimit, [this, asked = generation_](const BusReply& reply) {
@@ -77,13 +88,8 @@ void ModemFollower::ping() {
 
 void ModemFollower::ponged(const BusReply& reply) {
     const bool answered = !reply.error || reply.error->cause == BusError::Cause::Answered;
-    if (answered) {
-        lastAnswer_ = std::chrono::steady_clock::now();
-    }
-    if (silent_ == answered) {
-        silent_ = !answered;
-        log_(answered ? "ModemManager answers again."
-                      : "ModemManager doesn't answer; what is shown of the modem may be out of date.");
+    if (!answered && !std::exchange(silent_, true)) {
+        log_("ModemManager doesn't answer; what is shown of the modem may be out of date.");
     }
     ping_.set(kPingPause, [this] { ping(); });
 }
@@ -174,7 +180,6 @@ void ModemFollower::loaded(const BusReply& reply) {
     if (!reply.error) {
         complained_ = false;
         managerRuns_ = true;
-        lastAnswer_ = std::chrono::steady_clock::now();
         ping_.set(kPingPause, [this] { ping(); });
         objects_.load(reply.argument(0));
         update();

@@ -54,7 +54,13 @@ public:
     template <typename... Arguments>
     void callObject(const std::string& path, const char* interface, const char* member, std::chrono::seconds limit,
                     SystemBus::Handler handler, const char* signature = "", Arguments... arguments) {
-        bus_.call({kService, path, interface, member}, limit, std::move(handler), signature, arguments...);
+        const auto replied = [this, asked = generation_, take = std::move(handler)](const BusReply& reply) {
+            if (asked == generation_) {
+                heard(reply);
+            }
+            take(reply);
+        };
+        bus_.call({MM_DBUS_SERVICE, path, interface, member}, limit, replied, signature, arguments...);
     }
 
     /// Calls a method of ModemManager itself.
@@ -78,6 +84,7 @@ private:
     void propertiesChanged(const BusSignal& signal);
     void stateChanged(const BusSignal& signal);
 
+    void heard(const BusReply& reply);
     void ping();
     void ponged(const BusReply& reply);
 
