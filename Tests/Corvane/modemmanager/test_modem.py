@@ -485,7 +485,8 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
     del manager.parts
     manager.changed = {"State": dbus.Int32(6)}
     manager.soon(manager.leave, manager.come_back)
-    until(lambda: "RSRP" in client.statistics(), "the modem")
+    until(lambda: client.mode() == 0, "the modem")
+    assert all("RSRP" in client.answer(asked)["Boot"] for asked in [client.ask("GetStatistics", ReportingModuleType=0) for _ in range(2)])
     manager.unanswered["Setup"] = None
     on, again = (client.ask("SetTraceProperty", TraceName="TEMS", TracePropertyName="Mode", TracePropertyValue="HW") for _ in range(2))
     assert client.answer(again) == "104: The trace is being switched on already."

@@ -64,7 +64,7 @@ Result<void> MeasurementTrace::check() const {
 
 void MeasurementTrace::begin(Completion<void> done) {
     signal_.measureEverySecond(true, [this, done = std::move(done)](const Result<void>& measured) {
-        if (measured) {
+        if (measured && signal_.isEverySecond()) {  // it may have been switched off meanwhile
             second_.set(1s, [this] { everySecond(); });
         }
         done(measured);

@@ -36,18 +36,14 @@ void ModemSignal::measure(std::function<void()> then) {
         return;
     }
     asked_.set(kIdleLimit, [this] { setRate([](const Result<void>&) {}); });
-    if (isMeasured() || (modem->path == path_ && seconds_ != 0)) {
+    if (isMeasured()) {
         then();
         return;
     }
     waiting_.push_back(std::move(then));
-    if (waiting_.size() == 1) {
-        wait_.set(kFirstMeasurementLimit, [this] { finish(); });
-        setRate([this](const Result<void>& done) {
-            if (!done) {
-                finish();
-            }
-        });
+    setRate([](const Result<void>&) {});
+    if (!first_.isSet()) {
+        finish();
     }
 }
 
@@ -72,23 +68,32 @@ void ModemSignal::setRate(Completion<void> done) {
     }
     if (modem->path != std::exchange(path_, modem->path)) {
         foreignSeconds_ = static_cast<std::uint32_t>(xpc_int64_get_value(modem->property(kSignalInterface, "Rate").get()));
-        seconds_ = foreignSeconds_;
+        seconds_ = setSeconds_ = foreignSeconds_;
     }
     const std::uint32_t wanted = wantedSeconds();
     if (wanted == seconds_) {
         done({});
         return;
     }
-    const std::uint32_t before = std::exchange(seconds_, wanted);
-    const auto answered = [this, path = path_, before, wanted, done = std::move(done)](const BusReply& reply) {
-        if (reply.error) {
-            seconds_ = path == path_ && seconds_ == wanted ? before : seconds_;
-            done(refusalFor(*reply.error, kSignalInterface, "have its signal measured", &follower_));
-            return;
+    if (std::exchange(seconds_, wanted) == 0) {
+        first_.set(kFirstMeasurementLimit, [this] { finish(); });
+    }
+    const auto answered = [this, path = path_, wanted, done = std::move(done)](const BusReply& reply) {
+        if (path == path_) {
+            rateAnswered(wanted, !reply.error);
         }
-        done({});
+        done(reply.error ? refusalFor(*reply.error, kSignalInterface, "have its signal measured", &follower_) : Result<void>());
     };
     follower_.call(kSignalInterface, "Setup", kAnswerLimit, answered, "u", wanted);
+}
+
+void ModemSignal::rateAnswered(std::uint32_t wanted, bool isSet) {
+    if (isSet) {
+        setSeconds_ = wanted;
+    } else if (seconds_ == wanted) {
+        seconds_ = setSeconds_;
+        finish();
+    }
 }
 
 bool ModemSignal::isMeasured() const {
@@ -96,10 +101,11 @@ bool ModemSignal::isMeasured() const {
 }
 
 void ModemSignal::modemChanged() {
-    if (follower_.modem() == nullptr) {
+    const Modem* modem = follower_.modem();
+    if (modem == nullptr) {
         path_.clear();  // of a ModemManager that begins anew the next modem may have the same
     }
-    if (!waiting_.empty() && (follower_.modem() == nullptr || isMeasured())) {
+    if (first_.isSet() && (modem == nullptr || modem->path != path_ || isMeasured())) {
         finish();
     }
 }
@@ -111,6 +117,7 @@ void ModemSignal::stop() {
 }
 
 void ModemSignal::finish() {
+    first_.cancel();
     for (const auto& then : std::exchange(waiting_, {})) {
         then();
     }

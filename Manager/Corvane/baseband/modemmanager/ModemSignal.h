@@ -22,12 +22,14 @@ SignalFigures signalOf(const Modem& modem);
 class ModemSignal {
 public:
     /// @param follower outlives this.
-    ModemSignal(Loop& loop, ModemFollower& follower) : follower_(follower), wait_(loop), asked_(loop) {}
+    ModemSignal(Loop& loop, ModemFollower& follower) : follower_(follower), first_(loop), asked_(loop) {}
 
-    /// Runs `then` as soon as there are figures, at the latest after a second; at once when it has been measured for longer.
+    /// Runs `then` as soon as there are figures, at the latest a second after the measuring began. At once when the modem can't
+    /// be measured.
     void measure(std::function<void()> then);
     /// From now on, of the modem that is there.
     void measureEverySecond(bool on, Completion<void> done);
+    bool isEverySecond() const { return everySecond_; }
     /// After whatever may concern the modem.
     void modemChanged();
     /// Runs what waits, and leaves ModemManager as it was.
@@ -38,15 +40,17 @@ private:
     std::uint32_t wantedSeconds() const;
     /// Tells ModemManager how often the modem is to be measured, if that is something else than before.
     void setRate(Completion<void> done);
+    void rateAnswered(std::uint32_t wanted, bool isSet);
     void finish();
 
     ModemFollower& follower_;
     std::vector<std::function<void()>> waiting_;
     std::string path_;                  ///< of the modem that the rates are of
     std::uint32_t foreignSeconds_ = 0;  ///< between measurements, as it was before; 0 for none
-    std::uint32_t seconds_ = 0;
+    std::uint32_t seconds_ = 0;         ///< that ModemManager was asked for
+    std::uint32_t setSeconds_ = 0;      ///< that it has set
     bool everySecond_ = false;
-    Timer wait_;
+    Timer first_;  ///< while the measuring has just begun and there are no figures yet
     Timer asked_;  ///< while the last question is not long ago
 };
 
