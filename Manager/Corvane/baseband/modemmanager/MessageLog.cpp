@@ -121,7 +121,7 @@ void MessageLog::end() {
 
 void MessageLog::setLevel(const std::string& level, Completion<void> done) {
     const auto answered = [done = std::move(done)](const BusReply& reply) {
-        done(reply.error ? refusalFor(*reply.error, MM_DBUS_SERVICE, "have its messages logged", nullptr) : Result<void>());
+        done(reply.error ? refusalFor(*reply.error, MM_DBUS_INTERFACE, "have its messages logged", nullptr) : Result<void>());
     };
     follower_.callManager("SetLogging", answered, "s", level.c_str());
 }

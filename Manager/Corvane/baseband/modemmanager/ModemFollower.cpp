@@ -16,8 +16,8 @@ constexpr std::chrono::seconds kPingPause = 10s;
 constexpr std::chrono::seconds kPingLimit = 15s;
 
 const std::vector<std::string> kMatches = {
-    "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.freedesktop.ModemManager1'",
-    "type='signal',sender='org.freedesktop.ModemManager1',path_namespace='/org/freedesktop/ModemManager1'",
+    "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" MM_DBUS_SERVICE "'",
+    "type='signal',sender='" MM_DBUS_SERVICE "',path_namespace='" MM_DBUS_PATH "'",
 };
 
 xpc::Object argument(const BusSignal& signal, std::size_t index) {
@@ -79,7 +79,7 @@ void ModemFollower::heard(const BusReply& reply) {
 
 /// ModemManager tells changes by itself: without a question it could hang unnoticed for as long as nothing is asked of it.
 void ModemFollower::ping() {
-    callObject(kRoot, "org.freedesktop.DBus.Peer", "Ping", kPingLimit, [this, asked = generation_](const BusReply& reply) {
+    callObject(MM_DBUS_PATH, "org.freedesktop.DBus.Peer", "Ping", kPingLimit, [this, asked = generation_](const BusReply& reply) {
         if (asked == generation_) {
             ponged(reply);
         }
@@ -159,20 +159,20 @@ void ModemFollower::stateChanged(const BusSignal& signal) {
 /// Signals that come before the answer tell of nothing that the answer doesn't hold.
 void ModemFollower::load() {
     const std::uint64_t asked = ++generation_;
-    callObject(kRoot, kObjectManager, "GetManagedObjects", kAnswerLimit, [this, asked](const BusReply& reply) {
+    callObject(MM_DBUS_PATH, kObjectManager, "GetManagedObjects", kAnswerLimit, [this, asked](const BusReply& reply) {
         if (asked == generation_) {
             loaded(reply);
         }
     });
     callObject(
-        kRoot, kProperties, "Get", kAnswerLimit,
+        MM_DBUS_PATH, kProperties, "Get", kAnswerLimit,
         [this, asked](const BusReply& reply) {
             if (asked == generation_ && reply.argument(0).is(XPC_TYPE_STRING)) {
                 version_ = xpc_string_get_string_ptr(reply.argument(0).get());
                 log_("ModemManager " + version_ + " is running.");
             }
         },
-        "ss", kService, "Version");
+        "ss", MM_DBUS_INTERFACE, "Version");
 }
 
 void ModemFollower::loaded(const BusReply& reply) {

@@ -66,13 +66,10 @@ public:
     /// Calls a method of ModemManager itself.
     template <typename... Arguments>
     void callManager(const char* member, SystemBus::Handler handler, const char* signature, Arguments... arguments) {
-        callObject(kRoot, kService, member, kAnswerLimit, std::move(handler), signature, arguments...);
+        callObject(MM_DBUS_PATH, MM_DBUS_INTERFACE, member, kAnswerLimit, std::move(handler), signature, arguments...);
     }
 
 private:
-    static constexpr const char* kService = "org.freedesktop.ModemManager1";
-    static constexpr const char* kRoot = "/org/freedesktop/ModemManager1";
-
     void busConnected() override { load(); }
     void busLost(const std::string& why) override;
     void busSignal(const BusSignal& signal) override;
