@@ -119,8 +119,10 @@ void ModemFollower::busSignal(const BusSignal& signal) {
     busAnswers_ = true;
     for (const Rule& rule : kRules) {
         if (rule.interface == signal.interface && rule.member == signal.member) {
-            (this->*rule.take)(signal);
-            update();
+            if (managerRuns_ || rule.take == &ModemFollower::ownerChanged) {
+                (this->*rule.take)(signal);
+                update();
+            }
             return;
         }
     }
@@ -156,7 +158,7 @@ void ModemFollower::stateChanged(const BusSignal& signal) {
     objects_.change(signal.path, kModemInterface, dictionary({{"State", argument(signal, 1)}}), {});
 }
 
-/// Signals that come before the answer tell of nothing that the answer doesn't hold.
+/// Signals of modems that arrive before the answer are ignored: the answer includes what they announce.
 void ModemFollower::load() {
     const std::uint64_t asked = ++generation_;
     callObject(MM_DBUS_PATH, kObjectManager, "GetManagedObjects", kAnswerLimit, [this, asked](const BusReply& reply) {
