@@ -21,11 +21,11 @@ def line(text):
 
 
 class AtModem:
-    def __init__(self, imei="490154203237518", sim="READY", revision="Acme-1.2.3"):
+    def __init__(self, imei="490154203237518", sim="READY", revision="Acme-1.2.3", mute=False):
         self.imei, self.sim, self.revision = imei, sim, revision
         self.power = 1  # of +CFUN: 1 full, 4 no radio, 0 off
         self.operator = '0,"Testnet"'
-        self.mute = False  # takes commands and says nothing
+        self.mute = mute  # takes commands and says nothing
         self.instead = {}  # command: what it answers instead, or a function that returns it (None: nothing)
         self.heard = []
         # ModemManager keeps the word "abstract:" in the socket's name.

@@ -48,7 +48,7 @@ class Polkit(dbus.service.Object):
 
 
 class ModemManager(dbus.service.Object):
-    failure = None  # of a reset: the name and the sentence of an error, when it is answered
+    failure = None  # of a reset and of enabling: the name and the sentence of an error, when it is answered
     leaves = True  # its modem, when it is reset
     technology = measuring = "Lte"  # of what is measured from the next request on, and now
     parts = {SIGNAL: {"Rate": dbus.UInt32(0), "Lte": dbus.Dictionary({}, "sv")},
@@ -116,7 +116,7 @@ class Modem(dbus.service.Object):
 
     def answer(self, done, fail, method, *arguments):
         def finish():
-            name, sentence = self.manager.failure if self.manager.failure and method == "Reset" else (None, None)
+            name, sentence = self.manager.failure if self.manager.failure and method in ("Reset", "Enable") else (None, None)
             fail(dbus.DBusException(sentence, name=name)) if name else done()
 
         self.manager.asked.append(" ".join([method, *map(str, arguments)]))

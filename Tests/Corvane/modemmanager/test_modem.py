@@ -190,22 +190,26 @@ def test_one_of_several_modems_is_chosen_by_any_of_its_names(rig):
     both = ", ".join(f"{ROOT}/Modem/{index} (Acme Modem 1, IMEI {modem.imei})" for index, modem in enumerate((left, right)))
     until(lambda: client.mode() == f'103: There is no modem "5": ModemManager knows {both}.', "the refusal")
     rig.stop()
+    client = rig.start_manager("--modem", "any").wait_for("Ready")
+    assert f"IMEI {left.imei}" in client.statistics()["Modem"] and client.set_mode(3) is None
+    for device, leaves, stays, boots in ("left", left, right, 0), ("right", right, left, 1):  # as the manager has seen of the one that stays
+        rig.unplug(device)
+        until(lambda: stays.imei in client.statistics().get("Modem", ""), "the other modem")  # noqa: B023
+        assert client.statistics()["Boots"] == boots and client.events.count("Ready") == boots + 1  # the latter of whatever modem
+        assert client.do("GetBasebandBootState") == {"KeyBasebandBootState": "Ready"}  # no mode was asked for since it has booted
+        rig.plug(leaves, device)
+        until(lambda: len(rig.modems()) == 2, "both")
     for name, modem in [(OTHER, right), ("/virtual/left", left), (right.port, right), ("/dev/" + right.port, right),
-                        (f"{ROOT}/Modem/0", left), ("any", left), ("1", right)]:
-        client = rig.start_manager("--modem", name)
-        until(lambda: client.state() == "Ready", name)
+                        (min(rig.modems()), left), (max(rig.modems()).removeprefix(ROOT + "/Modem/"), right)]:
+        rig.stop()
+        client = rig.start_manager("--modem", name).wait_for("Ready")
         assert f"IMEI {modem.imei}" in client.statistics()["Modem"]
-        if name == "any":
-            rig.unplug("left")
-            until(lambda: f"IMEI {OTHER}" in client.statistics().get("Modem", ""), "the other modem")
-        if name != "1":
-            rig.stop()
     # An index is another one when the modem comes back, and may then be that of another modem.
     rig.unplug("right")
     rig.plug(AtModem("353547080000002"), "right")
     until(lambda: str(client.mode()).startswith(f"103: The modem Acme Modem 1, IMEI {OTHER} isn't there: ModemManager knows {ROOT}"), "a new modem")
     rig.unplug("right")
-    rig.plug(right, "left")
+    rig.plug(right, "centre")
     until(lambda: client.state() == "Ready", "the modem in another place")
 
 
@@ -251,11 +255,11 @@ def test_a_modem_manager_that_hangs_is_told(rig):
     assert client.answer(reset) == "106: ModemManager doesn't say whether the modem could reset: it didn't answer in time."
     assert client.state() == "Ready" and client.events == [] and client.statistics()["Boots"] == 0
     rig.modem_manager.kill(signal.SIGCONT)
+    client.do("GetBasebandTime")
     rig.says("ModemManager answers again.")
 
 
 def test_mode_changes_wait_no_longer_than_they_say(rig):
-    client.do("GetBasebandTime")
     client = rig.ready(AtModem())
     assert client.set("TEMS", "Mode", "HW") is None
     rig.modem_manager.kill(signal.SIGSTOP)
@@ -286,8 +290,7 @@ def test_a_manager_that_stops_answers_what_waits(rig, modem):
 
 
 def test_a_bus_that_does_not_answer_holds_nothing_up(rig):
-    silence = AtModem()
-    silence.mute = True
+    silence = AtModem(mute=True)
     rig.environment["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:abstract=" + silence.port
     client = rig.start_manager()
     assert client.state() == "Off"
@@ -457,12 +460,22 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
     manager.soon(manager.leave, manager.come_back)
     until(lambda: client.statistics().get("Modem") == f"{ROOT}/Modem/10 (Fake, IMEI {OTHER})", "the other modem")
     resource.prlimit(rig.program.child.pid, resource.RLIMIT_FSIZE, 2 * (resource.RLIM_INFINITY,))
+    manager.failure, manager.leaves = (SERVICE + ".Error.Serial.SendFailed", "Gone"), False
     manager.soon(manager.unanswered.pop("Enable"))
-    assert {client.answer(first), client.answer(second)} == {
-        "103: The modem that the mode change was meant for has gone; another one has taken its place."}
+    replaced = "107: Whether the modem could {} isn't known: it has gone, and another modem has taken its place."
+    assert client.answer(first) == replaced.format("go to low power")
+    assert client.answer(second) == "103: The modem that the mode change was meant for has gone; another one has taken its place."
     assert client.set("TEMS", "Mode", "HW") is None
-    manager.failure = SERVICE + ".Error.Serial.SendFailed", "Gone"
-    manager.changed["State"], manager.parts = dbus.Int32(2), {}  # locked, it doesn't show yet what can be measured
+    assert client.do("GetBasebandBootState") == {"KeyBasebandBootState": "Ready"}  # no mode was asked for of this modem
+    for doing, method, ask, imei, power in [("reset", "Reset", client.ask_reset, AtModem().imei, 1),
+                                            ("go to low power", "SetPowerState", lambda: client.ask_mode(1), OTHER, 2)]:
+        manager.unanswered[method] = None
+        asked, _ = ask(), until(lambda: manager.unanswered[method], method)  # noqa: B023
+        # What takes its place is in low power already when the other one is asked for that.
+        manager.changed = {"EquipmentIdentifier": imei, "State": dbus.Int32(3), "PowerState": dbus.UInt32(power)}
+        manager.soon(manager.unanswered.pop(method), manager.leave, manager.come_back)
+        assert client.answer(asked) == replaced.format(doing)
+    manager.leaves, manager.parts, manager.changed["State"] = True, {}, dbus.Int32(2)  # locked, it doesn't show yet what can be measured
     assert client.reset() is None
     manager.unanswered["Reset"], manager.failure, manager.leaves = None, (SERVICE + ".Error.Core.Failed", "Gone"), False
     late = []
@@ -517,10 +530,7 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
 def test_hot_plugging_costs_neither_descriptors_nor_memory(rig, modem):
     client = rig.ready(modem)
 
-    def cost():
-        process = rig.program.child.pid
-        return len(os.listdir(f"/proc/{process}/fd")), kilobytes(process, "VmRSS")
-
+    cost = lambda process: (len(os.listdir(f"/proc/{process}/fd")), kilobytes(process, "VmRSS"))  # noqa: E731
     cycles = int(os.environ.get("HOT_PLUG_CYCLES", "20"))
     for cycle in range(cycles):
         rig.unplug()
@@ -528,6 +538,6 @@ def test_hot_plugging_costs_neither_descriptors_nor_memory(rig, modem):
         rig.plug(modem)
         client.saw("Ready")
         if cycle == min(cycles - 1, 9):
-            before = cost()
-    after = cost()
+            before = cost(rig.program.child.pid)
+    after = cost(rig.program.child.pid)
     assert after[0] == before[0] and after[1] < before[1] * 9 / 8, (before, after)

@@ -3,6 +3,7 @@
 #include "Corvane/baseband/modemmanager/ModemStates.h"
 
 #include <ModemManager.h>
+#include <fmt/format.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -15,22 +16,23 @@
 namespace corvane::modemmanager {
 namespace {
 
-using Meaning = std::pair<std::string_view, ResultCode>;
+using Make = Refusal (*)(std::string sentence);
+using Meaning = std::pair<std::string_view, Make>;
 
 constexpr std::string_view kNoAnswerOnPort = MM_SERIAL_ERROR_DBUS_PREFIX ".ResponseTimeout";
 constexpr Meaning kMeanings[] = {
-    {MM_CORE_ERROR_DBUS_PREFIX ".Unsupported", ResultCode::NotSupported},
-    {MM_CORE_ERROR_DBUS_PREFIX ".WrongState", ResultCode::WrongState},
-    {MM_CORE_ERROR_DBUS_PREFIX ".InProgress", ResultCode::Busy},
-    {MM_CORE_ERROR_DBUS_PREFIX ".Retry", ResultCode::Busy},
-    {MM_CORE_ERROR_DBUS_PREFIX ".Timeout", ResultCode::TimedOut},
-    {MM_CORE_ERROR_DBUS_PREFIX ".Aborted", ResultCode::Aborted},
-    {MM_CORE_ERROR_DBUS_PREFIX ".Cancelled", ResultCode::Aborted},
-    {MM_CORE_ERROR_DBUS_PREFIX ".Unauthorized", ResultCode::NotPermitted},
-    {kNoAnswerOnPort, ResultCode::TimedOut},
-    {SD_BUS_ERROR_ACCESS_DENIED, ResultCode::NotPermitted},
-    {SD_BUS_ERROR_UNKNOWN_METHOD, ResultCode::NotSupported},
-    {SD_BUS_ERROR_UNKNOWN_INTERFACE, ResultCode::NotSupported},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Unsupported", Refusal::notSupported},
+    {MM_CORE_ERROR_DBUS_PREFIX ".WrongState", Refusal::wrongState},
+    {MM_CORE_ERROR_DBUS_PREFIX ".InProgress", Refusal::busy},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Retry", Refusal::busy},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Timeout", Refusal::timedOut},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Aborted", Refusal::aborted},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Cancelled", Refusal::aborted},
+    {MM_CORE_ERROR_DBUS_PREFIX ".Unauthorized", Refusal::notPermitted},
+    {kNoAnswerOnPort, Refusal::timedOut},
+    {SD_BUS_ERROR_ACCESS_DENIED, Refusal::notPermitted},
+    {SD_BUS_ERROR_UNKNOWN_METHOD, Refusal::notSupported},
+    {SD_BUS_ERROR_UNKNOWN_INTERFACE, Refusal::notSupported},
 };
 /// What ModemManager's sentence begins with when it couldn't ask polkit, or polkit didn't say yes.
 constexpr std::string_view kPolkitFailed = "PolicyKit ";
@@ -47,12 +49,12 @@ std::string sentenceOf(const BusError& error) {
     return error.message.starts_with(label) ? error.message.substr(label.size()) : error.message;
 }
 
-ResultCode codeOf(const BusError& error) {
+Make meaningOf(const BusError& error) {
     if (sentenceOf(error).starts_with(kPolkitFailed)) {
-        return ResultCode::NotPermitted;
+        return Refusal::notPermitted;
     }
     const auto* const meaning = std::ranges::find(kMeanings, error.name, &Meaning::first);
-    return meaning == std::end(kMeanings) ? ResultCode::BasebandFailed : meaning->second;
+    return meaning == std::end(kMeanings) ? Refusal::basebandFailed : meaning->second;
 }
 
 std::string polkitAction(std::string_view interface) {
@@ -62,7 +64,7 @@ std::string polkitAction(std::string_view interface) {
             return MM_DBUS_SERVICE + std::string(own.substr(own.rfind('.')));
         }
     }
-    return interface == MM_DBUS_SERVICE ? MM_DBUS_SERVICE ".Control" : MM_DBUS_SERVICE ".Device.Control";
+    return interface == MM_DBUS_INTERFACE ? MM_DBUS_SERVICE ".Control" : MM_DBUS_SERVICE ".Device.Control";
 }
 
 std::string userName() {
@@ -78,21 +80,27 @@ Refusal refusalFor(const BusError& error, std::string_view interface, std::strin
         case BusError::Cause::TimedOut:
             return Refusal::timedOut("ModemManager doesn't say whether the modem could " + doing + ": it didn't answer in time.");
         case BusError::Cause::Aborted:
-            return Refusal::aborted("Whether the modem could " + doing + " isn't known: " + error.message + ".");
+            return outcomeUnknown(action, error.message);
         case BusError::Cause::Answered:
             break;
     }
-    const Modem* const modem = follower == nullptr ? nullptr : follower->modem();
-    if (follower != nullptr && modem == nullptr && foundNoModem(error)) {
-        return follower->absence();
+    const Modem* const present = follower == nullptr ? nullptr : follower->modem();
+    const Modem* const asked = present != nullptr && present->path == error.path ? present : nullptr;
+    if (follower != nullptr && asked == nullptr && foundNoModem(error)) {
+        return present == nullptr ? follower->absence()
+                                  : Refusal::wrongState("The modem can't " + doing + ": it had gone before it was asked.");
     }
-    const ResultCode code = codeOf(error);
-    if (code == ResultCode::NotPermitted) {
+    const Make meaning = meaningOf(error);
+    if (meaning == Refusal::notPermitted) {
         return Refusal::notPermitted("The modem may not " + doing + ": polkit doesn't allow the user " + userName() +
                                      " the action " + polkitAction(interface) + " (" + sentenceOf(error) + ").");
     }
-    const std::string obstacle = modem == nullptr ? "" : obstacleOf(*modem);
-    return {code, "The modem can't " + doing + ": " + sentenceOf(error) + (obstacle.empty() ? "" : "; " + obstacle) + "."};
+    const std::string obstacle = asked == nullptr ? "" : obstacleOf(*asked);
+    return meaning("The modem can't " + doing + ": " + sentenceOf(error) + (obstacle.empty() ? "" : "; " + obstacle) + ".");
+}
+
+Refusal outcomeUnknown(std::string_view action, std::string_view why) {
+    return Refusal::aborted(fmt::format("Whether the modem could {} isn't known: {}.", action, why));
 }
 
 bool foundNoModem(const BusError& error) {

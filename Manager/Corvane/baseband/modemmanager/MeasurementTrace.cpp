@@ -80,15 +80,16 @@ void MeasurementTrace::end() {
 void MeasurementTrace::everySecond() {
     second_.set(1s, [this] { everySecond(); });
     if (follower_.modem() != nullptr && !std::exchange(asking_, true)) {
-        askPlace(follower_, [this](const Result<xpc::Object>& place) { record(place); });
+        askPlace(follower_, [this, path = follower_.modem()->path](const Result<xpc::Object>& place) { record(path, place); });
     }
 }
 
-void MeasurementTrace::record(const Result<xpc::Object>& place) {
+void MeasurementTrace::record(const std::string& path, const Result<xpc::Object>& place) {
     asking_ = false;
-    if (second_.isSet() && follower_.modem() != nullptr) {
-        onRecord_({ryn::trace::Type::TEMS, std::chrono::system_clock::now(),
-                   measurementOf(*follower_.modem(), place ? *place : xpc::Object())});
+    const Modem* modem = follower_.modem();
+    if (second_.isSet() && modem != nullptr && modem->path == path) {
+        onRecord_(
+            {ryn::trace::Type::TEMS, std::chrono::system_clock::now(), measurementOf(*modem, place ? *place : xpc::Object())});
     }
 }
 

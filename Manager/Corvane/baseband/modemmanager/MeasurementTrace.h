@@ -19,7 +19,8 @@ private:
     void begin(Completion<void> done) override;
     void end() override;
     void everySecond();
-    void record(const Result<xpc::Object>& place);
+    /// @param path of the modem that is in this place.
+    void record(const std::string& path, const Result<xpc::Object>& place);
 
     ModemSignal& signal_;
     const OnRecord onRecord_;

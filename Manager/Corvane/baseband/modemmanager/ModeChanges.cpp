@@ -70,7 +70,8 @@ void ModeChanges::restore() {
 }
 
 void ModeChanges::add(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion) {
-    changes_.push_back({follower_.identity(), mode, std::move(completion), timeout, std::make_unique<Timer>(loop_)});
+    changes_.push_back(
+        {follower_.identity(), follower_.replacements(), mode, std::move(completion), timeout, std::make_unique<Timer>(loop_)});
     Change& added = changes_.back();
     added.timer->set(timeout, [this, &added] { expire(&added); });
     if (changes_.front().completion) {
@@ -83,31 +84,29 @@ void ModeChanges::add(OperatingMode mode, std::chrono::seconds timeout, Completi
 void ModeChanges::beginNext() {
     while (!changes_.empty() && !changes_.front().begun) {
         changes_.front().begun = true;
-        if (auto refusal = refuse()) {
-            end(std::move(*refusal));
+        if (auto present = checkModem(); !present) {
+            end(std::move(present));
         } else {
             begin();
         }
     }
 }
 
-std::optional<Refusal> ModeChanges::refuse() const {
+Result<void> ModeChanges::checkModem() const {
     if (follower_.modem() == nullptr) {
         return follower_.absence();
     }
-    if (changes_.front().modem != follower_.identity()) {
+    if (isForeign()) {
         return Refusal::wrongState("The modem that the mode change was meant for has gone; another one has taken its place.");
     }
-    return std::nullopt;
+    return {};
 }
 
 /// The wish is stored before the modem hears of it: if the manager dies meanwhile, what was asked for stands.
 void ModeChanges::begin() {
     Change& change = changes_.front();
-    change.wishBefore = wish_.of(follower_.identity());
-    if (!wish_.set(follower_.identity(), change.mode)) {
-        log_("The operating mode that was asked for can't be stored; it won't outlive a restart.");
-    }
+    change.wishBefore = wish_.of(change.modem);
+    wish_.set(change.modem, change.mode);
     if (change.mode == OperatingMode::Online) {
         call(
             "Enable", kEnableLimit, [this] { awaitMode(); }, "b", 1);
@@ -132,7 +131,7 @@ void ModeChanges::call(const char* member, std::chrono::seconds limit, std::func
             return;
         }
         if (reply.error->cause == BusError::Cause::Answered) {
-            wish_.set(follower_.identity(), change.wishBefore);
+            wish_.set(change.modem, change.wishBefore);
         }
         end(refusalFor(*reply.error, kModemInterface, actionOf(change.mode), &follower_));
     };
@@ -140,8 +139,8 @@ void ModeChanges::call(const char* member, std::chrono::seconds limit, std::func
 }
 
 void ModeChanges::setPowerState() {
-    if (auto refusal = refuse()) {
-        end(std::move(*refusal));
+    if (auto present = checkModem(); !present) {
+        end(std::move(present));
         return;
     }
     const auto state = changes_.front().mode == OperatingMode::Offline ? MM_MODEM_POWER_STATE_OFF : MM_MODEM_POWER_STATE_LOW;
@@ -160,6 +159,12 @@ void ModeChanges::awaitMode() {
                                           " with its power " + std::string(powerStateName(modem->number("PowerState"))) + "."));
     });
     modemChanged();
+}
+
+void ModeChanges::endForeign() {
+    if (!changes_.empty() && isForeign()) {
+        end(outcomeUnknown(actionOf(changes_.front().mode), kReplaced));
+    }
 }
 
 void ModeChanges::modemChanged() {
@@ -198,7 +203,6 @@ void ModeChanges::stop() {
     }
 }
 
-/// Ends the change under way. @param result of no account once its caller has been answered.
 void ModeChanges::end(Result<void> result) {
     announcement_.cancel();
     const Change ended = std::move(changes_.front());

@@ -14,8 +14,7 @@ namespace corvane::modemmanager {
 
 /// Carries out mode changes one after the other, in the order in which they were asked for.
 ///
-/// A change whose caller has been told that its time is up goes on until another is asked for. So none waits longer than its own
-/// time-out, nor behind one that has passed its own.
+/// A change that timed out goes on until the next request replaces it, so no request waits behind one that has timed out.
 class ModeChanges {
 public:
     /// @param follower and @param wish outlive this.
@@ -24,6 +23,8 @@ public:
     void request(OperatingMode mode, std::chrono::seconds timeout, Completion<void> completion);
     /// Puts a modem that hasn't booted back into the mode that was asked for.
     void restore();
+    /// Ends what was asked of a modem whose place another one has taken. To be called before `restore`.
+    void endForeign();
     /// After whatever may concern the modem.
     void modemChanged();
     /// Answers every change with Aborted.
@@ -35,7 +36,8 @@ public:
 
 private:
     struct Change {
-        std::string modem;  ///< the identity of the one that it is meant for
+        std::string modem;          ///< the identity of the one that it is meant for
+        std::int64_t replacements;  ///< of the follower when it was asked for
         OperatingMode mode;
         Completion<void> completion;  ///< none when nobody waits any more
         std::chrono::seconds timeout;
@@ -53,10 +55,12 @@ private:
     void call(const char* member, std::chrono::seconds limit, std::function<void()> then, const char* signature,
               Argument argument);
     void setPowerState();
-    /// Why the change under way can't go on; nullopt when its modem is there.
-    std::optional<Refusal> refuse() const;
+    /// Whether the modem that the change under way is meant for is there.
+    Result<void> checkModem() const;
+    bool isForeign() const { return changes_.front().replacements != follower_.replacements(); }
     void awaitMode();
     void expire(const Change* change);
+    /// Ends the change under way. `result` goes to its caller; if that was answered already, a refusal goes to the log.
     void end(Result<void> result);
 
     Loop& loop_;

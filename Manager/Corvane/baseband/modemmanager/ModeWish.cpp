@@ -28,18 +28,27 @@ std::string keyOf(const std::string& modem) {
 
 }  // namespace
 
-ModeWish::ModeWish(SettingsStore& store) : store_(store), stored_(store.get(kArea, kName).value_or("")) {}
+ModeWish::ModeWish(SettingsStore& store, Log log)
+    : store_(store), log_(std::move(log)), wish_(store.get(kArea, kName).value_or("")) {}
 
 std::optional<OperatingMode> ModeWish::of(const std::string& modem) const {
-    if (stored_.empty() || stored_.substr(1) != keyOf(modem)) {
+    if (wish_.empty() || wish_.substr(1) != keyOf(modem)) {
         return std::nullopt;
     }
-    return static_cast<OperatingMode>(stored_.front() - '0');
+    return static_cast<OperatingMode>(wish_.front() - '0');
 }
 
-bool ModeWish::set(const std::string& modem, std::optional<OperatingMode> mode) {
+void ModeWish::set(const std::string& modem, std::optional<OperatingMode> mode) {
     std::string wish = mode ? std::to_string(static_cast<std::int32_t>(*mode)) + keyOf(modem) : "";
-    return std::exchange(stored_, wish) == wish || static_cast<bool>(store_.store(kArea, kName, wish));
+    if (isStored_ && wish == wish_) {
+        return;
+    }
+    wish_ = std::move(wish);
+    const Result<void> stored = store_.store(kArea, kName, wish_);
+    isStored_ = static_cast<bool>(stored);
+    if (!stored) {
+        log_("The operating mode that was asked for won't outlive a restart: " + stored.refusal().sentence);
+    }
 }
 
 }  // namespace corvane::modemmanager

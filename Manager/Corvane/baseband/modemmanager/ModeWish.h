@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Corvane/baseband/OperatingMode.h"
+#include "Corvane/baseband/modemmanager/ModemChoice.h"
 #include "Corvane/settings/SettingsStore.h"
 
 #include <optional>
@@ -13,16 +14,19 @@ namespace corvane::modemmanager {
 class ModeWish {
 public:
     /// @param store outlives this.
-    explicit ModeWish(SettingsStore& store);
+    ModeWish(SettingsStore& store, Log log);
 
     /// @param modem IMEI or else device; a wish for another modem is none for this one.
     std::optional<OperatingMode> of(const std::string& modem) const;
-    /// @param mode nullopt: nothing is wished for. @return false when it could not be stored.
-    bool set(const std::string& modem, std::optional<OperatingMode> mode);
+    /// @param mode nullopt: nothing is wished for. It holds as long as the manager runs where it can't be stored; the log says
+    /// so.
+    void set(const std::string& modem, std::optional<OperatingMode> mode);
 
 private:
     SettingsStore& store_;
-    std::string stored_;  ///< "3 BOOT-ID IDENTITY"; empty: nothing is wished for
+    const Log log_;
+    std::string wish_;  ///< "3 BOOT-ID IDENTITY"; empty: nothing is wished for
+    bool isStored_ = true;
 };
 
 }  // namespace corvane::modemmanager

@@ -23,10 +23,7 @@ const Modem* ModemChoice::choose(const Modems& modems) {
     return nullptr;
 }
 
-bool ModemChoice::matches(const Modem& modem) const {
-    if (!isBound()) {
-        return isNamed(modem);
-    }
+bool ModemChoice::isLast(const Modem& modem) const {
     const std::string imei = modem.text("EquipmentIdentifier");
     return imei.empty() || imei_.empty() ? modem.text("Device") == device_ : imei == imei_;
 }
@@ -40,6 +37,7 @@ bool ModemChoice::isNamed(const Modem& modem) const {
 
 /// An IMEI that another modem has too, as those that were never given one do, tells nothing.
 void ModemChoice::bind(const Modem& modem, const Modems& modems) {
+    replacements_ += wasFound() && !isLast(modem) ? 1 : 0;
     path_ = modem.path;
     device_ = modem.text("Device");
     description_ = modem.description();

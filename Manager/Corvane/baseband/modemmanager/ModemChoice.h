@@ -2,6 +2,7 @@
 
 #include "Corvane/baseband/modemmanager/ModemObjects.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -28,10 +29,15 @@ public:
     std::string describeAbsence() const;
     /// IMEI or else device of the modem that the baseband is bound to; empty before one was found.
     const std::string& identity() const { return imei_.empty() ? device_ : imei_; }
+    /// How often the choice has become another modem, as it may with kAny.
+    std::int64_t replacements() const { return replacements_; }
 
 private:
-    bool isBound() const { return !device_.empty() && name_ != kAny; }
-    bool matches(const Modem& modem) const;
+    bool wasFound() const { return !device_.empty(); }
+    bool isBound() const { return wasFound() && name_ != kAny; }
+    bool matches(const Modem& modem) const { return isBound() ? isLast(modem) : isNamed(modem); }
+    /// Whether it is the modem of the last choice.
+    bool isLast(const Modem& modem) const;
     bool isNamed(const Modem& modem) const;
     void bind(const Modem& modem, const Modems& modems);
 
@@ -41,6 +47,7 @@ private:
     std::string imei_;  ///< of the last choice, so are the next two; empty when the modem has none of its own
     std::string device_;
     std::string description_;
+    std::int64_t replacements_ = 0;
 };
 
 }  // namespace corvane::modemmanager

@@ -143,10 +143,10 @@ void ModemFollower::interfacesAdded(const BusSignal& signal) {
 }
 
 void ModemFollower::interfacesRemoved(const BusSignal& signal) {
-    const bool wasThere = modem_ != nullptr;
-    objects_.remove(textArgument(signal, 0), argument(signal, 1));
-    modem_ = choice_.choose(objects_.modems());
-    left_ = left_ || (wasThere && modem_ == nullptr);
+    const bool isChosen = modem_ != nullptr && modem_->path == textArgument(signal, 0);
+    if (objects_.remove(textArgument(signal, 0), argument(signal, 1)) && isChosen) {
+        left_.insert(choice_.identity());
+    }
 }
 
 void ModemFollower::propertiesChanged(const BusSignal& signal) {
@@ -206,7 +206,7 @@ void ModemFollower::forget() {
     ++generation_;
     reload_.cancel();
     managerRuns_ = false;
-    left_ = false;
+    left_.clear();
     silent_ = false;
     ping_.cancel();
     version_.clear();
@@ -214,9 +214,12 @@ void ModemFollower::forget() {
 }
 
 void ModemFollower::update() {
+    const std::string before = choice_.identity();
+    const std::int64_t replacements = choice_.replacements();
     modem_ = choice_.choose(objects_.modems());
-    if (modem_ != nullptr && std::exchange(left_, false)) {
-        ++boots_;
+    if (modem_ != nullptr) {
+        // The same modem may have another identity than before: its IMEI is known by now.
+        boots_ += static_cast<std::int64_t>(left_.erase(replacements == choice_.replacements() ? before : choice_.identity()));
     }
     onChange_();
 }

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <functional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -35,7 +36,9 @@ public:
     Refusal absence() const;
     /// IMEI or else device of the modem that commands are meant for; empty before one was found.
     const std::string& identity() const { return choice_.identity(); }
-    /// How often that modem has left a ModemManager that went on, and come back: it has booted then.
+    /// How often another modem has become the chosen one, as it may with the name "any".
+    std::int64_t replacements() const { return choice_.replacements(); }
+    /// How often the chosen modem has left a ModemManager that went on, and come back: it has booted then.
     std::int64_t boots() const { return boots_; }
 
     /// Whether ModemManager is on the bus and has told its modems.
@@ -99,7 +102,7 @@ private:
     std::string version_;
     bool busAnswers_ = false;
     bool managerRuns_ = false;
-    bool left_ = false;  ///< the modem has, and ModemManager has gone on since
+    std::set<std::string> left_;  ///< identities of chosen modems that have left a ModemManager that has gone on since
     std::int64_t boots_ = 0;
     std::chrono::steady_clock::time_point lastAnswer_;
     bool silent_ = false;           ///< ModemManager, and the log says so

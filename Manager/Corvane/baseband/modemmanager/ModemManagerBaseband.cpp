@@ -23,7 +23,7 @@ constexpr std::chrono::seconds kTimeLimit = 25s;
 }  // namespace
 
 ModemManagerBaseband::ModemManagerBaseband(Loop& loop, SettingsStore& store, std::string modem)
-    : wish_(store),
+    : wish_(store, log_),
       follower_(
           loop, std::move(modem), [this] { modemChanged(); }, log_),
       reset_(loop, follower_, [this] { announce(); }),
@@ -99,11 +99,11 @@ void ModemManagerBaseband::setOperatingMode(OperatingMode mode, std::chrono::sec
     modeChanges_.request(mode, timeout, std::move(completion));
 }
 
-std::optional<Refusal> ModemManagerBaseband::refuseReset() const {
+Result<void> ModemManagerBaseband::checkReset() const {
     if (reset_.underWay()) {
         return Refusal::busy("The modem is being reset already.");
     }
-    return follower_.modem() == nullptr ? std::optional(follower_.absence()) : std::nullopt;
+    return follower_.modem() == nullptr ? follower_.absence() : Result<void>();
 }
 
 void ModemManagerBaseband::reset(const ResetRequest& request, Completion<void> completion) {
@@ -111,8 +111,8 @@ void ModemManagerBaseband::reset(const ResetRequest& request, Completion<void> c
         completion(
             Refusal::notSupported("A modem behind ModemManager has no hard reset: its supply isn't the manager's to switch; a "
                                   "soft reset is possible."));
-    } else if (auto refusal = refuseReset()) {
-        completion(std::move(*refusal));
+    } else if (auto possible = checkReset(); !possible) {
+        completion(std::move(possible));
     } else {
         log_("Soft reset of the modem (" + request.subType + "): " + request.reason);
         reset_.reset([this, done = std::move(completion)](Result<void> result) {
@@ -123,8 +123,8 @@ void ModemManagerBaseband::reset(const ResetRequest& request, Completion<void> c
 }
 
 void ModemManagerBaseband::eraseNVData(Completion<void> completion) {
-    if (auto refusal = refuseReset()) {
-        completion(std::move(*refusal));
+    if (auto possible = checkReset(); !possible) {
+        completion(std::move(possible));
     } else {
         log_("Factory reset of the modem.");
         reset_.eraseData(std::move(completion));
@@ -182,6 +182,7 @@ BootStatus ModemManagerBaseband::bootStatus() const {
 
 void ModemManagerBaseband::modemChanged() {
     countBoots();
+    modeChanges_.endForeign();
     reset_.modemChanged();
     announce();
     modeChanges_.modemChanged();
@@ -207,13 +208,14 @@ void ModemManagerBaseband::announce() {
     if (std::exchange(loggedState_, state) != state && modem != nullptr) {
         log_("Modem state: " + std::string(state));
     }
-    announceBootState();
-    announceMode();
+    const bool isAnother = follower_.replacements() != std::exchange(announcedReplacements_, follower_.replacements());
+    announceBootState(isAnother);
+    announceMode(isAnother);
 }
 
-void ModemManagerBaseband::announceBootState() {
+void ModemManagerBaseband::announceBootState(bool isAnother) {
     const BootStatus status = bootStatus();
-    if (describe(status) == describe(std::exchange(announcedBootStatus_, status))) {
+    if (describe(status) == describe(std::exchange(announcedBootStatus_, status)) && !isAnother) {
         return;
     }
     const bool isReady = status.state == BootState::Ready;
@@ -227,12 +229,12 @@ void ModemManagerBaseband::announceBootState() {
     }
 }
 
-void ModemManagerBaseband::announceMode() {
+void ModemManagerBaseband::announceMode(bool isAnother) {
     const Modem* modem = follower_.modem();
     const auto mode = modem == nullptr ? std::nullopt : operatingModeOf(*modem);
     if (mode != std::exchange(announcedMode_, mode) && mode) {
         log_(fmt::format("Operating mode: {}", static_cast<int>(*mode)));
-        if (mode == OperatingMode::Online && !modeChanges_.underWay()) {
+        if (mode == OperatingMode::Online && !modeChanges_.underWay() && !isAnother) {
             wish_.set(follower_.identity(), mode);  // somebody else has asked ModemManager for it
         }
         listener_->operatingModeChanged(*mode);

@@ -41,14 +41,15 @@ public:
 
 private:
     void stopTraces();
-    /// Why no reset can begin; nullopt when one can.
-    std::optional<Refusal> refuseReset() const;
+    /// Whether a reset can begin.
+    Result<void> checkReset() const;
     BootStatus bootStatus() const;
     void modemChanged();
     void countBoots();
     void announce();
-    void announceBootState();
-    void announceMode();
+    /// @param isAnother the modem has taken the place of the one that was announced before.
+    void announceBootState(bool isAnother);
+    void announceMode(bool isAnother);
     xpc::Object statistics() const;
 
     BasebandListener* listener_ = &nobody;
@@ -63,6 +64,7 @@ private:
     modemmanager::MessageLog messageLog_;
 
     std::string_view loggedState_;  ///< ModemManager's word
+    std::int64_t announcedReplacements_ = 0;
     BootStatus announcedBootStatus_;
     std::optional<OperatingMode> announcedMode_;
     bool booting_ = false;        ///< the modem has booted and isn't ready yet

@@ -74,15 +74,18 @@ void ModemObjects::add(const std::string& path, const xpc::Object& interfaces) {
     });
 }
 
-void ModemObjects::remove(const std::string& path, const xpc::Object& interfaces) {
+bool ModemObjects::remove(const std::string& path, const xpc::Object& interfaces) {
     const auto modem = modems_.find(path);
     if (modem == modems_.end()) {
-        return;
+        return false;
     }
+    const bool wasModem = modem->second.has(kModemInterface);
     eraseNamed(modem->second.interfaces, interfaces);
+    const bool isGone = wasModem && !modem->second.has(kModemInterface);
     if (modem->second.interfaces.empty()) {
         modems_.erase(modem);
     }
+    return isGone;
 }
 
 void ModemObjects::change(const std::string& path, std::string_view interface, const xpc::Object& values,

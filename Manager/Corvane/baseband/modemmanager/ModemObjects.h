@@ -53,7 +53,8 @@ public:
     /// What InterfacesAdded carries: a dictionary of interfaces.
     void add(const std::string& path, const xpc::Object& interfaces);
     /// What InterfacesRemoved carries: an array of interface names. An object without interfaces is gone.
-    void remove(const std::string& path, const xpc::Object& interfaces);
+    /// @return whether a modem is gone: the interface Modem was among them.
+    bool remove(const std::string& path, const xpc::Object& interfaces);
     /// What PropertiesChanged carries: a dictionary of new values and an array of names whose values are no longer known.
     /// Changes to objects and interfaces that aren't there are left out.
     void change(const std::string& path, std::string_view interface, const xpc::Object& values, const xpc::Object& forgotten);

@@ -30,7 +30,7 @@ void ModemReset::begin(std::string action, Completion<void> ended) {
     action_ = std::move(action);
     ended_ = std::move(ended);
     path_ = follower_.modem()->path;
-    modem_ = follower_.identity();
+    replacements_ = follower_.replacements();
     mayInitialize_ = follower_.modem()->state() > MM_MODEM_STATE_LOCKED;
     phase_ = Phase::Asked;
     limit_.set(kWholeLimit, [this] { end(late()); });
@@ -89,7 +89,11 @@ void ModemReset::modemChanged() {
         return;
     }
     if (!follower_.isServed()) {
-        end(Refusal::aborted("Whether the modem could " + action_ + " isn't known: ModemManager went away."));
+        end(outcomeUnknown(action_, "ModemManager went away"));
+        return;
+    }
+    if (follower_.replacements() != replacements_) {
+        end(outcomeUnknown(action_, kReplaced));
         return;
     }
     const Modem* modem = follower_.modem();
@@ -99,7 +103,7 @@ void ModemReset::modemChanged() {
         phase_ = Phase::Left;
         leave_.cancel();
     }
-    if (phase_ != Phase::Left || modem == nullptr || follower_.identity() != modem_) {
+    if (phase_ != Phase::Left || modem == nullptr) {
         return;
     }
     if (modem->isFailed()) {

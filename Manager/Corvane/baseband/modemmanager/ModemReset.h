@@ -40,10 +40,10 @@ private:
     ModemFollower& follower_;
     const std::function<void()> onChange_;
     Completion<void> ended_;
-    std::string action_;          ///< what was asked for, to follow "can't"
-    std::string path_;            ///< of the modem when it was asked
-    std::string modem_;           ///< its identity
-    bool mayInitialize_ = false;  ///< not by itself: it isn't locked
+    std::string action_;             ///< what was asked for, to follow "can't"
+    std::string path_;               ///< of the modem when it was asked
+    std::int64_t replacements_ = 0;  ///< of the follower when it was asked
+    bool mayInitialize_ = false;     ///< not by itself: it isn't locked
     Phase phase_ = Phase::Asked;
     std::uint64_t number_ = 0;  ///< replies to the questions of an earlier one are out of date
     Timer leave_;

@@ -142,8 +142,9 @@ SystemBus::Message SystemBus::compose(const BusMethod& method) const {
 }
 
 void SystemBus::send(sd_bus_message* message, std::chrono::seconds limit, Handler handler) {
-    const auto call =
-        calls_.insert(calls_.end(), Call{*this, std::move(handler), std::chrono::steady_clock::now() + limit, ending_, {}, {}});
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const auto call = calls_.insert(
+        calls_.end(), Call{*this, orEmpty(sd_bus_message_get_path(message)), std::move(handler), deadline, ending_, {}, {}});
     call->self = call;
     const auto answered = [](sd_bus_message* reply, void* data, sd_bus_error*) {
         Call& asked = *static_cast<Call*>(data);
@@ -165,6 +166,7 @@ void SystemBus::send(sd_bus_message* message, std::chrono::seconds limit, Handle
 
 void SystemBus::answer(Call& call, sd_bus_message* message) {
     const Handler handler = std::move(call.handler);
+    const std::string path = std::move(call.path);
     const bool late = std::chrono::steady_clock::now() >= call.deadline;
     calls_.erase(call.self);
     const sd_bus_error* error = sd_bus_message_get_error(message);
@@ -176,7 +178,7 @@ void SystemBus::answer(Call& call, sd_bus_message* message) {
     // Nobody but sd-bus and the bus itself say NoReply: to a call whose time is up, or whose answerer is gone.
     const bool unanswered = sd_bus_error_has_name(error, SD_BUS_ERROR_NO_REPLY) != 0;
     const auto cause = !unanswered ? BusError::Cause::Answered : late ? BusError::Cause::TimedOut : BusError::Cause::Aborted;
-    handler(BusReply{BusError{orEmpty(error->name), escaped(orEmpty(error->message)), cause}, {}});
+    handler(BusReply{BusError{orEmpty(error->name), escaped(orEmpty(error->message)), cause, path}, {}});
 }
 
 }  // namespace corvane::modemmanager

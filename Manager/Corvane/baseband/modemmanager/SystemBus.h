@@ -22,6 +22,7 @@ struct BusError {
     std::string name;  ///< "org.freedesktop.DBus.Error.UnknownMethod", ...
     std::string message;
     Cause cause = Cause::Answered;
+    std::string path = {};  ///< of the object that was asked
 };
 
 struct BusReply {
@@ -93,6 +94,7 @@ private:
 
     struct Call {
         SystemBus& bus;
+        std::string path;
         Handler handler;
         std::chrono::steady_clock::time_point deadline;
         bool isLast;  ///< made while the loop ends
