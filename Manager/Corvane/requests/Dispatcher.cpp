@@ -36,9 +36,8 @@ std::optional<Answer> Dispatcher::dispatch(const ryn::wire::Request& request, co
     if (entry == commands_.end()) {
         ++services_.commandFigures().unknown;
         constexpr std::size_t kLongestShown = 64;
-        return Answer(Refusal{ResultCode::UnknownCommand,
-                              fmt::format("There is no command '{}'; corvane-protocol(7) lists those that there are.",
-                                          cut(request.command, kLongestShown))});
+        return Answer(Refusal::unknownCommand(fmt::format(
+            "There is no command '{}'; corvane-protocol(7) lists those that there are.", cut(request.command, kLongestShown))));
     }
     auto& [command, count] = entry->second;
     ++count;

@@ -84,13 +84,12 @@ Result<void> clear(const std::string& path, int type) {
 }
 
 /// The file must never be reachable with a wider mode than its own.
-bool bindWithMode(int socket, const std::string& path) {
+Result<void> bindWithMode(int socket, const std::string& path) {
     const sockaddr_un address = addressOf(path);
     const mode_t before = umask(0777 & ~kSocketMode);
-    const bool bound = bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    const int error = errno;
+    const bool isBound = bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    Result<void> bound = isBound ? Result<void>() : because("can't listen on " + path);
     umask(before);
-    errno = error;
     return bound;
 }
 
@@ -129,8 +128,8 @@ Result<ListeningSocket> ListeningSocket::open(const std::string& path, std::opti
         return cleared.refusal();
     }
     listening.socket_ = FileDescriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!bindWithMode(listening.socket_.get(), path)) {
-        return because("can't listen on " + path);
+    if (const auto bound = bindWithMode(listening.socket_.get(), path); !bound) {
+        return bound.refusal();
     }
     struct stat status {};
     if (lstat(path.c_str(), &status) == 0) {

@@ -27,7 +27,7 @@ public:
 
     explicit operator bool() const { return static_cast<bool>(socket_); }
     int get() const { return socket_.get(); }
-    /// Gives the socket away; the file's fate stays here.
+    /// Gives the socket away; its file is still removed with this.
     platform::FileDescriptor take() { return std::move(socket_); }
 
 private:

@@ -26,7 +26,7 @@ enum class ResultCode : std::uint32_t {
     VersionNotSpoken = 0xE020E10D,  ///< the client speaks no version of the protocol that the manager speaks
 };
 
-/// A refusal is a value: nothing in the manager throws.
+/// A refusal is a value. Only running out of memory throws, and Loop::withinMemory catches that.
 ///
 /// Three words that differ: a refusal is the manager's own, a failure is what the client library reports about its connection,
 /// and a fault is injected on purpose with --fault.
@@ -35,6 +35,7 @@ struct Refusal {
     std::string sentence;      ///< a full sentence for the user, capital to full stop: what was wrong and what would be accepted
     xpc::Object details = {};  ///< a dictionary of what the client is told besides, or none
 
+    static Refusal unknownCommand(std::string sentence) { return {ResultCode::UnknownCommand, std::move(sentence)}; }
     static Refusal invalidArgument(std::string sentence) { return {ResultCode::InvalidArgument, std::move(sentence)}; }
     static Refusal notSupported(std::string sentence) { return {ResultCode::NotSupported, std::move(sentence)}; }
     static Refusal wrongState(std::string sentence) { return {ResultCode::WrongState, std::move(sentence)}; }
@@ -48,6 +49,8 @@ struct Refusal {
     static Refusal notPermitted(std::string sentence) { return {ResultCode::NotPermitted, std::move(sentence)}; }
     static Refusal notAllowed(std::string sentence) { return {ResultCode::NotAllowed, std::move(sentence)}; }
     static Refusal versionNotSpoken(std::string sentence) { return {ResultCode::VersionNotSpoken, std::move(sentence)}; }
+    /// The same with these details.
+    Refusal with(xpc::Object told) const { return {code, sentence, std::move(told)}; }
 
     /// As it travels, and as it stands under KeyErrorCode.
     std::int32_t result() const { return static_cast<std::int32_t>(code); }

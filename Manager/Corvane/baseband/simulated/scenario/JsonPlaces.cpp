@@ -56,7 +56,7 @@ Result<json> JsonPlaces::parse(std::string_view text) {
     };
     try {
         json read = json::parse(LineCounter(text.data(), line_), LineCounter(text.data() + text.size(), line_), callback);
-        return problem_.empty() ? Result(std::move(read)) : Refusal::invalidArgument(problem_);
+        return unique_ ? Result(std::move(read)) : unique_.refusal();
     } catch (const json::exception& error) {
         return Refusal::invalidArgument(fmt::format("line {}: this is no JSON: {}", line_, reason(error)));
     }
@@ -80,8 +80,9 @@ void JsonPlaces::hear(int depth, json::parse_event_t event, const json& parsed) 
         keys_.pop_back();
     } else if (event == json::parse_event_t::key) {
         const auto& key = parsed.get_ref<const std::string&>();
-        if (!keys_.back().insert(key).second && problem_.empty()) {
-            problem_ = fmt::format("line {}: the key \"{}\" stands twice in an object", line_, escaped(key));
+        if (!keys_.back().insert(key).second && unique_) {
+            unique_ =
+                Refusal::invalidArgument(fmt::format("line {}: the key \"{}\" stands twice in an object", line_, escaped(key)));
         }
         if (depth == 1 || depth == kItemDepth + 1) {
             lines_[{depth == 1 ? kNoItem : item_, key}] = line_;

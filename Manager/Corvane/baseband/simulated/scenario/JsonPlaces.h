@@ -34,7 +34,7 @@ private:
     std::size_t item_ = kNoItem;  ///< the array's entry that is being read
     std::map<std::pair<std::size_t, std::string>, std::size_t> lines_;
     std::vector<std::set<std::string>> keys_;  ///< of the objects that are being read
-    std::string problem_;                      ///< the first one, if there is one
+    Result<void> unique_;                      ///< a refusal of the first key that stands twice in one of them
 };
 
 }  // namespace corvane::simulated

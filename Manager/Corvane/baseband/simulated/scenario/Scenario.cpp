@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 namespace corvane::simulated {
 namespace {
@@ -27,20 +26,17 @@ std::string shown(const json& value) {
     return std::string(cut(value.dump(-1, ' ', true, json::error_handler_t::replace), 60));
 }
 
-std::optional<ScenarioValues::mapped_type> accept(const ScenarioKey& key, const json& value) {
+bool accepts(const ScenarioKey& key, const json& value) {
     if (key.form == Form::Number || key.form == Form::Whole) {
         const double number = value.is_number() ? value.get<double>() : std::nan("");
-        const bool fits = number >= key.lowest && number <= key.highest;
-        return fits && (key.form == Form::Number || std::floor(number) == number) ? std::optional(number) : std::nullopt;
+        return number >= key.lowest && number <= key.highest && (key.form == Form::Number || std::floor(number) == number);
     }
     const auto* text = value.get_ptr<const std::string*>();
-    const bool fits =
-        text != nullptr && (key.form == Form::Choice ? std::ranges::find(key.choices, *text) != key.choices.end()
-                                                     : !text->empty() && text->size() <= kLongestText && isPrintable(*text));
-    return fits ? std::optional(*text) : std::nullopt;
+    return text != nullptr && (key.form == Form::Choice ? std::ranges::find(key.choices, *text) != key.choices.end()
+                                                        : !text->empty() && text->size() <= kLongestText && isPrintable(*text));
 }
 
-/// Reads one file. What is wrong with it is remembered by the first function that finds it.
+/// Reads one file.
 class Reader {
 public:
     explicit Reader(const std::string& name) : name_(name) {}
@@ -50,26 +46,28 @@ public:
         if (!root) {
             return Refusal::invalidArgument(name_ + " " + root.refusal().sentence);
         }
-        const bool done = readRoot(*root) && readSteps(root->at("steps")) && checkOrder();
-        return done ? Result(std::move(scenario_)) : Refusal::invalidArgument(problem_);
+        Result<void> done = readRoot(*root);
+        done = done ? readSteps(root->at("steps")) : done;
+        done = done ? checkOrder() : done;
+        return done ? Result(std::move(scenario_)) : done.refusal();
     }
 
 private:
-    /// Always false.
-    bool fail(const std::string& key, const std::string& why) {
+    /// @param key of what is being read, for the line; the object's own where it has no such key
+    Refusal refusal(const std::string& key, const std::string& why) const {
         const std::size_t line = step_ == 0 ? places_.lineOf(key) : places_.lineOf(step_ - 1, key);
-        problem_ = fmt::format("{} line {}{}: {}", name_, line, step_ == 0 ? "" : fmt::format(", step {}", step_), why);
-        return false;
+        return Refusal::invalidArgument(
+            fmt::format("{} line {}{}: {}", name_, line, step_ == 0 ? "" : fmt::format(", step {}", step_), why));
     }
 
-    bool readRoot(const json& root);
-    bool readSteps(const json& steps);
-    bool readStep(const json& step);
-    bool readMoment(const ScenarioValues& values, ScenarioStep& read);
-    bool checkOrder();
-    bool checkAfter(const ScenarioStep& step);
-    /// Whether every key of `object` is in `keys`, with a value that it takes, and none is missing.
-    bool take(const json& object, const std::vector<ScenarioKey>& keys, ScenarioValues& values);
+    Result<void> readRoot(const json& root);
+    Result<void> readSteps(const json& steps);
+    Result<void> readStep(const json& step);
+    Result<void> readMoment(ScenarioStep& read) const;
+    Result<void> checkOrder();
+    Result<void> checkAfter(const ScenarioStep& step) const;
+    /// The values of all `keys`. A key that is none of them is refused.
+    Result<ScenarioValues> take(const json& object, const std::vector<ScenarioKey>& keys) const;
     const ScenarioStep* stepNamed(std::string_view name) const {
         const auto found = std::ranges::find(scenario_.steps, name, &ScenarioStep::name);
         return found == scenario_.steps.end() ? nullptr : &*found;
@@ -79,67 +77,68 @@ private:
     JsonPlaces places_;
     Scenario scenario_;
     std::size_t step_ = 0;  ///< that is being read, counted from 1; 0 is the file's own object
-    std::string problem_;
 };
 
-bool Reader::take(const json& object, const std::vector<ScenarioKey>& keys, ScenarioValues& values) {
-    std::string names;
-    for (const ScenarioKey& key : keys) {
-        names += (names.empty() ? "\"" : ", \"") + std::string(key.name) + "\"";
-    }
+Result<ScenarioValues> Reader::take(const json& object, const std::vector<ScenarioKey>& keys) const {
+    ScenarioValues values;
     for (const auto& [name, value] : object.items()) {
         const auto key = std::ranges::find(keys, name, &ScenarioKey::name);
         if (key == keys.end()) {
-            return fail(name, fmt::format("there is no key \"{}\" here; there are {}", escaped(cut(name, kLongestText)), names));
+            const auto inQuotes = [](const ScenarioKey& known) { return fmt::format("\"{}\"", known.name); };
+            return refusal(name, fmt::format("there is no key \"{}\" here; there are {}", escaped(cut(name, kLongestText)),
+                                             listed(keys, ", ", inQuotes)));
         }
-        const auto accepted = accept(*key, value);
-        if (!accepted) {
-            return fail(name, fmt::format("\"{}\" is {}; it takes {}", name, shown(value), key->acceptable()));
+        if (!accepts(*key, value)) {
+            return refusal(name, fmt::format("\"{}\" is {}; it takes {}", name, shown(value), key->acceptable()));
         }
-        values[name] = *accepted;
+        if (value.is_number()) {
+            values[name] = value.get<double>();
+        } else {
+            values[name] = value.get<std::string>();
+        }
     }
     for (const ScenarioKey& key : keys) {
         if (key.mandatory && !object.contains(key.name)) {
-            return fail("", fmt::format("\"{}\" is missing; it takes {}", key.name, key.acceptable()));
+            return refusal("", fmt::format("\"{}\" is missing; it takes {}", key.name, key.acceptable()));
         }
         values.try_emplace(key.name, key.fallback);
     }
-    return true;
+    return values;
 }
 
-bool Reader::readRoot(const json& root) {
+Result<void> Reader::readRoot(const json& root) {
     if (!root.is_object() || !root.contains("steps") || !root.at("steps").is_array()) {
-        return fail("steps", R"(it must be an object like {"seed": 1, "steps": [...]})");
+        return refusal("steps", R"(it must be an object like {"seed": 1, "steps": [...]})");
     }
     if (root.at("steps").size() > kMostSteps) {
-        return fail("steps", fmt::format("there are more than {} steps", kMostSteps));
+        return refusal("steps", fmt::format("there are more than {} steps", kMostSteps));
     }
     json others = root;
     others.erase("steps");
     const std::vector<ScenarioKey> keys{{"seed", Form::Whole, 0, kLargestSeed, {}, 1.0, false},
                                         {"silence", Form::Number, 1, 3600, {}, 10.0, false}};
-    ScenarioValues values;
-    if (!take(others, keys, values)) {
-        return false;
+    const auto values = take(others, keys);
+    if (!values) {
+        return values.refusal();
     }
-    scenario_.seed = static_cast<std::uint64_t>(std::get<double>(values.at("seed")));
-    scenario_.silence = std::chrono::milliseconds(std::llround(1000 * std::get<double>(values.at("silence"))));
-    return true;
+    scenario_.seed = static_cast<std::uint64_t>(std::get<double>(values->at("seed")));
+    scenario_.silence = std::chrono::milliseconds(std::llround(1000 * std::get<double>(values->at("silence"))));
+    return {};
 }
 
-bool Reader::readSteps(const json& steps) {
+Result<void> Reader::readSteps(const json& steps) {
     for (const json& step : steps) {
         ++step_;
-        if (!readStep(step)) {
-            return false;
+        if (auto done = readStep(step); !done) {
+            return done;
         }
     }
-    return true;
+    return {};
 }
 
-bool Reader::readStep(const json& step) {
+Result<void> Reader::readStep(const json& step) {
     if (!step.is_object()) {
-        return fail("", shown(step) + R"( is no step; a step is an object like {"at": 5, "action": "crash"})");
+        return refusal("", shown(step) + R"( is no step; a step is an object like {"at": 5, "action": "crash"})");
     }
     std::vector<std::string> names;
     for (const ScenarioAction& action : scenarioActions()) {
@@ -160,57 +159,63 @@ bool Reader::readStep(const json& step) {
         // Nothing else can be judged before its action is known.
         keys.erase(keys.begin(), keys.end() - 1);
         const json only = step.contains("action") ? json{{"action", step.at("action")}} : json::object();
-        return take(only, keys, read.values);
+        return take(only, keys).into(read.values);
     }
-    if (!take(step, keys, read.values) || !readMoment(read.values, read)) {
-        return false;
+    auto done = take(step, keys).into(read.values);
+    done = done ? readMoment(read) : done;
+    if (done) {
+        scenario_.steps.push_back(std::move(read));
     }
-    scenario_.steps.push_back(std::move(read));
-    return true;
+    return done;
 }
 
-bool Reader::readMoment(const ScenarioValues& values, ScenarioStep& read) {
-    const auto number = [&](const char* key) { return std::get<double>(values.at(key)); };
-    read.name = std::get<std::string>(values.at("name"));
-    read.after = std::get<std::string>(values.at("after"));
+Result<void> Reader::readMoment(ScenarioStep& read) const {
+    const auto number = [&](const char* key) { return std::get<double>(read.values.at(key)); };
+    read.name = std::get<std::string>(read.values.at("name"));
+    read.after = std::get<std::string>(read.values.at("after"));
     const bool isTimed = number("at") >= 0;
     const bool isDelayed = number("delay") >= 0;
     if (isTimed != read.after.empty()) {
-        return fail(isTimed ? "at" : "", R"(a step has either "at" or "after")");
+        return refusal(isTimed ? "at" : "", R"(a step has either "at" or "after")");
     }
     if (isDelayed && isTimed) {
-        return fail("delay", R"("delay" goes with "after")");
+        return refusal("delay", R"("delay" goes with "after")");
     }
     if (!read.name.empty() && (stepNamed(read.name) != nullptr || std::ranges::count(scenarioEvents(), read.name) > 0)) {
-        return fail("name", fmt::format("the name \"{}\" stands for another step or for an event", read.name));
+        return refusal("name", fmt::format("the name \"{}\" stands for another step or for an event", read.name));
     }
     const double seconds = isTimed ? number("at") : isDelayed ? number("delay") : 0;
     read.delay = std::chrono::milliseconds(std::llround(1000 * seconds));
-    return true;
+    return {};
 }
 
-bool Reader::checkOrder() {
+Result<void> Reader::checkOrder() {
+    Result<void> done;
     step_ = 0;
-    return std::ranges::all_of(scenario_.steps, [this](const ScenarioStep& step) {
+    for (auto step = scenario_.steps.begin(); done && step != scenario_.steps.end(); ++step) {
         ++step_;
-        return checkAfter(step);
-    });
+        done = checkAfter(*step);
+    }
+    return done;
 }
 
-bool Reader::checkAfter(const ScenarioStep& step) {
+Result<void> Reader::checkAfter(const ScenarioStep& step) const {
     const ScenarioStep* at = &step;
     for (std::size_t steps = 0; !at->after.empty() && std::ranges::count(scenarioEvents(), at->after) == 0; ++steps) {
         const ScenarioStep* before = stepNamed(at->after);
+        if (before == nullptr && at != &step) {
+            return {};  // refused where that step is checked
+        }
         if (before == nullptr) {
-            return at != &step || fail("after", fmt::format("there is no step or event \"{}\"; events are {}", at->after,
-                                                            fmt::join(scenarioEvents(), ", ")));
+            return refusal("after", fmt::format("there is no step or event \"{}\"; events are {}", at->after,
+                                                fmt::join(scenarioEvents(), ", ")));
         }
         if (steps == scenario_.steps.size()) {
-            return fail("after", fmt::format("the step waits for itself, by way of \"{}\"", step.after));
+            return refusal("after", fmt::format("the step waits for itself, by way of \"{}\"", step.after));
         }
         at = before;
     }
-    return true;
+    return {};
 }
 
 }  // namespace

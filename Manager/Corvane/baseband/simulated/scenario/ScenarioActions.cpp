@@ -44,13 +44,9 @@ ryn::trace::Type traceOf(const Values& values) {
 
 const ScenarioKey kTimes{"times", Form::Whole, 1, 1000, {}, 1.0, false};
 
-bool setSimPresent(const Stage& stage, bool present) {
-    stage.diag.setSimPresent(present);
-    return true;
-}
-
-bool setServed(const Stage& stage, bool served) {
-    stage.diag.setServed(served);
+template <auto set, bool value>
+bool setDiag(const Stage& stage, const Values& /*none*/) {
+    (stage.diag.*set)(value);
     return true;
 }
 
@@ -92,10 +88,10 @@ const std::vector<ScenarioAction>& table() {
              stage.stateMachine.setModeChangeDuration(secondsOf(values));
              return true;
          }},
-        {"remove-sim", {}, [](const Stage& stage, const Values&) { return setSimPresent(stage, false); }},
-        {"insert-sim", {}, [](const Stage& stage, const Values&) { return setSimPresent(stage, true); }},
-        {"lose-registration", {}, [](const Stage& stage, const Values&) { return setServed(stage, false); }},
-        {"find-registration", {}, [](const Stage& stage, const Values&) { return setServed(stage, true); }},
+        {"remove-sim", {}, setDiag<&DiagSource::setSimPresent, false>},
+        {"insert-sim", {}, setDiag<&DiagSource::setSimPresent, true>},
+        {"lose-registration", {}, setDiag<&DiagSource::setServed, false>},
+        {"find-registration", {}, setDiag<&DiagSource::setServed, true>},
         {"fade-signal",
          {{"dBm", Form::Whole, -140, -44}, {"seconds", Form::Whole, 0, kDay, {}, 0.0, false}},
          [](const Stage& stage, const Values& values) {
