@@ -18,6 +18,9 @@
 
 namespace corvane {
 
+/// The area of the settings for what concerns the baseband.
+inline constexpr std::string_view kBasebandArea = "baseband";
+
 struct BasebandVersion {
     std::string text;  ///< empty when it isn't known
 };
@@ -80,7 +83,7 @@ inline BasebandListener nobody;
 
 /// The baseband as the manager sees it: simulated, or a real modem.
 ///
-/// Everything happens on the thread of one sd-event loop and nothing blocks it. A command that can't be carried out completes
+/// Everything happens on the thread of the manager's Loop and nothing blocks it. A command that can't be carried out completes
 /// with a refusal; one that a backend doesn't override is refused as not supported. After it has booted, a baseband is in low
 /// power (1), or in persistent low power (6) when that was set before; someone has to bring it online.
 class Baseband {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Corvane/baseband/OperatingMode.h"
 #include "Corvane/support/Result.h"
 #include "Corvane/support/Text.h"
 #include "platform/xpc/Object.h"
@@ -61,6 +62,15 @@ struct NumberOrNull {
     const char* key;
 
     Result<Value> read(const xpc::Object& argument) const;
+};
+
+/// The number of an operating mode.
+struct Mode {
+    using Value = OperatingMode;
+    static constexpr bool kMandatory = true;
+    const char* key;
+
+    Result<Value> read(const xpc::Object& argument) const { return Number{key}.read(argument).then(operatingMode); }
 };
 
 struct OptionalFlag {

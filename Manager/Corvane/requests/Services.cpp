@@ -18,11 +18,10 @@ namespace corvane {
 namespace {
 
 /// Where the last event of the last self-test is kept.
-constexpr std::string_view kBasebandArea = "baseband";
 constexpr std::string_view kLastSelfTest = "baseband.selftest";
 
-const Refusal kUnreadablePreferences{ResultCode::StorageFailed,
-                                     "The preferences can't be read, and they may block resets; the manager's log says why."};
+const Refusal kUnreadablePreferences =
+    Refusal::storageFailed("The preferences can't be read, and they may block resets; the manager's log says why.");
 
 }  // namespace
 
@@ -89,6 +88,10 @@ void Services::unblockResets(const Completion<void>& done) {
 }
 
 void Services::reset(const ResetRequest& request, Completion<void> completion) {
+    if (const auto allowed = allowReset(); !allowed) {
+        completion(allowed);
+        return;
+    }
     const auto counted = [this, why = request.subType, completion = std::move(completion)](const Result<void>& done) {
         if (done) {
             commandFigures_.countReset(why);
@@ -230,10 +233,6 @@ void Services::traceRecorded(const TraceRecord& record) {
 }
 
 void Services::resetStalledBaseband() {
-    if (const auto allowed = allowReset(); !allowed) {
-        log::warning(allowed.refusal().sentence);
-        return;
-    }
     const auto done = [](const Result<void>& reset) {
         if (!reset) {
             log::warning(reset.refusal().sentence);

@@ -37,7 +37,7 @@ public:
     /// Whether the baseband may be reset now.
     static Result<void> allowReset();
     void unblockResets(const Completion<void>& done);
-    /// Completes with success when the baseband is ready again; that is counted.
+    /// Completes with success when the baseband is ready again; that is counted. A refusal when resets are blocked.
     void reset(const ResetRequest& request, Completion<void> completion);
     /// Erases the baseband's non-volatile data and puts every setting back to its default.
     void erase(const Completion<void>& done) {

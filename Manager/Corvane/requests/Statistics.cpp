@@ -1,5 +1,6 @@
 #include "Corvane/requests/Statistics.h"
 
+#include "Corvane/requests/Arguments.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
@@ -11,6 +12,7 @@ namespace corvane {
 namespace {
 
 constexpr std::string_view kStatistics = "statistics";
+constexpr const char* kBootFigures[] = {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime};
 
 xpc::Object count(std::uint64_t value) {
     return number(static_cast<std::int64_t>(value));
@@ -51,15 +53,14 @@ xpc::Object CommandFigures::toDictionary() const {
         {{"Served", counts(served)}, {"Resets", counts(resets)}, {"Refused", count(refused)}, {"Unknown", count(unknown)}});
 }
 
-Result<void> storeBootFigures(SettingsStore& store, std::optional<std::int64_t> lastRecoveryTime,
-                              std::optional<std::int64_t> lastHardResetTime) {
-    const std::pair<const char*, std::optional<std::int64_t>> figures[] = {
-        {ryn::kKeyBootModuleLastRecoveryTime, lastRecoveryTime},
-        {ryn::kKeyBootModuleLastHardResetTime, lastHardResetTime},
-    };
+Result<void> storeBootFigures(SettingsStore& store, const xpc::Object& reported) {
     SettingsStore::Transaction both(store);
-    for (const auto& [key, figure] : figures) {
-        if (auto stored = figure ? store.store(kStatistics, key, std::to_string(*figure)) : Result<void>(); !stored) {
+    for (const char* key : kBootFigures) {
+        const auto figure = OptionalNumber{key, 0}.read(reported);
+        if (!figure) {
+            return figure.refusal();
+        }
+        if (auto stored = *figure ? store.store(kStatistics, key, std::to_string(**figure)) : Result<void>(); !stored) {
             return stored;
         }
     }
@@ -67,7 +68,7 @@ Result<void> storeBootFigures(SettingsStore& store, std::optional<std::int64_t> 
 }
 
 void addBootFigures(const SettingsStore& store, const xpc::Object& figures) {
-    for (const char* key : {ryn::kKeyBootModuleLastRecoveryTime, ryn::kKeyBootModuleLastHardResetTime}) {
+    for (const char* key : kBootFigures) {
         if (const auto stored = store.get(kStatistics, key)) {
             xpc::set(figures, key, number(std::strtoll(stored->c_str(), nullptr, 10)));
         }

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
 
 namespace corvane {
@@ -38,9 +37,8 @@ struct CommandFigures {
 
 // The boot module's figures that clients report. They are kept over restarts.
 
-/// In seconds, from 0; absent ones stay as they are.
-Result<void> storeBootFigures(SettingsStore& store, std::optional<std::int64_t> lastRecoveryTime,
-                              std::optional<std::int64_t> lastHardResetTime);
+/// Stores those that `reported` has, in whole seconds of a clock of the reporter's own.
+Result<void> storeBootFigures(SettingsStore& store, const xpc::Object& reported);
 /// Adds the reported ones to `figures`.
 void addBootFigures(const SettingsStore& store, const xpc::Object& figures);
 

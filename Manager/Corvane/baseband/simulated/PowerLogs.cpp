@@ -62,7 +62,7 @@ Result<void> PowerLogs::dump(PowerLog log) {
             fmt::format("The {} power log has no entries; it collects them once it is enabled.", namesOf(log).name));
     }
     const std::string dumped = fmt::format("Dumped at {}\n{}", clock_.text(), recorded(log));
-    if (auto stored = store_.store(StoredRecord::kArea, namesOf(log).dump, dumped); !stored) {
+    if (auto stored = store_.store(kBasebandArea, namesOf(log).dump, dumped); !stored) {
         return stored;
     }
     entriesOf(log).clear();
@@ -112,7 +112,7 @@ SnapshotFile PowerLogs::file(PowerLog log) const {
     const std::string since = recorded(log);
     return {names.file,
             fmt::format("{} power log, {}\n\n{}\n{}\n{}", names.name, nvData_.powerLogEnabled(log) ? "enabled" : "disabled",
-                        store_.get(StoredRecord::kArea, names.dump).value_or("Never dumped\n"),
+                        store_.get(kBasebandArea, names.dump).value_or("Never dumped\n"),
                         since.empty() ? "Nothing recorded since" : "Recorded since", since)};
 }
 

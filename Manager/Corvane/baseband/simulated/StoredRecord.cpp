@@ -5,7 +5,7 @@
 namespace corvane::simulated {
 
 xpc::Object StoredRecord::values() const {
-    const xpc::Object stored = parseJson(store_.get(kArea, name_).value_or(""), 1);
+    const xpc::Object stored = parseJson(store_.get(kBasebandArea, name_).value_or(""), 1);
     return stored.isDictionary() ? stored : dictionary({});
 }
 

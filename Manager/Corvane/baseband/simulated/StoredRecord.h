@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Corvane/baseband/Baseband.h"
 #include "Corvane/settings/SettingsStore.h"
 #include "Corvane/support/Values.h"
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 namespace corvane::simulated {
 
@@ -14,9 +14,6 @@ namespace corvane::simulated {
 /// The settings hold the only copy, so that a transaction that fails takes back what was set in it.
 class StoredRecord {
 public:
-    /// In the settings.
-    static constexpr std::string_view kArea = "baseband";
-
     StoredRecord(SettingsStore& store, std::string name) : store_(store), name_(std::move(name)) {}
 
     /// A dictionary; empty when nothing is stored, or nothing that can be read.
@@ -27,9 +24,9 @@ public:
     /// Sets what the dictionary `changes` names. On disk before it returns; after a refusal nothing has changed.
     Result<void> set(const xpc::Object& changes) { return replace(changed(changes)); }
     /// Puts `values` in place of everything; otherwise like set.
-    Result<void> replace(const xpc::Object& values) { return store_.store(kArea, name_, xpc::to_string(values)); }
+    Result<void> replace(const xpc::Object& values) { return store_.store(kBasebandArea, name_, xpc::to_string(values)); }
     /// Sets what may be lost in a power cut: on disk with the next change of anything.
-    void setLazily(const xpc::Object& changes) { store_.storeLazily(kArea, name_, xpc::to_string(changed(changes))); }
+    void setLazily(const xpc::Object& changes) { store_.storeLazily(kBasebandArea, name_, xpc::to_string(changed(changes))); }
 
 private:
     xpc::Object changed(const xpc::Object& changes) const;

@@ -44,29 +44,20 @@ void getInfo(Services& services, const AnswerCompletion& answer) {
     });
 }
 
-void setOperatingMode(Services& services, const AnswerCompletion& answer, std::int64_t number,
+void setOperatingMode(Services& services, const AnswerCompletion& answer, OperatingMode mode,
                       std::optional<std::int64_t> timeout) {
-    const auto mode = operatingMode(number);
-    if (!mode) {
-        answer(mode.refusal());
-        return;
-    }
-    if (const auto allowed = *mode == OperatingMode::Reset ? services.allowReset() : Result<void>(); !allowed) {
+    if (const auto allowed = mode == OperatingMode::Reset ? services.allowReset() : Result<void>(); !allowed) {
         answer(allowed);
         return;
     }
     // An hour is longer than any client waits, and never overflows a clock.
     constexpr std::int64_t kLongestTimeout = 3600;
     const std::chrono::seconds limit(std::min(timeout.value_or(0), kLongestTimeout));
-    services.write([&services, wanted = *mode, limit, answer] { services.baseband().setOperatingMode(wanted, limit, answer); });
+    services.write([&services, mode, limit, answer] { services.baseband().setOperatingMode(mode, limit, answer); });
 }
 
 void reset(Services& services, const AnswerCompletion& answer, ResetType type, std::string_view subType,
            std::string_view reason) {
-    if (const auto allowed = services.allowReset(); !allowed) {
-        answer(allowed);
-        return;
-    }
     services.reset({type, escaped(subType), escaped(reason)}, answer);
 }
 
@@ -78,13 +69,16 @@ void syncFileSystem(Services& services, const AnswerCompletion& answer, bool wai
     services.baseband().syncFileSystem(wait, answer);
 }
 
-void runSelfTest(Services& services, const AnswerCompletion& answer, std::string_view type, const xpc::Object& carried) {
+Result<RFSelfTestOptions> readOptions(std::string_view type, const xpc::Object& options) {
     if (type != ryn::kBasebandDiagnosticsTypeRFSelfTest) {
-        answer(Refusal::invalidArgument(
-            fmt::format("There is no diagnostics test '{}'; {} is accepted.", type, ryn::kBasebandDiagnosticsTypeRFSelfTest)));
-        return;
+        return Refusal::invalidArgument(
+            fmt::format("There is no diagnostics test '{}'; {} is accepted.", type, ryn::kBasebandDiagnosticsTypeRFSelfTest));
     }
-    const auto options = readSelfTestOptions(carried);
+    return readSelfTestOptions(options);
+}
+
+void runSelfTest(Services& services, const AnswerCompletion& answer, std::string_view type, const xpc::Object& carried) {
+    const auto options = readOptions(type, carried);
     if (!options) {
         answer(options.refusal());
         return;
@@ -93,7 +87,7 @@ void runSelfTest(Services& services, const AnswerCompletion& answer, std::string
         if (!ended) {
             answer(ended.refusal());
         } else if (ended->status == RFSelfTestEvent::Status::Aborted) {
-            answer(Refusal{ResultCode::Aborted, ended->error, toReply(*ended)});
+            answer(Refusal::aborted(ended->error).with(toReply(*ended)));
         } else {
             answer(toReply(*ended));
         }
@@ -127,7 +121,7 @@ void addBasebandCommands(Dispatcher& dispatcher) {
         {ryn::kCommandGetCorvaneInfo, Effect::Reads, getInfo},
         {ryn::kCommandGetBasebandBootState, Effect::Reads, ask<&Baseband::getBootState>},
         {ryn::kCommandGetBasebandOperatingMode, Effect::Reads, ask<&Baseband::getOperatingMode>},
-        {ryn::kCommandSetBasebandOperatingMode, Effect::Changes, setOperatingMode, Number{ryn::kKeyBasebandOperatingMode},
+        {ryn::kCommandSetBasebandOperatingMode, Effect::Changes, setOperatingMode, Mode{ryn::kKeyBasebandOperatingMode},
          OptionalNumber{ryn::kKeyTimeout}},
         {ryn::kCommandGetBasebandTime, Effect::Reads, ask<&Baseband::getTime>},
         {ryn::kCommandGetBasebandWakeReason, Effect::Reads, ask<&Baseband::getWakeReason>},

@@ -40,16 +40,7 @@ void reportStatistics(Services& services, const AnswerCompletion& answer, std::i
             fmt::format("The manager counts module {} itself; figures are reported to module 0.", module)));
         return;
     }
-    // In whole seconds, of a clock of the reporter's own.
-    const auto recovery = OptionalNumber{ryn::kKeyBootModuleLastRecoveryTime, 0}.read(data);
-    const auto hardReset = OptionalNumber{ryn::kKeyBootModuleLastHardResetTime, 0}.read(data);
-    if (!recovery || !hardReset) {
-        answer(recovery ? hardReset.refusal() : recovery.refusal());
-        return;
-    }
-    services.write([&services, recovery = *recovery, hardReset = *hardReset, answer] {
-        answer(storeBootFigures(services.store(), recovery, hardReset));
-    });
+    services.write([&services, data, answer] { answer(storeBootFigures(services.store(), data)); });
 }
 
 }  // namespace
