@@ -5,8 +5,6 @@
 #include "Corvane/requests/Replies.h"
 #include "Corvane/support/Log.h"
 #include "Corvane/support/Text.h"
-#include "Corvane/support/Values.h"
-#include "platform/ryn/constants.h"
 
 #include <fmt/format.h>
 
@@ -22,12 +20,6 @@ namespace {
 
 /// A break without a beginning (RFC 8949 section 3.2.1).
 constexpr std::uint8_t kGarbage[] = {0xFF, 0x00, 0xFF};
-
-/// The lowest and the highest.
-xpc::Object spokenVersions() {
-    const xpc::Object version = number(wire::kProtocolVersion);
-    return xpc::array({version, version});
-}
 
 /// One buffer for all packets out: the daemon has one thread, and the sender has taken the bytes when it returns.
 std::vector<std::uint8_t>& outputBuffer() {
@@ -67,7 +59,7 @@ Result<Session::Progress> Session::greet(const wire::Packet& packet) {
     }
     greeted_ = true;
     if (hello->highestVersion) {
-        send(wire::kConnectionId, 0, describeManager());
+        send(wire::kConnectionId, 0, helloReply(dispatcher_.names()));
     }
     return Progress::Expecting;
 }
@@ -77,24 +69,10 @@ Result<void> Session::checkVersion(const wire::Hello& hello) {
     if (hello.version <= wire::kProtocolVersion && wire::kProtocolVersion <= highest) {
         return {};
     }
-    const std::string asked = std::to_string(hello.version) + (hello.highestVersion ? fmt::format(" to {}", highest) : "");
-    auto refusal = Refusal::versionNotSpoken(fmt::format(
-        "This manager speaks version {} of the protocol and the client version {}; use a client of this manager's release.",
-        wire::kProtocolVersion, asked));
-    refusal.details = dictionary({{ryn::kKeyProtocolVersions, spokenVersions()}});
+    const std::string asked = fmt::format("{}{}", hello.version, hello.highestVersion ? fmt::format(" to {}", highest) : "");
+    const Refusal refusal = versionNotSpoken(asked);
     send(wire::kConnectionId, refusal.result(), errorReply(refusal));
     return Refusal::versionNotSpoken("speaks version " + asked + " of the protocol");
-}
-
-xpc::Object Session::describeManager() const {
-    std::vector<xpc::Object> features;
-    for (const std::string_view name : dispatcher_.names()) {
-        features.push_back(text(name));
-    }
-    return dictionary({{ryn::kKeyProtocolVersion, number(wire::kProtocolVersion)},
-                       {ryn::kKeyProtocolVersions, spokenVersions()},
-                       {ryn::kKeyFeatures, xpc::array(features)},
-                       {ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}});
 }
 
 Result<Session::Progress> Session::request(const wire::Request& request, std::size_t packetSize) {

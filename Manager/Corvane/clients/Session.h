@@ -47,8 +47,8 @@ public:
     /// @return a refusal when the conversation is over, with what the client did.
     Result<Progress> receive(std::span<const std::uint8_t> packet);
 
-    /// What ends those requests that aren't to go on without their client. To be called when the session is gone: an answer
-    /// finds nobody then.
+    /// Functions that end the requests which aren't to go on without their client. Call them once the session is gone, so that
+    /// their answers reach nobody.
     std::vector<std::function<void()>> takeAbandonments();
 
     /// Of packets whose requests wait.
@@ -60,8 +60,6 @@ public:
 private:
     Result<Progress> greet(const ryn::wire::Packet& packet);
     Result<void> checkVersion(const ryn::wire::Hello& hello);
-    /// Who the manager is, for a client that asks with its hello.
-    xpc::Object describeManager() const;
     Result<Progress> request(const ryn::wire::Request& request, std::size_t packetSize);
     Result<Progress> fail(const Fault& fault, std::uint64_t id);
 

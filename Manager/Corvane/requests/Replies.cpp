@@ -1,11 +1,13 @@
 #include "Corvane/requests/Replies.h"
 
+#include "Client/wire/Packet.h"
 #include "Corvane/support/Text.h"
 #include "Corvane/support/Values.h"
 #include "platform/ryn/constants.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <vector>
 
 namespace corvane {
 namespace {
@@ -38,6 +40,12 @@ xpc::Object toReply(const RFSelfTestResult& result) {
         set(reply, list.key, xpc::array(numbers));
     }
     return reply;
+}
+
+/// The lowest and the highest.
+xpc::Object spokenVersions() {
+    const xpc::Object version = number(ryn::wire::kProtocolVersion);
+    return xpc::array({version, version});
 }
 
 }  // namespace
@@ -104,6 +112,22 @@ xpc::Object errorReply(const Refusal& refusal) {
     set(reply, ryn::kKeyErrorCode, number(refusal.result()));
     set(reply, ryn::kKeyErrorString, text(escaped(refusal.sentence)));
     return reply;
+}
+
+xpc::Object helloReply(const std::vector<std::string_view>& commands) {
+    std::vector<xpc::Object> features(commands.size());
+    std::ranges::transform(commands, features.begin(), text);
+    return dictionary({{ryn::kKeyProtocolVersion, number(ryn::wire::kProtocolVersion)},
+                       {ryn::kKeyProtocolVersions, spokenVersions()},
+                       {ryn::kKeyFeatures, xpc::array(features)},
+                       {ryn::kKeyCorvaneVersion, text(CORVANE_VERSION)}});
+}
+
+Refusal versionNotSpoken(const std::string& asked) {
+    const std::string sentence = fmt::format(
+        "This manager speaks version {} of the protocol and the client version {}; use a client of this manager's release.",
+        ryn::wire::kProtocolVersion, asked);
+    return Refusal::versionNotSpoken(sentence).with(dictionary({{ryn::kKeyProtocolVersions, spokenVersions()}}));
 }
 
 }  // namespace corvane

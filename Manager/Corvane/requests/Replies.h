@@ -3,10 +3,16 @@
 #include "Corvane/baseband/Baseband.h"
 #include "platform/xpc/Object.h"
 
-/// The baseband's values as the protocol has them: dictionaries that are replies and the payloads of events.
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The baseband's values as the protocol has them, dictionaries that are replies and the payloads of events, and what the manager
+/// tells of itself.
 namespace corvane {
 
-/// {KeyBasebandBootState: string}, and KeyErrorString with the explanation when it failed to boot.
+/// {KeyBasebandBootState: string}; KeyErrorString with the explanation when it failed to boot; KeyBasebandOperatingMode: the mode
+/// asked for since it booted.
 xpc::Object toReply(const BootStatus& status);
 /// {KeyBasebandOperatingMode: int64}
 xpc::Object toReply(OperatingMode mode);
@@ -19,5 +25,10 @@ xpc::Object toReply(const WakeReason& wake);
 xpc::Object toReply(const RFSelfTestEvent& event);
 /// {KeyErrorCode: int64, KeyErrorString: string} and its details.
 xpc::Object errorReply(const Refusal& refusal);
+/// {KeyProtocolVersion: int64, KeyProtocolVersions: the lowest and the highest, KeyFeatures: the commands' names,
+/// KeyCorvaneVersion: string}
+xpc::Object helloReply(const std::vector<std::string_view>& commands);
+/// With KeyProtocolVersions. @param asked "2 to 3"
+Refusal versionNotSpoken(const std::string& asked);
 
 }  // namespace corvane
