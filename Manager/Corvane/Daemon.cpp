@@ -68,7 +68,7 @@ Result<void> Daemon::run() {
             return done;
         }
     }
-    serve(listener_.take());
+    serve(listeningSocket_.take());
     return {};
 }
 
@@ -86,11 +86,11 @@ Result<void> Daemon::prepareLoop() {
 }
 
 Result<void> Daemon::listen() {
-    if (auto handed = ListeningSocket::takeOver().into(listener_); !handed || listener_) {
+    if (auto handed = ListeningSocket::takeOver().into(listeningSocket_); !handed || listeningSocket_) {
         return handed;
     }
     const std::string path = options_.socketPath.empty() ? defaultSocketPath() : options_.socketPath;
-    auto opened = ListeningSocket::open(path, policy_.group(), SOCK_SEQPACKET).into(listener_);
+    auto opened = ListeningSocket::open(path, policy_.group(), SOCK_SEQPACKET).into(listeningSocket_);
     if (opened) {
         log::debug("listening on " + path);
     }

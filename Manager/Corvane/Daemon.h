@@ -36,7 +36,7 @@ private:
     std::size_t mostClients_ = 1024;
     PeerPolicy policy_;
     std::unique_ptr<Loop> loop_;
-    ListeningSocket listener_;
+    ListeningSocket listeningSocket_;
     std::unique_ptr<SettingsStore> store_;
     RecordedRequests recorded_;  ///< to be replayed
 };

@@ -25,8 +25,8 @@ public:
     Result<void> admit(const PeerPolicy::Peer& peer, std::size_t clients, std::size_t clientsOfUser);
     /// Says why: to the peer as a reply, and in the log at a limited rate.
     void turnAway(const platform::FileDescriptor& socket, const PeerPolicy::Peer& peer, const Refusal& refusal);
-    /// For a peer that is yet to read why it isn't served: what is closed with packets unread resets the connection, and its
-    /// peer sees an error before the reply (unix(7)).
+    /// Reads away what the peer has sent. Closing a socket with unread packets resets the connection, and the peer would see an
+    /// error before the reply that says why it isn't served (unix(7)).
     static void dropUnread(const platform::FileDescriptor& socket);
 
 private:

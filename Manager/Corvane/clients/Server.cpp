@@ -21,10 +21,10 @@ constexpr std::size_t kBufferSize = ryn::wire::kMaxPacketSize + 1;
 
 }  // namespace
 
-Server::Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
-               std::size_t mostClients)
+Server::Server(Loop& loop, platform::FileDescriptor listeningSocket, PeerPolicy policy, Dispatcher& dispatcher,
+               ClientFigures& figures, std::size_t mostClients)
     : loop_(loop),
-      listener_(std::move(listener)),
+      listeningSocket_(std::move(listeningSocket)),
       door_(policy, mostClients, figures),
       dispatcher_(dispatcher),
       figures_(figures),
@@ -50,7 +50,7 @@ Server::Client::Client(platform::FileDescriptor connected, const PeerPolicy::Pee
 
 void Server::accept() {
     do {
-        platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        platform::FileDescriptor socket(accept4(listeningSocket_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (!socket) {
             if (errno != EAGAIN && errno != ECONNABORTED) {
                 log::error(std::string("can't accept clients for a moment: ") + std::strerror(errno));
@@ -93,7 +93,7 @@ void Server::pauseListening() {
 }
 
 void Server::resumeListening() {
-    listening_.emplace(loop_, listener_.get(), Watch::Order::Ahead, [this] { accept(); });
+    listening_.emplace(loop_, listeningSocket_.get(), Watch::Order::Ahead, [this] { accept(); });
 }
 
 void Server::serve(Client& client) {

@@ -24,9 +24,9 @@ struct ClientFigures;
 /// A request that needs nothing of the loop costs one wait, one receive and one send.
 class Server {
 public:
-    /// @param listener a listening socket; what is handed over by reference outlives the server.
-    Server(Loop& loop, platform::FileDescriptor listener, PeerPolicy policy, Dispatcher& dispatcher, ClientFigures& figures,
-           std::size_t mostClients);
+    /// What is handed over by reference outlives the server.
+    Server(Loop& loop, platform::FileDescriptor listeningSocket, PeerPolicy policy, Dispatcher& dispatcher,
+           ClientFigures& figures, std::size_t mostClients);
 
     /// To every client that has events on.
     void broadcast(const char* event, const xpc::Object& payload);
@@ -78,7 +78,7 @@ private:
     void relieve();
 
     Loop& loop_;
-    platform::FileDescriptor listener_;
+    platform::FileDescriptor listeningSocket_;
     std::optional<Watch> listening_;  ///< none while listening is paused
     Door door_;
     Dispatcher& dispatcher_;
@@ -87,7 +87,7 @@ private:
     std::vector<std::uint8_t> packet_;        ///< one packet out
     std::vector<std::unique_ptr<Client>> clients_;
     std::vector<Client*> ended_;
-    std::vector<Client*> removed_;           ///< being removed; what they abandon is told to others, which may end by that
+    std::vector<Client*> removed_;           ///< being removed; their abandoned requests may send events that end others
     std::size_t freedBytes_ = 0;             ///< by clients that have ended, since memory was last returned to the system
     std::unordered_map<uid_t, User> users_;  ///< all that have been admitted
     /// Timers are set only when there is something to wait for: a daemon whose clients have greeted sleeps for good.

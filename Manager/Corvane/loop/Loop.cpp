@@ -19,23 +19,22 @@
 namespace corvane {
 namespace {
 
-/// About what a turn serves of those that take little. The kernel names the others in the next turns: it goes round.
+/// The most descriptors that one epoll_wait(2) names. The kernel names the others in the following turns.
 constexpr int kReadyAtOnce = 256;
 constexpr std::chrono::microseconds kTurn{5000};
-/// Whoever takes less than this comes first, for most of a turn.
+/// A client that costs less than this comes first, for most of a turn.
 constexpr std::chrono::microseconds kLittle{200};
-/// The others are due this many times later than serving them takes, so that those that take less come before those that take
-/// more.
+/// A costly client is due this many times its cost after it became ready, so that cheaper ones come first.
 constexpr int kPatience = 1000;
 constexpr std::chrono::seconds kMostPatience{1};
-/// What serving a byte that waits to be read takes at most.
+/// The most that serving one byte of waiting input takes.
 constexpr std::chrono::nanoseconds kByte{6};
-/// So long into a turn, those that would make it long are told by what waits to be read: a system call each, which a turn of
-/// cheap requests spares.
+/// Once a turn has lasted this long, the loop asks the kernel how many bytes wait on each descriptor (FIONREAD) and postpones the
+/// costly ones. Shorter turns save that system call.
 constexpr auto kCarefulAfter = kTurn / 4;
-/// So many of those that take little are served in every turn.
+/// At least this many cheap clients are served in every turn.
 constexpr std::size_t kFew = 16;
-/// So many turns a task waits for a lull.
+/// The most turns that a task waits for a lull.
 constexpr int kLongestWithoutLull = 4;
 
 Refusal cantMake(int error) {
@@ -206,8 +205,8 @@ void Loop::order(std::span<Watch*> watches) const {
     std::ranges::sort(watches, {}, &Watch::due_);
 }
 
-/// @param atLeast so many: the processor may have gone to another process for the whole turn. Those that it leaves are as ready
-/// in the next turn.
+/// @param atLeast how many are served even after `end`: another process may have had the processor for the whole turn. The others
+/// are still ready in the next turn.
 void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end) {
     Clock::duration expected{};
     for (const Watch* watch : watches) {
@@ -230,7 +229,7 @@ void Loop::serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::ti
     }
 }
 
-/// Whether more waits to be read than takes little, for all that is known of the watch; it is known from then on.
+/// Whether so many bytes wait on a watch thought cheap that serving it would be costly. If so, that becomes its cost.
 bool Loop::turnsCostly(Watch& watch) {
     if (watch.cost_.value_or(Clock::duration()) >= kLittle) {
         return false;

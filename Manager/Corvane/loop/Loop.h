@@ -37,9 +37,9 @@ using EventSource = std::unique_ptr<sd_event_source, Release<sd_event_source_dis
 /// serving one costs a single wait, and sd-event is only looked at when it has something to do. Timers are the loop's own:
 /// setting one costs no system call, since the wait ends when the first of them is due.
 ///
-/// A turn takes a few milliseconds, whatever is ready. Descriptors that take little, as far as is known, come first, then those
-/// that are new, then those that take much; each of the three is served something in every turn. Those that take much share what
-/// is left by what they take and how long they have waited.
+/// A turn takes a few milliseconds, whatever is ready. Descriptors that have cost little so far are served first, then new ones,
+/// then costly ones; every turn serves some of each kind. The costly ones share the rest of the turn: those that cost less or
+/// have waited longer come first.
 class Loop {
 public:
     static Result<std::unique_ptr<Loop>> make();
@@ -54,8 +54,8 @@ public:
 
     /// Serves the watch, as if its descriptor were ready.
     void serveNow(Watch& watch);
-    /// Runs `task`, which is given up where it finds no memory left. So the loop runs all that it calls, and sd-event's and
-    /// sd-bus's callbacks must run what they call: their code knows of no exceptions. @return whether it was not given up.
+    /// Runs `task` and gives it up when it runs out of memory (std::bad_alloc). The loop calls everything this way; a callback of
+    /// sd-event or sd-bus must do so itself, because an exception can't pass through C code. @return whether it was not given up.
     template <typename Task>
     bool withinMemory(const Task& task) noexcept {
         try {
@@ -97,7 +97,7 @@ private:
     bool serve(bool wait);
     void shareTurn();
     void serveOne(Watch& watch);
-    /// First those that take less or have waited longer.
+    /// First those that cost less or have waited longer.
     void order(std::span<Watch*> watches) const;
     void serveInTurn(std::span<Watch*> watches, std::size_t atLeast, Clock::time_point end);
     static bool turnsCostly(Watch& watch);

@@ -8,7 +8,7 @@
 
 namespace corvane {
 
-/// One point in time on the loop; nothing wakes while it is not set.
+/// Calls a function once, after a delay. A timer that isn't set wakes nobody.
 class Timer {
 public:
     /// @param loop outlives the timer.

@@ -17,7 +17,7 @@ public:
 
     /// @param descriptor outlives the watch. @param ready runs whenever it can be read, or has an error or a peer that is gone.
     Watch(Loop& loop, int descriptor, Order order, std::function<void()> ready);
-    /// Not from within `ready` of any watch: defer it.
+    /// Not to be destroyed from within the `ready` of any watch: defer that.
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -33,9 +33,9 @@ private:
     int descriptor_;
     Interest interest_ = Interest::Read;
     const Order order_;
-    /// What serving it takes; none before the first time.
+    /// What serving it costs; none before the first time.
     std::optional<std::chrono::steady_clock::duration> cost_;
-    /// While it waits to be served.
+    /// When it should be served, once a turn has left it to a later one.
     std::optional<std::chrono::steady_clock::time_point> due_;
     std::function<void()> ready_;
 };

@@ -14,7 +14,7 @@ namespace corvane {
 
 /// Lets all changes of one moment share one sync of the disk, so that many writers cost others no more than one.
 ///
-/// What waits for the disk stands in a line. Before each job of it, clients that only ask are served.
+/// Jobs that wait for the disk queue up. Before each of them, clients that only ask are served.
 class GroupCommit {
 public:
     /// Both outlive this.
@@ -27,11 +27,11 @@ public:
     void store(std::string_view area, std::string name, std::string text, Completion<void> done);
     /// Runs `write`, which puts on disk what isn't in the store, in its turn.
     void run(std::function<void()> write);
-    /// Runs `step` before all that waits: for a job of several syncs, which lets others be served between them.
+    /// Runs `step` ahead of the queue: for a job of several syncs, so that others are served between them.
     void runNext(std::function<void()> step);
-    /// Stores a preference by `write`, which returns whether it succeeded, before all that waits and in two steps.
+    /// Stores a preference by `write`, which returns whether it succeeded, ahead of the queue and in two steps.
     void writePreference(const std::function<bool()>& write, const Completion<void>& done);
-    /// Runs all that waits, now.
+    /// Runs the whole queue, now.
     void finish();
 
 private:

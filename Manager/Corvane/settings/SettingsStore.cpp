@@ -288,10 +288,9 @@ void SettingsStore::replace(const Key& key, std::optional<std::string> text, boo
     } else {
         texts_[key.area].erase(key.name);
     }
+    lazy_.erase(key);
     if (isLazy) {
         lazy_.insert(key);
-    } else {
-        lazy_.erase(key);
     }
 }
 

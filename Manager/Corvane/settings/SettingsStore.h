@@ -44,8 +44,7 @@ public:
     /// After it has been written back.
     void beginLog();
 
-    /// Makes the changes while it lives one change, which succeeds or fails as a whole. Transactions may be nested: the outermost
-    /// one counts.
+    /// The changes made while it lives succeed or fail as one. Transactions may be nested: the outermost one counts.
     class Transaction {
     public:
         explicit Transaction(SettingsStore& store) : store_(&store) { store.begin(); }
@@ -65,7 +64,7 @@ public:
     };
 
     static constexpr const char* kFileName = "settings.db";
-    /// So many changes never bring the log to its limit.
+    /// The log never reaches its limit within this many changes.
     static constexpr int kLongLog = 32;
 
 private:

@@ -3,6 +3,8 @@
 #include "Corvane/support/Values.h"
 #include "Platform/Json.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -38,13 +40,12 @@ std::string render(xpc_object_t object, const std::string& indentation) {
         return xpc::to_string(object);
     }
     const std::string inner = indentation + "  ";
-    std::string rendered;
+    std::vector<std::string> entries;
     xpc_dictionary_apply(object, [&](const char* key, xpc_object_t value) {
-        const auto quoted = xpc::Object::adopt(xpc_string_create(key));
-        rendered += (rendered.empty() ? "{\n" : ",\n") + inner + xpc::to_string(quoted) + ": " + render(value, inner);
+        entries.push_back(fmt::format("{}{}: {}", inner, xpc::to_string(text(key)), render(value, inner)));
         return true;
     });
-    return rendered + "\n" + indentation + "}";
+    return fmt::format("{{\n{}\n{}}}", fmt::join(entries, ",\n"), indentation);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ bool isReadByJournal() {
 struct State {
     Level highest = Level::Info;
     bool journal = isReadByJournal();
-    std::uint64_t lost = 0;  ///< lines that nobody has taken, since the last one that somebody has
+    std::uint64_t lost = 0;  ///< lines dropped since the last one that standard error took
     std::vector<const Copy*> copies;
     RateLimited* limit = nullptr;  ///< of what is being served
 };

@@ -6,7 +6,8 @@
 #include <string_view>
 
 /// The daemon's log: one line an event worth knowing, on standard error, with the journal's priority prefixes when the
-/// journal reads it. Never blocks: a line that nobody takes is lost, and the next one that is taken stands behind their number.
+/// journal reads it. Never blocks: a line that standard error doesn't take is dropped, and the next one is preceded by how many
+/// were.
 namespace corvane::log {
 
 /// Severities of syslog(3).
@@ -17,7 +18,7 @@ void setLevel(Level highest);
 /// Whether a line of this level goes anywhere; ask before composing one that costs.
 bool isOn(Level level);
 
-/// While it stands, every line up to Info is also given to `write`.
+/// While it exists, every line up to Info is also given to `write`.
 class Copy {
 public:
     using Write = std::function<void(std::string_view line)>;
@@ -30,8 +31,8 @@ public:
 };
 
 void write(Level level, std::string_view line);
-/// A notice that no limit leaves out and no second taker gets. Where the journal reads the log it has the fields besides.
-/// @param fields "NAME=value", a line each.
+/// Writes a notice that is neither rate-limited nor given to a `Copy`. Where the journal reads the log, the entry also has the
+/// fields. @param fields "NAME=value", a line each.
 void entry(const std::string& fields);
 inline void error(std::string_view line) {
     write(Level::Error, line);
@@ -49,16 +50,16 @@ inline void debug(std::string_view line) {
     write(Level::Debug, line);
 }
 
-/// Keeps what a client can cause again and again from filling the log: so many lines a minute, then the number left out.
+/// Keeps a client from filling the log: writes so many lines a minute, and then how many it has left out.
 class RateLimited {
 public:
     explicit RateLimited(int linesAMinute = 1) : linesAMinute_(linesAMinute) {}
     void write(Level level, std::string_view line);
 
-    /// Of what is being served; none for what no client has caused. For what is to be done for it later.
+    /// The limit of the client that is being served; nullptr when none is. Keep it to run later work under the same limit.
     static RateLimited* current();
 
-    /// While it stands, every line counts against `limit`, if there is one.
+    /// While it exists, every line counts against `limit`, if there is one.
     class Scope {
     public:
         explicit Scope(RateLimited* limit);

@@ -11,8 +11,8 @@
 
 namespace corvane {
 
-/// Lines in a file, each behind its time. A file that is full becomes the older one, in place of the one before; so both together
-/// never take more than twice the largest size, and a line.
+/// A file of lines, each with its time in front. A full file takes the place of the older one, so that both together have at most
+/// twice the largest size, and a line.
 class LogFile {
 public:
     /// The file and its folder are made with the first line. @param largest in bytes

@@ -1,10 +1,10 @@
 #pragma once
 
-/// Memory that is set aside for the moment when there is no other. Whoever asks for memory then gets it out of the reserve, and
-/// the daemon gets the time to end what takes too much.
+/// Memory that is set aside for the moment when there is no other. Allocations then come out of the reserve, which gives the
+/// daemon the time to end the client that takes too much.
 namespace corvane::memory {
 
-/// Sets aside what is missing of the reserve, as far as there is memory for it.
+/// Fills the reserve up, as far as there is memory.
 void reserve();
 /// Whether less than half of the reserve is there.
 bool isShort();

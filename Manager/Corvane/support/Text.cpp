@@ -13,11 +13,7 @@ std::string escaped(std::string_view text) {
     }
     std::string line;
     for (const char character : platform::escapeControlCharacters(text)) {
-        if (character == '\n' || character == '\t') {
-            line += character == '\n' ? "\\n" : "\\t";
-        } else {
-            line += character;
-        }
+        line += character == '\n' ? "\\n" : character == '\t' ? "\\t" : std::string_view(&character, 1);
     }
     return line;
 }

@@ -19,6 +19,8 @@ constexpr const char* kCrashes = "Crashes";
 constexpr const char* kLastBoot = "LastBootMilliseconds";
 constexpr const char* kResets[] = {"SoftResets", "HardResets"};
 constexpr const char* kLastResets[] = {"LastSoftReset", "LastHardReset"};
+static_assert(std::size(kResets) == static_cast<std::size_t>(ResetType::Hard) + 1 &&
+              std::size(kLastResets) == std::size(kResets));
 
 }  // namespace
 

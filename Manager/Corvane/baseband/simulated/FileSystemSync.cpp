@@ -7,8 +7,7 @@
 namespace corvane::simulated {
 
 void FileSystemSync::begin(bool waitForCompletion, Completion<void> completion) {
-    if (!underWay_) {
-        underWay_ = true;
+    if (!end_.isSet()) {
         end_.set(kDuration, [this] { complete(); });
     }
     if (waitForCompletion) {
@@ -20,13 +19,11 @@ void FileSystemSync::begin(bool waitForCompletion, Completion<void> completion) 
 
 void FileSystemSync::interrupt(const std::string& why) {
     end_.cancel();
-    underWay_ = false;
     completeAll(waiting_,
                 Refusal::aborted(fmt::format("The sync of the remote filesystem was interrupted {}; send it again.", why)));
 }
 
 void FileSystemSync::complete() {
-    underWay_ = false;
     completeAll(waiting_, nvData_.recordSync(clock_.text()));
 }
 

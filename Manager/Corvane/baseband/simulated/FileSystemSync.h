@@ -26,8 +26,7 @@ private:
 
     NVData& nvData_;
     const BasebandClock& clock_;
-    Timer end_;
-    bool underWay_ = false;
+    Timer end_;  ///< set while one is under way
     std::vector<Completion<void>> waiting_;
 };
 

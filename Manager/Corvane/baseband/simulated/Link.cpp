@@ -11,7 +11,7 @@ using ryn::trace::Type;
 
 constexpr std::uint32_t kRingSize = 256;
 constexpr std::uint32_t kDescriptorSize = 16;
-/// What frames an exchange on the link.
+/// In bytes, of an exchange.
 constexpr std::size_t kHeader = 12;
 
 struct RingInfo {
@@ -39,6 +39,7 @@ void Link::transfer(Ring ring, std::size_t size) {
     if (!transfersOn_) {
         return;
     }
+    static_assert(std::size(kRings) == kRingCount);
     const auto index = static_cast<std::size_t>(ring);
     const std::uint32_t descriptor = transfers_[index]++ % kRingSize;
     onRecord_({Type::KernelPCI, std::chrono::system_clock::now(),

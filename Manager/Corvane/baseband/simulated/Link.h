@@ -29,6 +29,7 @@ public:
 
 private:
     enum class Ring : std::uint8_t { Commands, Events, Messages };
+    static constexpr std::size_t kRingCount = static_cast<std::size_t>(Ring::Messages) + 1;
 
     void exchange(Ring ring, std::string_view what, std::string_view details);
     void transfer(Ring ring, std::size_t size);
@@ -36,7 +37,7 @@ private:
     OnRecord onRecord_;
     bool exchangesOn_ = false;
     bool transfersOn_ = false;
-    std::array<std::uint32_t, 3> transfers_{};  ///< so far, on each ring
+    std::array<std::uint32_t, kRingCount> transfers_{};  ///< so far, on each ring
 };
 
 }  // namespace corvane::simulated

@@ -43,7 +43,7 @@ private:
     SettingsStore& store_;
     NVData& nvData_;
     const BasebandClock& clock_;
-    std::array<std::deque<std::string>, 2> entries_;
+    std::array<std::deque<std::string>, static_cast<std::size_t>(PowerLog::F3) + 1> entries_;  ///< by log
 };
 
 }  // namespace corvane::simulated

@@ -7,6 +7,7 @@
 namespace corvane::simulated {
 
 enum class Port { A, B };
+inline constexpr std::size_t kPorts = static_cast<std::size_t>(Port::B) + 1;
 
 /// Measures one channel at one port into `result`, with the deviations that the unit's calibration has left: the same front end
 /// measures the same again.

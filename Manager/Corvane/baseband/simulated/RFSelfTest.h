@@ -26,7 +26,7 @@ public:
     void run(const RFSelfTestOptions& options, std::uint64_t calibrationSeed, Completion<RFSelfTestEvent> completion);
     /// The next tests find a port's path to the antenna broken.
     void failNext(Port port, unsigned times) { failing_[static_cast<std::size_t>(port)] = times; }
-    /// Ends a running test with the aborted status. @param why "by ..."
+    /// Ends a running test with the aborted status. @param why a clause that follows "was aborted": "by a soft reset"
     void abort(const std::string& why);
 
 private:
@@ -39,7 +39,7 @@ private:
         Completion<RFSelfTestEvent> completion;
         std::size_t stepsDone = 0;
         RFSelfTestResult result = {};
-        std::array<bool, 2> isBroken = {};  ///< by port
+        std::array<bool, kPorts> isBroken = {};  ///< by port
     };
 
     void takeStep();
@@ -50,7 +50,7 @@ private:
 
     OnEvent onEvent_;
     Timer step_;
-    std::array<unsigned, 2> failing_{};  ///< tests of each port that are to fail
+    std::array<unsigned, kPorts> failing_{};  ///< tests of each port that are to fail
     std::unique_ptr<Run> running_;
 };
 

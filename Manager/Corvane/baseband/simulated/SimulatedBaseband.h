@@ -24,11 +24,11 @@ namespace corvane {
 /// A baseband that behaves like one without being one: it boots, changes modes, keeps time and non-volatile data, wakes the
 /// application processor, writes power logs and tests its radio.
 ///
-/// It boots when it is started; what a real one remembers is in the storage. A command that needs it Ready waits while it boots
+/// It boots when it is started; what a real one remembers is in the settings. A command that needs it Ready waits while it boots
 /// or resets. A reset and a change of mode end a running self-test. What goes wrong with it a scenario says.
 class SimulatedBaseband final : public Baseband, simulated::StateMachine::Listener {
 public:
-    /// @param loop and @param storage outlive it.
+    /// @param loop and @param store outlive it.
     SimulatedBaseband(Loop& loop, SettingsStore& store, const std::optional<simulated::Scenario>& scenario);
 
     void start(BasebandListener& listener) override;

@@ -103,7 +103,7 @@ void SimulatedBaseband::operatingModeChanged(OperatingMode mode) {
     link_.event("operating mode", describe(mode));
     powerLogs_.operatingModeChanged(mode);
     diag_.operatingModeChanged(mode);
-    tellScenario("mode " + std::to_string(static_cast<int>(mode)));
+    tellScenario(fmt::format("mode {}", static_cast<int>(mode)));
     listener_->operatingModeChanged(mode);
 }
 

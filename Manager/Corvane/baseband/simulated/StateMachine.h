@@ -81,7 +81,7 @@ private:
     void becomeReady();
     void becomeOff();
     void failToBoot();
-    /// In a while, with what a baseband that hangs has been asked for.
+    /// Refuses, after a while, what a baseband that hangs has been asked for.
     void losePatience();
     Refusal offRefusal() const;
     bool canFail() const { return bootState_ != BootState::Off && !isShuttingDown() && !hanging_; }
