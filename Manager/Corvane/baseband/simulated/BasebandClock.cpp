@@ -21,8 +21,7 @@ void BasebandClock::set(std::chrono::milliseconds error) {
 }
 
 std::string BasebandClock::text() const {
-    const auto now = setTo_ + std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceHostBoot() - setAt_);
-    return utcTimeStamp(now);
+    return utcTimeStamp(setTo_ + std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceHostBoot() - setAt_));
 }
 
 }  // namespace corvane::simulated

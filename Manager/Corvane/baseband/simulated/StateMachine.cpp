@@ -183,7 +183,7 @@ void StateMachine::beginReset(const ResetRequest& request, Completion<void> comp
 void StateMachine::beginShutdown(Completion<void> completion) {
     transition_.push_back(std::move(completion));
     enter(OperatingMode::ShuttingDown);
-    step_.set(kShutdown, [this] { becomeOff(); });
+    step_.set(kShutdown, [this] { becomeOff({}); });
 }
 
 void StateMachine::boot() {
@@ -208,18 +208,16 @@ void StateMachine::becomeReady() {
     runWaiting();
 }
 
-void StateMachine::becomeOff() {
+void StateMachine::becomeOff(const Result<void>& reached) {
     enter(BootState::Off);
-    completeAll(transition_, Result<void>());
+    completeAll(transition_, reached);
     completeAll(waiting_, offRefusal());
 }
 
 void StateMachine::failToBoot() {
     resetUnderWay_ = false;
     bootFailure_ = kBootFailure;
-    enter(BootState::Off);
-    completeAll(transition_, Refusal::basebandFailed(bootFailure_));
-    completeAll(waiting_, offRefusal());
+    becomeOff(Refusal::basebandFailed(bootFailure_));
 }
 
 bool StateMachine::crash(const std::string& reason) {

@@ -79,7 +79,8 @@ private:
     void beginShutdown(Completion<void> completion);
     void boot();
     void becomeReady();
-    void becomeOff();
+    /// @param reached what the reset or the shutdown under way is answered
+    void becomeOff(const Result<void>& reached);
     void failToBoot();
     /// Refuses, after a while, what a baseband that hangs has been asked for.
     void losePatience();
