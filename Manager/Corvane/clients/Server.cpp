@@ -80,7 +80,7 @@ void Server::add(platform::FileDescriptor socket, const PeerPolicy::Peer& peer) 
     ++client.user.clients;
     ++figures_.accepted;
     ++figures_.connected;
-    // What a client has to ask mostly comes with its connection, and is answered before anything else is done for others.
+    // A client mostly sends its first request with its connection: it is answered at once.
     loop_.serveNow(client.watch);
     if (!client.session->greeted()) {
         client.greeting.set(kGreetingLimit, [this, &client] { end(client, "sent no hello in time"); });
@@ -97,7 +97,7 @@ void Server::resumeListening() {
 }
 
 void Server::serve(Client& client) {
-    // Where memory is short it is regained first, so that serving a client never finds none.
+    // Where memory is short, that is mended first: serving a client must not run out of it.
     if (client.ended || memory::isShort()) {
         return;
     }
@@ -115,7 +115,7 @@ void Server::serve(Client& client) {
 }
 
 void Server::receive(Client& client) {
-    // hello, events and the first request come together: they cost one turn. A client that goes on so waits for its next one.
+    // hello, events and the first request come together and cost one turn. What the client sends after that waits for the next.
     constexpr int kPacketsATurn = 3;
     for (int packets = 0; packets < kPacketsATurn && !client.ended; ++packets) {
         // MSG_TRUNC: the packet's own length, also where it was longer than the buffer.
@@ -142,7 +142,7 @@ void Server::receive(Client& client) {
     }
 }
 
-/// Keeps the counts that depend on the conversation: the next packet may bring about an event.
+/// Counts who watches events at once, because the next packet may cause one.
 Result<Session::Progress> Server::receivePacket(Client& client, std::span<const std::uint8_t> packet) {
     const Session& session = *client.session;
     const bool greeted = session.greeted();

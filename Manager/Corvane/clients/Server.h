@@ -69,10 +69,10 @@ private:
     /// Lets the client go at the end of the turn.
     void lose(Client& client);
     void removeEnded();
-    /// What clients have freed, to the system.
+    /// Gives memory that clients have freed back to the system.
     void returnMemory();
     void remove(Client& client);
-    /// One for whose answer, or event, there is no memory.
+    /// Ends a client for whose answer or event there is no memory.
     void endUnanswered(Client& client);
     /// Ends the client that holds most when there is still no reserve. Once a turn: its memory is free only after that.
     void relieve();

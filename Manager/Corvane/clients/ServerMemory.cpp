@@ -14,10 +14,10 @@
 namespace corvane {
 namespace {
 
-/// Of memory that clients have freed, which is returned to the system in one go soon after.
+/// So much memory that clients have freed is returned to the system, in one go and soon after.
 constexpr std::size_t kWorthReturning = std::size_t{1} << 18U;
 constexpr std::chrono::seconds kTrimPause{1};
-/// What a client takes that has been sent nothing yet: itself, its session, their allocations.
+/// What a client takes besides the packets that are held back for it: itself, its session, their allocations.
 constexpr std::size_t kBytesOfClient = 2048;
 
 }  // namespace

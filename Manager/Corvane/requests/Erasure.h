@@ -18,12 +18,13 @@ public:
 
     /// A job of `group`.
     void run(Baseband& baseband, const Completion<void>& done);
-    /// Puts back the preferences, which are in a file of their own, where a manager was killed before it had. Waits for it.
+    /// Finishes an erasure during which a manager was killed: puts the preferences back, which are in a file of their own.
+    /// Returns when that is done.
     void finishInterrupted();
 
 private:
     Result<void> eraseSettings();
-    /// Answers, after the rest of an erasure that has succeeded.
+    /// Finishes an erasure whose settings are erased, or answers why they are not.
     void goOn(const Result<void>& erased, const Completion<void>& done);
     void finish(const Completion<void>& done);
 

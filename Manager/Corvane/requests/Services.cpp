@@ -152,7 +152,7 @@ SnapshotFile Services::describe(const std::string& reason, const std::string& ba
             }))};
 }
 
-/// What was stored when the journal could be read need not be what happens now.
+/// The setting may have been stored when the journal could be read, which it can't be now.
 void Services::checkJournal() {
     if (traceSettings_.value(ryn::trace::Type::SYSLOG, diag::config::kEnabledKey) != "true") {
         return;

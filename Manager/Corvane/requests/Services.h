@@ -43,8 +43,8 @@ public:
     void erase(const Completion<void>& done) {
         write([this, done] { erasure_.run(*baseband_, done); });
     }
-    /// Runs `change`, which waits for the disk, in its turn: a client that only asks waits for one of them. A change that others
-    /// may have to follow in their order takes its turn too.
+    /// Queues `change`, which waits for the disk, so that a client that only asks waits for one of them at most. Changes that
+    /// have to keep their order go through here too.
     void write(std::function<void()> change) { group_.run(std::move(change)); }
     /// Completes with the folder when it is written.
     void collectTraceLogs(const std::string& reason, Completion<std::filesystem::path> completion);

@@ -52,8 +52,8 @@ Result<void> prepareFolder(const fs::path& folder) {
     return {};
 }
 
-/// Makes the file when it is missing, and sees to it that nobody else can read it or what belongs to it. A pipe or a device in
-/// its place would be waited for.
+/// Makes the file when it is missing, and lets nobody else read it or what belongs to it. A pipe or a device in its place is
+/// refused: opening one may wait for good.
 Result<void> prepareFile(const fs::path& file) {
     if (access(file.parent_path().c_str(), W_OK) != 0) {  // SQLite would call it a disk I/O error
         return cannotOpen(file, errno);

@@ -73,8 +73,8 @@ public:
 
 private:
     int linesAMinute_;
-    int written_ = 0;              ///< in the minute that ends at
-    std::int64_t minuteEnds_ = 0;  ///< in seconds of the monotonic clock
+    int written_ = 0;              ///< in this minute
+    std::int64_t minuteEnds_ = 0;  ///< by the monotonic clock, in seconds
     std::uint64_t leftOut_ = 0;
 };
 

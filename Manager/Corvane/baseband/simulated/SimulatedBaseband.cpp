@@ -220,7 +220,7 @@ void SimulatedBaseband::switchTrace(ryn::trace::Type trace, bool on, Completion<
     completion({});
 }
 
-/// Ends a stall, unless nothing but a snapshot is the reason.
+/// New settings end a stall of the DIAG trace; holding it for a snapshot, and letting it go on, doesn't.
 void SimulatedBaseband::configureDiag(const DiagSettings& settings) {
     if (std::exchange(holdsDiag_, settings.hold) == settings.hold) {
         stalledTraces_.end(ryn::trace::Type::DIAG);
