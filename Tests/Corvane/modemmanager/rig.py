@@ -65,8 +65,7 @@ class Rig(Manager):
         journal = self.start_other("unshare", "--mount", "sh", "-ec", "for folder in /run /var/log; do mount -t tmpfs none $folder; done; "
                                    f"mkdir -p /run/systemd/journal /run/log; exec {JOURNALD}")
         self.inside = ["nsenter", f"--mount=/proc/{journal.child.pid}/ns/mnt"]
-        ready = self.inside + ["test", "-S", "/run/systemd/journal/stdout"]
-        until(lambda: subprocess.run(ready).returncode == 0, "the journal")
+        until(lambda: subprocess.run([*self.inside, "test", "-S", "/run/systemd/journal/stdout"]).returncode == 0, "the journal")
         return True
 
     def start_modem_manager(self, session=True, level="INFO"):

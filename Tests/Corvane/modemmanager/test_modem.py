@@ -401,8 +401,7 @@ def test_modem_manager_logs_as_before_once_the_trace_is_off(rig):
 
 def test_figures_and_errors_are_understood_by_their_names(rig):
     rig.modem_manager.end()
-    manager = fakes.ModemManager(rig.address)
-    client = rig.ready()
+    manager, client = fakes.ModemManager(rig.address), rig.ready()
     for technology, shown in [("Unknown", "none"), ("Nr5g", "5G"), ("Umts", "UMTS"), ("Gsm", "GSM"), ("Evdo", "EVDO"), ("Cdma", "CDMA"),
                               ("Lte", "LTE")]:
         manager.technology = technology
@@ -444,9 +443,12 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
     assert not (client.collect() / "modem.json").exists()
     rig.stop()
     manager = fakes.ModemManager(rig.address, failures=1)
-    client = rig.start_manager("--modem", "any").wait_for("Ready")
+    client = rig.start_manager("--modem", "any")
+    rig.says("ModemManager doesn't tell its modems (Not yet); it is asked again.\n")
+    manager.soon(lambda: manager.InterfacesAdded(ROOT + "/Modem/30", manager.interfaces()))  # the answer tells what there is
+    assert client.mode() == "103: There is no modem: it is still being looked for."
     manager.unanswered["Enable"] = None
-    assert client.set_mode(1, 1) == "106: The modem isn't in operating mode 1 after 1 s; it may still come."
+    assert client.wait_for("Ready").set_mode(1, 1) == "106: The modem isn't in operating mode 1 after 1 s; it may still come."
     late, change = until(lambda: manager.unanswered["Enable"], "the change"), client.ask_mode(0)
     until(lambda: manager.unanswered["Enable"] != late, "the next change")
     manager.soon(late, manager.unanswered["Enable"])
@@ -490,8 +492,7 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
     assert client.reset() == "108: The modem has restarted and came back as Off (sim-missing)."
     manager.changed, manager.parts = {"EquipmentIdentifier": "", "State": dbus.Int32(3), "PowerState": dbus.UInt32(2)}, {}
     manager.soon(manager.leave, manager.come_back)
-    client.wait_for("Ready")
-    assert client.do("GetBasebandBootState") == {"KeyBasebandBootState": "Ready"}  # nobody has asked for the low power that it is in
+    assert client.wait_for("Ready").do("GetBasebandBootState") == {"KeyBasebandBootState": "Ready"}  # nobody has asked for the low power that it is in
     assert client.set_mode(3) == AS_BEFORE.replace("registered with its power on", "disabled with its power low")
     assert client.set("TEMS", "Mode", "OFF") is None
     assert client.set("TEMS", "Mode", "HW") == "102: The modem's signal can't be measured: ModemManager knows no way to it."

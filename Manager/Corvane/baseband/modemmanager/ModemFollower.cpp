@@ -53,7 +53,7 @@ Refusal ModemFollower::absence() const {
         const auto modems = objects_.modems();
         const auto describe = [](const auto& entry) { return entry.second->describe(); };
         why = "ModemManager knows " + (modems.empty() ? "none" : listed(modems, ", ", describe));
-    } else if (busAnswers_) {
+    } else if (isStopped_) {
         why = "ModemManager isn't running; \"systemctl start ModemManager\" starts it";
     }
     return Refusal::wrongState(choice_.describeAbsence() + ": " + why + ".");
@@ -116,7 +116,6 @@ void ModemFollower::busSignal(const BusSignal& signal) {
         {kProperties, "PropertiesChanged", &ModemFollower::propertiesChanged},
         {kModemInterface, "StateChanged", &ModemFollower::stateChanged},
     };
-    busAnswers_ = true;
     for (const Rule& rule : kRules) {
         if (rule.interface == signal.interface && rule.member == signal.member) {
             if (managerRuns_ || rule.take == &ModemFollower::ownerChanged) {
@@ -131,6 +130,7 @@ void ModemFollower::busSignal(const BusSignal& signal) {
 void ModemFollower::ownerChanged(const BusSignal& signal) {
     forget();
     const bool owned = !textArgument(signal, 2).empty();
+    isStopped_ = !owned;
     if (owned) {
         load();
     } else {
@@ -178,9 +178,8 @@ void ModemFollower::load() {
 }
 
 void ModemFollower::loaded(const BusReply& reply) {
-    busAnswers_ = !reply.error || reply.error->cause == BusError::Cause::Answered;
+    complained_ = complained_ && reply.error && reply.error->cause != BusError::Cause::Answered;
     if (!reply.error) {
-        complained_ = false;
         managerRuns_ = true;
         ping_.set(kPingPause, [this] { ping(); });
         objects_.load(reply.argument(0));
@@ -194,7 +193,7 @@ void ModemFollower::loaded(const BusReply& reply) {
         return;  // a signal or the bus tells what took ModemManager away, and when it is back
     }
     if (reply.error->name == SD_BUS_ERROR_SERVICE_UNKNOWN || reply.error->name == SD_BUS_ERROR_NAME_HAS_NO_OWNER) {
-        complained_ = false;
+        isStopped_ = true;
         log_("ModemManager isn't running; the manager waits for it.");
         return;
     }

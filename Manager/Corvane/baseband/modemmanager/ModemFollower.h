@@ -100,7 +100,7 @@ private:
     ModemChoice choice_;
     const Modem* modem_ = nullptr;
     std::string version_;
-    bool busAnswers_ = false;
+    bool isStopped_ = false;  ///< ModemManager, as the bus says
     bool managerRuns_ = false;
     std::set<std::string> left_;  ///< identities of chosen modems that have left a ModemManager that has gone on since
     std::int64_t boots_ = 0;
