@@ -21,7 +21,7 @@ std::string shown(const xpc::Object& dictionary, const char* key) {
     return value.is(XPC_TYPE_STRING) ? xpc_string_get_string_ptr(value.get()) : "";
 }
 
-/// ModemManager tells it hexadecimal.
+/// In decimal; ModemManager tells it in hexadecimal.
 std::string cellOf(const xpc::Object& place) {
     const auto cell = parseNumber(shown(place, "Cell"), 16);
     return cell ? std::to_string(*cell) : "";
@@ -76,7 +76,7 @@ void MeasurementTrace::end() {
     signal_.measureEverySecond(false, [this](const Result<void>& done) { complain(done); });
 }
 
-/// A ModemManager that doesn't answer measures nothing either: there is no line then.
+/// While ModemManager doesn't answer, no line is written: it measures nothing then either.
 void MeasurementTrace::everySecond() {
     second_.set(1s, [this] { everySecond(); });
     if (follower_.modem() != nullptr && !std::exchange(asking_, true)) {

@@ -37,7 +37,7 @@ std::string levelOf(std::string_view commandLine) {
 
 }  // namespace
 
-/// Tells ModemManager's entries of the journal from now on.
+/// Records what ModemManager writes to the journal from now on.
 class MessageLog::Reader {
 public:
     Reader(Loop& loop, const OnRecord& onRecord) : onRecord_(onRecord), more_(loop) {
@@ -57,7 +57,7 @@ public:
         }
     }
 
-    /// Some entries in a turn of the loop, so that nobody waits for them.
+    /// A turn of the loop takes a few entries only, so that clients don't wait.
     void read() {
         sd_journal_process(journal_.get());
         for (int count = 0; count < kLinesATurn; ++count) {

@@ -18,8 +18,8 @@ public:
 
     /// @param modem IMEI or else device; a wish for another modem is none for this one.
     std::optional<OperatingMode> of(const std::string& modem) const;
-    /// @param mode nullopt: nothing is wished for. It holds as long as the manager runs where it can't be stored; the log says
-    /// so.
+    /// Where it can't be stored, the log says why, and it holds only while the manager runs.
+    /// @param mode nullopt: nothing is wished for.
     void set(const std::string& modem, std::optional<OperatingMode> mode);
 
 private:

@@ -12,7 +12,8 @@ namespace corvane::modemmanager {
 using Log = std::function<void(const std::string& sentence)>;
 
 /// Which of the modems is the baseband: the one with the name, without a name the first. The baseband is bound to the modem that
-/// was found, by its IMEI or else by its device, and never becomes another by itself, also while that modem is away.
+/// was found, by its IMEI or else by its device, and stays so while that modem is away. Only with kAny another modem takes its
+/// place.
 class ModemChoice {
 public:
     /// The name that stands for whatever modem is there.

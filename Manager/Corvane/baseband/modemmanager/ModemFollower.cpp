@@ -153,7 +153,7 @@ void ModemFollower::propertiesChanged(const BusSignal& signal) {
     objects_.change(signal.path, textArgument(signal, 0), argument(signal, 1), argument(signal, 2));
 }
 
-/// Comes before the reply to what caused it; PropertiesChanged may come after.
+/// This signal arrives before the reply to the call that caused it; PropertiesChanged may arrive after that.
 void ModemFollower::stateChanged(const BusSignal& signal) {
     objects_.change(signal.path, kModemInterface, dictionary({{"State", argument(signal, 1)}}), {});
 }

@@ -16,7 +16,7 @@ constexpr std::chrono::seconds kResetLimit = 25s;
 constexpr std::chrono::seconds kFactoryResetLimit = 50s;
 /// How long after a factory reset a modem may restart by itself, and how long after a broken connection it may leave.
 constexpr std::chrono::seconds kLeaveLimit = 10s;
-/// Of the whole: a little less than a client waits by default.
+/// For a whole reset: a little less than a client waits by default.
 constexpr std::chrono::seconds kWholeLimit = 55s;
 /// The service programming code that modems of the QMI kind leave the factory with; those of other kinds ask for none.
 constexpr const char* kServiceProgrammingCode = "000000";
@@ -113,7 +113,7 @@ void ModemReset::modemChanged() {
     }
 }
 
-/// ModemManager has answered by now.
+/// Why a whole reset took too long. ModemManager has accepted it, since its own limits are shorter.
 Refusal ModemReset::late() const {
     static_assert(kResetLimit < kWholeLimit && kFactoryResetLimit < kWholeLimit);
     const auto waited = kWholeLimit.count();
@@ -131,7 +131,7 @@ void ModemReset::stop() {
     }
 }
 
-/// What was asked is over before anybody hears of it: the next may begin at once.
+/// The reset is over before its caller hears of it, who may ask for the next at once.
 void ModemReset::end(Result<void> result) {
     leave_.cancel();
     limit_.cancel();

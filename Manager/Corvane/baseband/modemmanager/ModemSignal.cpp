@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// What a question has it measured by.
+/// Between the measurements that a question asks for.
 constexpr std::uint32_t kSecondsOfQuestion = 5;
 constexpr std::chrono::seconds kFirstMeasurementLimit = 1s;
 /// How long after the last question ModemManager goes on measuring.

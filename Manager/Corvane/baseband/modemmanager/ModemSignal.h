@@ -27,12 +27,12 @@ public:
     /// Runs `then` as soon as there are figures, at the latest a second after the measuring began. At once when the modem can't
     /// be measured.
     void measure(std::function<void()> then);
-    /// From now on, of the modem that is there.
+    /// Of the modem that is there; to be called again when another one is.
     void measureEverySecond(bool on, Completion<void> done);
     bool isEverySecond() const { return everySecond_; }
     /// After whatever may concern the modem.
     void modemChanged();
-    /// Runs what waits, and leaves ModemManager as it was.
+    /// Answers what waits, and puts ModemManager's rate back.
     void stop();
 
 private:

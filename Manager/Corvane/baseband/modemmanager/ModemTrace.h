@@ -27,7 +27,7 @@ protected:
     /// @param follower outlives this.
     ModemTrace(ModemFollower& follower, Log log) : follower_(follower), log_(std::move(log)) {}
 
-    /// What is recorded: empty while it isn't there.
+    /// A name for what is recorded, such as the modem's path; empty while it isn't there.
     virtual std::string source() const = 0;
     /// Whether it can be recorded.
     virtual Result<void> check() const = 0;

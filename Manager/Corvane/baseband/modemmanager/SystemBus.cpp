@@ -78,7 +78,7 @@ int SystemBus::open() {
     return std::min(result, sd_bus_attach_event(opened, &loop_.event(), SD_EVENT_PRIORITY_NORMAL));
 }
 
-/// Ahead of what sd-bus does when the loop ends: it would wait until all is sent, for 90 s when the bus doesn't answer.
+/// Runs before sd-bus's own end of the loop, which waits until all is sent: 90 s when the bus doesn't answer.
 int SystemBus::endAtExit() {
     const auto exiting = [](sd_event_source*, void* bus) {
         static_cast<SystemBus*>(bus)->end();

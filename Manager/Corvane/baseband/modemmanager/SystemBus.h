@@ -29,7 +29,7 @@ struct BusReply {
     std::optional<BusError> error;
     xpc::Object arguments;  ///< an array; none with an error
 
-    /// Borrowed as it stands in the array; none when there are fewer.
+    /// None when there are fewer.
     xpc::Object argument(std::size_t index) const;
 };
 
