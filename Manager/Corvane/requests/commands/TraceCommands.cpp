@@ -19,14 +19,17 @@ void setTraceProperty(Services& services, AnswerCompletion answer, std::string_v
 }
 
 /// The TEMS mode is a trace property with commands of its own.
+constexpr const char* kTEMS = "TEMS";
+constexpr const char* kTEMSMode = "Mode";
+
 Result<xpc::Object> getTEMSProperty(Services& services) {
-    const auto reply = services.traceSettings().reply("TEMS", "Mode");
-    return reply ? dictionary({{ryn::kKeyTEMSMode, text(services.traceSettings().value(ryn::trace::Type::TEMS, "Mode"))}})
+    const auto reply = services.traceSettings().reply(kTEMS, kTEMSMode);
+    return reply ? dictionary({{ryn::kKeyTEMSMode, text(services.traceSettings().value(ryn::trace::Type::TEMS, kTEMSMode))}})
                  : reply;
 }
 
 void setTEMSProperty(Services& services, AnswerCompletion answer, std::string_view mode) {
-    services.traceSettings().set("TEMS", "Mode", mode, std::move(answer));
+    services.traceSettings().set(kTEMS, kTEMSMode, mode, std::move(answer));
 }
 
 }  // namespace
