@@ -17,6 +17,7 @@ from programs import MANAGER, Manager, Program, until
 
 MODEM_MANAGER = os.environ.get("MODEM_MANAGER", "/usr/sbin/ModemManager").split()  # "chroot FOLDER ..." tries another version
 JOURNALD = "/lib/systemd/systemd-journald"
+OTHER = "356938035643809"  # the IMEI of a second modem
 
 
 class Rig(Manager):
