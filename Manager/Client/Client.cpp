@@ -18,10 +18,9 @@ int perform(Manager& manager, const char* command, const xpc::Object& argument) 
 
 std::chrono::seconds timeoutOf(std::string_view command, const xpc::Object& argument) {
     constexpr std::chrono::seconds kAllowance{5};  // for the way
-    constexpr std::chrono::seconds kLongest{365L * 24 * 60 * 60};
     const std::chrono::seconds asked(xpc::numberAt(argument, kKeyTimeout).value_or(0));
     if (asked.count() > 0) {
-        return std::min(asked, kLongest) + kAllowance;
+        return std::min(asked, kLongestTimeout) + kAllowance;
     }
     const bool isLong = command == request::kCollectTraceLogs || command == kCommandBasebandDiagnostics;
     return std::chrono::seconds(isLong ? 300 : 60);

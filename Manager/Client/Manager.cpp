@@ -62,6 +62,14 @@ void Manager::close() {
     disconnect(closedHere(link_.place()));
 }
 
+void Manager::closeForGood() {
+    {
+        const Lock lock(mutex_);
+        isClosed_ = true;
+    }
+    close();
+}
+
 int Manager::await(Lock& lock, const Sent& sent, const Deadline& deadline, xpc::Object& reply) {
     Calls::Waiter waiter{sent.id, sent.failure};
     if (!waiter.answer) {
@@ -127,10 +135,10 @@ void Manager::addConnectionHandler(EventHandler handler) {
 
 void Manager::setEvents(bool on) {
     {
-        const Lock lock(mutex_);
-        link_.wantEvents(on);
+        Lock lock(mutex_);
+        link_.wantEvents(on && !isClosed_);
         if (link_.isConnected()) {
-            sendDue(Clock::now());
+            sendDue(lock, Clock::now());
         } else if (on) {
             link_.setNextAttempt(Clock::now());  // earlier attempts that failed may have put it off
         }
@@ -176,11 +184,11 @@ void Manager::serve(short events) {
     while (auto call = calls_.takeExpired(now)) {
         delivery_.complete(std::move(call->completion), timedOut(link_.place(), call->timeout));
     }
-    sendDue(now);
+    sendDue(lock, now);
 }
 
 Manager::Sent Manager::send(Lock& lock, std::optional<wire::Request> request, const Deadline& deadline) {
-    for (;;) {
+    while (!isClosed_) {
         const std::uint64_t id = nextId_;
         request_.clear();
         if (request) {
@@ -209,12 +217,16 @@ Manager::Sent Manager::send(Lock& lock, std::optional<wire::Request> request, co
                 break;
         }
     }
+    return {nextId_, closedHere(link_.place())};
 }
 
 const Answer& Manager::readLastWords(Lock& lock) {
-    while (link_.isConnected() && !reading_ && receive(lock, Clock::duration::zero())) {
+    // While this thread waits or receives, others may end the connection, and make a new one.
+    const auto isPresent = [this, socket = link_.socket()] { return socket == link_.socket(); };
+    changed_.wait_for(lock, kPause, [&] { return !reading_ || !isPresent(); });
+    while (isPresent() && !reading_ && receive(lock, Clock::duration::zero())) {
     }
-    if (link_.isConnected()) {
+    if (isPresent()) {
         disconnect(connectionLost(link_.place(), link_.hasReceived()));
     }
     return lastEnd_;
@@ -320,10 +332,10 @@ void Manager::disconnect(const Answer& failure) {
     calls_.answerAll(failure);
 }
 
-void Manager::sendDue(Clock::time_point now) {
+void Manager::sendDue(Lock& lock, Clock::time_point now) {
     const Link::Outcome outcome = link_.sendDue(now);
     if (outcome == Link::Outcome::Lost || outcome == Link::Outcome::LostBefore) {
-        disconnect(connectionLost(link_.place(), link_.hasReceived()));
+        readLastWords(lock);
     }
 }
 

@@ -19,6 +19,9 @@
 
 namespace ryn::client {
 
+/// A deadline may be no later: one that is counted in nanoseconds overflows after 292 years.
+inline constexpr std::chrono::seconds kLongestTimeout{365L * 24 * 60 * 60};
+
 /// How long a command waits for its reply: "KeyTimeout" seconds of its argument and 5 more when that is present and
 /// positive (a year at most); else 300 s for the commands that work for minutes, 60 s for the others.
 std::chrono::seconds timeoutOf(std::string_view command, const xpc::Object& argument);
@@ -44,6 +47,8 @@ public:
     int greet(xpc::Object& reply, Clock::duration timeout);
     /// Ends the connection, what waits on it and the events, until the next command.
     void close();
+    /// The same for good: what is performed after this ends at once, as closed here, and events stay off.
+    void closeForGood();
     void addEventHandler(const std::string& event, EventHandler handler);
     /// Runs, without a payload, each time that a connection has been made.
     void addConnectionHandler(EventHandler handler);
@@ -70,7 +75,8 @@ private:
     /// Lets a moment pass, in which what has come is received. @return false when the deadline is over
     bool pause(Lock& lock, Clock::time_point deadline);
 
-    /// Receives what the manager said before it closed the connection, then ends it. @return why it ended
+    /// Receives what the manager said before it closed the connection, or lets the thread that reads do so for a moment, then
+    /// ends it. @return why it ended
     const Answer& readLastWords(Lock& lock);
 
     /// Takes the token, receives one packet and handles it. @return whether there was anything, the connection's end included
@@ -85,7 +91,7 @@ private:
     }
     void disconnect(const Answer& failure);
     void connected();
-    void sendDue(Clock::time_point now);
+    void sendDue(Lock& lock, Clock::time_point now);
 
     std::mutex mutex_;
     std::condition_variable changed_;  ///< an answer has come, or the token is free
@@ -102,7 +108,8 @@ private:
     const Greeting greeting_;
     xpc::Object greetingAnswer_;  ///< on the present connection; empty: none has come
 
-    Answer lastEnd_;  ///< why the last connection ended
+    Answer lastEnd_;         ///< why the last connection ended
+    bool isClosed_ = false;  ///< for good
 
     bool reading_ = false;
     std::unique_ptr<std::uint8_t[]> buffer_;  ///< of kMaxPacketSize bytes, belongs to who reads

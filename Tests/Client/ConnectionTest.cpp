@@ -156,6 +156,15 @@ TEST(Connection, MayEndUnread) {
     peer = {};
     EXPECT_THAT(answer.get(), AllOf(StartsWith("-7 "),
                                     HasSubstr("\"The manager at " + (folder / "s") + " does not serve this connection.\"}")));
+    ryn::client::Manager alone("tester", dispatch::Queue("test.queue").get(), ryn::client::SocketPath(folder / "s"));
+    Lines lines;
+    alone.perform(
+        "Any", {}, [&lines](int result, const xpc::Object&) { lines.add(toString(result)); }, TestClient::kLong);
+    peer = platform::FileDescriptor(::accept(listener.get(), nullptr, nullptr));
+    EXPECT_EQ(::send(peer.get(), refusal.data(), refusal.size(), 0), ssize_t{refusal.size()});
+    peer = {};
+    alone.setEvents(true);  // nobody reads: what can't be sent tells of the end
+    EXPECT_THAT(lines.wait(1), ElementsAre("-7 "));
 }
 
 TEST(Connection, SaysWhyThereIsNone) {

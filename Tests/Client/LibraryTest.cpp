@@ -46,7 +46,8 @@ TEST(Library, WaitsForAState) {
         ryn::BootState state = Ready;
     } kCases[] = {
         {{"Ready"}, 0, ""},
-        {{"Booting!", "Ready"}, 0, ""},
+        {{"Booting!", "Ready"}, 0, "", std::chrono::milliseconds::max()},
+        {{"Ready!", "Off (sim-missing)"}, 0, "", support::kPatience, Off},
         {{"drop", "drop", "Booting!", "drop", "Ready"}, 0, ""},
         {{"Booting"}, ryn::kTimedOut, "The baseband was not Off within 0.3 s: it was Booting last.", 300ms, Off},
         {{""}, ryn::kTimedOut, "The baseband was not Resetting within 0.3 s: the manager did not answer.", 300ms, Resetting},
@@ -84,7 +85,14 @@ TEST(Library, EndsEachRequestOfACutConnection) {
     const ScriptedManager manager(kAnswerAny);
     const std::string bridge = "echo $$ > " + (folder / "pid") + "; CORVANE_SOCKET=" + manager.path() + " exec " BRIDGE_PATH;
     Lines lines;
+    Lines ends;
     const auto note = [&lines](const ryn::Reply& reply) { lines.add(reply.sentence); };
+    ryn::Client* user = nullptr;
+    const ryn::Client::Completion tryAgain = [&](const ryn::Reply& reply) {
+        ends.add(reply.sentence);
+        ends.add(user->perform("Any").sentence);
+        user->perform("Any", {}, tryAgain);
+    };
     {
         ryn::Client client({.name = "library", .bridge = {"sh", "-c", bridge}});
         EXPECT_TRUE(client.perform("Any"));
@@ -94,10 +102,14 @@ TEST(Library, EndsEachRequestOfACutConnection) {
         EXPECT_TRUE(client.perform("Any"));
         ASSERT_EQ(::kill(std::stoi(support::readFile(folder / "pid")), SIGKILL), 0);
         EXPECT_THAT(lines.wait(3), AllOf(testing::SizeIs(3), Each(HasSubstr("closed the connection before it answered"))));
-        EXPECT_TRUE(client.perform("Any")) << "through a new bridge";
+        EXPECT_TRUE(client.perform("Any", {}, std::chrono::milliseconds::max())) << "through a new bridge";
+        user = &client;
+        client.perform("Never", {}, tryAgain);
         client.perform("Never", {}, note);
     }
     EXPECT_THAT(lines.wait(0), testing::SizeIs(4)) << "the client waits for its completions";
+    EXPECT_THAT(ends.wait(0), AllOf(testing::SizeIs(testing::Ge(4)), Each(EndsWith(" was closed by its client."))))
+        << "and for theirs";
     pid_t program = -1;
     char* words[] = {nullptr};
     if (::posix_spawn(&program, "/nonexistent", nullptr, nullptr, words, environ) == 0) {

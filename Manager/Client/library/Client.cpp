@@ -55,6 +55,20 @@ const char* nameOf(BootState state) {
     return kNames[static_cast<std::size_t>(state)];
 }
 
+/// @param shown a state's name, with the reason behind it when the baseband failed to boot: "Off (sim-missing)"
+bool shows(const std::string& shown, BootState state) {
+    return std::string_view(shown).substr(0, shown.find(" (")) == nameOf(state);
+}
+
+/// From nothing to a year, so that no deadline overflows.
+std::chrono::milliseconds bounded(std::chrono::milliseconds patience) {
+    return std::clamp<std::chrono::milliseconds>(patience, patience.zero(), client::kLongestTimeout);
+}
+
+std::chrono::milliseconds timeoutOf(Client::Patience patience, std::string_view command, const xpc::Object& argument) {
+    return patience ? bounded(*patience) : client::timeoutOf(command, argument);
+}
+
 bool isFromManager(const Reply& reply) {
     return reply.result >> 8U == 0xE020E1;
 }
@@ -75,18 +89,26 @@ public:
         manager_->addEventHandler(kEventBasebandBootStateChange, changed);
         manager_->addConnectionHandler(changed);
     }
-    ~Implementation() {
-        manager_->close();
-        manager_.reset();
-        // Behind all that was handed to the queue before.
-        const auto reached = std::make_shared<std::promise<void>>();
-        dispatch_async(queue_.get(), [reached] { reached->set_value(); });
-        reached->get_future().wait();
-    }
+    ~Implementation() = default;
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
 
     client::Manager& manager() { return *manager_; }
+
+    /// Returns when no handler runs any more. Until then they use the client as before.
+    void close() {
+        manager_->closeForGood();
+        // Each block runs behind all that was handed to the queue before it: what handlers perform until the first one runs has
+        // been answered when the second one does.
+        const auto isIdle = std::make_shared<std::promise<void>>();
+        dispatch_async(queue_.get(), [this, isIdle] {
+            isOver_ = true;
+            dispatch_async(queue_.get(), [isIdle] { isIdle->set_value(); });
+        });
+        isIdle->get_future().wait();
+    }
+    /// Whether a completion would not be called any more.
+    bool isOver() const { return isOver_; }
 
     /// @param wanted +1 for whoever wants events, -1 when that is over
     void countEventUsers(int wanted) {
@@ -110,35 +132,40 @@ private:
     std::condition_variable changed_;
     std::uint64_t changes_ = 0;  ///< of the boot state, or of the connection
     int eventUsers_ = 0;
+    bool isOver_ = false;  ///< belongs to the queue once the client is being destroyed
 };
 
 Client::Client() : Client(Options{}) {}
 
 Client::Client(const Options& options) : implementation_(std::make_unique<Implementation>(options)) {}
 
-Client::~Client() = default;
+Client::~Client() {
+    implementation_->close();
+}
 
 Reply Client::connect(Patience patience) {
     xpc::Object answer;
-    const int result = implementation_->manager().greet(answer, patience.value_or(client::timeoutOf("", {})));
+    const int result = implementation_->manager().greet(answer, timeoutOf(patience, "", {}));
     return toReply(result, answer);
 }
 
 Reply Client::perform(const std::string& command, const Value& argument, Patience patience) {
     const xpc::Object asked = toObject(argument);
     xpc::Object object;
-    const int result =
-        implementation_->manager().perform(command, asked, object, patience.value_or(client::timeoutOf(command, asked)));
+    const int result = implementation_->manager().perform(command, asked, object, timeoutOf(patience, command, asked));
     return toReply(result, object);
 }
 
 void Client::perform(const std::string& command, const Value& argument, Completion completion, Patience patience) {
+    if (implementation_->isOver()) {
+        return;
+    }
     startReceiving();
     const xpc::Object asked = toObject(argument);
     implementation_->manager().perform(
         command, asked,
         [completion = std::move(completion)](int result, const xpc::Object& object) { completion(toReply(result, object)); },
-        patience.value_or(client::timeoutOf(command, asked)));
+        timeoutOf(patience, command, asked));
 }
 
 void Client::onEvent(const std::string& name, EventHandler handler) {
@@ -150,6 +177,7 @@ void Client::onEvent(const std::string& name, EventHandler handler) {
 
 Reply Client::waitForState(BootState state, std::chrono::milliseconds patience) {
     startReceiving();
+    patience = bounded(patience);
     const auto deadline = Clock::now() + patience;
     implementation_->countEventUsers(1);  // before the state is asked for, so that no change falls between
     std::string last = "the manager did not answer.";
@@ -166,7 +194,7 @@ Reply Client::waitForState(BootState state, std::chrono::milliseconds patience) 
         }
         reply = perform(kCommandGetBasebandBootState, {}, left);
         const std::string* const name = reply.value[kKeyBasebandBootState].string();
-        if (isFromManager(reply) || (name != nullptr && *name == nameOf(state))) {
+        if (isFromManager(reply) || (name != nullptr && shows(*name, state))) {
             break;
         }
         if (reply.result != kTimedOut) {

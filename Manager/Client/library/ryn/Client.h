@@ -51,12 +51,14 @@ public:
     };
     using Completion = std::function<void(const Reply& reply)>;
     using EventHandler = std::function<void(const Value& payload)>;
-    using Patience = std::optional<std::chrono::milliseconds>;  ///< absent: as long as the command may take, 60 s for most
+    /// A year at most. Absent: as long as the command may take, 60 s for most.
+    using Patience = std::optional<std::chrono::milliseconds>;
 
     /// Neither connects nor blocks.
     explicit Client(const Options& options);
     Client();
-    /// Ends what is under way with kConnectionLost, and waits until the handlers that it runs have returned.
+    /// Ends what is under way with kConnectionLost, and waits until the handlers that it runs have returned. What they perform
+    /// meanwhile ends likewise, at once; a completion that then goes on trying is dropped in the end.
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -76,8 +78,9 @@ public:
     /// "BasebandBootStateChangeNotification", for the rest of the client's life.
     void onEvent(const std::string& name, EventHandler handler);
 
-    /// Waits until the baseband's boot state is `state`. A connection that is lost or can't be made is made again meanwhile. The
-    /// manager is asked again at each change, so that a state which lasts no longer than an answer takes may pass unseen.
+    /// Waits until the baseband's boot state is `state`; one that failed to boot is Off. A connection that is lost or can't be
+    /// made is made again meanwhile. The manager is asked again at each change, so that a state which lasts no longer than an
+    /// answer takes may pass unseen.
     /// @return success; the manager's refusal to tell; or kTimedOut, with a sentence that says what was seen last
     Reply waitForState(BootState state, std::chrono::milliseconds patience);
 
