@@ -182,9 +182,9 @@ void Server::end(Client& client, std::string_view why) {
         Door::dropUnread(client.socket);
     }
     ++figures_.ended;
-    client.user.log.write(log::Level::Warning,
-                          fmt::format("ended the connection of '{}' (process {}, user {}): it {}", client.session->clientName(),
-                                      client.peer.process, client.peer.user, why));
+    client.user.ends.write(log::Level::Warning,
+                           fmt::format("ended the connection of '{}' (process {}, user {}): it {}", client.session->clientName(),
+                                       client.peer.process, client.peer.user, why));
 }
 
 void Server::lose(Client& client) {

@@ -35,7 +35,8 @@ private:
     /// What a user's clients have in common.
     struct User {
         std::size_t clients = 0;
-        log::RateLimited log{60};  ///< lines a minute for what they cause
+        log::RateLimited log{60};   ///< lines a minute for what they cause
+        log::RateLimited ends{30};  ///< and for why connections were ended: the others must not crowd it out
     };
     /// One client that is connected.
     struct Client {
