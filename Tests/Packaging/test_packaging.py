@@ -124,6 +124,7 @@ def test_each_group_offers_what_stands_in_it(tmp_path, table, shell):
         re.escape(group) + "[^/]+/?", path)}))) for group in ["/"] + [path for path in paths if path.endswith("/")]]
     if shell == "fish":
         cases += [(" trace get Kernel", "KernelPCI"), (" trace get KernelPCI ", "BufferCount Enabled History"),
+                  (" trace get CoreDump ", "Enabled"),
                   (" trace set RYN History f", "false"), (" info f", ""), (" info -", "--")]
         words, line = ["fish", "--no-config"], "complete -C 'ryntool info --{}' | string replace -r '\\t.*' ''"
         script = f"source {COMPLETION}/ryntool.fish\n"
