@@ -84,6 +84,9 @@ class RunningManager:
             except TimeoutError:
                 if self._process.poll() is not None:
                     break
+        process, self._process = self._process, None
+        process.kill()
+        process.wait()
         self._fail("The manager did not start")
 
     def stop(self) -> None:
