@@ -4,6 +4,7 @@
 #include "Platform/FileDescriptor.h"
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -31,9 +32,16 @@ The manager is found as ryntool finds it: at $CORVANE_SOCKET, else at $XDG_RUNTI
 if it exists, else at /run/corvane/manager.sock.
 )";
 
+/// How long the bridge waits for a place in the manager's backlog. Until it has one it doesn't see that its input has ended.
+constexpr timeval kConnectPatience{2, 0};
+
 [[noreturn]] void fail(const std::string& sentence) {
     std::fputs(("corvane-bridge: " + sentence + "\n").c_str(), stderr);
     std::exit(1);
+}
+
+void setSendTimeout(int socket, timeval timeout) {
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
 }
 
 platform::FileDescriptor connectToManager() {
@@ -45,9 +53,12 @@ platform::FileDescriptor connectToManager() {
     }
     std::memcpy(address.sun_path, path.data(), path.size());
     platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    setSendTimeout(socket.get(), kConnectPatience);  // which bounds connect(2) too (unix(7))
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        fail("no manager could be reached at " + path + ": " + std::strerror(errno));
+        fail(errno == EAGAIN ? "the manager at " + path + " took no new connection; it may be overloaded or stopped"
+                             : "no manager could be reached at " + path + ": " + std::strerror(errno));
     }
+    setSendTimeout(socket.get(), {});
     return socket;
 }
 

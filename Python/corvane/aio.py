@@ -3,23 +3,18 @@
 from __future__ import annotations
 
 import asyncio
+import contextlib
 from types import TracebackType
 from typing import Any, AsyncIterator, Optional, Sequence, TypeVar
 
 from . import commands
-from .commands import Command
+from .commands import LONGEST_WAIT, Command
 from .client import RETRY_AFTER
-from .errors import ConnectionLost, CorvaneError, NotConnected, TimedOut
-from .protocol import Conversation, Event, ManagerInfo, Reply, Value, value_of
+from .errors import ConnectionLost, CorvaneError, NotConnected, Refused, TimedOut
+from .protocol import MAX_EVENTS, Conversation, Event, ManagerInfo, Reply, Value, value_of
 from .transport import Transport, open_transport
 
 Result = TypeVar("Result")
-
-
-def _mark_as_seen(future: asyncio.Future[ManagerInfo]) -> None:
-    """An error that nobody waited for is no news."""
-    if not future.cancelled():
-        future.exception()
 
 
 class _StateWatch:
@@ -45,7 +40,7 @@ class _StateWatch:
             self.reached.set_exception(error)
 
     def _check(self, payload: Value) -> None:
-        if commands.boot_state_of(payload) == self._wanted:
+        if commands.is_in_state(commands.boot_state_of(payload), self._wanted):
             self.reached.set_result(None)
 
 
@@ -69,24 +64,24 @@ class AsyncClient:
         self._listeners: set[asyncio.Queue[Event | CorvaneError]] = set()
         self._watches: set[_StateWatch] = set()
         self._manager: asyncio.Future[ManagerInfo]
+        self._why_ended: Optional[CorvaneError] = None
 
     async def connect(self) -> None:
         """Raises NotConnected."""
         self.close()
+        self._why_ended = None
         self._transport = open_transport(self._path, self._bridge)
         self._conversation = Conversation(self._name)
         self._manager = asyncio.get_running_loop().create_future()
-        self._manager.add_done_callback(_mark_as_seen)
         asyncio.get_running_loop().add_reader(self._transport.fileno(), self._receive)
         self._send(self._conversation.hello)
 
     async def perform(self, command: Command[Result], timeout: float | None = None) -> Result:
         """Asks, waits for the reply and reads it. `timeout`: seconds; None: the command's own. Raises CorvaneError."""
-        if self._transport is None:
-            raise NotConnected("There is no connection to the manager.")
+        self._require_connection()
+        limit = command.timeout if timeout is None else min(timeout, LONGEST_WAIT)
         request, packet = self._conversation.request(command.name, command.argument)
         reply = self._replies[request] = asyncio.get_running_loop().create_future()
-        limit = command.timeout if timeout is None else timeout
         try:
             self._send(packet)
             answer = await asyncio.wait_for(reply, limit)
@@ -98,13 +93,13 @@ class AsyncClient:
         return command.read(value_of(answer))
 
     async def events(self) -> AsyncIterator[Event]:
-        """Every event from the first step on. Raises ConnectionLost when the connection ends."""
-        if self._transport is None:
-            raise NotConnected("There is no connection to the manager.")
+        """Every event from the first step on; who falls behind gets the newest 10,000. Raises ConnectionLost when the connection
+        ends."""
+        self._require_connection()
         queue: asyncio.Queue[Event | CorvaneError] = asyncio.Queue()
         self._listeners.add(queue)
-        self._listen_to_events()
         try:
+            self._listen_to_events()
             while True:
                 event = await queue.get()
                 if isinstance(event, CorvaneError):
@@ -119,14 +114,14 @@ class AsyncClient:
 
     def _leave_events(self) -> None:
         if not self._listeners and not self._watches and self._transport is not None:
-            self._send(Conversation.events(False))
+            with contextlib.suppress(CorvaneError):  # whoever waits on the connection is told of its end
+                self._send(Conversation.events(False))
 
     async def manager(self, timeout: float = 60) -> ManagerInfo:
         """Who the manager is: its answer to this client's hello. Raises CorvaneError."""
-        if self._transport is None:
-            raise NotConnected("There is no connection to the manager.")
+        self._require_connection()
         try:
-            return await asyncio.wait_for(asyncio.shield(self._manager), timeout)
+            return await asyncio.wait_for(asyncio.shield(self._manager), min(timeout, LONGEST_WAIT))
         except asyncio.TimeoutError:
             raise TimedOut(f"The manager did not answer hello within {timeout:g} seconds.") from None
 
@@ -135,7 +130,7 @@ class AsyncClient:
         until the time is over. Raises TimedOut."""
         if state not in commands.STATES:
             raise ValueError(f"There is no boot state {state!r}; there are {', '.join(commands.STATES)}.")
-        why = ""
+        why, timeout = "", min(timeout, LONGEST_WAIT)
 
         async def wait() -> None:
             nonlocal why
@@ -181,15 +176,26 @@ class AsyncClient:
     ) -> None:
         self.close()
 
+    def _require_connection(self) -> None:
+        """Raises NotConnected, or Refused when the manager doesn't serve this client."""
+        if self._transport is None:
+            if isinstance(self._why_ended, Refused):
+                raise self._why_ended.with_traceback(None)
+            raise NotConnected("There is no connection to the manager.")
+
     def _send(self, packet: bytes) -> None:
         assert self._transport is not None
         try:
             self._transport.send(packet)
         except CorvaneError as error:
-            self._receive()  # what the manager said before it ended the connection tells why
-            self._end(error)
-            raise
+            raise self._lose(error)
         self._write_later()
+
+    def _lose(self, error: CorvaneError) -> CorvaneError:
+        """Ends the connection. Returns why: what the manager said before it ended it, else `error`."""
+        self._receive()
+        self._end(error)
+        return self._why_ended or error
 
     def _write_later(self) -> None:
         if self._transport is not None and self._transport.wants_write:
@@ -200,7 +206,7 @@ class AsyncClient:
         try:
             self._transport.flush()
         except CorvaneError as error:
-            self._end(error)
+            self._lose(error)
             return
         if not self._transport.wants_write:
             asyncio.get_running_loop().remove_writer(self._transport.fileno())
@@ -220,6 +226,8 @@ class AsyncClient:
             watch.take(received)
         if isinstance(received, Event):
             for listener in self._listeners:
+                if listener.qsize() >= MAX_EVENTS:
+                    listener.get_nowait()
                 listener.put_nowait(received)
         elif self._conversation.manager is not None and not self._manager.done():
             self._manager.set_result(self._conversation.manager)
@@ -229,6 +237,7 @@ class AsyncClient:
     def _end(self, error: CorvaneError) -> None:
         if self._transport is None:
             return
+        self._why_ended = error
         loop = asyncio.get_running_loop()
         loop.remove_reader(self._transport.fileno())
         loop.remove_writer(self._transport.fileno())
@@ -238,5 +247,6 @@ class AsyncClient:
         for future in waiting:
             if not future.done():
                 future.set_exception(error)
+                future.exception()  # so that asyncio doesn't log one that nobody waits for
         for listener in self._listeners:
             listener.put_nowait(error)

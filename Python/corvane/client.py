@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import contextlib
+import math
 import select
 import time
 from collections import deque
@@ -9,15 +11,34 @@ from types import TracebackType
 from typing import Callable, Iterator, Optional, Sequence, TypeVar
 
 from . import commands
-from .commands import Command
-from .errors import ConnectionLost, CorvaneError, NotConnected, Refused, TimedOut
-from .protocol import Conversation, Event, ManagerInfo, Reply, value_of
+from .commands import LONGEST_WAIT, Command
+from .errors import ConnectionLost, CorvaneError, NotConnected, TimedOut
+from .protocol import MAX_EVENTS, Conversation, Event, ManagerInfo, Reply, value_of
 from .transport import Transport, open_transport
 
 Result = TypeVar("Result")
 
 #: Seconds between attempts to connect while a state is waited for.
 RETRY_AFTER = 0.1
+
+#: Seconds that one poll(2) takes at most: its own limit is 2^31 milliseconds.
+_LONGEST_POLL = 3600
+
+
+def _deadline_in(seconds: float) -> float:
+    return time.monotonic() + min(seconds, LONGEST_WAIT)
+
+
+def _poll(transport: Transport, deadline: float | None) -> int:
+    """Waits until the transport can be read or has room for what it wants to write. Returns what poll(2) found; 0: time is over."""
+    poll = select.poll()
+    poll.register(transport, select.POLLIN | (select.POLLOUT if transport.wants_write else 0))
+    while True:
+        left = _LONGEST_POLL if deadline is None else max(0.0, min(_LONGEST_POLL, deadline - time.monotonic()))
+        if found := poll.poll(math.ceil(left * 1000)):
+            return found[0][1]
+        if deadline is not None and not time.monotonic() < deadline:
+            return 0
 
 
 class Client:
@@ -35,11 +56,12 @@ class Client:
         self._transport: Optional[Transport] = None
         self._conversation = Conversation(name)
         self._watching = False
-        self._events: deque[Event] = deque()
+        self._events: deque[Event] = deque(maxlen=MAX_EVENTS)
 
     def perform(self, command: Command[Result], timeout: float | None = None) -> Result:
         """Asks, waits for the reply and reads it. `timeout`: seconds; None: the command's own. Raises CorvaneError."""
-        transport = self._connected()
+        limit = command.timeout if timeout is None else min(timeout, LONGEST_WAIT)
+        self._connect()
         request, packet = self._conversation.request(command.name, command.argument)
         replies: list[Reply] = []
 
@@ -48,10 +70,9 @@ class Client:
                 replies.append(received)
             return bool(replies)
 
-        limit = command.timeout if timeout is None else timeout
         try:
-            self._guard(lambda: transport.send(packet))
-            if not self._receive_until(take, time.monotonic() + limit):
+            self._send(packet)
+            if not self._receive_until(take, _deadline_in(limit)):
                 raise TimedOut(f"The manager did not answer {command.name} within {limit:g} seconds.")
         finally:
             self._conversation.forget(request)
@@ -59,26 +80,37 @@ class Client:
 
     def manager(self, timeout: float = 60) -> ManagerInfo:
         """Who the manager is: its answer to this client's hello. Raises CorvaneError."""
-        self._connected()
-        deadline = time.monotonic() + timeout
+        self._connect()
+        deadline = _deadline_in(timeout)
         while self._conversation.manager is None:
             if not self._receive_until(lambda _: self._conversation.manager is not None, deadline):
                 raise TimedOut(f"The manager did not answer hello within {timeout:g} seconds.")
         return self._conversation.manager
 
     def watch(self) -> None:
-        """Has the manager send events from now on; `next_event` and `events` do it by themselves."""
+        """Has the manager send events from now on; `next_event` and `events` do it by themselves.
+
+        Read them, or `close`: the newest 10,000 are kept, and the manager ends a connection that has too many unread. The next
+        call makes it again, without the events in between."""
+        self._connect()
         if not self._watching:
-            transport = self._connected()
-            self._guard(lambda: transport.send(Conversation.events(True)))
+            self._send(Conversation.events(True))
             self._watching = True
-        self._connected()
+
+    def _stop_watching(self) -> None:
+        self._watching = False
+        self._events.clear()
+        if self._transport is not None:
+            with contextlib.suppress(CorvaneError):  # the next call says it
+                self._send(Conversation.events(False))
 
     def next_event(self, timeout: float | None = None) -> Event:
-        """Waits for the next event. `timeout`: seconds; None: as long as it takes. Raises TimedOut."""
-        self.watch()
-        if not self._events:
-            deadline = None if timeout is None else time.monotonic() + timeout
+        """Waits for the next event. `timeout`: seconds; None: as long as it takes. Raises TimedOut, and ConnectionLost when the
+        connection has ended: events may be missing then."""
+        if not self._events and (not self._watching or self._transport is None):
+            self.watch()
+        deadline = None if timeout is None else _deadline_in(timeout)
+        while not self._events:
             if not self._receive_until(lambda _: bool(self._events), deadline):
                 raise TimedOut(f"No event came within {timeout:g} seconds.")
         return self._events.popleft()
@@ -91,16 +123,24 @@ class Client:
 
     def wait_for_state(self, state: str = "Ready", timeout: float = 30) -> None:
         """Returns when the boot state is `state`, one of `commands.STATES`. A connection that is lost or can't be made is made again
-        until the time is over. Raises TimedOut. Events that pass meanwhile stay for `next_event`."""
+        until the time is over. Raises TimedOut. Events that pass meanwhile stay for `next_event` after `watch`."""
         if state not in commands.STATES:
             raise ValueError(f"There is no boot state {state!r}; there are {', '.join(commands.STATES)}.")
-        deadline = time.monotonic() + timeout
+        watching = self._watching
+        try:
+            self._wait_for_state(state, min(timeout, LONGEST_WAIT))
+        finally:
+            if not watching:
+                self._stop_watching()
+
+    def _wait_for_state(self, state: str, timeout: float) -> None:
+        deadline = _deadline_in(timeout)
         why = ""
         while time.monotonic() < deadline:
             try:
                 self.watch()  # before the state is asked for, so that no change falls between
                 last = self._follow_state(state, deadline)
-                if last == state:
+                if commands.is_in_state(last, state):
                     return
                 why = f" it was {last} last." if last else ""
                 break
@@ -111,7 +151,6 @@ class Client:
 
     def _follow_state(self, wanted: str, deadline: float) -> str:
         """Asks for the boot state and follows it until it is `wanted` or time is over. Returns the last one heard of."""
-        transport = self._connected()
         request, packet = self._conversation.request("GetBasebandBootStateCommand", None)
         state = ""
 
@@ -122,10 +161,10 @@ class Client:
                     state = commands.boot_state_of(value_of(received))
             elif state and received.name == commands.BOOT_STATE_EVENT:  # one ahead of the reply is older than that
                 state = commands.boot_state_of(received.payload)
-            return state == wanted
+            return commands.is_in_state(state, wanted)
 
         try:
-            self._guard(lambda: transport.send(packet))
+            self._send(packet)
             self._receive_until(take, deadline)
         finally:
             self._conversation.forget(request)
@@ -138,65 +177,58 @@ class Client:
             self._transport = None
 
     def __enter__(self) -> Client:
-        self._connected()
+        self._connect()
         return self
 
     def __exit__(self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None) -> None:
         self.close()
 
-    def _connected(self) -> Transport:
+    def _connect(self) -> None:
+        """Makes the connection, where there is none or it has ended since the last call."""
+        if self._transport is not None:
+            with contextlib.suppress(ConnectionLost):
+                self._guard(self._receive)
         if self._transport is None:
-            transport = self._transport = open_transport(self._path, self._bridge)
+            self._transport = open_transport(self._path, self._bridge)
             self._conversation = Conversation(self._name)
-            self._guard(lambda: transport.send(self._conversation.hello))
+            self._send(self._conversation.hello)
             if self._watching:
-                self._guard(lambda: transport.send(Conversation.events(True)))
-        return self._transport
+                self._send(Conversation.events(True))
 
-    def _guard(self, step: Callable[[], None]) -> None:
+    def _send(self, packet: bytes) -> None:
+        assert self._transport is not None
+        transport = self._transport
+        self._guard(lambda: transport.send(packet))
+
+    def _receive(self) -> list[Reply | Event]:
+        """Returns what has come; keeps events for `next_event`."""
+        assert self._transport is not None
+        came = [self._conversation.receive(packet) for packet in self._transport.receive()]
+        received = [one for one in came if one is not None]
+        if self._watching:
+            self._events.extend(event for event in received if isinstance(event, Event))
+        return received
+
+    def _guard(self, step: Callable[[], Result]) -> Result:
+        """Ends the connection when the step fails. Raises Refused when that is the manager's reason for having ended it."""
         try:
-            step()
-        except ConnectionLost:
-            self._read_last_words()
-            self.close()
-            raise
+            try:
+                return step()
+            except ConnectionLost:
+                with contextlib.suppress(ConnectionLost):
+                    self._receive()
+                raise
         except CorvaneError:
-            self.close()
-            raise
-
-    def _read_last_words(self) -> None:
-        """What the manager said before it ended the connection. Raises Refused when that is why."""
-        try:
-            for packet in self._transport.receive() if self._transport else []:
-                self._conversation.receive(packet)
-        except ConnectionLost:
-            pass
-        except Refused:
             self.close()
             raise
 
     def _receive_until(self, done: Callable[[Reply | Event], bool], deadline: float | None) -> bool:
         """Hands what arrives to `done` until that is true. Returns False when the deadline passed first."""
-        transport = self._connected()
-        while True:
-            left = None if deadline is None else max(0.0, deadline - time.monotonic())
-            writers = [transport] if transport.wants_write else []
-            readable, writable, _ = select.select([transport], writers, [], left)
-            if not readable and not writable and left is not None:
-                return False
-            finished = False
-
-            def step() -> None:
-                nonlocal finished
-                if writable:
-                    transport.flush()
-                for packet in transport.receive() if readable else []:
-                    received = self._conversation.receive(packet)
-                    if isinstance(received, Event):
-                        self._events.append(received)
-                    if received is not None and done(received):
-                        finished = True
-
-            self._guard(step)
-            if finished:
+        assert self._transport is not None
+        transport = self._transport
+        while ready := _poll(transport, deadline):
+            if ready & select.POLLOUT:
+                self._guard(transport.flush)
+            if ready & ~select.POLLOUT and any(done(received) for received in self._guard(self._receive)):
                 return True
+        return False

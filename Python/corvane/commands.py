@@ -11,9 +11,12 @@ from dataclasses import dataclass, field
 from typing import Any, Callable, Generic, Literal, TypeVar
 
 from .errors import MalformedReply
-from .protocol import Value
+from .protocol import Value, is_int
 
 Result = TypeVar("Result")
+
+#: Seconds, a year: whoever asks for a longer wait gets this one.
+LONGEST_WAIT = 31_536_000
 
 
 def _as_sent(reply: Value) -> Any:
@@ -32,8 +35,8 @@ class Command(Generic[Result]):
     def timeout(self) -> float:
         """Seconds that the library waits for the reply unless `perform` is told otherwise."""
         asked = self.argument.get("KeyTimeout") if isinstance(self.argument, dict) else None
-        if isinstance(asked, int) and asked > 0:
-            return asked + 5.0
+        if is_int(asked) and asked > 0:
+            return min(asked, LONGEST_WAIT) + 5.0
         return 300.0 if self.name in ("CollectTraceLogsCommand", "BasebandDiagnosticsCommand") else 60.0
 
 
@@ -63,11 +66,11 @@ def info() -> Command[dict[str, Value]]:
 
 
 def boot_state() -> Command[str]:
-    """ "Off", "Booting", "Ready" or "Resetting"."""
+    """ "Off", "Booting", "Ready" or "Resetting"; with the reason in parentheses when it failed to boot: "Off (sim-missing)"."""
     return Command("GetBasebandBootStateCommand", None, _key("KeyBasebandBootState", str))
 
 
-#: The boot states.
+#: The boot states, as `wait_for_state` takes them.
 STATES = ("Off", "Booting", "Ready", "Resetting")
 
 BOOT_STATE_EVENT = "BasebandBootStateChangeNotification"
@@ -76,6 +79,11 @@ BOOT_STATE_EVENT = "BasebandBootStateChangeNotification"
 def boot_state_of(payload: Value) -> str:
     """The state that a reply to `boot_state` or an event of that name carries."""
     return _key("KeyBasebandBootState", str)(payload)
+
+
+def is_in_state(reported: str, state: str) -> bool:
+    """Whether it is the state, whatever the reason behind it."""
+    return reported.split(" (")[0] == state
 
 
 def operating_mode() -> Command[int]:

@@ -49,12 +49,15 @@ class SocketTransport:
 
     def __init__(self, path: str) -> None:
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        self._socket.setblocking(False)
         try:
             self._socket.connect(path)
+        except BlockingIOError as error:  # as many wait to be accepted as may
+            self._socket.close()
+            raise NotConnected(f"The manager at {path} took no new connection; it may be overloaded or stopped.") from error
         except OSError as error:
             self._socket.close()
             raise NotConnected(f"No manager could be reached at {path}: {error.strerror or error}.") from error
-        self._socket.setblocking(False)
         self._waiting: deque[bytes] = deque()
 
     def fileno(self) -> int:
@@ -145,6 +148,8 @@ class BridgeTransport:
                 part = self._socket.recv(MAX_PACKET)
             except (BlockingIOError, InterruptedError):
                 return self._packets()
+            except ConnectionResetError:  # as above
+                continue
             except OSError as error:
                 raise ConnectionLost(f"The connection to the manager was lost: {error.strerror}.") from error
             if not part:
@@ -169,7 +174,11 @@ class BridgeTransport:
     def close(self) -> None:
         self._socket.close()
         self._process.terminate()
-        self._process.wait()
+        try:
+            self._process.wait(timeout=1)
+        except subprocess.TimeoutExpired:
+            self._process.kill()
+            self._process.wait()
 
 
 def open_transport(path: str | None, bridge: Sequence[str] | None) -> Transport:
