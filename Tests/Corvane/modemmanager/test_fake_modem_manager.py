@@ -146,6 +146,7 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
     manager.unanswered["Setup"] = None
     on, again = (client.ask("SetTraceProperty", TraceName="TEMS", TracePropertyName="Mode", TracePropertyValue="HW") for _ in range(2))
     assert client.answer(again) == "104: The trace is being switched on already."
+    until(lambda: manager.unanswered["Setup"], "the rate")
     manager.unanswered.clear()
     assert client.set("TEMS", "Mode", "OFF") is None
     assert client.answer(on) == "107: The trace was switched off before it was on."
