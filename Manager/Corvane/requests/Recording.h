@@ -26,7 +26,7 @@ Result<void> begin(const std::string& file);
 void showInLog();
 bool isShownInLog();
 
-// These do nothing unless there is a recording or, but for events, the log shows what passes.
+// What passes: written to the recording if there is one, requests and replies also to the log if it shows them.
 void request(const Requester& client, const ryn::wire::Request& request);
 void reply(const Requester& client, const ryn::wire::Reply& reply);
 void event(const ryn::wire::Event& event);

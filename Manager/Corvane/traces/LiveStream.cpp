@@ -17,12 +17,12 @@ constexpr std::size_t kMostWaiting = 262144;
 }  // namespace
 
 LiveStream::LiveStream(Loop& loop, ListeningSocket listener, std::function<bool(int socket)> admits)
-    : loop_(loop), admits_(std::move(admits)), listener_(std::move(listener)) {
-    watch_ = std::make_unique<Watch>(loop_, listener_.get(), Watch::Order::Fair, [this] { accept(); });
+    : loop_(loop), admits_(std::move(admits)), listeningSocket_(std::move(listener)) {
+    watch_ = std::make_unique<Watch>(loop_, listeningSocket_.get(), Watch::Order::Fair, [this] { accept(); });
 }
 
 void LiveStream::accept() {
-    platform::FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    platform::FileDescriptor socket(accept4(listeningSocket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket || !admits_(socket.get()) || readers_.size() == kMostReaders) {
         return;
     }

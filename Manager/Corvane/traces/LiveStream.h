@@ -46,7 +46,7 @@ private:
     std::function<bool(int socket)> admits_;
     std::function<void()> onReaders_;
     std::vector<std::unique_ptr<Reader>> readers_;
-    ListeningSocket listener_;  ///< destroyed before the readers: who sees its connection end can't connect again
+    ListeningSocket listeningSocket_;  ///< destroyed before the readers: who sees its connection end can't connect again
     /// Expired once the stream is gone, for the loop's tasks that would touch it.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     std::unique_ptr<Watch> watch_;

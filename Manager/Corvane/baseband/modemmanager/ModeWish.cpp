@@ -1,5 +1,6 @@
 #include "Corvane/baseband/modemmanager/ModeWish.h"
 
+#include "Corvane/baseband/Baseband.h"
 #include "Platform/File.h"
 
 #include <cstdint>
@@ -8,7 +9,6 @@
 namespace corvane::modemmanager {
 namespace {
 
-constexpr std::string_view kArea = "baseband";
 constexpr std::string_view kName = "modem-mode";
 
 /// Another one each time that the machine boots (random(4)).
@@ -29,7 +29,7 @@ std::string keyOf(const std::string& modem) {
 }  // namespace
 
 ModeWish::ModeWish(SettingsStore& store, Log log)
-    : store_(store), log_(std::move(log)), wish_(store.get(kArea, kName).value_or("")) {}
+    : store_(store), log_(std::move(log)), wish_(store.get(kBasebandArea, kName).value_or("")) {}
 
 std::optional<OperatingMode> ModeWish::of(const std::string& modem) const {
     if (wish_.empty() || wish_.substr(1) != keyOf(modem)) {
@@ -44,7 +44,7 @@ void ModeWish::set(const std::string& modem, std::optional<OperatingMode> mode) 
         return;
     }
     wish_ = std::move(wish);
-    const Result<void> stored = store_.store(kArea, kName, wish_);
+    const Result<void> stored = store_.store(kBasebandArea, kName, wish_);
     isStored_ = static_cast<bool>(stored);
     if (!stored) {
         log_("The operating mode that was asked for won't outlive a restart: " + stored.refusal().sentence);
