@@ -9,7 +9,7 @@ import time
 
 import pytest
 
-from programs import TOOL, Manager, Program, hold_table, kept, self_test, until
+from programs import TOOL, Manager, Program, hold, hold_table, kept, self_test, until
 from tshark import is_sound, tshark
 
 FIXTURES = pathlib.Path(__file__).parent / "fixtures"
@@ -318,4 +318,4 @@ def test_a_seed_gives_the_same_session_again():
         before, shown = shown, session()
         if shown in (before, kept("session.txt", shown)):
             break
-    assert shown == kept("session.txt", shown)
+    hold("session.txt", shown)

@@ -1,6 +1,7 @@
 """What tests of whole sessions share: the programs as processes, and both ends of the protocol in a codec not the product's."""
 import contextlib
 import ctypes
+import difflib
 import os
 import pathlib
 import re
@@ -38,6 +39,9 @@ def until(reached, what=""):
     return value
 
 
+RENEWS = "RENEW_FIXTURES=1 keeps what is seen now"
+
+
 def kept(name, shown):
     """What a fixture has kept of a text; it keeps `shown` from now on where RENEW_FIXTURES is set."""
     if os.environ.get("RENEW_FIXTURES"):
@@ -45,11 +49,18 @@ def kept(name, shown):
     return (FIXTURES / name).read_text()
 
 
+def hold(name, shown):
+    """A fixture has kept the text as it is shown."""
+    changes = difflib.unified_diff(kept(name, shown).splitlines(), shown.splitlines(), str(FIXTURES / name), "seen now", "", "", 1, "")
+    if changed := "\n".join(changes):
+        raise AssertionError(f"{RENEWS}:\n{changed}")
+
+
 def hold_table(name, answer):
     """A fixture of questions, a line each, and behind each, indented, what `answer` makes of it. Behind # is what they are about."""
     asked = [line for line in (FIXTURES / name).read_text().splitlines() if line and not line.startswith("  ")]
     shown = "".join(f"{line}\n" + ("" if line[0] == "#" else textwrap.indent(f"{answer(line)}\n", "  ")) for line in asked)
-    assert shown == kept(name, shown)
+    hold(name, shown)
 
 
 def hold_sentences(sentences):
@@ -61,7 +72,7 @@ def hold_sentences(sentences):
         for variable, name in (r"(?<!\w)'.*?'(?!\w)", "'_'"), (r"(?<![^ (])/[^\s:;,)]+", "PATH"), (r"\d+", "N"):
             sentence = re.sub(variable, name, sentence)
         if not re.fullmatch("|".join(".*".join(map(re.escape, line.split("*"))) for line in fixture.read_text().splitlines()), sentence):
-            assert os.environ.get("RENEW_FIXTURES"), f"sentences.txt lacks {sentence!r}"
+            assert os.environ.get("RENEW_FIXTURES"), f"{fixture} lacks {sentence!r}; {RENEWS}"
             with open(fixture, "a") as file:
                 file.write(sentence + "\n")
 

@@ -27,6 +27,11 @@ enum class Effect { Reads, Changes };
 struct Command {
     template <typename Handler, typename... Arguments>
     Command(const char* command, Effect does, Handler handler, Arguments... arguments) : name(command), effect(does) {
+        static_assert(
+            std::is_invocable_v<Handler, Services&, typename Arguments::Value...> ||
+                std::is_invocable_v<Handler, Services&, AnswerCompletion, typename Arguments::Value...> ||
+                std::is_invocable_v<Handler, Services&, Later, typename Arguments::Value...>,
+            "a handler takes the services, maybe an AnswerCompletion or a Later, and the Value of each argument in its row");
         serve = [=](Services& services, const xpc::Object& argument, const Later& later) -> std::optional<Answer> {
             if constexpr (sizeof...(Arguments) > 0) {
                 if (const auto checked = checkArgument(argument, (Arguments::kMandatory || ...)); !checked) {

@@ -15,7 +15,7 @@ import pytest
 import fakes
 from at_modem import AtModem
 from fakes import ROOT, SERVICE
-from programs import FIXTURES, kept, run, until
+from programs import FIXTURES, hold, run, until
 from rig import OTHER, rig  # noqa: F401
 
 AS_BEFORE = "108: ModemManager made the modem go offline, but shows it as registered with its power on."
@@ -70,7 +70,7 @@ def test_figures_and_errors_are_understood_by_their_names(rig):
     assert "GetLocation" not in manager.asked[manager.asked.index("FactoryReset 000000"):]
     asked = [asked for asked in manager.asked if not asked.startswith(("Setup", "GetLocation"))]
     shown = json.dumps([statistics, modem, bearers, asked], indent=2, sort_keys=True) + "\n"
-    assert shown == kept("modem-figures.json", shown)
+    hold("modem-figures.json", shown)
     assert set(manager.asked) >= {"Setup 1", "Setup 5"} and manager.asked[-1] == "Setup 0"
 
 
@@ -168,4 +168,4 @@ def test_what_is_asked_ends_whatever_happens_meanwhile(rig):
     rig.says(AS_BEFORE[len("108: "):].replace("registered", "enabled") + "\n")
     shown += [asked for asked in manager.asked if not asked.startswith(("Setup", "GetLocation"))]
     shown = "\n".join([*shown, *re.findall("Corvane: (.* baseband is .*)", rig.program.text), ""])
-    assert shown == kept("modem-session.txt", shown)
+    hold("modem-session.txt", shown)
