@@ -1,6 +1,6 @@
 // The part of fmt that its headers leave to a library. Debian's is a shared one, which would bring a second C++ library into the
-// daemon's memory, and compiling it into every source takes five times as long. It formats
-// without locales, since nothing of ours asks for one.
+// daemon's memory, and compiling it into every source takes five times as long. It formats without locales, since
+// nothing of ours asks for one.
 #define FMT_STATIC_THOUSANDS_SEPARATOR ','
 #include <fmt/format-inl.h>
 
